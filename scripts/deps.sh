@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, testing and benchmarking Pictavia needs.
+# Safe to run again: it asks apt only for what is missing, and refreshes the package
+# lists only when something has to be installed.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build pkg-config git ccache
+  # Qt
+  qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
+  # X11 capture, window list, input
+  libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
+  libxcb-ewmh-dev libxcb-icccm4-dev
+  # image codecs and sound
+  zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev
+  # tests: a real X server, a window manager and a pointer driver
+  libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
+  # style checks
+  clang-format clang-tidy
+  # fuzzing with libFuzzer
+  clang libclang-rt-14-dev
+  # benchmarks and the screenshot tools they compare against
+  libbenchmark-dev maim scrot imagemagick ffmpeg flameshot
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "deps: installing ${missing[*]} needs root or sudo" >&2; exit 1; }
+  sudo="sudo"
+fi
+echo "deps: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

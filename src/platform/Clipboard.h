@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+namespace platform {
+
+// The desktop clipboard.
+class Clipboard {
+public:
+    virtual ~Clipboard() = default;
+    // Replaces the clipboard with an image. `pngBytes`, when given, is the same picture
+    // already encoded, so the clipboard can offer it without encoding again.
+    virtual void setImage(const QImage& image, const QByteArray& pngBytes = {}) = 0;
+    virtual void setText(const QString& text) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,28 @@
+#include "platform/Platform.h"
+
+namespace platform {
+
+namespace {
+Services& instance() {
+    static Services s;
+    return s;
+}
+
+template <typename T> void replaceIfGiven(std::unique_ptr<T>& slot, std::unique_ptr<T>& given) {
+    if (given)
+        slot = std::move(given);
+}
+} // namespace
+
+Services& services() { return instance(); }
+
+void install(Services replacement) {
+    Services& s = instance();
+    replaceIfGiven(s.screen, replacement.screen);
+    replaceIfGiven(s.codecs, replacement.codecs);
+    replaceIfGiven(s.clipboard, replacement.clipboard);
+    replaceIfGiven(s.sound, replacement.sound);
+    replaceIfGiven(s.toasts, replacement.toasts);
+}
+
+} // namespace platform

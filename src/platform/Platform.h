@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/Clipboard.h"
+#include "platform/ImageCodecs.h"
+#include "platform/ScreenBackend.h"
+#include "platform/SoundPlayer.h"
+#include "platform/ToastPresenter.h"
+
+#include <memory>
+
+namespace platform {
+
+// The platform services of this run. The program's start-up installs the real ones once;
+// unit tests install fakes. Subsystems reach the platform only through here.
+struct Services {
+    std::unique_ptr<ScreenBackend> screen;
+    std::unique_ptr<ImageCodecs> codecs;
+    std::unique_ptr<Clipboard> clipboard;
+    std::unique_ptr<SoundPlayer> sound;
+    std::unique_ptr<ToastPresenter> toasts;
+};
+
+// The installed services; every member is non-null once install() ran.
+Services& services();
+
+// Replaces the services; members left null keep the previous ones.
+void install(Services replacement);
+
+} // namespace platform
