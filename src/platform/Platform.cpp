@@ -23,6 +23,7 @@ void install(Services replacement) {
     replaceIfGiven(s.clipboard, replacement.clipboard);
     replaceIfGiven(s.sound, replacement.sound);
     replaceIfGiven(s.toasts, replacement.toasts);
+    replaceIfGiven(s.namePrompt, replacement.namePrompt);
 }
 
 } // namespace platform

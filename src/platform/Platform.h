@@ -2,6 +2,7 @@
 
 #include "platform/Clipboard.h"
 #include "platform/ImageCodecs.h"
+#include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
 #include "platform/ToastPresenter.h"
@@ -18,9 +19,10 @@ struct Services {
     std::unique_ptr<Clipboard> clipboard;
     std::unique_ptr<SoundPlayer> sound;
     std::unique_ptr<ToastPresenter> toasts;
+    std::unique_ptr<NamePrompt> namePrompt;
 };
 
-// The installed services; every member is non-null once install() ran.
+// The installed services. Members are null until installed: callers check.
 Services& services();
 
 // Replaces the services; members left null keep the previous ones.

@@ -1,0 +1,16 @@
+#include "app/Toast.h"
+
+#include "platform/Platform.h"
+
+#include <cstdio>
+
+namespace Toast {
+
+void show(const QString& text, double seconds) {
+    if (auto& presenter = platform::services().toasts)
+        presenter->show(text, seconds);
+    else
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+}
+
+} // namespace Toast

@@ -1,0 +1,164 @@
+#include "capture/OutputPipeline.h"
+
+#include "app/Prefs.h"
+#include "app/Toast.h"
+#include "capture/FileNamer.h"
+#include "capture/HistoryManager.h"
+#include "capture/ImageUtils.h"
+#include "capture/PostCaptureAction.h"
+#include "platform/Platform.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <cmath>
+
+namespace OutputPipeline {
+
+namespace {
+
+Hooks& hooks() {
+    static Hooks h;
+    return h;
+}
+
+bool choose(const std::optional<bool>& option, const char* preference) {
+    return option.value_or(Prefs::flag(QLatin1String(preference)));
+}
+
+void playShutter() {
+    if (auto& sound = platform::services().sound)
+        sound->playShutter();
+}
+
+QString baseName(const QString& fileName) { return QFileInfo(fileName).completeBaseName(); }
+
+std::optional<QString> saveCopy(const QByteArray& bytes, const QString& fileName) {
+    const QString folder = Prefs::saveDirectory();
+    if (!QDir().mkpath(folder)) {
+        Toast::show(QStringLiteral("Could not save to %1").arg(folder));
+        return std::nullopt;
+    }
+    const QString path = FileNamer::uniquePath(folder, fileName);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        Toast::show(QStringLiteral("Could not save %1: %2").arg(path, file.errorString()));
+        return std::nullopt;
+    }
+    return path;
+}
+
+} // namespace
+
+void setHooks(Hooks h) { hooks() = std::move(h); }
+
+std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
+                                      const CaptureContext& context, const DeliveryOptions& options) {
+    Q_UNUSED(windowCapture);
+    QImage image = input;
+
+    // 1. Downscale a HiDPI capture to its size in points.
+    if (choose(options.downscaleRetina, "downscaleRetina") && scale > 1.0) {
+        const QSize points(static_cast<int>(std::lround(image.width() / scale)),
+                           static_cast<int>(std::lround(image.height() / scale)));
+        image = ImageUtils::scaled(image, points);
+        scale = 1.0;
+    }
+
+    // 2. Beautify, once the editor's backgrounds provide it.
+    if (choose(options.autoBeautify, "autoBeautify") && hooks().beautify)
+        image = hooks().beautify(image, scale, options.preset);
+
+    // 3. Encode; a format that cannot be written comes back as PNG.
+    const ImageUtils::Encoded encoded =
+        ImageUtils::encode(image, options.format.value_or(Prefs::text(QStringLiteral("imageFormat"))), scale);
+
+    // 4. Each name that uses the counter takes the next number.
+    const QString counterKey = QStringLiteral("captureCounter");
+    const bool usesCounter = Prefs::filenameTemplate().contains(QStringLiteral("{counter}"));
+    if (usesCounter)
+        Prefs::sync(); // another Pictavia process may have taken a number
+    QString fileName = FileNamer::filename(encoded.format, QDateTime::currentDateTime(), context, scale);
+    if (usesCounter)
+        Prefs::setValue(counterKey, Prefs::integer(counterKey) + 1);
+
+    // 5. Name.
+    if (!copyOnly && choose(options.askForName, "askForName")) {
+        const auto name = FileNamer::askForName(baseName(fileName));
+        if (!name) {
+            Toast::show(QStringLiteral("Capture discarded"));
+            return std::nullopt;
+        }
+        fileName = *name + u'.' + encoded.format;
+    }
+
+    // 6. History.
+    Delivered delivered;
+    const auto stored = HistoryManager::store(encoded.bytes, fileName);
+    if (!stored) {
+        Toast::show(stored.error().message);
+        return std::nullopt;
+    }
+    delivered.historyFile = stored.value();
+    HistoryManager::addToIndex(delivered.historyFile, context);
+    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
+
+    // 7. Clipboard, at the image's size in points.
+    if (copyOnly || choose(options.copyToClipboard, "copyToClipboard")) {
+        if (auto& clipboard = platform::services().clipboard) {
+            QImage forClipboard = image;
+            forClipboard.setDevicePixelRatio(scale);
+            clipboard->setImage(forClipboard, encoded.format == u"png" ? encoded.bytes : QByteArray());
+            delivered.copied = true;
+        }
+    }
+
+    // 8. Sound.
+    if (choose(options.playSound, "captureSound"))
+        playShutter();
+
+    // 9. Confirmation.
+    if (options.announcement)
+        Toast::show(*options.announcement);
+    else if (delivered.copied)
+        Toast::show(QStringLiteral("Copied to clipboard"));
+
+    // 10. Save a copy to the save folder.
+    if (!copyOnly && choose(options.autoSave, "autoSaveToDisk")) {
+        if (const auto saved = saveCopy(encoded.bytes, fileName))
+            delivered.savedFile = *saved;
+    }
+
+    // 11. Quick access, once the overlay provides it.
+    if (!copyOnly && choose(options.showQuickAccess, "showQuickAccess") && hooks().showQuickAccess)
+        hooks().showQuickAccess(delivered.file(), image);
+
+    // 12. The user's post-capture action.
+    PostCaptureAction::run(delivered.file(), PostCaptureAction::imageKind, context);
+    return delivered;
+}
+
+void deliverText(const QString& text, const QStringList& codes) {
+    if (Prefs::flag(QStringLiteral("captureSound")))
+        playShutter();
+    if (text.trimmed().isEmpty() && codes.isEmpty()) {
+        Toast::show(QStringLiteral("No text found"));
+        return;
+    }
+    if (auto& clipboard = platform::services().clipboard)
+        clipboard->setText(text.isEmpty() ? codes.join(u'\n') : text);
+    if (hooks().showTextResult)
+        hooks().showTextResult(text, codes);
+
+    QStringList found;
+    if (!text.isEmpty())
+        found << QStringLiteral("Copied %1 characters of text").arg(text.toUcs4().size());
+    if (codes.size() == 1)
+        found << QStringLiteral("Found a code");
+    else if (codes.size() > 1)
+        found << QStringLiteral("Found %1 codes").arg(codes.size());
+    Toast::show(found.join(QStringLiteral(". ")));
+}
+
+} // namespace OutputPipeline
