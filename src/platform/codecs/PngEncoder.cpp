@@ -1,0 +1,384 @@
+#include "platform/codecs/PngEncoder.h"
+
+#include <QThread>
+#include <QtEndian>
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace platform::codecs {
+
+namespace {
+
+constexpr size_t kWindow = 32768;       // deflate's history: what each chunk gets as dictionary
+constexpr size_t kBatchBytes = 1 << 17; // filtered rows handed to deflate at a time, cache sized
+// Below this many filtered bytes, starting threads costs more than it saves.
+constexpr size_t kParallelThreshold = size_t(1) << 19;
+// Each worker takes several chunks so one slow (busy) stretch of the screen does not leave
+// the other cores idle.
+constexpr int kChunksPerThread = 2;
+
+// Byte offsets of the channels inside a 32-bit QImage pixel (0xAARRGGBB in native order).
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+constexpr int kR = 2, kG = 1, kB = 0, kA = 3;
+#else
+constexpr int kR = 1, kG = 2, kB = 3, kA = 0;
+#endif
+
+struct Source {
+    const uchar* bits = nullptr;
+    qsizetype stride = 0;
+    int width = 0;
+    int height = 0;
+    bool alpha = false;
+    size_t rowBytes = 0; // filter byte plus the packed RGB or RGBA samples
+
+    const uint8_t* row(int y) const { return bits + y * stride; }
+};
+
+uint8_t paeth(uint8_t a, uint8_t b, uint8_t c) {
+    const int pa = std::abs(int(b) - int(c));
+    const int pb = std::abs(int(a) - int(c));
+    const int pc = std::abs(int(a) + int(b) - 2 * int(c));
+    return (pa <= pb && pa <= pc) ? a : (pb <= pc ? b : c);
+}
+
+// Filtering is per channel, so it runs on the 32-bit pixels as they are in memory and the
+// result is then packed to PNG's channel order; both loops stay in cache for one row.
+void filterRow(const Source& src, int y, PngEncoder::Filter filter, uint8_t* scratch, uint8_t* out) {
+    const size_t n = size_t(src.width) * 4;
+    const uint8_t* cur = src.row(y);
+    const uint8_t* prev = y > 0 ? src.row(y - 1) : nullptr;
+    const uint8_t* d = scratch;
+    switch (filter) {
+    case PngEncoder::Filter::None:
+        out[0] = 0;
+        d = cur;
+        break;
+    case PngEncoder::Filter::Sub:
+        out[0] = 1;
+        std::memcpy(scratch, cur, 4);
+        for (size_t i = 4; i < n; ++i)
+            scratch[i] = uint8_t(cur[i] - cur[i - 4]);
+        break;
+    case PngEncoder::Filter::Up:
+        out[0] = 2;
+        if (!prev) {
+            d = cur;
+            break;
+        }
+        for (size_t i = 0; i < n; ++i)
+            scratch[i] = uint8_t(cur[i] - prev[i]);
+        break;
+    case PngEncoder::Filter::Paeth:
+        out[0] = 4;
+        if (!prev) { // with no row above, Paeth predicts from the left: Sub
+            std::memcpy(scratch, cur, 4);
+            for (size_t i = 4; i < n; ++i)
+                scratch[i] = uint8_t(cur[i] - cur[i - 4]);
+            break;
+        }
+        for (size_t i = 0; i < 4; ++i)
+            scratch[i] = uint8_t(cur[i] - prev[i]);
+        for (size_t i = 4; i < n; ++i)
+            scratch[i] = uint8_t(cur[i] - paeth(cur[i - 4], prev[i], prev[i - 4]));
+        break;
+    }
+
+    uint8_t* o = out + 1;
+    const int w = src.width;
+    if (src.alpha) {
+        for (int x = 0; x < w; ++x, d += 4, o += 4) {
+            o[0] = d[kR];
+            o[1] = d[kG];
+            o[2] = d[kB];
+            o[3] = d[kA];
+        }
+    } else {
+        for (int x = 0; x < w; ++x, d += 4, o += 3) {
+            o[0] = d[kR];
+            o[1] = d[kG];
+            o[2] = d[kB];
+        }
+    }
+}
+
+// One stretch of rows compressed as raw deflate data that continues the stream of the
+// stretch before it: primed with that stretch's last 32 KiB, ended on a byte boundary.
+struct Chunk {
+    int firstRow = 0;
+    int endRow = 0;
+    bool last = false;
+
+    std::unique_ptr<uint8_t[]> data;
+    size_t capacity = 0;
+    size_t size = 0;
+    uLong adler = 1; // of the filtered rows, to join into the stream's checksum
+    size_t rawSize = 0;
+    uLong crc = 0; // of `data`, to join into the IDAT checksum
+    bool ok = false;
+};
+
+int zlibStrategy(PngEncoder::Strategy strategy) {
+    switch (strategy) {
+    case PngEncoder::Strategy::Rle:
+        return Z_RLE;
+    case PngEncoder::Strategy::Filtered:
+        return Z_FILTERED;
+    case PngEncoder::Strategy::Default:
+        break;
+    }
+    return Z_DEFAULT_STRATEGY;
+}
+
+void reserveOutput(Chunk& chunk, z_stream& zs) {
+    chunk.size = size_t(zs.next_out - chunk.data.get());
+    if (zs.avail_out >= 64) return;
+    const size_t capacity = chunk.capacity + chunk.capacity / 2 + 4096;
+    auto grown = std::make_unique_for_overwrite<uint8_t[]>(capacity);
+    std::memcpy(grown.get(), chunk.data.get(), chunk.size);
+    chunk.data = std::move(grown);
+    chunk.capacity = capacity;
+    zs.next_out = chunk.data.get() + chunk.size;
+    zs.avail_out = uInt(capacity - chunk.size);
+}
+
+void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk& chunk) {
+    z_stream zs{};
+    if (deflateInit2(&zs, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) != Z_OK) return;
+
+    const size_t rowBytes = src.rowBytes;
+    const int dictionaryRows = int((kWindow + rowBytes - 1) / rowBytes);
+    const int batchRows = std::max<int>(1, int(kBatchBytes / rowBytes));
+    std::vector<uint8_t> scratch(size_t(src.width) * 4);
+    std::vector<uint8_t> buffer(size_t(std::max(batchRows, dictionaryRows)) * rowBytes);
+
+    bool ok = true;
+    if (chunk.firstRow > 0) {
+        const int from = std::max(0, chunk.firstRow - dictionaryRows);
+        uint8_t* out = buffer.data();
+        for (int y = from; y < chunk.firstRow; ++y, out += rowBytes)
+            filterRow(src, y, options.filter, scratch.data(), out);
+        const size_t filled = size_t(out - buffer.data());
+        const size_t length = std::min(filled, kWindow);
+        ok = deflateSetDictionary(&zs, out - length, uInt(length)) == Z_OK;
+    }
+
+    chunk.rawSize = size_t(chunk.endRow - chunk.firstRow) * rowBytes;
+    chunk.capacity = deflateBound(&zs, uLong(chunk.rawSize)) + 64;
+    chunk.data = std::make_unique_for_overwrite<uint8_t[]>(chunk.capacity);
+    zs.next_out = chunk.data.get();
+    zs.avail_out = uInt(chunk.capacity);
+
+    chunk.adler = adler32(0, nullptr, 0);
+    for (int y = chunk.firstRow; ok && y < chunk.endRow; y += batchRows) {
+        const int end = std::min(chunk.endRow, y + batchRows);
+        uint8_t* out = buffer.data();
+        for (int r = y; r < end; ++r, out += rowBytes)
+            filterRow(src, r, options.filter, scratch.data(), out);
+        const uInt length = uInt(out - buffer.data());
+        chunk.adler = adler32(chunk.adler, buffer.data(), length);
+        zs.next_in = buffer.data();
+        zs.avail_in = length;
+        while (ok && zs.avail_in > 0) {
+            reserveOutput(chunk, zs);
+            ok = deflate(&zs, Z_NO_FLUSH) == Z_OK;
+        }
+    }
+
+    // Z_SYNC_FLUSH ends on a byte boundary without closing the stream, so the next chunk's
+    // data follows directly; only the last chunk finishes it.
+    const int flush = chunk.last ? Z_FINISH : Z_SYNC_FLUSH;
+    while (ok) {
+        reserveOutput(chunk, zs);
+        const int result = deflate(&zs, flush);
+        if (result == Z_STREAM_END) break;
+        if (result != Z_OK && result != Z_BUF_ERROR) ok = false;
+        if (flush == Z_SYNC_FLUSH && zs.avail_out > 0) break;
+    }
+    chunk.size = size_t(zs.next_out - chunk.data.get());
+    deflateEnd(&zs);
+    if (!ok) return;
+    chunk.crc = crc32(0, chunk.data.get(), uInt(chunk.size));
+    chunk.ok = true;
+}
+
+bool allOpaque(const QImage& image) {
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            if (qAlpha(row[x]) != 255) return false;
+    }
+    return true;
+}
+
+// The image as 32-bit pixels the filters read directly; converts only what is not already
+// RGB32 or straight ARGB32 (premultiplied colour must be divided out before writing).
+QImage pixelsForPng(const QImage& image, bool& alpha) {
+    switch (image.format()) {
+    case QImage::Format_RGB32:
+        alpha = false;
+        return image;
+    case QImage::Format_ARGB32:
+    case QImage::Format_ARGB32_Premultiplied:
+        alpha = !allOpaque(image);
+        if (alpha && image.format() == QImage::Format_ARGB32_Premultiplied)
+            return image.convertToFormat(QImage::Format_ARGB32);
+        return image;
+    default:
+        break;
+    }
+    if (!image.hasAlphaChannel()) {
+        alpha = false;
+        return image.convertToFormat(QImage::Format_RGB32);
+    }
+    QImage converted = image.convertToFormat(QImage::Format_ARGB32);
+    alpha = !allOpaque(converted);
+    return converted;
+}
+
+class ByteWriter {
+public:
+    explicit ByteWriter(QByteArray& bytes) : p_(reinterpret_cast<uint8_t*>(bytes.data())) {}
+    uint8_t* position() const { return p_; }
+    void raw(const void* data, size_t length) {
+        if (length > 0) std::memcpy(p_, data, length);
+        p_ += length;
+    }
+    void u8(uint8_t value) { *p_++ = value; }
+    void u32(uint32_t value) {
+        qToBigEndian(value, p_);
+        p_ += 4;
+    }
+
+private:
+    uint8_t* p_;
+};
+
+// A whole chunk whose data is already known: length, type, data, CRC over type and data.
+void writeChunk(ByteWriter& out, const char* type, const uint8_t* data, uint32_t length) {
+    out.u32(length);
+    const uint8_t* start = out.position();
+    out.raw(type, 4);
+    out.raw(data, length);
+    out.u32(uint32_t(crc32(0, start, uInt(4 + length))));
+}
+
+// The two-byte zlib header announcing a 32 KiB window and the compression level.
+std::array<uint8_t, 2> zlibHeader(int level) {
+    const int levelFlags = level < 2 ? 0 : level < 6 ? 1 : level == 6 ? 2 : 3;
+    int header = (0x78 << 8) | (levelFlags << 6);
+    header += 31 - header % 31;
+    return {uint8_t(header >> 8), uint8_t(header & 0xff)};
+}
+
+} // namespace
+
+QByteArray PngEncoder::encode(const QImage& image, double scale) const {
+    if (image.isNull()) return {};
+
+    bool alpha = false;
+    const QImage pixels = pixelsForPng(image, alpha);
+    if (pixels.isNull()) return {};
+
+    Source src;
+    src.bits = pixels.constBits();
+    src.stride = pixels.bytesPerLine();
+    src.width = pixels.width();
+    src.height = pixels.height();
+    src.alpha = alpha;
+    src.rowBytes = 1 + size_t(src.width) * (alpha ? 4 : 3);
+
+    const size_t rawSize = src.rowBytes * size_t(src.height);
+    const int threads =
+        rawSize < kParallelThreshold
+            ? 1
+            : std::max(1, options_.threads > 0 ? options_.threads : QThread::idealThreadCount());
+    const int chunkCount = std::min(src.height, threads == 1 ? 1 : threads * kChunksPerThread);
+
+    std::vector<Chunk> chunks(static_cast<size_t>(chunkCount));
+    for (int i = 0; i < chunkCount; ++i) {
+        chunks[size_t(i)].firstRow = int(qint64(src.height) * i / chunkCount);
+        chunks[size_t(i)].endRow = int(qint64(src.height) * (i + 1) / chunkCount);
+    }
+    chunks.back().last = true;
+
+    std::atomic<int> next{0};
+    auto work = [&] {
+        for (int i = next++; i < chunkCount; i = next++)
+            compressChunk(src, options_, chunks[size_t(i)]);
+    };
+    {
+        std::vector<std::jthread> helpers;
+        for (int t = 1; t < std::min(threads, chunkCount); ++t)
+            helpers.emplace_back(work);
+        work();
+    }
+
+    size_t compressedSize = 0;
+    uLong adler = adler32(0, nullptr, 0);
+    for (const Chunk& chunk : chunks) {
+        if (!chunk.ok) return {};
+        compressedSize += chunk.size;
+        adler = adler32_combine(adler, chunk.adler, z_off_t(chunk.rawSize));
+    }
+
+    const bool withPhys = scale > 1.0;
+    const size_t idatLength = 2 + compressedSize + 4;
+    if (idatLength > 0x7fffffffu) return {};
+
+    static constexpr uint8_t signature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+    QByteArray bytes;
+    bytes.resize(qsizetype(sizeof signature + (12 + 13) + (withPhys ? 12 + 9 : 0) + 12 + idatLength + 12));
+    ByteWriter out(bytes);
+    out.raw(signature, sizeof signature);
+
+    uint8_t ihdr[13];
+    qToBigEndian(uint32_t(src.width), ihdr);
+    qToBigEndian(uint32_t(src.height), ihdr + 4);
+    ihdr[8] = 8;                        // bits per sample
+    ihdr[9] = alpha ? 6 : 2;            // RGBA or RGB
+    ihdr[10] = ihdr[11] = ihdr[12] = 0; // deflate, adaptive filtering, not interlaced
+    writeChunk(out, "IHDR", ihdr, sizeof ihdr);
+
+    if (withPhys) {
+        uint8_t phys[9];
+        const auto perMetre = uint32_t(std::lround(scale * 3780.0)); // 96 dpi is 3780 px/m
+        qToBigEndian(perMetre, phys);
+        qToBigEndian(perMetre, phys + 4);
+        phys[8] = 1; // unit: metre
+        writeChunk(out, "pHYs", phys, sizeof phys);
+    }
+
+    // IDAT's CRC joins the CRCs the workers computed over their own data.
+    out.u32(uint32_t(idatLength));
+    const uint8_t* idatStart = out.position();
+    out.raw("IDAT", 4);
+    const auto header = zlibHeader(options_.level);
+    out.raw(header.data(), header.size());
+    uLong crc = crc32(0, idatStart, 6);
+    for (const Chunk& chunk : chunks) {
+        out.raw(chunk.data.get(), chunk.size);
+        crc = crc32_combine(crc, chunk.crc, z_off_t(chunk.size));
+    }
+    uint8_t trailer[4];
+    qToBigEndian(uint32_t(adler), trailer);
+    out.raw(trailer, 4);
+    crc = crc32(crc, trailer, 4);
+    out.u32(uint32_t(crc));
+
+    writeChunk(out, "IEND", nullptr, 0);
+    return bytes;
+}
+
+} // namespace platform::codecs
