@@ -1,0 +1,35 @@
+#pragma once
+
+#include "common/Result.h"
+#include "platform/x11/X11Connection.h"
+
+#include <QImage>
+#include <QRect>
+
+#include <atomic>
+#include <optional>
+
+namespace platform::x11 {
+
+// Reads the pixels of a rectangle of a drawable (the root window or a window's pixmap).
+// Uses an MIT-SHM segment that becomes the QImage's own buffer, so the pixels are never
+// copied on our side; falls back to plain GetImage when shared memory is unavailable.
+class X11AreaGrabber {
+public:
+    // With allowShm false, always uses GetImage (what a remote display gets).
+    X11AreaGrabber(const X11Connection& connection, bool allowShm);
+
+    // `rect` is in the drawable's coordinates and must lie inside it.
+    Result<QImage> grab(xcb_drawable_t drawable, const QRect& rect, const PixelFormat& format);
+
+private:
+    // nullopt when shared memory turned out to be unusable with this server.
+    std::optional<Result<QImage>> grabWithShm(xcb_drawable_t drawable, const QRect& rect,
+                                              const PixelFormat& format);
+    Result<QImage> grabWithGetImage(xcb_drawable_t drawable, const QRect& rect, const PixelFormat& format);
+
+    const X11Connection& m_connection;
+    std::atomic<bool> m_shmUsable;
+};
+
+} // namespace platform::x11
