@@ -1,0 +1,145 @@
+// Our PNG encoder against QImage::save and libpng at level 1, on full screens of text windows
+// over a photo, and the comparison of row filters and zlib strategies that chose its defaults.
+// Each result carries the PNG's size as the counter "bytes".
+#include "SceneArt.h"
+
+#include "platform/codecs/PngEncoder.h"
+
+#include <QBuffer>
+#include <QGuiApplication>
+#include <QImageWriter>
+
+#include <benchmark/benchmark.h>
+#include <png.h>
+
+#include <map>
+#include <utility>
+
+using platform::codecs::PngEncoder;
+
+namespace {
+
+const QImage& frame(int height) {
+    static std::map<int, QImage> frames;
+    auto it = frames.find(height);
+    if (it == frames.end())
+        it = frames.emplace(height, scene::composedScreen(QSize(height * 16 / 9, height))).first;
+    return it->second;
+}
+
+void report(benchmark::State& state, const QImage& image, qsizetype bytes) {
+    state.counters["bytes"] = double(bytes);
+    state.SetBytesProcessed(int64_t(state.iterations()) * image.width() * image.height() * 3);
+}
+
+void BM_Pictavia(benchmark::State& state) {
+    const QImage& image = frame(int(state.range(0)));
+    PngEncoder::Options options;
+    options.threads = int(state.range(1));
+    const PngEncoder encoder(options);
+    qsizetype bytes = 0;
+    for (auto _ : state)
+        bytes = encoder.encode(image).size();
+    report(state, image, bytes);
+}
+
+void BM_PictaviaFilter(benchmark::State& state) {
+    const QImage& image = frame(int(state.range(0)));
+    PngEncoder::Options options;
+    options.filter = PngEncoder::Filter(state.range(1));
+    options.strategy = PngEncoder::Strategy(state.range(2));
+    options.level = int(state.range(3));
+    const PngEncoder encoder(options);
+    static const char* filters[] = {"None", "Sub", "Up", "Paeth"};
+    static const char* strategies[] = {"Default", "Rle", "Filtered"};
+    state.SetLabel(std::string(filters[state.range(1)]) + "/" + strategies[state.range(2)]);
+    qsizetype bytes = 0;
+    for (auto _ : state)
+        bytes = encoder.encode(image).size();
+    report(state, image, bytes);
+}
+
+void BM_QImageSave(benchmark::State& state) {
+    const QImage& image = frame(int(state.range(0)));
+    qsizetype bytes = 0;
+    for (auto _ : state) {
+        QByteArray out;
+        QBuffer buffer(&out);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        bytes = out.size();
+    }
+    report(state, image, bytes);
+}
+
+void appendToBuffer(png_structp png, png_bytep data, size_t length) {
+    static_cast<QByteArray*>(png_get_io_ptr(png))
+        ->append(reinterpret_cast<const char*>(data), qsizetype(length));
+}
+
+// libpng at level 1 with its default adaptive filtering, reading the BGRX pixels directly.
+QByteArray encodeWithLibpng(const QImage& image) {
+    QByteArray out;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        return {};
+    }
+    png_set_write_fn(png, &out, appendToBuffer, nullptr);
+    png_set_compression_level(png, 1);
+    png_set_IHDR(png, info, png_uint_32(image.width()), png_uint_32(image.height()), 8, PNG_COLOR_TYPE_RGB,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_set_bgr(png);
+    png_set_filler(png, 0, PNG_FILLER_AFTER);
+    for (int y = 0; y < image.height(); ++y)
+        png_write_row(png, image.constScanLine(y));
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    return out;
+}
+
+void BM_Libpng(benchmark::State& state) {
+    const QImage& image = frame(int(state.range(0)));
+    qsizetype bytes = 0;
+    for (auto _ : state)
+        bytes = encodeWithLibpng(image).size();
+    report(state, image, bytes);
+}
+
+void registerAll() {
+    constexpr int heights[] = {1080, 2160};
+    for (const int h : heights) {
+        benchmark::RegisterBenchmark("Pictavia/threads:all", BM_Pictavia)->Args({h, 0});
+        benchmark::RegisterBenchmark("Pictavia/threads:1", BM_Pictavia)->Args({h, 1});
+        benchmark::RegisterBenchmark("QImageSave", BM_QImageSave)->Args({h});
+        benchmark::RegisterBenchmark("Libpng/level:1", BM_Libpng)->Args({h});
+    }
+    // filter x strategy at level 1, then level 2 and 3 for the chosen filter.
+    for (const int h : heights) {
+        for (int filter = 0; filter < 4; ++filter)
+            for (int strategy = 0; strategy < 3; ++strategy)
+                benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)
+                    ->Args({h, filter, strategy, 1});
+        for (const int level : {2, 3})
+            benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)->Args({h, 2, 0, level});
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv); // fonts for the text windows
+    if (argc > 2 && QByteArray(argv[1]) == "--write-frame") {
+        // Saves the benchmark frame for a look: --write-frame FILE.png [HEIGHT]
+        const int height = argc > 3 ? QByteArray(argv[3]).toInt() : 1080;
+        return frame(height).save(QString::fromLocal8Bit(argv[2])) ? 0 : 1;
+    }
+    registerAll();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
