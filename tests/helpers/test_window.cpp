@@ -1,1 +1,108 @@
-int main() { return 0; }
+// A window with a known picture, for the integration tests to find and capture.
+//
+//   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above]
+//
+// Prints its X window id as a decimal line once the window has been painted, then stays
+// until killed. --class sets the class part of WM_CLASS (the application name); --above
+// asks the window manager to keep the window above others.
+
+#include "TestPattern.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QRegularExpression>
+#include <QTimer>
+#include <QWidget>
+
+#include <cstdio>
+#include <optional>
+
+namespace {
+
+class PatternWindow : public QWidget {
+public:
+    explicit PatternWindow(QString pattern) : m_pattern(std::move(pattern)) {
+        setAttribute(Qt::WA_OpaquePaintEvent);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        for (const testpattern::Region& region : testpattern::regions(m_pattern, size()))
+            painter.fillRect(region.rect, region.color);
+        if (!m_announced) {
+            m_announced = true;
+            // After this event returns, Qt flushes the painted pixels to the window.
+            QTimer::singleShot(0, this, [this] {
+                std::printf("%llu\n", static_cast<unsigned long long>(winId()));
+                std::fflush(stdout);
+            });
+        }
+    }
+
+private:
+    QString m_pattern;
+    bool m_announced = false;
+};
+
+std::optional<QSize> parseSize(const QString& text) {
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^(\\d+)x(\\d+)$")).match(text);
+    if (!m.hasMatch()) return std::nullopt;
+    return QSize(m.captured(1).toInt(), m.captured(2).toInt());
+}
+
+std::optional<QPoint> parsePosition(const QString& text) {
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^(-?\\d+),(-?\\d+)$")).match(text);
+    if (!m.hasMatch()) return std::nullopt;
+    return QPoint(m.captured(1).toInt(), m.captured(2).toInt());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // Pixel-exact sizes whatever Xft.dpi says, and no GL probing on Xvfb.
+    qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
+    if (!qEnvironmentVariableIsSet("QT_XCB_GL_INTEGRATION")) qputenv("QT_XCB_GL_INTEGRATION", "none");
+
+    // The class must be known before the application object reads it for WM_CLASS.
+    QString windowClass;
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (QByteArray(argv[i]) == "--class") windowClass = QString::fromLocal8Bit(argv[i + 1]);
+    }
+    if (!windowClass.isEmpty()) QCoreApplication::setApplicationName(windowClass);
+
+    QApplication app(argc, argv);
+    QCommandLineParser parser;
+    const QCommandLineOption title(QStringLiteral("title"), QStringLiteral("Window title."),
+                                   QStringLiteral("T"));
+    const QCommandLineOption pattern(QStringLiteral("pattern"), QStringLiteral("quadrants or #rrggbb."),
+                                     QStringLiteral("P"), QStringLiteral("quadrants"));
+    const QCommandLineOption size(QStringLiteral("size"), QStringLiteral("Client size."),
+                                  QStringLiteral("WxH"), QStringLiteral("320x240"));
+    const QCommandLineOption pos(QStringLiteral("pos"), QStringLiteral("Position."), QStringLiteral("X,Y"));
+    const QCommandLineOption wmClass(QStringLiteral("class"), QStringLiteral("WM_CLASS class."),
+                                     QStringLiteral("C"));
+    const QCommandLineOption above(QStringLiteral("above"), QStringLiteral("Stay above other windows."));
+    parser.addOptions({title, pattern, size, pos, wmClass, above});
+    parser.addHelpOption();
+    parser.process(app);
+
+    const QString patternName = parser.value(pattern);
+    const std::optional<QSize> windowSize = parseSize(parser.value(size));
+    const std::optional<QPoint> position =
+        parser.isSet(pos) ? parsePosition(parser.value(pos)) : std::optional<QPoint>(QPoint());
+    if (!testpattern::isValid(patternName) || !windowSize || !position) {
+        std::fprintf(stderr, "test_window: bad --pattern, --size or --pos\n");
+        return 2;
+    }
+
+    PatternWindow window(patternName);
+    window.setWindowTitle(parser.value(title));
+    if (parser.isSet(above)) window.setWindowFlag(Qt::WindowStaysOnTopHint);
+    window.resize(*windowSize);
+    if (parser.isSet(pos)) window.move(*position);
+    window.show();
+    return app.exec();
+}

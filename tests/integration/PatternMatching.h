@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QImage>
+#include <QPoint>
+#include <QRect>
+#include <QString>
+
+namespace testsupport {
+
+// How many pixels of `image` inside `area` differ from the test pattern by more than
+// `tolerance` in some channel; the pattern is drawn in `area` at the area's size.
+int patternMismatches(const QImage& image, const QRect& area, const QString& pattern, int tolerance = 2);
+
+// Where `subject` (in root coordinates) lies within an image of `captured` (also root
+// coordinates): the rectangle to compare.
+inline QRect within(const QRect& subject, const QRect& captured) {
+    return subject.translated(-captured.topLeft());
+}
+
+} // namespace testsupport

@@ -1,0 +1,38 @@
+#include "TestWindow.h"
+
+#include <regex>
+#include <stdexcept>
+
+namespace testsupport {
+
+TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
+    std::vector<std::string> args{
+        "--title",   options.title,
+        "--pattern", options.pattern,
+        "--size",    std::to_string(options.size.width()) + "x" + std::to_string(options.size.height())};
+    if (options.position) {
+        args.insert(args.end(), {"--pos", std::to_string(options.position->x()) + "," +
+                                              std::to_string(options.position->y())});
+    }
+    if (!options.windowClass.empty()) args.insert(args.end(), {"--class", options.windowClass});
+    if (options.above) args.emplace_back("--above");
+
+    ChildProcess& process = server.startProcess(TEST_WINDOW_BIN, args);
+    const std::optional<std::string> line = process.readLine(30s);
+    if (!line) throw std::runtime_error("test_window did not show its window within 30 s");
+    return TestWindow{&process, static_cast<uint32_t>(std::stoul(*line)), options.pattern};
+}
+
+QRect clientRect(XServer& server, uint32_t windowId) {
+    const ProcessOutput info = server.run("xwininfo", {"-id", std::to_string(windowId)});
+    auto field = [&info](const char* name) {
+        std::smatch match;
+        if (!std::regex_search(info.out, match, std::regex(std::string(name) + ":\\s+(-?\\d+)")))
+            throw std::runtime_error("xwininfo printed no " + std::string(name) + ": " + info.err);
+        return std::stoi(match[1]);
+    };
+    return QRect(field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
+                 field("Height"));
+}
+
+} // namespace testsupport

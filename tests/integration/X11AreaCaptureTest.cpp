@@ -1,0 +1,102 @@
+// Capturing areas of the screen, through MIT-SHM and through plain GetImage.
+
+#include "BackendConnection.h"
+#include "PatternMatching.h"
+#include "TestWindow.h"
+#include "WaitUntil.h"
+#include "XServer.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+class X11AreaCaptureTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // Tall enough that a full-screen GetImage needs more than one strip.
+        server = XServer::start({.width = 1600, .height = 1200, .windowManager = true});
+        backend = connectBackend(*server);
+        window =
+            openTestWindow(*server, {.title = "Area", .size = QSize(400, 300), .position = QPoint(120, 90)});
+        // Wait for the window manager to settle the window where it will stay.
+        ASSERT_TRUE(waitUntil([&] {
+            const std::optional<platform::WindowInfo> info = findWindow(*backend, window.id);
+            client = clientRect(*server, window.id);
+            return info && info->frame.contains(client);
+        }));
+    }
+
+    std::unique_ptr<XServer> server;
+    std::unique_ptr<platform::ScreenBackend> backend;
+    TestWindow window;
+    QRect client;
+};
+
+TEST_F(X11AreaCaptureTest, AreaOfAWindowShowsItsPixels) {
+    // Part of the window, reaching across all four quarters.
+    const QRect area = client.adjusted(40, 30, -60, -50);
+    Result<QImage> image = QImage();
+    ASSERT_TRUE(waitUntil([&] {
+        image = backend->grabArea(client);
+        return image && patternMismatches(*image, QRect(QPoint(), client.size()), "quadrants") == 0;
+    })) << "the window's area does not show its pattern";
+
+    const Result<QImage> part = backend->grabArea(area);
+    ASSERT_TRUE(part.ok()) << part.error().message.toStdString();
+    EXPECT_EQ(part->size(), area.size());
+    EXPECT_EQ(part->format(), QImage::Format_RGB32);
+    EXPECT_EQ(*part, image->copy(within(area, client)));
+}
+
+TEST_F(X11AreaCaptureTest, AreaOffScreenIsRefused) {
+    const QRect screen(0, 0, 1600, 1200);
+    EXPECT_TRUE(backend->grabArea(screen).ok());
+    for (const QRect& outside :
+         {QRect(-1, 0, 100, 100), QRect(1550, 10, 51, 10), QRect(0, 1199, 10, 2), QRect(2000, 2000, 5, 5)}) {
+        const Result<QImage> image = backend->grabArea(outside);
+        ASSERT_FALSE(image.ok());
+        EXPECT_EQ(image.error().message, QStringLiteral("That area is off screen"));
+    }
+}
+
+TEST_F(X11AreaCaptureTest, GetImageGivesTheSamePixelsAsSharedMemory) {
+    const std::unique_ptr<platform::ScreenBackend> plain = connectBackend(*server, PixelTransfer::GetImage);
+    ASSERT_TRUE(waitUntil([&] { return plain->grabArea(client).ok(); }));
+
+    for (const QRect& area : {QRect(0, 0, 1600, 1200), QRect(13, 7, 501, 403), client}) {
+        // The screen may still change between two grabs (a late repaint): compare until stable.
+        Result<QImage> shared = QImage();
+        Result<QImage> fallback = QImage();
+        EXPECT_TRUE(waitUntil([&] {
+            shared = backend->grabArea(area);
+            fallback = plain->grabArea(area);
+            return shared && fallback && *shared == *fallback;
+        })) << "area "
+            << area.x() << "," << area.y() << " " << area.width() << "x" << area.height();
+        ASSERT_TRUE(fallback.ok());
+        EXPECT_EQ(fallback->format(), QImage::Format_RGB32);
+        if (area.contains(client)) {
+            EXPECT_EQ(patternMismatches(*fallback, within(client, area), "quadrants"), 0);
+        }
+    }
+
+    // A window capture through the window's own pixmap, read without shared memory.
+    const TestWindow cover = openTestWindow(
+        *server,
+        {.title = "Cover", .pattern = "#ff8000", .size = QSize(200, 200), .position = QPoint(400, 250)});
+    ASSERT_TRUE(waitUntil([&] {
+        const int coverIndex = stackingIndex(*plain, cover.id);
+        return coverIndex >= 0 && coverIndex < stackingIndex(*plain, window.id) &&
+               clientRect(*server, cover.id).intersects(client);
+    }));
+    EXPECT_TRUE(waitUntil([&] {
+        const std::optional<platform::WindowInfo> info = findWindow(*plain, window.id);
+        const Result<QImage> image = plain->grabWindow(window.id);
+        return info && image && image->size() == info->frame.size() &&
+               patternMismatches(*image, within(client, info->frame), "quadrants") == 0;
+    })) << "the covered window's capture without shared memory does not show its pattern";
+}
+
+} // namespace
