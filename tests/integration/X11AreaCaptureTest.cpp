@@ -8,9 +8,34 @@
 
 #include <gtest/gtest.h>
 
+#include <QLoggingCategory>
+#include <QStringList>
+
 namespace {
 
 using namespace testsupport;
+
+// Collects the backend's debug messages while it lives.
+class BackendLog {
+public:
+    BackendLog() {
+        s_messages.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("pictavia.x11.debug=true"));
+        m_previous = qInstallMessageHandler(&BackendLog::collect);
+    }
+    ~BackendLog() {
+        qInstallMessageHandler(m_previous);
+        QLoggingCategory::setFilterRules(QString());
+    }
+    QString text() const { return s_messages.join('\n'); }
+
+private:
+    static void collect(QtMsgType, const QMessageLogContext& context, const QString& message) {
+        if (context.category && QByteArray(context.category) == "pictavia.x11") s_messages.append(message);
+    }
+    static inline QStringList s_messages;
+    QtMessageHandler m_previous = nullptr;
+};
 
 class X11AreaCaptureTest : public ::testing::Test {
 protected:
@@ -62,7 +87,17 @@ TEST_F(X11AreaCaptureTest, AreaOffScreenIsRefused) {
 }
 
 TEST_F(X11AreaCaptureTest, GetImageGivesTheSamePixelsAsSharedMemory) {
-    const std::unique_ptr<platform::ScreenBackend> plain = connectBackend(*server, PixelTransfer::GetImage);
+    std::unique_ptr<platform::ScreenBackend> plain;
+    {
+        const BackendLog log;
+        plain = connectBackend(*server, PixelTransfer::GetImage);
+        EXPECT_TRUE(log.text().contains("with GetImage")) << log.text().toStdString();
+    }
+    {
+        const BackendLog log;
+        connectBackend(*server);
+        EXPECT_TRUE(log.text().contains("through MIT-SHM")) << log.text().toStdString();
+    }
     ASSERT_TRUE(waitUntil([&] { return plain->grabArea(client).ok(); }));
 
     for (const QRect& area : {QRect(0, 0, 1600, 1200), QRect(13, 7, 501, 403), client}) {
@@ -97,6 +132,31 @@ TEST_F(X11AreaCaptureTest, GetImageGivesTheSamePixelsAsSharedMemory) {
         return info && image && image->size() == info->frame.size() &&
                patternMismatches(*image, within(client, info->frame), "quadrants") == 0;
     })) << "the covered window's capture without shared memory does not show its pattern";
+}
+
+TEST(X11SharedMemoryTest, ServerThatCannotAttachOurMemoryStillGivesPixels) {
+    std::unique_ptr<XServer> server;
+    try {
+        server = XServer::start(
+            {.width = 800, .height = 600, .windowManager = false, .isolateSharedMemory = true});
+    } catch (const std::runtime_error& e) {
+        GTEST_SKIP() << "cannot run Xvfb in its own IPC namespace here: " << e.what();
+    }
+    const TestWindow window = openTestWindow(*server, {.title = "Remote-like", .position = QPoint(20, 30)});
+    const std::unique_ptr<platform::ScreenBackend> shared = connectBackend(*server);
+    const std::unique_ptr<platform::ScreenBackend> plain = connectBackend(*server, PixelTransfer::GetImage);
+    const QRect client = clientRect(*server, window.id);
+
+    const BackendLog log;
+    Result<QImage> viaShared = QImage();
+    Result<QImage> viaGetImage = QImage();
+    EXPECT_TRUE(waitUntil([&] {
+        viaShared = shared->grabArea(client);
+        viaGetImage = plain->grabArea(client);
+        return viaShared && viaGetImage && *viaShared == *viaGetImage &&
+               patternMismatches(*viaShared, QRect(QPoint(), client.size()), "quadrants") == 0;
+    }));
+    EXPECT_TRUE(log.text().contains("cannot attach")) << log.text().toStdString();
 }
 
 } // namespace

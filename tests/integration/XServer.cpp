@@ -82,9 +82,11 @@ void XServer::startXvfb() {
     options.out = ChildProcess::Stream::Discard;
     options.err = ChildProcess::Stream::Discard;
     options.passedFd = fds[1];
+    std::vector<std::string> command{"Xvfb", "-displayfd", "3",   "-screen", "0",
+                                     screen, "-nolisten",  "tcp", "-noreset"};
+    if (m_options.isolateSharedMemory) command.insert(command.begin(), {"unshare", "--ipc"});
     try {
-        m_xvfb = ChildProcess::start(
-            "Xvfb", {"-displayfd", "3", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"}, options);
+        m_xvfb = ChildProcess::start(command.front(), {command.begin() + 1, command.end()}, options);
     } catch (...) {
         close(fds[0]);
         close(fds[1]);

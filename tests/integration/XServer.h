@@ -29,6 +29,9 @@ public:
         int width = 1280;
         int height = 800;
         bool windowManager = true; // waits until openbox has taken over the screen
+        // Runs Xvfb in its own IPC namespace (unshare --ipc; needs the right to create one),
+        // so that it cannot attach our shared memory, like a remote server.
+        bool isolateSharedMemory = false;
     };
 
     struct RunOptions {

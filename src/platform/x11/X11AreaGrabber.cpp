@@ -1,5 +1,7 @@
 #include "platform/x11/X11AreaGrabber.h"
 
+#include "platform/x11/X11Log.h"
+
 #include <xcb/shm.h>
 
 #include <sys/ipc.h>
@@ -37,7 +39,14 @@ void detachSegment(void* address) {
 } // namespace
 
 X11AreaGrabber::X11AreaGrabber(const X11Connection& connection, bool allowShm)
-    : m_connection(connection), m_shmUsable(allowShm && connection.hasExtension(&xcb_shm_id)) {}
+    : m_connection(connection), m_shmUsable(allowShm && connection.hasExtension(&xcb_shm_id)) {
+    if (m_shmUsable)
+        qCDebug(lcX11) << "Reading pixels through MIT-SHM";
+    else if (!allowShm)
+        qCDebug(lcX11) << "Reading pixels with GetImage: shared memory is turned off";
+    else
+        qCDebug(lcX11) << "Reading pixels with GetImage: the server has no MIT-SHM";
+}
 
 Result<QImage> X11AreaGrabber::grab(xcb_drawable_t drawable, const QRect& rect, const PixelFormat& format) {
     if (rect.isEmpty()) return Error{QStringLiteral("Cannot capture an empty area")};
@@ -83,6 +92,9 @@ std::optional<Result<QImage>> X11AreaGrabber::grabWithShm(xcb_drawable_t drawabl
         // Typically a remote display, which cannot see our memory.
         shmdt(address);
         m_shmUsable.store(false, std::memory_order_relaxed);
+        qCDebug(lcX11) << "Reading pixels with GetImage from now on: the server cannot attach our "
+                          "shared memory (X error"
+                       << attachError->error_code << ")";
         return std::nullopt;
     }
     m_connection.ignoreErrors(xcb_shm_detach_checked(c, segment));
