@@ -1,10 +1,10 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
-//   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above]
+//   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
-// until killed. --class sets the class part of WM_CLASS (the application name); --above
-// asks the window manager to keep the window above others.
+// until killed. --class sets the class part of WM_CLASS (the application name); --above and
+// --below ask the window manager to keep the window above or below others.
 
 #include "TestPattern.h"
 
@@ -85,7 +85,8 @@ int main(int argc, char** argv) {
     const QCommandLineOption wmClass(QStringLiteral("class"), QStringLiteral("WM_CLASS class."),
                                      QStringLiteral("C"));
     const QCommandLineOption above(QStringLiteral("above"), QStringLiteral("Stay above other windows."));
-    parser.addOptions({title, pattern, size, pos, wmClass, above});
+    const QCommandLineOption below(QStringLiteral("below"), QStringLiteral("Stay below other windows."));
+    parser.addOptions({title, pattern, size, pos, wmClass, above, below});
     parser.addHelpOption();
     parser.process(app);
 
@@ -101,6 +102,7 @@ int main(int argc, char** argv) {
     PatternWindow window(patternName);
     window.setWindowTitle(parser.value(title));
     if (parser.isSet(above)) window.setWindowFlag(Qt::WindowStaysOnTopHint);
+    if (parser.isSet(below)) window.setWindowFlag(Qt::WindowStaysOnBottomHint);
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
     window.show();

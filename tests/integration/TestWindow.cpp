@@ -16,6 +16,7 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
     }
     if (!options.windowClass.empty()) args.insert(args.end(), {"--class", options.windowClass});
     if (options.above) args.emplace_back("--above");
+    if (options.below) args.emplace_back("--below");
 
     ChildProcess& process = server.startProcess(TEST_WINDOW_BIN, args);
     const std::optional<std::string> line = process.readLine(30s);

@@ -26,6 +26,7 @@ struct TestWindowOptions {
     std::optional<QPoint> position = {};
     std::string windowClass = {};
     bool above = false; // keep above other windows
+    bool below = false; // keep below other windows
 };
 
 // Starts test_window on the server and waits until it has painted. Throws

@@ -11,6 +11,10 @@
 #include <QLoggingCategory>
 #include <QStringList>
 
+#include <numeric>
+#include <thread>
+#include <vector>
+
 namespace {
 
 using namespace testsupport;
@@ -84,6 +88,31 @@ TEST_F(X11AreaCaptureTest, AreaOffScreenIsRefused) {
         ASSERT_FALSE(image.ok());
         EXPECT_EQ(image.error().message, QStringLiteral("That area is off screen"));
     }
+}
+
+TEST_F(X11AreaCaptureTest, GrabsFromManyThreadsAtOnceGetTheRightPixels) {
+    Result<QImage> reference = QImage();
+    ASSERT_TRUE(waitUntil([&] {
+        reference = backend->grabArea(client);
+        return reference && patternMismatches(*reference, QRect(QPoint(), client.size()), "quadrants") == 0;
+    }));
+
+    constexpr int kThreads = 4;
+    constexpr int kGrabs = 10;
+    std::vector<int> wrong(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kGrabs; ++i) {
+                const Result<QImage> area = backend->grabArea(client);
+                const Result<QImage> whole = backend->grabWindow(window.id);
+                if (!area || *area != *reference || !whole || whole->isNull()) ++wrong[size_t(t)];
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(std::accumulate(wrong.begin(), wrong.end(), 0), 0);
 }
 
 TEST_F(X11AreaCaptureTest, GetImageGivesTheSamePixelsAsSharedMemory) {

@@ -80,6 +80,20 @@ TEST_F(X11WindowsTest, ListsTestWindowWithTitleOwnerPidFrameAndLayer) {
     const TestWindow onTop =
         openTestWindow(*server, {.title = "On top", .pattern = "#3366cc", .above = true});
     EXPECT_EQ(waitForListing(onTop).layer, 3);
+    const TestWindow atBottom =
+        openTestWindow(*server, {.title = "At bottom", .pattern = "#cc6633", .below = true});
+    EXPECT_EQ(waitForListing(atBottom).layer, -1);
+}
+
+TEST_F(X11WindowsTest, MinimizedWindowIsNotListed) {
+    const TestWindow window = openTestWindow(*server, {.title = "Minimized"});
+    waitForListing(window);
+
+    server->run("xdotool", {"windowminimize", std::to_string(window.id)});
+    EXPECT_TRUE(waitUntil([&] { return !findWindow(*backend, window.id); }));
+
+    server->run("xdotool", {"windowactivate", std::to_string(window.id)});
+    EXPECT_TRUE(waitUntil([&] { return findWindow(*backend, window.id).has_value(); }));
 }
 
 TEST_F(X11WindowsTest, CapturesWindowWithFrameEvenWhereAnotherWindowCoversIt) {
@@ -109,6 +123,19 @@ TEST_F(X11WindowsTest, CapturesWindowWithFrameEvenWhereAnotherWindowCoversIt) {
     }));
     // ...while the capture by id shows the window itself.
     EXPECT_TRUE(waitForCaptureOfPattern(window, problem)) << "covered window: " << problem;
+}
+
+TEST_F(X11WindowsTest, CapturesThePartOfAWindowBeyondTheScreenEdge) {
+    const TestWindow window = openTestWindow(*server, {.title = "Half out",
+                                                       .pattern = "quadrants",
+                                                       .size = QSize(300, 200),
+                                                       .position = QPoint(-120, 200)});
+    ASSERT_TRUE(waitUntil([&] {
+        const std::optional<WindowInfo> info = findWindow(*backend, window.id);
+        return info && info->frame.left() < 0 && info->frame.contains(clientRect(*server, window.id));
+    })) << "the window manager did not leave the window partly off screen";
+    std::string problem;
+    EXPECT_TRUE(waitForCaptureOfPattern(window, problem)) << problem;
 }
 
 TEST_F(X11WindowsTest, ClosedWindowIsNotFound) {

@@ -84,6 +84,7 @@ void XServer::startXvfb() {
     options.passedFd = fds[1];
     std::vector<std::string> command{"Xvfb", "-displayfd", "3",   "-screen", "0",
                                      screen, "-nolisten",  "tcp", "-noreset"};
+    command.insert(command.end(), m_options.xvfbArguments.begin(), m_options.xvfbArguments.end());
     if (m_options.isolateSharedMemory) command.insert(command.begin(), {"unshare", "--ipc"});
     try {
         m_xvfb = ChildProcess::start(command.front(), {command.begin() + 1, command.end()}, options);

@@ -32,6 +32,8 @@ public:
         // Runs Xvfb in its own IPC namespace (unshare --ipc; needs the right to create one),
         // so that it cannot attach our shared memory, like a remote server.
         bool isolateSharedMemory = false;
+        // Appended to Xvfb's command line, e.g. {"-extension", "Composite"} to go without it.
+        std::vector<std::string> xvfbArguments = {};
     };
 
     struct RunOptions {
