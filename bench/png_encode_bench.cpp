@@ -49,10 +49,12 @@ void BM_PictaviaFilter(benchmark::State& state) {
     options.filter = PngEncoder::Filter(state.range(1));
     options.strategy = PngEncoder::Strategy(state.range(2));
     options.level = int(state.range(3));
+    if (state.range(4) == 0) options.tuning = {};
     const PngEncoder encoder(options);
-    static const char* filters[] = {"None", "Sub", "Up", "Paeth"};
+    static const char* filters[] = {"None", "Sub", "Up", "Average", "Paeth"};
     static const char* strategies[] = {"Default", "Rle", "Filtered"};
-    state.SetLabel(std::string(filters[state.range(1)]) + "/" + strategies[state.range(2)]);
+    state.SetLabel(std::string(filters[state.range(1)]) + "/" + strategies[state.range(2)] + "/level " +
+                   std::to_string(state.range(3)) + (state.range(4) ? "/tuned" : ""));
     qsizetype bytes = 0;
     for (auto _ : state)
         bytes = encoder.encode(image).size();
@@ -118,7 +120,7 @@ void registerAll() {
     }
     // filter x strategy at level 1, then level 2 and 3 for the chosen filter.
     for (const int h : heights) {
-        for (int filter = 0; filter < 4; ++filter)
+        for (int filter = 0; filter < 5; ++filter)
             for (int strategy = 0; strategy < 3; ++strategy)
                 benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)
                     ->Args({h, filter, strategy, 1});

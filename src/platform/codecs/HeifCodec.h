@@ -5,7 +5,8 @@
 
 namespace platform::codecs {
 
-// HEIC (HEVC in HEIF) through libheif, whose encoder is a run-time plug-in.
+// HEIC (HEVC in HEIF) through libheif, loaded when first needed; whether it can encode
+// depends on the HEVC encoder it was built with.
 class HeifCodec {
 public:
     // Whether libheif has an HEVC encoder on this system.

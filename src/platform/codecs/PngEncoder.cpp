@@ -80,6 +80,19 @@ void filterRow(const Source& src, int y, PngEncoder::Filter filter, uint8_t* scr
         for (size_t i = 0; i < n; ++i)
             scratch[i] = uint8_t(cur[i] - prev[i]);
         break;
+    case PngEncoder::Filter::Average:
+        out[0] = 3;
+        if (!prev) {
+            std::memcpy(scratch, cur, 4);
+            for (size_t i = 4; i < n; ++i)
+                scratch[i] = uint8_t(cur[i] - (cur[i - 4] >> 1));
+            break;
+        }
+        for (size_t i = 0; i < 4; ++i)
+            scratch[i] = uint8_t(cur[i] - (prev[i] >> 1));
+        for (size_t i = 4; i < n; ++i)
+            scratch[i] = uint8_t(cur[i] - ((cur[i - 4] + prev[i]) >> 1));
+        break;
     case PngEncoder::Filter::Paeth:
         out[0] = 4;
         if (!prev) { // with no row above, Paeth predicts from the left: Sub
@@ -156,6 +169,11 @@ void reserveOutput(Chunk& chunk, z_stream& zs) {
 void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk& chunk) {
     z_stream zs{};
     if (deflateInit2(&zs, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) != Z_OK) return;
+    const PngEncoder::Tuning& t = options.tuning;
+    if (t.maxChain > 0 && deflateTune(&zs, t.goodLength, t.maxLazy, t.niceLength, t.maxChain) != Z_OK) {
+        deflateEnd(&zs);
+        return;
+    }
 
     const size_t rowBytes = src.rowBytes;
     const int dictionaryRows = int((kWindow + rowBytes - 1) / rowBytes);

@@ -161,11 +161,13 @@ TEST_P(PngEncoderFilters, RoundTripExactlyAtAwkwardSizes) {
 INSTANTIATE_TEST_SUITE_P(FiltersAndThreads, PngEncoderFilters,
                          ::testing::Combine(::testing::Values(PngEncoder::Filter::None,
                                                               PngEncoder::Filter::Sub, PngEncoder::Filter::Up,
+                                                              PngEncoder::Filter::Average,
                                                               PngEncoder::Filter::Paeth),
                                             ::testing::Values(1, 3)));
 
 TEST(PngEncoder, EveryStrategyAndLevelRoundTrips) {
     for (const auto strategy : {PngEncoder::Strategy::Rle, PngEncoder::Strategy::Filtered})
         expectRoundTripsAtAwkwardSizes(PngEncoder({.strategy = strategy, .threads = 3}));
-    expectRoundTripsAtAwkwardSizes(PngEncoder({.level = 9, .threads = 3}));
+    expectRoundTripsAtAwkwardSizes(PngEncoder({.level = 9, .tuning = {}, .threads = 3}));
+    expectRoundTripsAtAwkwardSizes(PngEncoder({.tuning = {}, .threads = 3}));
 }
