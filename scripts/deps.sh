@@ -13,7 +13,7 @@ packages=(
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
   libxcb-ewmh-dev libxcb-icccm4-dev
   # image codecs and sound
-  zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev
+  zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # style checks

@@ -1,0 +1,180 @@
+#include "main/CaptureCommand.h"
+
+#include "app/Prefs.h"
+#include "app/Usage.h"
+#include "capture/PostCaptureAction.h"
+#include "capture/StillCapture.h"
+#include "main/CommandLine.h"
+#include "main/PlatformSetup.h"
+
+#include <QCommandLineParser>
+#include <QRectF>
+
+#include <cstdio>
+
+namespace {
+
+const char* const captureUsage = R"(Usage: pictavia capture KIND [options]
+
+Takes one capture and delivers it as the preferences say: stored in the history,
+copied to the clipboard, saved to the save folder, handed to the post-capture
+action. Prints the path of the file.
+
+Kinds:
+  fullscreen [--display N]                  a whole display
+  area --rect X,Y,W,H [--display N] [--copy] a rectangle, in points from the
+                                            display's top-left corner
+  window (--id N | --app NAME)              one window with its frame
+
+Without --display, the display under the pointer is used.
+Run "pictavia capture KIND --help" for the options of one kind.
+)";
+
+std::optional<uint32_t> parseNumber(const QString& text) {
+    bool ok = false;
+    const uint32_t n = text.startsWith(QStringLiteral("0x"), Qt::CaseInsensitive) ? text.mid(2).toUInt(&ok, 16)
+                                                                                    : text.toUInt(&ok, 10);
+    return ok ? std::optional(n) : std::nullopt;
+}
+
+std::optional<QRectF> parseRect(const QString& text) {
+    const auto rect = Prefs::decodeRect(text);
+    if (!rect || rect->width() <= 0 || rect->height() <= 0)
+        return std::nullopt;
+    return rect;
+}
+
+int report(const Result<OutputPipeline::Delivered>& result) {
+    if (!result) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(result.error().message));
+        return CommandLine::failed;
+    }
+    std::printf("%s\n", qPrintable(result->file()));
+    std::fflush(stdout);
+    return CommandLine::ok;
+}
+
+// Connects to the display; fails with the sentence that says why not.
+bool connect() {
+    Prefs::registerDefaults();
+    const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Terminal);
+    if (!installed) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
+        return false;
+    }
+    return true;
+}
+
+int finish(int code) {
+    PostCaptureAction::waitForAll();
+    Prefs::sync();
+    return code;
+}
+
+QCommandLineOption displayOption() {
+    return {QStringLiteral("display"), QStringLiteral("The display number (see \"pictavia displays\")."),
+            QStringLiteral("N")};
+}
+
+std::optional<uint32_t> displayArgument(const QCommandLineParser& parser, bool* valid) {
+    *valid = true;
+    if (!parser.isSet(QStringLiteral("display")))
+        return std::nullopt;
+    const auto n = parseNumber(parser.value(QStringLiteral("display")));
+    *valid = n.has_value();
+    return n;
+}
+
+int fullscreen(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Captures a whole display."));
+    parser.addOption(displayOption());
+    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture fullscreen")))
+        return *code;
+    bool valid = false;
+    const auto display = displayArgument(parser, &valid);
+    if (!valid)
+        return CommandLine::usageError(QStringLiteral("--display needs a display number"));
+    if (!connect())
+        return CommandLine::failed;
+    Usage::count(QStringLiteral("capture.fullscreen"));
+    return finish(report(StillCapture::fullscreen(display)));
+}
+
+int area(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Captures a rectangle of a display."));
+    parser.addOption({QStringLiteral("rect"),
+                      QStringLiteral("The rectangle: x, y, width and height in points from the display's "
+                                     "top-left corner."),
+                      QStringLiteral("X,Y,W,H")});
+    parser.addOption(displayOption());
+    parser.addOption({QStringLiteral("copy"), QStringLiteral("Copy to the clipboard only; save nothing else.")});
+    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture area")))
+        return *code;
+    if (!parser.isSet(QStringLiteral("rect")))
+        return CommandLine::usageError(QStringLiteral("capture area needs --rect X,Y,W,H"));
+    const auto rect = parseRect(parser.value(QStringLiteral("rect")));
+    if (!rect)
+        return CommandLine::usageError(
+            QStringLiteral("--rect needs four numbers X,Y,W,H with a positive width and height"));
+    bool valid = false;
+    const auto display = displayArgument(parser, &valid);
+    if (!valid)
+        return CommandLine::usageError(QStringLiteral("--display needs a display number"));
+    if (!connect())
+        return CommandLine::failed;
+    Usage::count(QStringLiteral("capture.area"));
+    return finish(report(StillCapture::rect(*rect, display, parser.isSet(QStringLiteral("copy")))));
+}
+
+int window(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Captures one window with its frame."));
+    parser.addOption({QStringLiteral("id"), QStringLiteral("The window number (decimal, or hex with 0x)."),
+                      QStringLiteral("N")});
+    parser.addOption({QStringLiteral("app"),
+                      QStringLiteral("The frontmost window of the application with this name."),
+                      QStringLiteral("NAME")});
+    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture window")))
+        return *code;
+    const bool byId = parser.isSet(QStringLiteral("id"));
+    const bool byApp = parser.isSet(QStringLiteral("app"));
+    if (byId == byApp)
+        return CommandLine::usageError(QStringLiteral("capture window needs either --id N or --app NAME"));
+    std::optional<uint32_t> id;
+    if (byId && !(id = parseNumber(parser.value(QStringLiteral("id")))))
+        return CommandLine::usageError(QStringLiteral("--id needs a window number"));
+    if (!connect())
+        return CommandLine::failed;
+    if (byApp) {
+        const QString app = parser.value(QStringLiteral("app"));
+        id = StillCapture::windowOfApp(app);
+        if (!id) {
+            std::fprintf(stderr, "pictavia: No window of an application named \"%s\" is on screen\n",
+                         qPrintable(app));
+            return CommandLine::failed;
+        }
+    }
+    Usage::count(QStringLiteral("capture.window"));
+    return finish(report(StillCapture::window(*id)));
+}
+
+} // namespace
+
+int runCaptureCommand(const QStringList& arguments) {
+    const QString kind = arguments.value(0);
+    const QStringList rest = arguments.mid(1);
+    if (kind == u"fullscreen")
+        return fullscreen(rest);
+    if (kind == u"area")
+        return area(rest);
+    if (kind == u"window")
+        return window(rest);
+    if (kind.isEmpty() || kind == u"--help" || kind == u"-h" || kind == u"help") {
+        std::fputs(captureUsage, kind.isEmpty() ? stderr : stdout);
+        return kind.isEmpty() ? CommandLine::usage : CommandLine::ok;
+    }
+    return CommandLine::usageError(QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area or window")
+                                       .arg(kind));
+}

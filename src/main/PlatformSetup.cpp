@@ -1,0 +1,39 @@
+#include "main/PlatformSetup.h"
+
+#include "platform/Platform.h"
+#include "platform/codecs/StandardImageCodecs.h"
+#include "platform/qt/QtClipboard.h"
+#include "platform/qt/TerminalPresenters.h"
+#include "platform/sound/CanberraSound.h"
+#include "platform/x11/X11ScreenBackend.h"
+#include "ui/NameDialog.h"
+#include "ui/ToastWindow.h"
+
+#include <QCoreApplication>
+
+namespace PlatformSetup {
+
+Result<bool> install(Presentation presentation) {
+    platform::Services services;
+    services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
+    services.sound = std::make_unique<platform::sound::CanberraSound>();
+    // This process ends right after its capture, so another process keeps the clipboard.
+    services.clipboard = std::make_unique<platform::qt::DetachedClipboard>(QCoreApplication::applicationFilePath());
+    if (presentation == Presentation::Windows) {
+        services.toasts = std::make_unique<ui::WindowToasts>();
+        services.namePrompt = std::make_unique<ui::DialogNamePrompt>();
+    } else {
+        services.toasts = std::make_unique<platform::qt::StderrToasts>();
+        services.namePrompt = std::make_unique<platform::qt::TerminalNamePrompt>();
+    }
+    auto screen = platform::x11::connect();
+    if (!screen) {
+        platform::install(std::move(services));
+        return screen.error();
+    }
+    services.screen = std::move(screen).value();
+    platform::install(std::move(services));
+    return true;
+}
+
+} // namespace PlatformSetup

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "common/Result.h"
+
+// Installs the platform services of this run.
+namespace PlatformSetup {
+
+enum class Presentation {
+    Terminal, // messages on stderr, names asked on the terminal
+    Windows,  // toast windows and dialogs (needs a QApplication)
+};
+
+// Connects to the display and installs the codecs, clipboard, sound and presenters.
+// Fails with a sentence for the user when there is no display to capture.
+Result<bool> install(Presentation presentation);
+
+} // namespace PlatformSetup

@@ -1,0 +1,110 @@
+#include "platform/qt/QtClipboard.h"
+
+#include <QBuffer>
+#include <QClipboard>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QProcess>
+#include <QTemporaryFile>
+
+namespace platform::qt {
+
+namespace {
+
+const QString pngMime = QStringLiteral("image/png");
+
+// Offers PNG bytes as they are and decodes only for programs that ask for another type.
+class PngMimeData : public QMimeData {
+public:
+    explicit PngMimeData(QByteArray png) : m_png(std::move(png)) {}
+    QStringList formats() const override { return {pngMime, QStringLiteral("application/x-qt-image")}; }
+    bool hasFormat(const QString& mime) const override { return formats().contains(mime); }
+
+protected:
+    QVariant retrieveData(const QString& mime, QMetaType type) const override {
+        if (mime == pngMime && type.id() != QMetaType::QImage)
+            return m_png;
+        return QImage::fromData(m_png, "PNG");
+    }
+
+private:
+    QByteArray m_png;
+};
+
+QByteArray pngOf(const QImage& image) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+QMimeData* mimeForImage(const QImage& image, const QByteArray& pngBytes) {
+    if (!pngBytes.isEmpty())
+        return new PngMimeData(pngBytes);
+    auto* mime = new QMimeData;
+    mime->setImageData(image);
+    return mime;
+}
+
+} // namespace
+
+void QtClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
+    QGuiApplication::clipboard()->setMimeData(mimeForImage(image, pngBytes));
+}
+
+void QtClipboard::setText(const QString& text) { QGuiApplication::clipboard()->setText(text); }
+
+DetachedClipboard::DetachedClipboard(QString executable) : m_executable(std::move(executable)) {}
+
+void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
+    handOver(QStringLiteral("image"), pngBytes.isEmpty() ? pngOf(image) : pngBytes);
+}
+
+void DetachedClipboard::setText(const QString& text) { handOver(QStringLiteral("text"), text.toUtf8()); }
+
+void DetachedClipboard::handOver(const QString& kind, const QByteArray& data) {
+    // The session's private runtime folder where there is one: the data may be sensitive.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QString dir = !runtime.isEmpty() && QDir(runtime).exists() ? runtime : QDir::tempPath();
+    QTemporaryFile file(dir + QStringLiteral("/pictavia-clipboard-XXXXXX"));
+    file.setAutoRemove(false);
+    if (!file.open() || file.write(data) != data.size()) {
+        file.remove();
+        return;
+    }
+    file.close();
+    // Detached, and holding none of our output streams: a caller reading our output must
+    // see it end when we exit.
+    QProcess server;
+    server.setProgram(m_executable);
+    server.setArguments({QStringLiteral("--serve-clipboard"), kind, file.fileName()});
+    server.setStandardInputFile(QProcess::nullDevice());
+    server.setStandardOutputFile(QProcess::nullDevice());
+    server.setStandardErrorFile(QProcess::nullDevice());
+    if (!server.startDetached())
+        file.remove();
+}
+
+int serveClipboard(const QString& kind, const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return 1;
+    const QByteArray data = file.readAll();
+    file.remove();
+
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (kind == u"image")
+        clipboard->setMimeData(new PngMimeData(data));
+    else
+        clipboard->setText(QString::fromUtf8(data));
+    QObject::connect(clipboard, &QClipboard::changed, qApp, [clipboard](QClipboard::Mode mode) {
+        if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard())
+            QGuiApplication::quit();
+    });
+    return QGuiApplication::exec();
+}
+
+} // namespace platform::qt
