@@ -5,7 +5,8 @@
 namespace AppPaths {
 
 QString dataDirectory() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Pictavia");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/Pictavia");
 }
 
 } // namespace AppPaths

@@ -9,7 +9,9 @@ namespace {
 
 const QString generalSection = QStringLiteral("General");
 
-bool isComment(const QString& trimmed) { return trimmed.startsWith(u';') || trimmed.startsWith(u'#'); }
+bool isComment(const QString& trimmed) {
+    return trimmed.startsWith(u';') || trimmed.startsWith(u'#');
+}
 
 std::optional<QString> sectionName(const QString& trimmed) {
     if (trimmed.size() >= 2 && trimmed.startsWith(u'[') && trimmed.endsWith(u']'))
@@ -22,8 +24,7 @@ QString fullKey(const QString& section, const QString& key) {
 }
 
 QString unquote(const QString& raw) {
-    if (raw.size() < 2 || !raw.startsWith(u'"') || !raw.endsWith(u'"'))
-        return raw;
+    if (raw.size() < 2 || !raw.startsWith(u'"') || !raw.endsWith(u'"')) return raw;
     QString out;
     const QString body = raw.mid(1, raw.size() - 2);
     for (qsizetype i = 0; i < body.size(); ++i) {
@@ -50,10 +51,8 @@ QList<Line> lines(const QByteArray& text, QStringList* problems) {
     const QStringList raw = QString::fromUtf8(text).split(u'\n');
     for (qsizetype i = 0; i < raw.size(); ++i) {
         QString lineText = raw[i];
-        if (lineText.endsWith(u'\r'))
-            lineText.chop(1);
-        if (i == raw.size() - 1 && lineText.isEmpty())
-            break; // the newline that ends the last line
+        if (lineText.endsWith(u'\r')) lineText.chop(1);
+        if (i == raw.size() - 1 && lineText.isEmpty()) break; // the newline that ends the last line
         Line line{lineText, {}, section};
         const QString trimmed = lineText.trimmed();
         if (trimmed.isEmpty() || isComment(trimmed)) {
@@ -82,7 +81,9 @@ QString lineFor(const QString& key, const QVariant& value) {
     return key.section(u'/', -1) + QStringLiteral(" = ") + encodeValue(value);
 }
 
-QString sectionOf(const QString& key) { return key.contains(u'/') ? key.section(u'/', 0, -2) : QString(); }
+QString sectionOf(const QString& key) {
+    return key.contains(u'/') ? key.section(u'/', 0, -2) : QString();
+}
 
 } // namespace
 
@@ -100,8 +101,7 @@ QString encodeValue(const QVariant& value) {
         text = value.toString();
     }
     const bool needsQuotes = text != text.trimmed() || text.startsWith(u'"') || text.contains(u'\n');
-    if (!needsQuotes)
-        return text;
+    if (!needsQuotes) return text;
     QString quoted = QStringLiteral("\"");
     for (const QChar c : text) {
         if (c == u'\n')
@@ -117,8 +117,7 @@ QString encodeValue(const QVariant& value) {
 Parsed parse(const QByteArray& text) {
     Parsed parsed;
     for (const Line& line : lines(text, &parsed.problems))
-        if (!line.key.isEmpty())
-            parsed.values.insert(line.key, valueOf(line));
+        if (!line.key.isEmpty()) parsed.values.insert(line.key, valueOf(line));
     return parsed;
 }
 
@@ -128,8 +127,7 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
     // The last line of a key is the one that counts when reading; update that one.
     QMap<QString, qsizetype> lastLineOf;
     for (qsizetype i = 0; i < all.size(); ++i)
-        if (!all[i].key.isEmpty())
-            lastLineOf[all[i].key] = i;
+        if (!all[i].key.isEmpty()) lastLineOf[all[i].key] = i;
 
     QList<Line> out;
     for (qsizetype i = 0; i < all.size(); ++i) {
@@ -147,12 +145,12 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
 
     // New keys go after the last line of their section, or into a new section at the end.
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (lastLineOf.contains(it.key()))
-            continue;
+        if (lastLineOf.contains(it.key())) continue;
         const QString section = sectionOf(it.key());
         qsizetype insertAt = -1;
         for (qsizetype i = 0; i < out.size(); ++i) {
-            const bool sameSection = out[i].section == section || (section.isEmpty() && out[i].section == generalSection);
+            const bool sameSection =
+                out[i].section == section || (section.isEmpty() && out[i].section == generalSection);
             if (sameSection && (!out[i].key.isEmpty() || sectionName(out[i].text.trimmed())))
                 insertAt = i + 1;
             else if (section.isEmpty() && insertAt < 0 && sectionName(out[i].text.trimmed()))

@@ -5,8 +5,9 @@
 // Enumerations stored in preferences as text. Raw values are the stored texts.
 
 enum class QAOSize { small, medium, large };
-inline constexpr RawValues qaoSizeValues{std::array{
-    std::pair{QAOSize::small, "small"}, std::pair{QAOSize::medium, "medium"}, std::pair{QAOSize::large, "large"}}};
+inline constexpr RawValues qaoSizeValues{std::array{std::pair{QAOSize::small, "small"},
+                                                    std::pair{QAOSize::medium, "medium"},
+                                                    std::pair{QAOSize::large, "large"}}};
 
 enum class ScrollAxis { automatic, vertical, horizontal };
 inline constexpr RawValues scrollAxisValues{std::array{std::pair{ScrollAxis::automatic, "auto"},
@@ -35,6 +36,6 @@ inline constexpr RawValues postActionKindValues{std::array{std::pair{PostActionK
                                                            std::pair{PostActionKind::shortcut, "shortcut"}}};
 
 enum class PostActionScope { both, images, recordings };
-inline constexpr RawValues postActionScopeValues{std::array{std::pair{PostActionScope::both, "both"},
-                                                            std::pair{PostActionScope::images, "images"},
-                                                            std::pair{PostActionScope::recordings, "recordings"}}};
+inline constexpr RawValues postActionScopeValues{
+    std::array{std::pair{PostActionScope::both, "both"}, std::pair{PostActionScope::images, "images"},
+               std::pair{PostActionScope::recordings, "recordings"}}};

@@ -3,8 +3,8 @@
 #include "app/IniText.h"
 
 #include <QDir>
-#include <QLocale>
 #include <QFile>
+#include <QLocale>
 #include <QMutex>
 #include <QSettings>
 #include <QStandardPaths>
@@ -41,8 +41,7 @@ bool readConf(QIODevice& device, QSettings::SettingsMap& map) {
 
 bool writeConf(QIODevice& device, const QSettings::SettingsMap& map) {
     QByteArray original;
-    if (QFile file(formatFilePath()); file.open(QIODevice::ReadOnly))
-        original = file.readAll();
+    if (QFile file(formatFilePath()); file.open(QIODevice::ReadOnly)) original = file.readAll();
     if (original.isEmpty())
         original = "; Pictavia preferences. Lines starting with ; or # are comments and are kept.\n";
     return device.write(IniText::update(original, map)) >= 0;
@@ -55,7 +54,8 @@ struct Store {
 
     QSettings& open() {
         if (!settings || formatFilePath() != configPath()) {
-            static const QSettings::Format format = QSettings::registerFormat(QStringLiteral("conf"), readConf, writeConf);
+            static const QSettings::Format format =
+                QSettings::registerFormat(QStringLiteral("conf"), readConf, writeConf);
             formatFilePath() = configPath();
             QDir().mkpath(QFileInfo(formatFilePath()).absolutePath());
             settings = std::make_unique<QSettings>(formatFilePath(), format);
@@ -71,8 +71,7 @@ Store& store() {
 
 std::optional<Area> readArea(const QString& rectKey, const QString& displayKey) {
     const auto rect = decodeRect(text(rectKey));
-    if (!rect)
-        return std::nullopt;
+    if (!rect) return std::nullopt;
     return Area{*rect, static_cast<uint32_t>(value(displayKey).toULongLong())};
 }
 
@@ -88,14 +87,12 @@ void writeArea(const QString& rectKey, const QString& displayKey, const std::opt
 
 QVariant defaultOf(const QString& key) {
     for (const Default& d : defaults())
-        if (d.key == key)
-            return d.value;
+        if (d.key == key) return d.value;
     return {};
 }
 
 template <typename Values> auto enumValue(const QString& key, const Values& values) {
-    if (auto parsed = values.parse(text(key)))
-        return *parsed;
+    if (auto parsed = values.parse(text(key))) return *parsed;
     return *values.parse(defaultOf(key).toString());
 }
 
@@ -103,68 +100,68 @@ template <typename Values> auto enumValue(const QString& key, const Values& valu
 
 const QList<Default>& defaults() {
     static const QList<Default> table = {
-    {QStringLiteral("imageFormat"), Type::Text, QStringLiteral("png")},
-    {QStringLiteral("jpegQuality"), Type::Real, 0.9},
-    {QStringLiteral("convertToSRGB"), Type::Flag, false},
-    {QStringLiteral("cropNotch"), Type::Flag, true},
-    {QStringLiteral("retinaSuffix"), Type::Flag, false},
-    {QStringLiteral("showMagnifier"), Type::Flag, true},
-    {QStringLiteral("askForName"), Type::Flag, false},
-    {QStringLiteral("captureCounter"), Type::Integer, 1},
-    {QStringLiteral("showQuickAccess"), Type::Flag, true},
-    {QStringLiteral("copyToClipboard"), Type::Flag, true},
-    {QStringLiteral("autoSaveToDisk"), Type::Flag, false},
-    {QStringLiteral("saveDirectory"), Type::Text, QStringLiteral("~/Desktop")},
-    {QStringLiteral("filenameTemplate"), Type::Text, QStringLiteral("Pictavia {date} at {time}")},
-    {QStringLiteral("downscaleRetina"), Type::Flag, false},
-    {QStringLiteral("freezeScreen"), Type::Flag, true},
-    {QStringLiteral("windowShadow"), Type::Flag, true},
-    {QStringLiteral("captureSound"), Type::Flag, true},
-    {QStringLiteral("qaoAutoDismiss"), Type::Integer, 0},
-    {QStringLiteral("qaoSize"), Type::Text, QStringLiteral("medium")},
-    {QStringLiteral("hideDesktopWidgets"), Type::Flag, true},
-    {QStringLiteral("recFPS"), Type::Integer, 30},
-    {QStringLiteral("recShowCursor"), Type::Flag, true},
-    {QStringLiteral("recShowClicks"), Type::Flag, true},
-    {QStringLiteral("recShowKeystrokes"), Type::Flag, false},
-    {QStringLiteral("recMic"), Type::Flag, false},
-    {QStringLiteral("recSystemAudio"), Type::Flag, true},
-    {QStringLiteral("recWebcam"), Type::Flag, false},
-    {QStringLiteral("recCountdown"), Type::Integer, 3},
-    {QStringLiteral("recPreventSleep"), Type::Flag, true},
-    {QStringLiteral("recShowHUD"), Type::Flag, true},
-    {QStringLiteral("gifFPS"), Type::Integer, 10},
-    {QStringLiteral("gifMaxWidth"), Type::Integer, 1200},
-    {QStringLiteral("gifQuality"), Type::Text, QStringLiteral("balanced")},
-    {QStringLiteral("recMonoAudio"), Type::Flag, false},
-    {QStringLiteral("recCleanVoice"), Type::Flag, true},
-    {QStringLiteral("shareStats"), Type::Flag, false},
-    {QStringLiteral("recCameraID"), Type::Text, QStringLiteral("")},
-    {QStringLiteral("recMirrorCamera"), Type::Flag, true},
-    {QStringLiteral("recPresenterOverlay"), Type::Flag, true},
-    {QStringLiteral("recMaxResolution"), Type::Text, QStringLiteral("uhd")},
-    {QStringLiteral("recCodec"), Type::Text, QStringLiteral("h264")},
-    {QStringLiteral("recStudio"), Type::Flag, false},
-    {QStringLiteral("scrollAxis"), Type::Text, QStringLiteral("auto")},
-    {QStringLiteral("historyLimit"), Type::Integer, 100},
-    {QStringLiteral("saveEditableProjects"), Type::Flag, true},
-    {QStringLiteral("postAction"), Type::Text, QStringLiteral("none")},
-    {QStringLiteral("postActionScript"), Type::Text, QStringLiteral("")},
-    {QStringLiteral("postActionShortcut"), Type::Text, QStringLiteral("")},
-    {QStringLiteral("postActionScope"), Type::Text, QStringLiteral("both")},
-    {QStringLiteral("recStartShortcut"), Type::Text, QStringLiteral("")},
-    {QStringLiteral("recStopShortcut"), Type::Text, QStringLiteral("")},
-    {QStringLiteral("autoBeautify"), Type::Flag, false},
-    {QStringLiteral("beautifyStyle"), Type::Text, QStringLiteral("glassCorvanta")},
-    {QStringLiteral("beautifyPadding"), Type::Integer, 64},
-    {QStringLiteral("beautifyRadius"), Type::Integer, 14},
-    {QStringLiteral("showHomeAtLaunch"), Type::Flag, true},
-    {QStringLiteral("menuBarShowIcon"), Type::Flag, true},
-    {QStringLiteral("menuBarIcon"), Type::Text, QStringLiteral("mark")},
-    {QStringLiteral("menuBarTimer"), Type::Flag, true},
-    {QStringLiteral("menuBarClick"), Type::Text, QStringLiteral("menu")},
-    {QStringLiteral("menuBarShortcutHints"), Type::Flag, true},
-    {QStringLiteral("dockIcon"), Type::Text, QStringLiteral("whileOpen")},
+        {QStringLiteral("imageFormat"), Type::Text, QStringLiteral("png")},
+        {QStringLiteral("jpegQuality"), Type::Real, 0.9},
+        {QStringLiteral("convertToSRGB"), Type::Flag, false},
+        {QStringLiteral("cropNotch"), Type::Flag, true},
+        {QStringLiteral("retinaSuffix"), Type::Flag, false},
+        {QStringLiteral("showMagnifier"), Type::Flag, true},
+        {QStringLiteral("askForName"), Type::Flag, false},
+        {QStringLiteral("captureCounter"), Type::Integer, 1},
+        {QStringLiteral("showQuickAccess"), Type::Flag, true},
+        {QStringLiteral("copyToClipboard"), Type::Flag, true},
+        {QStringLiteral("autoSaveToDisk"), Type::Flag, false},
+        {QStringLiteral("saveDirectory"), Type::Text, QStringLiteral("~/Desktop")},
+        {QStringLiteral("filenameTemplate"), Type::Text, QStringLiteral("Pictavia {date} at {time}")},
+        {QStringLiteral("downscaleRetina"), Type::Flag, false},
+        {QStringLiteral("freezeScreen"), Type::Flag, true},
+        {QStringLiteral("windowShadow"), Type::Flag, true},
+        {QStringLiteral("captureSound"), Type::Flag, true},
+        {QStringLiteral("qaoAutoDismiss"), Type::Integer, 0},
+        {QStringLiteral("qaoSize"), Type::Text, QStringLiteral("medium")},
+        {QStringLiteral("hideDesktopWidgets"), Type::Flag, true},
+        {QStringLiteral("recFPS"), Type::Integer, 30},
+        {QStringLiteral("recShowCursor"), Type::Flag, true},
+        {QStringLiteral("recShowClicks"), Type::Flag, true},
+        {QStringLiteral("recShowKeystrokes"), Type::Flag, false},
+        {QStringLiteral("recMic"), Type::Flag, false},
+        {QStringLiteral("recSystemAudio"), Type::Flag, true},
+        {QStringLiteral("recWebcam"), Type::Flag, false},
+        {QStringLiteral("recCountdown"), Type::Integer, 3},
+        {QStringLiteral("recPreventSleep"), Type::Flag, true},
+        {QStringLiteral("recShowHUD"), Type::Flag, true},
+        {QStringLiteral("gifFPS"), Type::Integer, 10},
+        {QStringLiteral("gifMaxWidth"), Type::Integer, 1200},
+        {QStringLiteral("gifQuality"), Type::Text, QStringLiteral("balanced")},
+        {QStringLiteral("recMonoAudio"), Type::Flag, false},
+        {QStringLiteral("recCleanVoice"), Type::Flag, true},
+        {QStringLiteral("shareStats"), Type::Flag, false},
+        {QStringLiteral("recCameraID"), Type::Text, QStringLiteral("")},
+        {QStringLiteral("recMirrorCamera"), Type::Flag, true},
+        {QStringLiteral("recPresenterOverlay"), Type::Flag, true},
+        {QStringLiteral("recMaxResolution"), Type::Text, QStringLiteral("uhd")},
+        {QStringLiteral("recCodec"), Type::Text, QStringLiteral("h264")},
+        {QStringLiteral("recStudio"), Type::Flag, false},
+        {QStringLiteral("scrollAxis"), Type::Text, QStringLiteral("auto")},
+        {QStringLiteral("historyLimit"), Type::Integer, 100},
+        {QStringLiteral("saveEditableProjects"), Type::Flag, true},
+        {QStringLiteral("postAction"), Type::Text, QStringLiteral("none")},
+        {QStringLiteral("postActionScript"), Type::Text, QStringLiteral("")},
+        {QStringLiteral("postActionShortcut"), Type::Text, QStringLiteral("")},
+        {QStringLiteral("postActionScope"), Type::Text, QStringLiteral("both")},
+        {QStringLiteral("recStartShortcut"), Type::Text, QStringLiteral("")},
+        {QStringLiteral("recStopShortcut"), Type::Text, QStringLiteral("")},
+        {QStringLiteral("autoBeautify"), Type::Flag, false},
+        {QStringLiteral("beautifyStyle"), Type::Text, QStringLiteral("glassCorvanta")},
+        {QStringLiteral("beautifyPadding"), Type::Integer, 64},
+        {QStringLiteral("beautifyRadius"), Type::Integer, 14},
+        {QStringLiteral("showHomeAtLaunch"), Type::Flag, true},
+        {QStringLiteral("menuBarShowIcon"), Type::Flag, true},
+        {QStringLiteral("menuBarIcon"), Type::Text, QStringLiteral("mark")},
+        {QStringLiteral("menuBarTimer"), Type::Flag, true},
+        {QStringLiteral("menuBarClick"), Type::Text, QStringLiteral("menu")},
+        {QStringLiteral("menuBarShortcutHints"), Type::Flag, true},
+        {QStringLiteral("dockIcon"), Type::Text, QStringLiteral("whileOpen")},
         {QStringLiteral("menuBar.show.recording"), Type::Flag, true},
         {QStringLiteral("menuBar.show.tools"), Type::Flag, true},
         {QStringLiteral("menuBar.show.desktop"), Type::Flag, true},
@@ -181,7 +178,9 @@ void registerDefaults() {
         s.defaults.insert(d.key, d.value);
 }
 
-QString filePath() { return configPath(); }
+QString filePath() {
+    return configPath();
+}
 
 QVariant value(const QString& key) {
     Store& s = store();
@@ -207,7 +206,8 @@ void sync() {
     QSettings& settings = s.open();
     settings.sync();
     if (settings.status() == QSettings::AccessError)
-        std::fprintf(stderr, "pictavia: cannot write the preferences file %s\n", qPrintable(formatFilePath()));
+        std::fprintf(stderr, "pictavia: cannot write the preferences file %s\n",
+                     qPrintable(formatFilePath()));
 }
 
 bool flag(const QString& key) {
@@ -231,12 +231,13 @@ double real(const QString& key) {
     return ok ? d : defaultOf(key).toDouble();
 }
 
-QString text(const QString& key) { return value(key).toString(); }
+QString text(const QString& key) {
+    return value(key).toString();
+}
 
 QString saveDirectory() {
     QString dir = text(QStringLiteral("saveDirectory"));
-    if (dir == u"~" || dir.startsWith(QStringLiteral("~/")))
-        dir = QDir::homePath() + dir.mid(1);
+    if (dir == u"~" || dir.startsWith(QStringLiteral("~/"))) dir = QDir::homePath() + dir.mid(1);
     return dir;
 }
 
@@ -245,7 +246,9 @@ QString filenameTemplate() {
     return v.isValid() ? v.toString() : defaultTemplate;
 }
 
-std::optional<Area> lastArea() { return readArea(QStringLiteral("lastAreaRect"), QStringLiteral("lastAreaDisplay")); }
+std::optional<Area> lastArea() {
+    return readArea(QStringLiteral("lastAreaRect"), QStringLiteral("lastAreaDisplay"));
+}
 void setLastArea(const std::optional<Area>& area) {
     writeArea(QStringLiteral("lastAreaRect"), QStringLiteral("lastAreaDisplay"), area);
 }
@@ -263,24 +266,34 @@ QString encodeRect(const QRectF& rect) {
 
 std::optional<QRectF> decodeRect(const QString& text) {
     const QStringList parts = text.split(u',');
-    if (parts.size() != 4)
-        return std::nullopt;
+    if (parts.size() != 4) return std::nullopt;
     double n[4];
     for (int i = 0; i < 4; ++i) {
         bool ok = false;
         n[i] = parts[i].trimmed().toDouble(&ok);
-        if (!ok)
-            return std::nullopt;
+        if (!ok) return std::nullopt;
     }
     return QRectF(n[0], n[1], n[2], n[3]);
 }
 
-QAOSize qaoSize() { return enumValue(QStringLiteral("qaoSize"), qaoSizeValues); }
-PostActionKind postAction() { return enumValue(QStringLiteral("postAction"), postActionKindValues); }
-PostActionScope postActionScope() { return enumValue(QStringLiteral("postActionScope"), postActionScopeValues); }
-ScrollAxis scrollAxis() { return enumValue(QStringLiteral("scrollAxis"), scrollAxisValues); }
-RecordingCodec recCodec() { return enumValue(QStringLiteral("recCodec"), recordingCodecValues); }
-GIFQuality gifQuality() { return enumValue(QStringLiteral("gifQuality"), gifQualityValues); }
+QAOSize qaoSize() {
+    return enumValue(QStringLiteral("qaoSize"), qaoSizeValues);
+}
+PostActionKind postAction() {
+    return enumValue(QStringLiteral("postAction"), postActionKindValues);
+}
+PostActionScope postActionScope() {
+    return enumValue(QStringLiteral("postActionScope"), postActionScopeValues);
+}
+ScrollAxis scrollAxis() {
+    return enumValue(QStringLiteral("scrollAxis"), scrollAxisValues);
+}
+RecordingCodec recCodec() {
+    return enumValue(QStringLiteral("recCodec"), recordingCodecValues);
+}
+GIFQuality gifQuality() {
+    return enumValue(QStringLiteral("gifQuality"), gifQualityValues);
+}
 RecordingResolution recMaxResolution() {
     return enumValue(QStringLiteral("recMaxResolution"), recordingResolutionValues);
 }

@@ -13,12 +13,13 @@ namespace Usage {
 
 namespace {
 
-QString filePath() { return AppPaths::dataDirectory() + QStringLiteral("/usage.json"); }
+QString filePath() {
+    return AppPaths::dataDirectory() + QStringLiteral("/usage.json");
+}
 
 QJsonObject readCounts() {
     QFile file(filePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
+    if (!file.open(QIODevice::ReadOnly)) return {};
     return QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("counts")).toObject();
 }
 
@@ -28,8 +29,7 @@ void count(const QString& event) {
     QDir().mkpath(AppPaths::dataDirectory());
     // Several Pictavia processes (the app, command-line runs) may count at once.
     QLockFile lock(filePath() + QStringLiteral(".lock"));
-    if (!lock.tryLock(500))
-        return;
+    if (!lock.tryLock(500)) return;
     QJsonObject counts = readCounts();
     counts.insert(event, counts.value(event).toInteger() + 1);
     QSaveFile file(filePath());

@@ -10,8 +10,7 @@ std::optional<QString> nonEmpty(const QString& text) {
 
 CaptureContext CaptureContext::frontmost() {
     auto& screen = platform::services().screen;
-    if (!screen)
-        return {};
+    if (!screen) return {};
     const QList<platform::WindowInfo> windows = screen->windows();
 
     // The focused window names the application; without a window manager that says, the
@@ -19,14 +18,11 @@ CaptureContext CaptureContext::frontmost() {
     const platform::WindowInfo* app = nullptr;
     if (const auto active = screen->activeWindow()) {
         for (const auto& w : windows)
-            if (w.id == *active)
-                app = &w;
+            if (w.id == *active) app = &w;
     }
     for (const auto& w : windows)
-        if (!app && w.layer == 0)
-            app = &w;
-    if (!app)
-        return {};
+        if (!app && w.layer == 0) app = &w;
+    if (!app) return {};
 
     CaptureContext context;
     context.appName = nonEmpty(app->ownerName);
@@ -42,10 +38,8 @@ CaptureContext CaptureContext::frontmost() {
 
 CaptureContext CaptureContext::forWindow(uint32_t windowID) {
     auto& screen = platform::services().screen;
-    if (!screen)
-        return {};
+    if (!screen) return {};
     for (const auto& w : screen->windows())
-        if (w.id == windowID)
-            return {nonEmpty(w.ownerName), nonEmpty(w.title), std::nullopt, std::nullopt};
+        if (w.id == windowID) return {nonEmpty(w.ownerName), nonEmpty(w.title), std::nullopt, std::nullopt};
     return {};
 }

@@ -20,8 +20,7 @@ QString formatted(const QDateTime& date, const QString& pattern) {
 } // namespace
 
 QString filename(const QString& ext, const QDateTime& date, const CaptureContext& context, double scale) {
-    if (context.explicitName && !context.explicitName->isEmpty())
-        return *context.explicitName + u'.' + ext;
+    if (context.explicitName && !context.explicitName->isEmpty()) return *context.explicitName + u'.' + ext;
 
     const QString day = formatted(date, QStringLiteral("yyyy-MM-dd"));
     const QString time = formatted(date, QStringLiteral("HH.mm.ss"));
@@ -34,8 +33,7 @@ QString filename(const QString& ext, const QDateTime& date, const CaptureContext
         .replace(QStringLiteral("{window}"), sanitize(context.windowTitle.value_or(QString())))
         .replace(QStringLiteral("{counter}"), QString::number(counter));
 
-    if (name.isEmpty())
-        name = QStringLiteral("Pictavia ") + day + QStringLiteral(" at ") + time;
+    if (name.isEmpty()) name = QStringLiteral("Pictavia ") + day + QStringLiteral(" at ") + time;
     if (Prefs::flag(QStringLiteral("retinaSuffix")) && scale > 1.5 && !name.endsWith(retinaSuffix))
         name += retinaSuffix;
     return name + u'.' + ext;
@@ -48,12 +46,11 @@ QString sanitize(const QString& text) {
 
 std::optional<QString> askForName(const QString& defaultName) {
     const auto& prompt = platform::services().namePrompt;
-    if (!prompt)
-        return defaultName;
-    const auto answer = prompt->askForName(QStringLiteral("Name this capture"),
-                                           QStringLiteral("It is saved to your Pictavia folder."), defaultName);
-    if (!answer)
-        return std::nullopt;
+    if (!prompt) return defaultName;
+    const auto answer =
+        prompt->askForName(QStringLiteral("Name this capture"),
+                           QStringLiteral("It is saved to your Pictavia folder."), defaultName);
+    if (!answer) return std::nullopt;
     const QString name = sanitize(*answer);
     return name.isEmpty() ? defaultName : name;
 }
@@ -69,4 +66,3 @@ QString uniquePath(const QString& directory, const QString& fileName) {
 }
 
 } // namespace FileNamer
-

@@ -36,7 +36,9 @@ bool isKept(const QString& fileName) {
 
 } // namespace
 
-QString directory() { return AppPaths::dataDirectory() + QStringLiteral("/History"); }
+QString directory() {
+    return AppPaths::dataDirectory() + QStringLiteral("/History");
+}
 
 Result<QString> store(const QByteArray& bytes, const QString& fileName) {
     if (!QDir().mkpath(directory()))
@@ -49,27 +51,23 @@ Result<QString> store(const QByteArray& bytes, const QString& fileName) {
 }
 
 QStringList prune(int limit) {
-    if (limit <= 0)
-        return {};
+    if (limit <= 0) return {};
     QFileInfoList files = QDir(directory()).entryInfoList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
     QStringList deleted;
     int kept = 0;
     for (const QFileInfo& file : files) { // newest first
-        if (file.fileName().startsWith(u'.') || file.suffix() == u"json")
-            continue;
+        if (file.fileName().startsWith(u'.') || file.suffix() == u"json") continue;
         if (kept < limit || isKept(file.fileName())) {
             ++kept;
             continue;
         }
-        if (QFile::remove(file.absoluteFilePath()))
-            deleted.append(file.fileName());
+        if (QFile::remove(file.absoluteFilePath())) deleted.append(file.fileName());
     }
     return deleted;
 }
 
 void addToIndex(const QString& path, const CaptureContext& context) {
-    if (const Index index = currentIndex(); index.add)
-        index.add(path, context);
+    if (const Index index = currentIndex(); index.add) index.add(path, context);
 }
 
 void setIndex(Index index) {

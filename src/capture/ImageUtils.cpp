@@ -37,20 +37,22 @@ QByteArray png(const QImage& image, double scale) {
     return bytes.isEmpty() ? qtPng(image) : bytes;
 }
 
-double jpegQuality() { return Prefs::real(QStringLiteral("jpegQuality")); }
+double jpegQuality() {
+    return Prefs::real(QStringLiteral("jpegQuality"));
+}
 
 // A blur radius is twice the standard deviation, as in the shadow and blur settings
 // people know from design tools.
-double sigmaForRadius(double radius) { return radius / 2.0; }
+double sigmaForRadius(double radius) {
+    return radius / 2.0;
+}
 
 } // namespace
 
 QImage croppingNotch(const QImage& image, const std::optional<platform::DisplayInfo>& screen) {
-    if (!Prefs::flag(QStringLiteral("cropNotch")) || !screen)
-        return image;
+    if (!Prefs::flag(QStringLiteral("cropNotch")) || !screen) return image;
     const double top = screen->topInset;
-    if (top <= 0)
-        return image;
+    if (top <= 0) return image;
     const double frameHeight = screen->geometry.height() / screen->scale;
     const int strip = static_cast<int>(std::lround(top * image.height() / frameHeight));
     if (strip > 0 && image.height() - strip > minimumHeightBelowNotch)
@@ -59,8 +61,7 @@ QImage croppingNotch(const QImage& image, const std::optional<platform::DisplayI
 }
 
 QImage withDropShadow(const QImage& image, double scale) {
-    if (image.isNull() || scale <= 0)
-        return image;
+    if (image.isNull() || scale <= 0) return image;
     const int margin = static_cast<int>(std::lround(shadowMargin * scale));
     const QSize canvasSize(image.width() + 2 * margin, image.height() + 2 * margin);
 
@@ -93,8 +94,7 @@ Encoded encode(const QImage& image, const QString& format, double scale) {
         bytes = encoded(source, platform::ImageType::heic, jpegQuality(), scale);
     else if (format == u"webp" && canEncode(platform::ImageType::webp))
         bytes = encoded(source, platform::ImageType::webp, jpegQuality(), scale);
-    if (!bytes.isEmpty())
-        return {bytes, format};
+    if (!bytes.isEmpty()) return {bytes, format};
     return {png(source, scale), QStringLiteral("png")};
 }
 
@@ -108,8 +108,7 @@ QByteArray jpegData(const QImage& image, double quality) {
 
 QByteArray encoded(const QImage& image, const QString& type, double quality, double scale) {
     const auto& codecs = platform::services().codecs;
-    if (!codecs || image.isNull())
-        return {};
+    if (!codecs || image.isNull()) return {};
     return codecs->encode(image, type, quality, scale);
 }
 
@@ -134,8 +133,7 @@ QImage scaled(const QImage& image, const QSize& size) {
 
 QImage pixelate(const QImage& image, double scale) {
     const int block = std::max(1, static_cast<int>(std::lround(scale)));
-    if (image.isNull() || block == 1)
-        return image;
+    if (image.isNull() || block == 1) return image;
     const QSize blocks((image.width() + block - 1) / block, (image.height() + block - 1) / block);
     const QImage small = image.scaled(blocks, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     return small.scaled(blocks * block, Qt::IgnoreAspectRatio, Qt::FastTransformation)
@@ -151,6 +149,8 @@ QImage rotated90(const QImage& image, bool clockwise) {
     return image.transformed(QTransform().rotate(clockwise ? 90 : -90));
 }
 
-QImage flipped(const QImage& image, bool horizontal) { return image.mirrored(horizontal, !horizontal); }
+QImage flipped(const QImage& image, bool horizontal) {
+    return image.mirrored(horizontal, !horizontal);
+}
 
 } // namespace ImageUtils

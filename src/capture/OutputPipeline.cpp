@@ -28,11 +28,12 @@ bool choose(const std::optional<bool>& option, const char* preference) {
 }
 
 void playShutter() {
-    if (auto& sound = platform::services().sound)
-        sound->playShutter();
+    if (auto& sound = platform::services().sound) sound->playShutter();
 }
 
-QString baseName(const QString& fileName) { return QFileInfo(fileName).completeBaseName(); }
+QString baseName(const QString& fileName) {
+    return QFileInfo(fileName).completeBaseName();
+}
 
 std::optional<QString> saveCopy(const QByteArray& bytes, const QString& fileName) {
     const QString folder = Prefs::saveDirectory();
@@ -51,7 +52,9 @@ std::optional<QString> saveCopy(const QByteArray& bytes, const QString& fileName
 
 } // namespace
 
-void setHooks(Hooks h) { hooks() = std::move(h); }
+void setHooks(Hooks h) {
+    hooks() = std::move(h);
+}
 
 std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
                                       const CaptureContext& context, const DeliveryOptions& options) {
@@ -77,11 +80,9 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
     // 4. Each name that uses the counter takes the next number.
     const QString counterKey = QStringLiteral("captureCounter");
     const bool usesCounter = Prefs::filenameTemplate().contains(QStringLiteral("{counter}"));
-    if (usesCounter)
-        Prefs::sync(); // another Pictavia process may have taken a number
+    if (usesCounter) Prefs::sync(); // another Pictavia process may have taken a number
     QString fileName = FileNamer::filename(encoded.format, QDateTime::currentDateTime(), context, scale);
-    if (usesCounter)
-        Prefs::setValue(counterKey, Prefs::integer(counterKey) + 1);
+    if (usesCounter) Prefs::setValue(counterKey, Prefs::integer(counterKey) + 1);
 
     // 5. Name.
     if (!copyOnly && choose(options.askForName, "askForName")) {
@@ -115,8 +116,7 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
     }
 
     // 8. Sound.
-    if (choose(options.playSound, "captureSound"))
-        playShutter();
+    if (choose(options.playSound, "captureSound")) playShutter();
 
     // 9. Confirmation.
     if (options.announcement)
@@ -126,8 +126,7 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
 
     // 10. Save a copy to the save folder.
     if (!copyOnly && choose(options.autoSave, "autoSaveToDisk")) {
-        if (const auto saved = saveCopy(encoded.bytes, fileName))
-            delivered.savedFile = *saved;
+        if (const auto saved = saveCopy(encoded.bytes, fileName)) delivered.savedFile = *saved;
     }
 
     // 11. Quick access, once the overlay provides it.
@@ -140,20 +139,17 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
 }
 
 void deliverText(const QString& text, const QStringList& codes) {
-    if (Prefs::flag(QStringLiteral("captureSound")))
-        playShutter();
+    if (Prefs::flag(QStringLiteral("captureSound"))) playShutter();
     if (text.trimmed().isEmpty() && codes.isEmpty()) {
         Toast::show(QStringLiteral("No text found"));
         return;
     }
     if (auto& clipboard = platform::services().clipboard)
         clipboard->setText(text.isEmpty() ? codes.join(u'\n') : text);
-    if (hooks().showTextResult)
-        hooks().showTextResult(text, codes);
+    if (hooks().showTextResult) hooks().showTextResult(text, codes);
 
     QStringList found;
-    if (!text.isEmpty())
-        found << QStringLiteral("Copied %1 characters of text").arg(text.toUcs4().size());
+    if (!text.isEmpty()) found << QStringLiteral("Copied %1 characters of text").arg(text.toUcs4().size());
     if (codes.size() == 1)
         found << QStringLiteral("Found a code");
     else if (codes.size() > 1)

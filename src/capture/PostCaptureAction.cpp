@@ -21,7 +21,8 @@ int runningCount = 0;
 QString secondsText(std::chrono::milliseconds limit) {
     const double seconds = limit.count() / 1000.0;
     return seconds == 1.0 ? QStringLiteral("1 second")
-                          : QStringLiteral("%1 seconds").arg(QString::number(seconds, 'g', QLocale::FloatingPointShortest));
+                          : QStringLiteral("%1 seconds")
+                                .arg(QString::number(seconds, 'g', QLocale::FloatingPointShortest));
 }
 
 QString lastLine(const QByteArray& output) {
@@ -30,8 +31,7 @@ QString lastLine(const QByteArray& output) {
 }
 
 QString failureReason(const QProcess& process, const QByteArray& errors) {
-    if (process.exitStatus() == QProcess::CrashExit)
-        return QStringLiteral("it crashed");
+    if (process.exitStatus() == QProcess::CrashExit) return QStringLiteral("it crashed");
     QString reason = QStringLiteral("exit code %1").arg(process.exitCode());
     if (const QString detail = lastLine(errors); !detail.isEmpty())
         reason += QStringLiteral(" (") + detail + u')';
@@ -57,8 +57,7 @@ bool inScope(Scope scope, const QString& kind) {
 }
 
 void run(const QString& file, const QString& kind, const CaptureContext& context) {
-    if (!inScope(Prefs::postActionScope(), kind))
-        return;
+    if (!inScope(Prefs::postActionScope(), kind)) return;
     switch (Prefs::postAction()) {
     case Kind::none:
         return;
@@ -67,15 +66,14 @@ void run(const QString& file, const QString& kind, const CaptureContext& context
         return;
     case Kind::script: {
         const QString script = Prefs::text(QStringLiteral("postActionScript"));
-        if (script.trimmed().isEmpty())
-            return;
+        if (script.trimmed().isEmpty()) return;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("PICTAVIA_FILE"), file);
         env.insert(QStringLiteral("PICTAVIA_KIND"), kind);
         env.insert(QStringLiteral("PICTAVIA_APP"), context.appName.value_or(QString()));
         env.insert(QStringLiteral("PICTAVIA_WINDOW"), context.windowTitle.value_or(QString()));
-        launch(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, QStringLiteral("pictavia"), file}, env,
-               QStringLiteral("Command"));
+        launch(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, QStringLiteral("pictavia"), file},
+               env, QStringLiteral("Command"));
         return;
     }
     }
@@ -93,11 +91,11 @@ void recordingStopped() {
 
 void runShortcut(const QString& name, const std::optional<QString>& input) {
     const QString described = QStringLiteral("Shortcut");
-    if (name.trimmed().isEmpty())
-        return;
+    if (name.trimmed().isEmpty()) return;
     const QString executable = QStandardPaths::findExecutable(name.trimmed());
     if (executable.isEmpty()) {
-        Toast::show(described + QStringLiteral(" could not start: no command named \"%1\" on PATH").arg(name));
+        Toast::show(described +
+                    QStringLiteral(" could not start: no command named \"%1\" on PATH").arg(name));
         return;
     }
     launch(executable, input ? QStringList{*input} : QStringList{}, QProcessEnvironment::systemEnvironment(),
@@ -122,13 +120,13 @@ void launch(const QString& executable, const QStringList& arguments, const QProc
         process->kill();
         Toast::show(describedAs + QStringLiteral(" timed out after ") + secondsText(limit));
     });
-    QObject::connect(process, &QProcess::errorOccurred, process, [process, describedAs](QProcess::ProcessError e) {
-        if (e != QProcess::FailedToStart)
-            return;
-        Toast::show(describedAs + QStringLiteral(" could not start: ") + process->errorString());
-        finishedOne();
-        process->deleteLater();
-    });
+    QObject::connect(
+        process, &QProcess::errorOccurred, process, [process, describedAs](QProcess::ProcessError e) {
+            if (e != QProcess::FailedToStart) return;
+            Toast::show(describedAs + QStringLiteral(" could not start: ") + process->errorString());
+            finishedOne();
+            process->deleteLater();
+        });
     QObject::connect(process, &QProcess::finished, process, [process, timedOut, describedAs] {
         const QByteArray errors = process->readAllStandardError();
         if (!*timedOut && (process->exitStatus() == QProcess::CrashExit || process->exitCode() != 0))
@@ -142,20 +140,22 @@ void launch(const QString& executable, const QStringList& arguments, const QProc
     timer->start(limit);
 }
 
-void setTimeLimit(std::chrono::milliseconds limit) { timeLimitMs = limit.count(); }
+void setTimeLimit(std::chrono::milliseconds limit) {
+    timeLimitMs = limit.count();
+}
 
-int running() { return runningCount; }
+int running() {
+    return runningCount;
+}
 
 void waitForAll() {
     QEventLoop loop;
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, &loop, [&loop] {
-        if (runningCount <= 0)
-            loop.quit();
+        if (runningCount <= 0) loop.quit();
     });
     poll.start(10);
-    if (runningCount > 0)
-        loop.exec();
+    if (runningCount > 0) loop.exec();
 }
 
 } // namespace PostCaptureAction

@@ -9,9 +9,13 @@ namespace {
 // How much of the desktop around a window the backdrop keeps, in pixels.
 constexpr int backdropMargin = 96;
 
-platform::ScreenBackend* backend() { return platform::services().screen.get(); }
+platform::ScreenBackend* backend() {
+    return platform::services().screen.get();
+}
 
-Error noScreen() { return {QStringLiteral("No display to capture")}; }
+Error noScreen() {
+    return {QStringLiteral("No display to capture")};
+}
 
 } // namespace
 
@@ -20,8 +24,12 @@ ScreenCaptureService& ScreenCaptureService::shared() {
     return service;
 }
 
-Error ScreenCaptureService::displayNotFound() { return {QStringLiteral("Display not found")}; }
-Error ScreenCaptureService::windowNotFound() { return {QStringLiteral("Window not found"), {}, 2}; }
+Error ScreenCaptureService::displayNotFound() {
+    return {QStringLiteral("Display not found")};
+}
+Error ScreenCaptureService::windowNotFound() {
+    return {QStringLiteral("Window not found"), {}, 2};
+}
 
 QList<platform::DisplayInfo> ScreenCaptureService::displays() const {
     return backend() ? backend()->displays() : QList<platform::DisplayInfo>{};
@@ -29,98 +37,82 @@ QList<platform::DisplayInfo> ScreenCaptureService::displays() const {
 
 std::optional<platform::DisplayInfo> ScreenCaptureService::display(uint32_t displayID) const {
     for (const auto& d : displays())
-        if (d.id == displayID)
-            return d;
+        if (d.id == displayID) return d;
     return std::nullopt;
 }
 
 std::optional<platform::DisplayInfo> ScreenCaptureService::mainDisplay() const {
     const auto all = displays();
     for (const auto& d : all)
-        if (d.primary)
-            return d;
+        if (d.primary) return d;
     return all.isEmpty() ? std::nullopt : std::optional(all.first());
 }
 
 std::optional<platform::DisplayInfo> ScreenCaptureService::displayUnderPointer() const {
-    if (!backend())
-        return std::nullopt;
+    if (!backend()) return std::nullopt;
     const QPoint pointer = backend()->pointerPosition();
     for (const auto& d : displays())
-        if (d.geometry.contains(pointer))
-            return d;
+        if (d.geometry.contains(pointer)) return d;
     return mainDisplay();
 }
 
 double ScreenCaptureService::displayScale(const platform::DisplayInfo& display) const {
-    if (const auto known = this->display(display.id))
-        return known->scale;
+    if (const auto known = this->display(display.id)) return known->scale;
     const auto main = mainDisplay();
     return main ? main->scale : 1.0;
 }
 
-Result<QImage> ScreenCaptureService::captureDisplay(const platform::DisplayInfo& display, bool excludeOwnWindows,
-                                                    bool showCursor) const {
+Result<QImage> ScreenCaptureService::captureDisplay(const platform::DisplayInfo& display,
+                                                    bool excludeOwnWindows, bool showCursor) const {
     Q_UNUSED(excludeOwnWindows);
     Q_UNUSED(showCursor);
-    if (!backend())
-        return noScreen();
+    if (!backend()) return noScreen();
     return backend()->grabArea(display.geometry);
 }
 
 Result<ScreenCaptureService::DisplayCapture>
 ScreenCaptureService::captureDisplay(uint32_t displayID, bool excludeOwnWindows, bool showCursor) const {
     const auto found = display(displayID);
-    if (!found)
-        return displayNotFound();
+    if (!found) return displayNotFound();
     auto image = captureDisplay(*found, excludeOwnWindows, showCursor);
-    if (!image)
-        return image.error();
+    if (!image) return image.error();
     return DisplayCapture{std::move(image).value(), *found};
 }
 
-Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect, const platform::DisplayInfo& display) const {
-    if (!backend())
-        return noScreen();
+Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect,
+                                                 const platform::DisplayInfo& display) const {
+    if (!backend()) return noScreen();
     const double scale = display.scale;
     const QRect pixels(QPoint(static_cast<int>(std::floor(rect.left() * scale)),
                               static_cast<int>(std::floor(rect.top() * scale))),
                        QPoint(static_cast<int>(std::ceil(rect.right() * scale)) - 1,
                               static_cast<int>(std::ceil(rect.bottom() * scale)) - 1));
     const QRect onScreen = pixels.translated(display.geometry.topLeft()).intersected(display.geometry);
-    if (rect.isEmpty() || onScreen.isEmpty())
-        return Error{QStringLiteral("That area is off screen")};
+    if (rect.isEmpty() || onScreen.isEmpty()) return Error{QStringLiteral("That area is off screen")};
     return backend()->grabArea(onScreen);
 }
 
-Result<ScreenCaptureService::WindowCapture> ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID,
-                                                                                        bool includeBackdrop) const {
-    if (!backend())
-        return noScreen();
+Result<ScreenCaptureService::WindowCapture>
+ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeBackdrop) const {
+    if (!backend()) return noScreen();
     std::optional<platform::WindowInfo> window;
     for (const auto& w : backend()->windows())
-        if (w.id == windowID)
-            window = w;
-    if (!window)
-        return windowNotFound();
+        if (w.id == windowID) window = w;
+    if (!window) return windowNotFound();
     auto image = backend()->grabWindow(windowID);
-    if (!image)
-        return image.error();
+    if (!image) return image.error();
 
     WindowCapture capture{std::move(image).value(), std::nullopt, 1.0};
     std::optional<platform::DisplayInfo> holder;
     for (const auto& d : displays())
-        if (d.geometry.contains(window->frame.center()))
-            holder = d;
-    if (!holder)
-        holder = mainDisplay();
-    if (holder)
-        capture.scale = holder->scale;
+        if (d.geometry.contains(window->frame.center())) holder = d;
+    if (!holder) holder = mainDisplay();
+    if (holder) capture.scale = holder->scale;
     if (includeBackdrop && holder) {
-        const QRect around = window->frame.adjusted(-backdropMargin, -backdropMargin, backdropMargin, backdropMargin)
-                                 .intersected(holder->geometry);
-        if (auto backdrop = backend()->grabArea(around))
-            capture.backdrop = std::move(backdrop).value();
+        const QRect around =
+            window->frame.adjusted(-backdropMargin, -backdropMargin, backdropMargin, backdropMargin)
+                .intersected(holder->geometry);
+        if (auto backdrop = backend()->grabArea(around)) capture.backdrop = std::move(backdrop).value();
     }
     return capture;
 }

@@ -9,18 +9,18 @@ namespace StillCapture {
 
 namespace {
 
-ScreenCaptureService& service() { return ScreenCaptureService::shared(); }
+ScreenCaptureService& service() {
+    return ScreenCaptureService::shared();
+}
 
 Result<platform::DisplayInfo> displayFor(std::optional<uint32_t> displayID) {
     const auto display = displayID ? service().display(*displayID) : service().displayUnderPointer();
-    if (!display)
-        return ScreenCaptureService::displayNotFound();
+    if (!display) return ScreenCaptureService::displayNotFound();
     return *display;
 }
 
 Result<OutputPipeline::Delivered> delivered(const std::optional<OutputPipeline::Delivered>& result) {
-    if (!result)
-        return Error{QStringLiteral("Capture discarded")};
+    if (!result) return Error{QStringLiteral("Capture discarded")};
     return *result;
 }
 
@@ -28,24 +28,20 @@ Result<OutputPipeline::Delivered> delivered(const std::optional<OutputPipeline::
 
 Result<OutputPipeline::Delivered> fullscreen(std::optional<uint32_t> displayID) {
     const auto display = displayFor(displayID);
-    if (!display)
-        return display.error();
+    if (!display) return display.error();
     const CaptureContext context = CaptureContext::frontmost();
     auto image = service().captureDisplay(*display);
-    if (!image)
-        return image.error();
+    if (!image) return image.error();
     const QImage cropped = ImageUtils::croppingNotch(*image, *display);
     return delivered(OutputPipeline::deliverImage(cropped, display->scale, false, false, context));
 }
 
 Result<OutputPipeline::Delivered> rect(const QRectF& area, std::optional<uint32_t> displayID, bool copyOnly) {
     const auto display = displayFor(displayID);
-    if (!display)
-        return display.error();
+    if (!display) return display.error();
     const CaptureContext context = CaptureContext::frontmost();
     auto image = service().captureArea(area, *display);
-    if (!image)
-        return image.error();
+    if (!image) return image.error();
     Prefs::setLastArea(Prefs::Area{area, display->id});
     const DeliveryOptions options = copyOnly ? DeliveryOptions::copyOnly() : DeliveryOptions{};
     return delivered(OutputPipeline::deliverImage(*image, display->scale, copyOnly, false, context, options));
@@ -54,8 +50,7 @@ Result<OutputPipeline::Delivered> rect(const QRectF& area, std::optional<uint32_
 Result<OutputPipeline::Delivered> window(uint32_t windowID) {
     const CaptureContext context = CaptureContext::forWindow(windowID);
     auto capture = service().captureWindowWithBackdrop(windowID);
-    if (!capture)
-        return capture.error();
+    if (!capture) return capture.error();
     QImage image = capture->image;
     if (Prefs::flag(QStringLiteral("windowShadow")))
         image = ImageUtils::withDropShadow(image, capture->scale);
@@ -66,11 +61,9 @@ Result<OutputPipeline::Delivered> window(uint32_t windowID) {
 
 std::optional<uint32_t> windowOfApp(const QString& appName) {
     const auto& screen = platform::services().screen;
-    if (!screen)
-        return std::nullopt;
+    if (!screen) return std::nullopt;
     for (const auto& w : screen->windows())
-        if (w.layer == 0 && w.ownerName.compare(appName, Qt::CaseInsensitive) == 0)
-            return w.id;
+        if (w.layer == 0 && w.ownerName.compare(appName, Qt::CaseInsensitive) == 0) return w.id;
     return std::nullopt;
 }
 

@@ -14,15 +14,13 @@ public:
 
     std::optional<Enum> parse(QStringView text) const {
         for (const auto& [value, raw] : m_entries)
-            if (text == QLatin1String(raw))
-                return value;
+            if (text == QLatin1String(raw)) return value;
         return std::nullopt;
     }
 
     QString raw(Enum value) const {
         for (const auto& [candidate, raw] : m_entries)
-            if (candidate == value)
-                return QLatin1String(raw);
+            if (candidate == value) return QLatin1String(raw);
         return {};
     }
 

@@ -32,15 +32,15 @@ Run "pictavia capture KIND --help" for the options of one kind.
 
 std::optional<uint32_t> parseNumber(const QString& text) {
     bool ok = false;
-    const uint32_t n = text.startsWith(QStringLiteral("0x"), Qt::CaseInsensitive) ? text.mid(2).toUInt(&ok, 16)
-                                                                                    : text.toUInt(&ok, 10);
+    const uint32_t n = text.startsWith(QStringLiteral("0x"), Qt::CaseInsensitive)
+                           ? text.mid(2).toUInt(&ok, 16)
+                           : text.toUInt(&ok, 10);
     return ok ? std::optional(n) : std::nullopt;
 }
 
 std::optional<QRectF> parseRect(const QString& text) {
     const auto rect = Prefs::decodeRect(text);
-    if (!rect || rect->width() <= 0 || rect->height() <= 0)
-        return std::nullopt;
+    if (!rect || rect->width() <= 0 || rect->height() <= 0) return std::nullopt;
     return rect;
 }
 
@@ -78,8 +78,7 @@ QCommandLineOption displayOption() {
 
 std::optional<uint32_t> displayArgument(const QCommandLineParser& parser, bool* valid) {
     *valid = true;
-    if (!parser.isSet(QStringLiteral("display")))
-        return std::nullopt;
+    if (!parser.isSet(QStringLiteral("display"))) return std::nullopt;
     const auto n = parseNumber(parser.value(QStringLiteral("display")));
     *valid = n.has_value();
     return n;
@@ -93,10 +92,8 @@ int fullscreen(const QStringList& arguments) {
         return *code;
     bool valid = false;
     const auto display = displayArgument(parser, &valid);
-    if (!valid)
-        return CommandLine::usageError(QStringLiteral("--display needs a display number"));
-    if (!connect())
-        return CommandLine::failed;
+    if (!valid) return CommandLine::usageError(QStringLiteral("--display needs a display number"));
+    if (!connect()) return CommandLine::failed;
     Usage::count(QStringLiteral("capture.fullscreen"));
     return finish(report(StillCapture::fullscreen(display)));
 }
@@ -109,9 +106,9 @@ int area(const QStringList& arguments) {
                                      "top-left corner."),
                       QStringLiteral("X,Y,W,H")});
     parser.addOption(displayOption());
-    parser.addOption({QStringLiteral("copy"), QStringLiteral("Copy to the clipboard only; save nothing else.")});
-    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture area")))
-        return *code;
+    parser.addOption(
+        {QStringLiteral("copy"), QStringLiteral("Copy to the clipboard only; save nothing else.")});
+    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture area"))) return *code;
     if (!parser.isSet(QStringLiteral("rect")))
         return CommandLine::usageError(QStringLiteral("capture area needs --rect X,Y,W,H"));
     const auto rect = parseRect(parser.value(QStringLiteral("rect")));
@@ -120,10 +117,8 @@ int area(const QStringList& arguments) {
             QStringLiteral("--rect needs four numbers X,Y,W,H with a positive width and height"));
     bool valid = false;
     const auto display = displayArgument(parser, &valid);
-    if (!valid)
-        return CommandLine::usageError(QStringLiteral("--display needs a display number"));
-    if (!connect())
-        return CommandLine::failed;
+    if (!valid) return CommandLine::usageError(QStringLiteral("--display needs a display number"));
+    if (!connect()) return CommandLine::failed;
     Usage::count(QStringLiteral("capture.area"));
     return finish(report(StillCapture::rect(*rect, display, parser.isSet(QStringLiteral("copy")))));
 }
@@ -145,8 +140,7 @@ int window(const QStringList& arguments) {
     std::optional<uint32_t> id;
     if (byId && !(id = parseNumber(parser.value(QStringLiteral("id")))))
         return CommandLine::usageError(QStringLiteral("--id needs a window number"));
-    if (!connect())
-        return CommandLine::failed;
+    if (!connect()) return CommandLine::failed;
     if (byApp) {
         const QString app = parser.value(QStringLiteral("app"));
         id = StillCapture::windowOfApp(app);
@@ -165,16 +159,13 @@ int window(const QStringList& arguments) {
 int runCaptureCommand(const QStringList& arguments) {
     const QString kind = arguments.value(0);
     const QStringList rest = arguments.mid(1);
-    if (kind == u"fullscreen")
-        return fullscreen(rest);
-    if (kind == u"area")
-        return area(rest);
-    if (kind == u"window")
-        return window(rest);
+    if (kind == u"fullscreen") return fullscreen(rest);
+    if (kind == u"area") return area(rest);
+    if (kind == u"window") return window(rest);
     if (kind.isEmpty() || kind == u"--help" || kind == u"-h" || kind == u"help") {
         std::fputs(captureUsage, kind.isEmpty() ? stderr : stdout);
         return kind.isEmpty() ? CommandLine::usage : CommandLine::ok;
     }
-    return CommandLine::usageError(QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area or window")
-                                       .arg(kind));
+    return CommandLine::usageError(
+        QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area or window").arg(kind));
 }

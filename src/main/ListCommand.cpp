@@ -27,8 +27,7 @@ std::optional<int> prepare(const QStringList& arguments, const QString& command,
     QCommandLineParser parser;
     parser.setApplicationDescription(description);
     parser.addOption({QStringLiteral("json"), QStringLiteral("Print JSON instead of a table.")});
-    if (const auto code = CommandLine::parse(parser, arguments, command))
-        return code;
+    if (const auto code = CommandLine::parse(parser, arguments, command)) return code;
     *json = parser.isSet(QStringLiteral("json"));
     Prefs::registerDefaults();
     if (const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Terminal); !installed) {
@@ -46,9 +45,9 @@ void printJson(const QJsonArray& array) {
 
 int runDisplaysCommand(const QStringList& arguments) {
     bool json = false;
-    if (const auto code = prepare(arguments, QStringLiteral("displays"),
-                                  QStringLiteral("Lists the displays: number, name, geometry in pixels, scale."),
-                                  &json))
+    if (const auto code =
+            prepare(arguments, QStringLiteral("displays"),
+                    QStringLiteral("Lists the displays: number, name, geometry in pixels, scale."), &json))
         return *code;
     QJsonArray array;
     for (const auto& d : ScreenCaptureService::shared().displays()) {
@@ -60,11 +59,11 @@ int runDisplaysCommand(const QStringList& arguments) {
                                      {QStringLiteral("primary"), d.primary}});
         } else {
             std::printf("%-10u %-10s %dx%d+%d+%d  scale %g%s\n", d.id, qPrintable(d.name), d.geometry.width(),
-                        d.geometry.height(), d.geometry.x(), d.geometry.y(), d.scale, d.primary ? "  primary" : "");
+                        d.geometry.height(), d.geometry.x(), d.geometry.y(), d.scale,
+                        d.primary ? "  primary" : "");
         }
     }
-    if (json)
-        printJson(array);
+    if (json) printJson(array);
     return CommandLine::ok;
 }
 
@@ -88,7 +87,6 @@ int runWindowsCommand(const QStringList& arguments) {
             std::printf("%-10u %-16s %s\n", w.id, qPrintable(w.ownerName), qPrintable(w.title));
         }
     }
-    if (json)
-        printJson(array);
+    if (json) printJson(array);
     return CommandLine::ok;
 }

@@ -45,8 +45,9 @@ QStringList argumentsOf(int argc, char** argv) {
 // window; the process ends when the toast has gone.
 int startOnDesktop(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        std::fputs("pictavia: no X display to start on: DISPLAY is not set. \"make run\" starts a private one.\n",
-                    stderr);
+        std::fputs(
+            "pictavia: no X display to start on: DISPLAY is not set. \"make run\" starts a private one.\n",
+            stderr);
         return CommandLine::failed;
     }
     QApplication app(argc, argv);
@@ -63,8 +64,7 @@ int startOnDesktop(int argc, char** argv) {
     }
     std::printf("%s\n", qPrintable(result->file()));
     std::fflush(stdout);
-    if (!QApplication::topLevelWidgets().isEmpty())
-        QApplication::exec();
+    if (!QApplication::topLevelWidgets().isEmpty()) QApplication::exec();
     PostCaptureAction::waitForAll();
     Prefs::sync();
     return CommandLine::ok;
@@ -80,8 +80,7 @@ int main(int argc, char** argv) {
         QGuiApplication app(argc, argv);
         return platform::qt::serveClipboard(arguments[1], arguments[2]);
     }
-    if (command.isEmpty())
-        return startOnDesktop(argc, argv);
+    if (command.isEmpty()) return startOnDesktop(argc, argv);
     if (command == u"help" || command == u"--help" || command == u"-h") {
         std::fputs(usageText, stdout);
         return CommandLine::ok;
@@ -95,12 +94,9 @@ int main(int argc, char** argv) {
     // through the screen backend.
     QCoreApplication app(argc, argv);
     const QStringList rest = arguments.mid(1);
-    if (command == u"capture")
-        return runCaptureCommand(rest);
-    if (command == u"displays")
-        return runDisplaysCommand(rest);
-    if (command == u"windows")
-        return runWindowsCommand(rest);
+    if (command == u"capture") return runCaptureCommand(rest);
+    if (command == u"displays") return runDisplaysCommand(rest);
+    if (command == u"windows") return runWindowsCommand(rest);
     std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
     return CommandLine::usage;
 }

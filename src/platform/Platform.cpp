@@ -9,12 +9,13 @@ Services& instance() {
 }
 
 template <typename T> void replaceIfGiven(std::unique_ptr<T>& slot, std::unique_ptr<T>& given) {
-    if (given)
-        slot = std::move(given);
+    if (given) slot = std::move(given);
 }
 } // namespace
 
-Services& services() { return instance(); }
+Services& services() {
+    return instance();
+}
 
 void install(Services replacement) {
     Services& s = instance();

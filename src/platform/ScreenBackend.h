@@ -26,12 +26,12 @@ struct DisplayInfo {
 
 // One top-level window as the window manager knows it.
 struct WindowInfo {
-    uint32_t id = 0;     // the client window's X id
-    qint64 pid = 0;      // owning process, 0 when unknown
-    QString ownerName;   // application name
-    QString title;       // window title
-    int layer = 0;       // 0 for normal windows; below < 0 < above, docks and notifications
-    QRect frame;         // outer frame (decorations included) in root-window pixels
+    uint32_t id = 0;   // the client window's X id
+    qint64 pid = 0;    // owning process, 0 when unknown
+    QString ownerName; // application name
+    QString title;     // window title
+    int layer = 0;     // 0 for normal windows; below < 0 < above, docks and notifications
+    QRect frame;       // outer frame (decorations included) in root-window pixels
 };
 
 // Screen pixels and window metadata of the running display server.

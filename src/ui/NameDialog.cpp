@@ -29,8 +29,7 @@ std::optional<QString> DialogNamePrompt::askForName(const QString& title, const 
     QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
     layout->addWidget(buttons);
     dialog.activateWindow();
-    if (dialog.exec() != QDialog::Accepted)
-        return std::nullopt;
+    if (dialog.exec() != QDialog::Accepted) return std::nullopt;
     return field->text();
 }
 

@@ -32,8 +32,8 @@ ToastWindow::ToastWindow(const QString& text, double seconds)
     f.setPointSizeF(f.pointSizeF() * 1.05);
     f.setWeight(QFont::Medium);
     setFont(f);
-    const QRect textRect =
-        QFontMetrics(f).boundingRect(QRect(0, 0, maxTextWidth, 1000), Qt::TextWordWrap | Qt::AlignLeft, m_text);
+    const QRect textRect = QFontMetrics(f).boundingRect(QRect(0, 0, maxTextWidth, 1000),
+                                                        Qt::TextWordWrap | Qt::AlignLeft, m_text);
     resize(textRect.width() + 2 * paddingX, textRect.height() + 2 * paddingY);
 
     // Beside the pointer, kept inside the screen that holds it.
@@ -41,10 +41,8 @@ ToastWindow::ToastWindow(const QString& text, double seconds)
     QRect frame(pointer + QPoint(pointerGap, pointerGap), size());
     if (const QScreen* screen = QGuiApplication::screenAt(pointer)) {
         const QRect area = screen->availableGeometry();
-        if (frame.right() > area.right())
-            frame.moveRight(pointer.x() - pointerGap);
-        if (frame.bottom() > area.bottom())
-            frame.moveBottom(pointer.y() - pointerGap);
+        if (frame.right() > area.right()) frame.moveRight(pointer.x() - pointerGap);
+        if (frame.bottom() > area.bottom()) frame.moveBottom(pointer.y() - pointerGap);
         frame.moveTopLeft(QPoint(std::max(frame.left(), area.left()), std::max(frame.top(), area.top())));
     }
     move(frame.topLeft());
@@ -60,12 +58,12 @@ void ToastWindow::paintEvent(QPaintEvent*) {
     p.setPen(QColor(255, 255, 255, 40));
     p.drawPath(shape);
     p.setPen(Qt::white);
-    p.drawText(rect().adjusted(paddingX, paddingY, -paddingX, -paddingY), Qt::TextWordWrap | Qt::AlignLeft, m_text);
+    p.drawText(rect().adjusted(paddingX, paddingY, -paddingX, -paddingY), Qt::TextWordWrap | Qt::AlignLeft,
+               m_text);
 }
 
 void WindowToasts::show(const QString& text, double seconds) {
-    if (m_current)
-        m_current->close();
+    if (m_current) m_current->close();
     m_current = new ToastWindow(text, seconds);
     m_current->show();
 }

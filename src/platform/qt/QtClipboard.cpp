@@ -24,8 +24,7 @@ public:
 
 protected:
     QVariant retrieveData(const QString& mime, QMetaType type) const override {
-        if (mime == pngMime && type.id() != QMetaType::QImage)
-            return m_png;
+        if (mime == pngMime && type.id() != QMetaType::QImage) return m_png;
         return QImage::fromData(m_png, "PNG");
     }
 
@@ -42,8 +41,7 @@ QByteArray pngOf(const QImage& image) {
 }
 
 QMimeData* mimeForImage(const QImage& image, const QByteArray& pngBytes) {
-    if (!pngBytes.isEmpty())
-        return new PngMimeData(pngBytes);
+    if (!pngBytes.isEmpty()) return new PngMimeData(pngBytes);
     auto* mime = new QMimeData;
     mime->setImageData(image);
     return mime;
@@ -55,7 +53,9 @@ void QtClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
     QGuiApplication::clipboard()->setMimeData(mimeForImage(image, pngBytes));
 }
 
-void QtClipboard::setText(const QString& text) { QGuiApplication::clipboard()->setText(text); }
+void QtClipboard::setText(const QString& text) {
+    QGuiApplication::clipboard()->setText(text);
+}
 
 DetachedClipboard::DetachedClipboard(QString executable) : m_executable(std::move(executable)) {}
 
@@ -63,7 +63,9 @@ void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes
     handOver(QStringLiteral("image"), pngBytes.isEmpty() ? pngOf(image) : pngBytes);
 }
 
-void DetachedClipboard::setText(const QString& text) { handOver(QStringLiteral("text"), text.toUtf8()); }
+void DetachedClipboard::setText(const QString& text) {
+    handOver(QStringLiteral("text"), text.toUtf8());
+}
 
 void DetachedClipboard::handOver(const QString& kind, const QByteArray& data) {
     // The session's private runtime folder where there is one: the data may be sensitive.
@@ -84,14 +86,12 @@ void DetachedClipboard::handOver(const QString& kind, const QByteArray& data) {
     server.setStandardInputFile(QProcess::nullDevice());
     server.setStandardOutputFile(QProcess::nullDevice());
     server.setStandardErrorFile(QProcess::nullDevice());
-    if (!server.startDetached())
-        file.remove();
+    if (!server.startDetached()) file.remove();
 }
 
 int serveClipboard(const QString& kind, const QString& path) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return 1;
+    if (!file.open(QIODevice::ReadOnly)) return 1;
     const QByteArray data = file.readAll();
     file.remove();
 
@@ -101,8 +101,7 @@ int serveClipboard(const QString& kind, const QString& path) {
     else
         clipboard->setText(QString::fromUtf8(data));
     QObject::connect(clipboard, &QClipboard::changed, qApp, [clipboard](QClipboard::Mode mode) {
-        if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard())
-            QGuiApplication::quit();
+        if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard()) QGuiApplication::quit();
     });
     return QGuiApplication::exec();
 }

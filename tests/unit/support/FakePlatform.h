@@ -1,0 +1,103 @@
+#pragma once
+
+#include "app/Prefs.h"
+#include "platform/Platform.h"
+#include "platform/codecs/StandardImageCodecs.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace testsupport {
+
+// A screen with chosen displays, windows and pixels.
+class FakeScreen : public platform::ScreenBackend {
+public:
+    QList<platform::DisplayInfo> displayList;
+    QList<platform::WindowInfo> windowList; // front to back
+    std::optional<uint32_t> active;
+    QPoint pointer;
+    QImage desktop; // the root window's pixels
+    QHash<uint32_t, QImage> windowPixels;
+    QList<QRect> grabbedAreas;
+
+    QList<platform::DisplayInfo> displays() override { return displayList; }
+    Result<QImage> grabArea(const QRect& rootRect) override {
+        grabbedAreas.append(rootRect);
+        return desktop.copy(rootRect);
+    }
+    Result<QImage> grabWindow(uint32_t id) override {
+        if (!windowPixels.contains(id)) return Error{QStringLiteral("Window not found"), {}, 2};
+        return windowPixels.value(id);
+    }
+    QList<platform::WindowInfo> windows() override { return windowList; }
+    std::optional<uint32_t> activeWindow() override { return active; }
+    QPoint pointerPosition() override { return pointer; }
+};
+
+class FakeClipboard : public platform::Clipboard {
+public:
+    QList<QImage> images;
+    QList<QByteArray> pngs;
+    QStringList texts;
+    void setImage(const QImage& image, const QByteArray& png) override {
+        images.append(image);
+        pngs.append(png);
+    }
+    void setText(const QString& text) override { texts.append(text); }
+};
+
+class FakeSound : public platform::SoundPlayer {
+public:
+    int shutters = 0;
+    void playShutter() override { ++shutters; }
+};
+
+class FakeToasts : public platform::ToastPresenter {
+public:
+    QStringList shown;
+    void show(const QString& text, double) override { shown.append(text); }
+};
+
+class FakeNamePrompt : public platform::NamePrompt {
+public:
+    std::optional<QString> answer;
+    QString offered;
+    std::optional<QString> askForName(const QString&, const QString&, const QString& defaultName) override {
+        offered = defaultName;
+        return answer;
+    }
+};
+
+// Each test gets its own preferences and data folders, the real codecs and fakes for
+// everything else, reachable through the members.
+class PlatformTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(home.isValid());
+        qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
+        qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
+        qputenv("HOME", home.path().toUtf8());
+        Prefs::registerDefaults();
+        auto s = std::make_unique<FakeScreen>();
+        auto c = std::make_unique<FakeClipboard>();
+        auto so = std::make_unique<FakeSound>();
+        auto t = std::make_unique<FakeToasts>();
+        auto n = std::make_unique<FakeNamePrompt>();
+        screen = s.get();
+        clipboard = c.get();
+        sound = so.get();
+        toasts = t.get();
+        namePrompt = n.get();
+        platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
+                           std::move(c), std::move(so), std::move(t), std::move(n)});
+    }
+
+    QTemporaryDir home;
+    FakeScreen* screen = nullptr;
+    FakeClipboard* clipboard = nullptr;
+    FakeSound* sound = nullptr;
+    FakeToasts* toasts = nullptr;
+    FakeNamePrompt* namePrompt = nullptr;
+};
+
+} // namespace testsupport
