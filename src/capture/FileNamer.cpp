@@ -57,8 +57,12 @@ std::optional<QString> askForName(const QString& defaultName) {
 
 QString uniquePath(const QString& directory, const QString& fileName) {
     const QFileInfo name(fileName);
-    const QString base = name.completeBaseName();
-    const QString suffix = name.suffix().isEmpty() ? QString() : u'.' + name.suffix();
+    QString base = name.completeBaseName();
+    QString suffix = name.suffix().isEmpty() ? QString() : u'.' + name.suffix();
+    if (base.endsWith(retinaSuffix)) { // the scale marker stays last: "Shot (2)@2x.png"
+        base.chop(retinaSuffix.size());
+        suffix.prepend(retinaSuffix);
+    }
     QString path = directory + u'/' + fileName;
     for (int n = 2; QFileInfo::exists(path); ++n)
         path = directory + u'/' + base + QStringLiteral(" (%1)").arg(n) + suffix;

@@ -20,7 +20,8 @@ QString sanitize(const QString& text);
 // Asks for a name ("Name this capture"); none when the user cancels.
 std::optional<QString> askForName(const QString& defaultName);
 
-// `fileName` in `directory`, or "name (2).ext", "name (3).ext"... when it is taken.
+// `fileName` in `directory`, or "name (2).ext", "name (3).ext"... when it is taken
+// ("name (2)@2x.ext" for HiDPI names).
 QString uniquePath(const QString& directory, const QString& fileName);
 
 } // namespace FileNamer

@@ -12,7 +12,10 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
     if (!parser.parse(QStringList{QStringLiteral("pictavia ") + command} + arguments))
         return usageError(parser.errorText() + QStringLiteral(" (see \"pictavia %1 --help\")").arg(command));
     if (parser.isSet(help)) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
+        // Qt names the program by its path; the usage line names the command instead.
+        QString text = parser.helpText();
+        text.replace(0, text.indexOf(u'\n'), QStringLiteral("Usage: pictavia %1 [options]").arg(command));
+        std::fputs(qPrintable(text), stdout);
         return ok;
     }
     if (!parser.positionalArguments().isEmpty())

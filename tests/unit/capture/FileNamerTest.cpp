@@ -54,6 +54,8 @@ TEST_F(FileNamerTest, UniquePathCountsUp) {
     QFile(dir + "/a.png").open(QIODevice::WriteOnly);
     QFile(dir + "/a (2).png").open(QIODevice::WriteOnly);
     EXPECT_EQ(FileNamer::uniquePath(dir, "a.png"), dir + "/a (3).png");
+    QFile(dir + "/b@2x.png").open(QIODevice::WriteOnly);
+    EXPECT_EQ(FileNamer::uniquePath(dir, "b@2x.png"), dir + "/b (2)@2x.png");
 }
 
 } // namespace

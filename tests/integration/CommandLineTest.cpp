@@ -1,0 +1,176 @@
+// The pictavia command line against a real X server: captures land as named files with
+// the right pixels, and every failure is a sentence and a non-zero exit.
+
+#include "PatternMatching.h"
+#include "TestWindow.h"
+#include "XServer.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+class CommandLineTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(home.isValid());
+        server = XServer::start({.width = 1024, .height = 768, .windowManager = true});
+        writePreferences("copyToClipboard = false\ncaptureSound = false\n");
+    }
+
+    void writePreferences(const QByteArray& text) {
+        QDir().mkpath(home.path() + "/config/pictavia");
+        QFile file(home.path() + "/config/pictavia/pictavia.conf");
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("; written by the test\n" + text);
+    }
+
+    ProcessOutput pictavia(const std::vector<std::string>& args) {
+        const std::string dir = home.path().toStdString();
+        return server->run(PICTAVIA_BIN, args,
+                           {.environment = {{"XDG_CONFIG_HOME", dir + "/config"},
+                                            {"XDG_DATA_HOME", dir + "/data"},
+                                            {"HOME", dir}}});
+    }
+
+    // Runs a capture that must succeed, and loads the file whose path it printed.
+    QImage captured(const std::vector<std::string>& args, QString* path = nullptr) {
+        const ProcessOutput out = pictavia(args);
+        EXPECT_EQ(out.exitCode, 0) << out.err;
+        const QString file = QString::fromStdString(out.out).trimmed();
+        EXPECT_TRUE(QFileInfo(file).isFile()) << out.out;
+        if (path) *path = file;
+        return QImage(file);
+    }
+
+    QTemporaryDir home;
+    std::unique_ptr<XServer> server;
+};
+
+TEST_F(CommandLineTest, WindowByNumberAndByApplication) {
+    writePreferences("copyToClipboard = false\ncaptureSound = false\nwindowShadow = false\n"
+                     "filenameTemplate = {app} - {window}\n");
+    const TestWindow window = openTestWindow(
+        *server, {.title = "Quarterly: report", .pattern = "quadrants", .windowClass = "Ledger"});
+    const QRect client = clientRect(*server, window.id);
+
+    QString path;
+    const QImage byId = captured({"capture", "window", "--id", std::to_string(window.id)}, &path);
+    EXPECT_EQ(QFileInfo(path).fileName(), "Ledger - Quarterly- report.png");
+    EXPECT_EQ(QFileInfo(path).absolutePath(), home.path() + "/data/Pictavia/History");
+    // The image is the whole frame, decorations included, as the window list gives it.
+    const ProcessOutput listing = pictavia({"windows", "--json"});
+    QRect frame;
+    for (const auto& w : QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array())
+        if (w.toObject()["id"].toInteger() == window.id) {
+            const QJsonObject f = w.toObject()["frame"].toObject();
+            frame = QRect(f["x"].toInt(), f["y"].toInt(), f["width"].toInt(), f["height"].toInt());
+            EXPECT_EQ(w.toObject()["app"].toString(), "Ledger");
+        }
+    ASSERT_EQ(byId.size(), frame.size()) << listing.out;
+    EXPECT_EQ(patternMismatches(byId, within(client, frame), "quadrants", 2), 0);
+
+    const QImage byApp = captured({"capture", "window", "--app", "ledger"});
+    EXPECT_EQ(byApp.size(), byId.size());
+
+    writePreferences("copyToClipboard = false\ncaptureSound = false\n"); // the shadow is on by default
+    const QImage shadowed = captured({"capture", "window", "--id", std::to_string(window.id)});
+    EXPECT_EQ(shadowed.size(), byId.size() + QSize(96, 96));
+    EXPECT_TRUE(shadowed.hasAlphaChannel());
+}
+
+TEST_F(CommandLineTest, AreaAndFullScreen) {
+    const TestWindow window = openTestWindow(*server, {.title = "Area", .pattern = "quadrants"});
+    const QRect client = clientRect(*server, window.id);
+    const std::string rect = std::to_string(client.x()) + "," + std::to_string(client.y()) + "," +
+                             std::to_string(client.width()) + "," + std::to_string(client.height());
+    const QImage area = captured({"capture", "area", "--rect", rect});
+    ASSERT_EQ(area.size(), client.size());
+    EXPECT_EQ(patternMismatches(area, area.rect(), "quadrants", 2), 0);
+
+    EXPECT_EQ(captured({"capture", "fullscreen"}).size(), QSize(1024, 768));
+}
+
+TEST_F(CommandLineTest, TwoMonitorsAndDoubleScale) {
+    ASSERT_EQ(server->run("xrandr", {"--setmonitor", "left", "512/135x768/203+0+0", "none"}).exitCode, 0);
+    ASSERT_EQ(server->run("xrandr", {"--setmonitor", "right", "512/135x768/203+512+0", "none"}).exitCode, 0);
+    ASSERT_EQ(server->run("xrdb", {"-merge"}, {.input = "Xft.dpi: 192\n"}).exitCode, 0);
+
+    const ProcessOutput listing = pictavia({"displays", "--json"});
+    ASSERT_EQ(listing.exitCode, 0) << listing.err;
+    QJsonArray displays;
+    for (const auto& d : QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array())
+        if (d.toObject()["name"].toString() == "right") displays.append(d);
+    ASSERT_EQ(displays.size(), 1) << listing.out;
+    const QJsonObject right = displays[0].toObject();
+    EXPECT_EQ(right["scale"].toDouble(), 2.0);
+    const std::string id = std::to_string(right["id"].toInteger());
+
+    writePreferences("copyToClipboard = false\ncaptureSound = false\nretinaSuffix = true\n");
+    EXPECT_EQ(captured({"capture", "fullscreen", "--display", id}).size(), QSize(512, 768));
+    QString path;
+    // 50 points at 2x are 100 pixels.
+    EXPECT_EQ(captured({"capture", "area", "--rect", "10,10,50,25", "--display", id}, &path).size(),
+              QSize(100, 50));
+    EXPECT_TRUE(path.endsWith("@2x.png")) << path.toStdString();
+}
+
+TEST_F(CommandLineTest, FailuresExplainThemselves) {
+    const auto expectFailure = [&](const std::vector<std::string>& args, const std::string& sentence) {
+        const ProcessOutput out = pictavia(args);
+        EXPECT_NE(out.exitCode, 0) << sentence;
+        EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;
+        EXPECT_TRUE(out.out.empty()) << out.out;
+    };
+    expectFailure({"capture", "window", "--id", "12345"}, "Window not found");
+    expectFailure({"capture", "window", "--app", "nothing-like-it"}, "No window of an application named");
+    expectFailure({"capture", "fullscreen", "--display", "4242"}, "Display not found");
+    expectFailure({"capture", "area", "--rect", "5000,5000,10,10"}, "That area is off screen");
+    expectFailure({"capture", "area", "--rect", "1,2,3"}, "--rect needs four numbers");
+    expectFailure({"capture", "area"}, "needs --rect");
+    expectFailure({"capture", "window"}, "needs either --id N or --app NAME");
+    expectFailure({"capture", "photo"}, "unknown capture kind");
+    EXPECT_FALSE(QDir(home.path() + "/data/Pictavia/History").exists());
+
+    for (const std::string kind : {"fullscreen", "area", "window"}) {
+        const ProcessOutput help = pictavia({"capture", kind, "--help"});
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_NE(help.out.find("Usage: pictavia capture " + kind), std::string::npos) << help.out;
+    }
+
+    QProcess noDisplay;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove("DISPLAY");
+    env.insert("XDG_DATA_HOME", home.path() + "/data");
+    noDisplay.setProcessEnvironment(env);
+    noDisplay.start(PICTAVIA_BIN, {"capture", "fullscreen"});
+    ASSERT_TRUE(noDisplay.waitForFinished(30000));
+    EXPECT_EQ(noDisplay.exitCode(), 1);
+    EXPECT_TRUE(noDisplay.readAllStandardError().contains("DISPLAY is not set"));
+}
+
+TEST_F(CommandLineTest, PostCaptureScriptSeesTheCapture) {
+    const QString out = home.path() + "/script.txt";
+    writePreferences(
+        "copyToClipboard = false\ncaptureSound = false\npostAction = script\n"
+        "postActionScript = printf '%s\\n' \"$PICTAVIA_KIND\" \"$PICTAVIA_APP\" \"$PICTAVIA_WINDOW\" "
+        "\"$PICTAVIA_FILE\" > '" +
+        out.toUtf8() + "'\n");
+    const TestWindow window = openTestWindow(*server, {.title = "Scripted", .windowClass = "Scribe"});
+    QString path;
+    captured({"capture", "window", "--id", std::to_string(window.id)}, &path);
+    QFile file(out);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly)); // the command waited for the script
+    EXPECT_EQ(QString::fromUtf8(file.readAll()), "image\nScribe\nScripted\n" + path + "\n");
+}
+
+} // namespace
