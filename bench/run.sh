@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Every benchmark, side by side with the programs people would use instead.
+# Usage: bench/run.sh [BUILD_DIR]
+set -euo pipefail
+build=$(cd "${1:-build}" && pwd)
+here=$(cd "$(dirname "$0")" && pwd)
+
+echo "== Full-screen capture to PNG, against other screenshot tools =="
+bash "$here/capture.sh" "$build"
+
+echo
+echo "== PNG encoding of one frame =="
+"$build/bench/png_encode_bench" --benchmark_min_time=0.5
