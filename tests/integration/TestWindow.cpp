@@ -1,6 +1,8 @@
 #include "TestWindow.h"
 
-#include <regex>
+#include <QRegularExpression>
+#include <QString>
+
 #include <stdexcept>
 
 namespace testsupport {
@@ -26,11 +28,13 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
 
 QRect clientRect(XServer& server, uint32_t windowId) {
     const ProcessOutput info = server.run("xwininfo", {"-id", std::to_string(windowId)});
-    auto field = [&info](const char* name) {
-        std::smatch match;
-        if (!std::regex_search(info.out, match, std::regex(std::string(name) + ":\\s+(-?\\d+)")))
+    const QString text = QString::fromStdString(info.out);
+    auto field = [&](const char* name) {
+        const QRegularExpressionMatch match =
+            QRegularExpression(QString::fromLatin1(name) + QStringLiteral(":\\s+(-?\\d+)")).match(text);
+        if (!match.hasMatch())
             throw std::runtime_error("xwininfo printed no " + std::string(name) + ": " + info.err);
-        return std::stoi(match[1]);
+        return match.captured(1).toInt();
     };
     return QRect(field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
                  field("Height"));

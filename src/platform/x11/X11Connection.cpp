@@ -49,7 +49,7 @@ std::vector<uint32_t> Property::values32() const {
     std::vector<uint32_t> values;
     if (format != 32) return values;
     values.resize(static_cast<size_t>(data.size()) / sizeof(uint32_t));
-    std::memcpy(values.data(), data.constData(), values.size() * sizeof(uint32_t));
+    if (!values.empty()) std::memcpy(values.data(), data.constData(), values.size() * sizeof(uint32_t));
     return values;
 }
 
