@@ -9,7 +9,7 @@
 #include "ui/NameDialog.h"
 #include "ui/ToastWindow.h"
 
-#include <QCoreApplication>
+#include <QFileInfo>
 
 namespace PlatformSetup {
 
@@ -18,8 +18,8 @@ Result<bool> install(Presentation presentation) {
     services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
     services.sound = std::make_unique<platform::sound::CanberraSound>();
     // This process ends right after its capture, so another process keeps the clipboard.
-    services.clipboard =
-        std::make_unique<platform::qt::DetachedClipboard>(QCoreApplication::applicationFilePath());
+    services.clipboard = std::make_unique<platform::qt::DetachedClipboard>(
+        QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget());
     if (presentation == Presentation::Windows) {
         services.toasts = std::make_unique<ui::WindowToasts>();
         services.namePrompt = std::make_unique<ui::DialogNamePrompt>();

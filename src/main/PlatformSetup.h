@@ -7,7 +7,7 @@ namespace PlatformSetup {
 
 enum class Presentation {
     Terminal, // messages on stderr, names asked on the terminal
-    Windows,  // toast windows and dialogs (needs a QApplication)
+    Windows,  // toast windows and dialogs (shown once a QApplication runs)
 };
 
 // Connects to the display and installs the codecs, clipboard, sound and presenters.

@@ -13,7 +13,10 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QTimer>
+#include <QWidget>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -41,21 +44,28 @@ QStringList argumentsOf(int argc, char** argv) {
     return list;
 }
 
+// Runs the event loop while any window (a toast, a dialog) is still showing.
+void waitForWindowsToClose() {
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [] {
+        const auto widgets = QApplication::topLevelWidgets();
+        if (std::none_of(widgets.begin(), widgets.end(), [](const QWidget* w) { return w->isVisible(); }))
+            QApplication::quit();
+    });
+    poll.start(100);
+    QApplication::exec();
+}
+
 // The desktop start: a capture of the display under the pointer, confirmed in a toast
 // window; the process ends when the toast has gone.
 int startOnDesktop(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        std::fputs(
-            "pictavia: no X display to start on: DISPLAY is not set. \"make run\" starts a private one.\n",
-            stderr);
-        return CommandLine::failed;
-    }
-    QApplication app(argc, argv);
+    // Connect first: Qt aborts when it cannot reach the display, without saying why.
     Prefs::registerDefaults();
     if (const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Windows); !installed) {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
         return CommandLine::failed;
     }
+    QApplication app(argc, argv);
     Usage::count(QStringLiteral("capture.fullscreen"));
     const auto result = StillCapture::fullscreen(std::nullopt);
     if (!result) {
@@ -64,7 +74,7 @@ int startOnDesktop(int argc, char** argv) {
     }
     std::printf("%s\n", qPrintable(result->file()));
     std::fflush(stdout);
-    if (!QApplication::topLevelWidgets().isEmpty()) QApplication::exec();
+    waitForWindowsToClose();
     PostCaptureAction::waitForAll();
     Prefs::sync();
     return CommandLine::ok;

@@ -46,6 +46,10 @@ ToastWindow::ToastWindow(const QString& text, double seconds)
         frame.moveTopLeft(QPoint(std::max(frame.left(), area.left()), std::max(frame.top(), area.top())));
     }
     move(frame.topLeft());
+    // Without a compositing manager the transparent corners would show black.
+    QPainterPath outline;
+    outline.addRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
+    setMask(QRegion(outline.toFillPolygon().toPolygon()));
     QTimer::singleShot(static_cast<int>(seconds * 1000), this, &QWidget::close);
 }
 
