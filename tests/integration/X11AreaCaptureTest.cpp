@@ -79,6 +79,39 @@ TEST_F(X11AreaCaptureTest, AreaOfAWindowShowsItsPixels) {
     EXPECT_EQ(*part, image->copy(within(area, client)));
 }
 
+TEST_F(X11AreaCaptureTest, ImagesKeepTheirPixelsThroughLaterGrabsAndTheBackendsEnd) {
+    Result<QImage> first = QImage();
+    ASSERT_TRUE(waitUntil([&] {
+        first = backend->grabArea(client);
+        return first && patternMismatches(*first, QRect(QPoint(), client.size()), "quadrants") == 0;
+    }));
+    const QImage kept = *first;
+    first = QImage();
+
+    // Grabs of other sizes and places, some kept a while, some freed at once.
+    std::vector<QImage> others;
+    for (const QRect& area : {QRect(0, 0, 1600, 1200), QRect(0, 0, 64, 64), QRect(900, 700, 300, 200),
+                              QRect(0, 0, 1600, 1200), client.adjusted(10, 10, -10, -10)}) {
+        const Result<QImage> other = backend->grabArea(area);
+        ASSERT_TRUE(other.ok());
+        EXPECT_EQ(other->size(), area.size());
+        if (others.size() < 2) others.push_back(*other);
+    }
+    EXPECT_EQ(patternMismatches(kept, QRect(QPoint(), client.size()), "quadrants"), 0);
+
+    // A smaller grab after the large ones were freed.
+    others.clear();
+    const Result<QImage> part = backend->grabArea(client.adjusted(0, 0, 0, -client.height() / 2));
+    ASSERT_TRUE(part.ok());
+    EXPECT_EQ(*part, kept.copy(0, 0, client.width(), client.height() - client.height() / 2));
+
+    // Images outlive the backend that made them.
+    const Result<QImage> last = backend->grabArea(client);
+    ASSERT_TRUE(last.ok());
+    backend.reset();
+    EXPECT_EQ(*last, kept);
+}
+
 TEST_F(X11AreaCaptureTest, AreaOffScreenIsRefused) {
     const QRect screen(0, 0, 1600, 1200);
     EXPECT_TRUE(backend->grabArea(screen).ok());

@@ -4,9 +4,6 @@
 
 #include <xcb/shm.h>
 
-#include <sys/ipc.h>
-#include <sys/shm.h>
-
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -32,20 +29,21 @@ void makeOpaque(QImage& image) {
         pixels[i] |= 0xff000000u;
 }
 
-void detachSegment(void* address) {
-    shmdt(address);
-}
-
 } // namespace
 
 X11AreaGrabber::X11AreaGrabber(const X11Connection& connection, bool allowShm)
-    : m_connection(connection), m_shmUsable(allowShm && connection.hasExtension(&xcb_shm_id)) {
+    : m_connection(connection), m_shmUsable(allowShm && connection.hasExtension(&xcb_shm_id)),
+      m_segments(X11ShmSegments::create(connection)) {
     if (m_shmUsable)
         qCDebug(lcX11) << "Reading pixels through MIT-SHM";
     else if (!allowShm)
         qCDebug(lcX11) << "Reading pixels with GetImage: shared memory is turned off";
     else
         qCDebug(lcX11) << "Reading pixels with GetImage: the server has no MIT-SHM";
+}
+
+X11AreaGrabber::~X11AreaGrabber() {
+    m_segments->close();
 }
 
 Result<QImage> X11AreaGrabber::grab(xcb_drawable_t drawable, const QRect& rect, const PixelFormat& format) {
@@ -61,51 +59,42 @@ std::optional<Result<QImage>> X11AreaGrabber::grabWithShm(xcb_drawable_t drawabl
                                                           const PixelFormat& format) {
     xcb_connection_t* c = m_connection.raw();
     const qsizetype stride = qsizetype(rect.width()) * kBytesPerPixel;
-    const size_t size = size_t(stride) * size_t(rect.height());
+    std::optional<X11ShmSegments::Segment> segment = m_segments->take(size_t(stride) * size_t(rect.height()));
+    if (!segment) return std::nullopt; // out of shared memory: GetImage still works
 
-    // A fresh segment per grab: it becomes the image's buffer, freed with the image, so
-    // the pixels are written once by the server and never copied here.
-    const int shmId = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
-    if (shmId < 0) return std::nullopt; // out of segments or too large: GetImage still works
-    void* address = shmat(shmId, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1)) {
-        shmctl(shmId, IPC_RMID, nullptr);
-        return std::nullopt;
+    const bool fresh = !segment->attached;
+    xcb_void_cookie_t attach{};
+    if (fresh) {
+        segment->xid = xcb_generate_id(c);
+        attach = xcb_shm_attach_checked(c, segment->xid, static_cast<uint32_t>(segment->shmId), 0);
     }
-
-    const xcb_shm_seg_t segment = xcb_generate_id(c);
-    const xcb_void_cookie_t attach = xcb_shm_attach_checked(c, segment, static_cast<uint32_t>(shmId), 0);
     const xcb_shm_get_image_cookie_t cookie =
         xcb_shm_get_image(c, drawable, static_cast<int16_t>(rect.x()), static_cast<int16_t>(rect.y()),
                           static_cast<uint16_t>(rect.width()), static_cast<uint16_t>(rect.height()), ~0u,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0);
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, segment->xid, 0);
     xcb_generic_error_t* rawError = nullptr;
     Reply<xcb_shm_get_image_reply_t> reply{xcb_shm_get_image_reply(c, cookie, &rawError)};
     Reply<xcb_generic_error_t> error{rawError};
-    // The reply above came after the attach, so this check needs no extra round trip.
-    Reply<xcb_generic_error_t> attachError{xcb_request_check(c, attach)};
 
-    // Once the server has answered it holds its own mapping, and the segment can be marked
-    // for removal: it then disappears when both sides have detached, even if we crash.
-    shmctl(shmId, IPC_RMID, nullptr);
-    if (attachError) {
-        // Typically a remote display, which cannot see our memory.
-        shmdt(address);
-        m_shmUsable.store(false, std::memory_order_relaxed);
-        qCDebug(lcX11) << "Reading pixels with GetImage from now on: the server cannot attach our "
-                          "shared memory (X error"
-                       << attachError->error_code << ")";
-        return std::nullopt;
+    if (fresh) {
+        // The reply above came after the attach, so this check needs no extra round trip.
+        Reply<xcb_generic_error_t> attachError{xcb_request_check(c, attach)};
+        if (attachError) {
+            // Typically a remote display, which cannot see our memory.
+            m_segments->recycle(*segment);
+            m_shmUsable.store(false, std::memory_order_relaxed);
+            qCDebug(lcX11) << "Reading pixels with GetImage from now on: the server cannot attach our "
+                              "shared memory (X error"
+                           << attachError->error_code << ")";
+            return std::nullopt;
+        }
+        X11ShmSegments::markAttached(*segment);
     }
-    m_connection.ignoreErrors(xcb_shm_detach_checked(c, segment));
-    xcb_flush(c);
-
     if (!reply) {
-        shmdt(address);
+        m_segments->recycle(*segment);
         return Result<QImage>(readFailed(error ? error->error_code : 0));
     }
-    QImage image(static_cast<uchar*>(address), rect.width(), rect.height(), stride, format.format,
-                 detachSegment, address);
+    QImage image = m_segments->wrap(*segment, rect.width(), rect.height(), stride, format.format);
     if (format.needsOpaqueAlpha) makeOpaque(image);
     return Result<QImage>(std::move(image));
 }
