@@ -382,6 +382,7 @@ QImage photoBackground(QSize size) {
     QImage image(size, QImage::Format_RGB32);
     const int threads = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::thread> workers;
+    workers.reserve(size_t(threads));
     for (int t = 0; t < threads; ++t)
         workers.emplace_back([&image, t, threads] {
             paintRows(image, image.height() * t / threads, image.height() * (t + 1) / threads);

@@ -1,6 +1,7 @@
 #include "platform/codecs/HeifCodec.h"
 
 #include "platform/codecs/DecodeLimit.h"
+#include "platform/codecs/HeifItemGraph.h"
 #include "platform/codecs/HeifLibrary.h"
 
 #include <algorithm>
@@ -75,7 +76,7 @@ QByteArray HeifCodec::encode(const QImage& image, double quality) {
 
 QImage HeifCodec::decode(const QByteArray& bytes) {
     const HeifLibrary* heif = HeifLibrary::get();
-    if (!heif) return {};
+    if (!heif || !heifItemGraphIsSound(bytes)) return {};
     auto context = owned(heif->contextAlloc(), heif->contextFree);
     if (!context) return {};
     heif->contextSetMaximumImageSizeLimit(context.get(), 65535);

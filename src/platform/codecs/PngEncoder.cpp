@@ -53,6 +53,16 @@ uint8_t paeth(uint8_t a, uint8_t b, uint8_t c) {
     return (pa <= pb && pa <= pc) ? a : (pb <= pc ? b : c);
 }
 
+// Photographic rows: fewer than one pixel in five repeats its left neighbour exactly.
+bool looksPhotographic(const Source& src, int y) {
+    const auto* row = reinterpret_cast<const uint32_t*>(src.row(y));
+    const uint32_t mask = src.alpha ? 0xffffffffu : 0x00ffffffu; // RGB32's padding byte is no colour
+    int repeats = 0;
+    for (int x = 1; x < src.width; ++x)
+        repeats += ((row[x] ^ row[x - 1]) & mask) == 0;
+    return repeats * 5 < src.width;
+}
+
 // Filtering is per channel, so it runs on the 32-bit pixels as they are in memory and the
 // result is then packed to PNG's channel order; both loops stay in cache for one row.
 void filterRow(const Source& src, int y, PngEncoder::Filter filter, uint8_t* scratch, uint8_t* out) {
@@ -60,8 +70,11 @@ void filterRow(const Source& src, int y, PngEncoder::Filter filter, uint8_t* scr
     const uint8_t* cur = src.row(y);
     const uint8_t* prev = y > 0 ? src.row(y - 1) : nullptr;
     const uint8_t* d = scratch;
+    if (filter == PngEncoder::Filter::NoneOrAverage)
+        filter = looksPhotographic(src, y) ? PngEncoder::Filter::Average : PngEncoder::Filter::None;
     switch (filter) {
     case PngEncoder::Filter::None:
+    case PngEncoder::Filter::NoneOrAverage:
         out[0] = 0;
         d = cur;
         break;
@@ -169,11 +182,6 @@ void reserveOutput(Chunk& chunk, z_stream& zs) {
 void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk& chunk) {
     z_stream zs{};
     if (deflateInit2(&zs, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) != Z_OK) return;
-    const PngEncoder::Tuning& t = options.tuning;
-    if (t.maxChain > 0 && deflateTune(&zs, t.goodLength, t.maxLazy, t.niceLength, t.maxChain) != Z_OK) {
-        deflateEnd(&zs);
-        return;
-    }
 
     const size_t rowBytes = src.rowBytes;
     const int dictionaryRows = int((kWindow + rowBytes - 1) / rowBytes);
@@ -357,7 +365,8 @@ QByteArray PngEncoder::encode(const QImage& image, double scale) const {
 
     static constexpr uint8_t signature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
     QByteArray bytes;
-    bytes.resize(qsizetype(sizeof signature + (12 + 13) + (withPhys ? 12 + 9 : 0) + 12 + idatLength + 12));
+    const size_t fileSize = sizeof signature + (12 + 13) + (withPhys ? 12 + 9 : 0) + 12 + idatLength + 12;
+    bytes.resize(qsizetype(fileSize));
     ByteWriter out(bytes);
     out.raw(signature, sizeof signature);
 
