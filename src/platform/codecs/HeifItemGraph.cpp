@@ -75,27 +75,36 @@ private:
 
 using Graph = std::map<uint32_t, std::vector<uint32_t>>;
 
-// Edges from an image to the images decoding it needs, read from the iref box.
+// Edges from an image to the images decoding it needs, read from the iref box. libheif reads
+// the references one after another, trusting each one's count of ids rather than its size;
+// only when the two agree does it see what this sees.
 std::optional<Graph> dependencies(const Box& iref) {
     if (iref.length < 4) return std::nullopt;
     const int idBytes = iref.body[0] == 0 ? 2 : 4; // FullBox version picks 16- or 32-bit ids
-    const auto references = children(iref.body + 4, iref.length - 4);
-    if (!references) return std::nullopt;
+    const uchar* at = iref.body + 4;
+    size_t left = iref.length - 4;
     Graph graph;
-    for (const Box& reference : *references) {
-        Reader reader(reference.body, reference.length);
+    while (left > 0) {
+        if (left < 8) return std::nullopt;
+        const uint32_t size = qFromBigEndian<quint32>(at);
+        const uint32_t type = qFromBigEndian<quint32>(at + 4);
+        if (size < 8 || size > left) return std::nullopt;
+        Reader reader(at + 8, size - 8);
         uint32_t from = 0, count = 0;
         if (!reader.read(idBytes, from) || !reader.read(2, count)) return std::nullopt;
+        if (size != 8 + uint32_t(idBytes) + 2 + count * uint32_t(idBytes)) return std::nullopt;
         for (uint32_t i = 0; i < count; ++i) {
             uint32_t to = 0;
             if (!reader.read(idBytes, to)) return std::nullopt;
             // A derived image (grid, overlay) needs its inputs; an image needs its auxiliary
             // images (alpha, depth), which point at it.
-            if (reference.type == fourcc("dimg") || reference.type == fourcc("base"))
+            if (type == fourcc("dimg") || type == fourcc("base"))
                 graph[from].push_back(to);
-            else if (reference.type == fourcc("auxl"))
+            else if (type == fourcc("auxl"))
                 graph[to].push_back(from);
         }
+        at += size;
+        left -= size;
     }
     return graph;
 }

@@ -1,5 +1,7 @@
 #include "platform/codecs/PngEncoder.h"
 
+#include "platform/codecs/PngScanlines.h"
+
 #include <QThread>
 #include <QtEndian>
 
@@ -27,117 +29,6 @@ constexpr size_t kParallelThreshold = size_t(1) << 19;
 // Each worker takes several chunks so one slow (busy) stretch of the screen does not leave
 // the other cores idle.
 constexpr int kChunksPerThread = 2;
-
-// Byte offsets of the channels inside a 32-bit QImage pixel (0xAARRGGBB in native order).
-#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
-constexpr int kR = 2, kG = 1, kB = 0, kA = 3;
-#else
-constexpr int kR = 1, kG = 2, kB = 3, kA = 0;
-#endif
-
-struct Source {
-    const uchar* bits = nullptr;
-    qsizetype stride = 0;
-    int width = 0;
-    int height = 0;
-    bool alpha = false;
-    size_t rowBytes = 0; // filter byte plus the packed RGB or RGBA samples
-
-    const uint8_t* row(int y) const { return bits + y * stride; }
-};
-
-uint8_t paeth(uint8_t a, uint8_t b, uint8_t c) {
-    const int pa = std::abs(int(b) - int(c));
-    const int pb = std::abs(int(a) - int(c));
-    const int pc = std::abs(int(a) + int(b) - 2 * int(c));
-    return (pa <= pb && pa <= pc) ? a : (pb <= pc ? b : c);
-}
-
-// Photographic rows: fewer than one pixel in five repeats its left neighbour exactly.
-bool looksPhotographic(const Source& src, int y) {
-    const auto* row = reinterpret_cast<const uint32_t*>(src.row(y));
-    const uint32_t mask = src.alpha ? 0xffffffffu : 0x00ffffffu; // RGB32's padding byte is no colour
-    int repeats = 0;
-    for (int x = 1; x < src.width; ++x)
-        repeats += ((row[x] ^ row[x - 1]) & mask) == 0;
-    return repeats * 5 < src.width;
-}
-
-// Filtering is per channel, so it runs on the 32-bit pixels as they are in memory and the
-// result is then packed to PNG's channel order; both loops stay in cache for one row.
-void filterRow(const Source& src, int y, PngEncoder::Filter filter, uint8_t* scratch, uint8_t* out) {
-    const size_t n = size_t(src.width) * 4;
-    const uint8_t* cur = src.row(y);
-    const uint8_t* prev = y > 0 ? src.row(y - 1) : nullptr;
-    const uint8_t* d = scratch;
-    if (filter == PngEncoder::Filter::NoneOrAverage)
-        filter = looksPhotographic(src, y) ? PngEncoder::Filter::Average : PngEncoder::Filter::None;
-    switch (filter) {
-    case PngEncoder::Filter::None:
-    case PngEncoder::Filter::NoneOrAverage:
-        out[0] = 0;
-        d = cur;
-        break;
-    case PngEncoder::Filter::Sub:
-        out[0] = 1;
-        std::memcpy(scratch, cur, 4);
-        for (size_t i = 4; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - cur[i - 4]);
-        break;
-    case PngEncoder::Filter::Up:
-        out[0] = 2;
-        if (!prev) {
-            d = cur;
-            break;
-        }
-        for (size_t i = 0; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - prev[i]);
-        break;
-    case PngEncoder::Filter::Average:
-        out[0] = 3;
-        if (!prev) {
-            std::memcpy(scratch, cur, 4);
-            for (size_t i = 4; i < n; ++i)
-                scratch[i] = uint8_t(cur[i] - (cur[i - 4] >> 1));
-            break;
-        }
-        for (size_t i = 0; i < 4; ++i)
-            scratch[i] = uint8_t(cur[i] - (prev[i] >> 1));
-        for (size_t i = 4; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - ((cur[i - 4] + prev[i]) >> 1));
-        break;
-    case PngEncoder::Filter::Paeth:
-        out[0] = 4;
-        if (!prev) { // with no row above, Paeth predicts from the left: Sub
-            std::memcpy(scratch, cur, 4);
-            for (size_t i = 4; i < n; ++i)
-                scratch[i] = uint8_t(cur[i] - cur[i - 4]);
-            break;
-        }
-        for (size_t i = 0; i < 4; ++i)
-            scratch[i] = uint8_t(cur[i] - prev[i]);
-        for (size_t i = 4; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - paeth(cur[i - 4], prev[i], prev[i - 4]));
-        break;
-    }
-
-    uint8_t* o = out + 1;
-    const int w = src.width;
-    if (src.alpha) {
-        for (int x = 0; x < w; ++x, d += 4, o += 4) {
-            o[0] = d[kR];
-            o[1] = d[kG];
-            o[2] = d[kB];
-            o[3] = d[kA];
-        }
-    } else {
-        for (int x = 0; x < w; ++x, d += 4, o += 3) {
-            o[0] = d[kR];
-            o[1] = d[kG];
-            o[2] = d[kB];
-        }
-    }
-}
 
 // One stretch of rows compressed as raw deflate data that continues the stream of the
 // stretch before it: primed with that stretch's last 32 KiB, ended on a byte boundary.
@@ -179,11 +70,11 @@ void reserveOutput(Chunk& chunk, z_stream& zs) {
     zs.avail_out = uInt(capacity - chunk.size);
 }
 
-void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk& chunk) {
+void compressChunk(const PngPixels& src, const PngEncoder::Options& options, Chunk& chunk) {
     z_stream zs{};
     if (deflateInit2(&zs, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) != Z_OK) return;
 
-    const size_t rowBytes = src.rowBytes;
+    const size_t rowBytes = src.scanlineBytes();
     const int dictionaryRows = int((kWindow + rowBytes - 1) / rowBytes);
     const int batchRows = std::max<int>(1, int(kBatchBytes / rowBytes));
     std::vector<uint8_t> scratch(size_t(src.width) * 4);
@@ -194,7 +85,7 @@ void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk&
         const int from = std::max(0, chunk.firstRow - dictionaryRows);
         uint8_t* out = buffer.data();
         for (int y = from; y < chunk.firstRow; ++y, out += rowBytes)
-            filterRow(src, y, options.filter, scratch.data(), out);
+            writeScanline(src, y, options.filter, scratch.data(), out);
         const size_t filled = size_t(out - buffer.data());
         const size_t length = std::min(filled, kWindow);
         ok = deflateSetDictionary(&zs, out - length, uInt(length)) == Z_OK;
@@ -211,7 +102,7 @@ void compressChunk(const Source& src, const PngEncoder::Options& options, Chunk&
         const int end = std::min(chunk.endRow, y + batchRows);
         uint8_t* out = buffer.data();
         for (int r = y; r < end; ++r, out += rowBytes)
-            filterRow(src, r, options.filter, scratch.data(), out);
+            writeScanline(src, r, options.filter, scratch.data(), out);
         const uInt length = uInt(out - buffer.data());
         chunk.adler = adler32(chunk.adler, buffer.data(), length);
         zs.next_in = buffer.data();
@@ -317,15 +208,14 @@ QByteArray PngEncoder::encode(const QImage& image, double scale) const {
     const QImage pixels = pixelsForPng(image, alpha);
     if (pixels.isNull()) return {};
 
-    Source src;
+    PngPixels src;
     src.bits = pixels.constBits();
     src.stride = pixels.bytesPerLine();
     src.width = pixels.width();
     src.height = pixels.height();
     src.alpha = alpha;
-    src.rowBytes = 1 + size_t(src.width) * (alpha ? 4 : 3);
 
-    const size_t rawSize = src.rowBytes * size_t(src.height);
+    const size_t rawSize = src.scanlineBytes() * size_t(src.height);
     const int threads =
         rawSize < kParallelThreshold
             ? 1

@@ -66,4 +66,13 @@ TEST(HeifItemGraph, RejectsMalformedBoxes) {
     EXPECT_FALSE(heifItemGraphIsSound(good.left(good.size() - 1)));
     EXPECT_FALSE(heifItemGraphIsSound(QByteArray("\0\0\0\x04", 4)));
     EXPECT_FALSE(heifItemGraphIsSound(box("ftyp", "heic")));
+
+    // A reference whose size disagrees with its count of ids: libheif goes by the count and
+    // would read the next reference from inside this one.
+    QByteArray padded = reference("dimg", 2, {1}) + QByteArray(2, '\0');
+    qToBigEndian(quint32(padded.size()), padded.data());
+    EXPECT_FALSE(heifItemGraphIsSound(heifWith(padded)));
+    QByteArray unsized = reference("dimg", 2, {1});
+    qToBigEndian(quint32(0), unsized.data());
+    EXPECT_FALSE(heifItemGraphIsSound(heifWith(unsized)));
 }
