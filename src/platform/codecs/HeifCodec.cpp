@@ -79,7 +79,9 @@ QImage HeifCodec::decode(const QByteArray& bytes) {
     if (!heif || !heifItemGraphIsSound(bytes)) return {};
     auto context = owned(heif->contextAlloc(), heif->contextFree);
     if (!context) return {};
-    heif->contextSetMaximumImageSizeLimit(context.get(), 65535);
+    // libheif 1.15 sizes a grid by what the grid says, not by the image's declared size, and
+    // overflows an int past 2 GiB of pixels: 16384 per side keeps any grid below that.
+    heif->contextSetMaximumImageSizeLimit(context.get(), 16384);
     if (!ok(heif->contextReadFromMemoryWithoutCopy(context.get(), bytes.constData(), size_t(bytes.size()),
                                                    nullptr)))
         return {};
