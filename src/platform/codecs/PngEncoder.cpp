@@ -26,9 +26,9 @@ constexpr size_t kWindow = 32768;       // deflate's history: what each chunk ge
 constexpr size_t kBatchBytes = 1 << 17; // filtered rows handed to deflate at a time, cache sized
 // Below this many filtered bytes, starting threads costs more than it saves.
 constexpr size_t kParallelThreshold = size_t(1) << 19;
-// Each worker takes several chunks so one slow (busy) stretch of the screen does not leave
-// the other cores idle.
-constexpr int kChunksPerThread = 2;
+// The smallest chunk: below this, priming each one with a dictionary costs more than the
+// better balance between threads gains.
+constexpr size_t kMinChunkBytes = size_t(1) << 17;
 
 // One stretch of rows compressed as raw deflate data that continues the stream of the
 // stretch before it: primed with that stretch's last 32 KiB, ended on a byte boundary.
@@ -130,6 +130,27 @@ void compressChunk(const PngPixels& src, const PngEncoder::Options& options, Chu
     chunk.ok = true;
 }
 
+// Guided scheduling: chunks shrink as the rows run out, so whichever thread takes the last
+// one is not left working alone for long. How costly rows are varies with what they show
+// (a photograph costs several times more than text), so equal shares would not finish together.
+std::vector<Chunk> planChunks(const PngPixels& src, int threads) {
+    std::vector<Chunk> chunks;
+    const int minRows = std::max(1, int(kMinChunkBytes / src.scanlineBytes()));
+    int row = 0;
+    while (row < src.height) {
+        const int remaining = src.height - row;
+        int rows = threads == 1 ? remaining : std::max(minRows, remaining / (2 * threads));
+        if (remaining - rows < minRows) rows = remaining;
+        Chunk chunk;
+        chunk.firstRow = row;
+        chunk.endRow = row + rows;
+        chunks.push_back(std::move(chunk));
+        row += rows;
+    }
+    chunks.back().last = true;
+    return chunks;
+}
+
 bool allOpaque(const QImage& image) {
     for (int y = 0; y < image.height(); ++y) {
         const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
@@ -220,14 +241,8 @@ QByteArray PngEncoder::encode(const QImage& image, double scale) const {
         rawSize < kParallelThreshold
             ? 1
             : std::max(1, options_.threads > 0 ? options_.threads : QThread::idealThreadCount());
-    const int chunkCount = std::min(src.height, threads == 1 ? 1 : threads * kChunksPerThread);
-
-    std::vector<Chunk> chunks(static_cast<size_t>(chunkCount));
-    for (int i = 0; i < chunkCount; ++i) {
-        chunks[size_t(i)].firstRow = int(qint64(src.height) * i / chunkCount);
-        chunks[size_t(i)].endRow = int(qint64(src.height) * (i + 1) / chunkCount);
-    }
-    chunks.back().last = true;
+    std::vector<Chunk> chunks = planChunks(src, threads);
+    const int chunkCount = int(chunks.size());
 
     std::atomic<int> next{0};
     auto work = [&] {
