@@ -11,15 +11,16 @@ class PngEncoder {
 public:
     // The row filter. NoneOrAverage decides per row: None where pixels repeat their left
     // neighbour (UI and text, whose glyphs then stay byte-identical for deflate to match),
-    // Average where they hardly do (photographs, whose grain it halves).
+    // Average where they hardly do (photographs, whose grain two neighbours predict better
+    // than one).
     enum class Filter { None, Sub, Up, Average, Paeth, NoneOrAverage };
     enum class Strategy { Default, Rle, Filtered };
 
     struct Options {
         // Measured on screenshots of text windows over a photo by bench/png_encode_bench.cpp:
         // NoneOrAverage is 2-4% smaller than the best fixed filter (None at 1080p, Up at 4K)
-        // and as fast as None. Level 2 is 2% smaller than level 1 for 6-8% more time; level 3
-        // gains 2% more for 35%. Both keep a full-screen PNG within the size of other tools'.
+        // and as fast as None. Level 2 is 2% smaller than level 1 for 6-8% more time, enough to
+        // stay within the median size of other tools' PNGs at 4K; level 3 gains 2% for 35%.
         Filter filter = Filter::NoneOrAverage;
         Strategy strategy = Strategy::Default;
         int level = 2;
