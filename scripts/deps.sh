@@ -22,6 +22,8 @@ packages=(
   clang libclang-rt-14-dev
   # benchmarks and the screenshot tools they compare against
   libbenchmark-dev maim scrot imagemagick ffmpeg flameshot
+  # bench/capture.sh: its timing loop, and a session bus for flameshot
+  python3 dbus-daemon
 )
 
 missing=()
