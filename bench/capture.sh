@@ -12,7 +12,6 @@ set -euo pipefail
 build=${1:-/work/main/build}
 runs=${RUNS:-15}
 sizes=${SIZES:-"1920x1080 3840x2160"}
-here=$(cd "$(dirname "$0")" && pwd)
 
 for tool in Xvfb openbox xprop python3; do
   command -v "$tool" >/dev/null || { echo "capture: $tool is missing (see scripts/deps.sh)" >&2; exit 1; }
@@ -62,7 +61,7 @@ wait_for_file() { # path seconds
 # A private session bus for the tools that want one (flameshot).
 dbus_address=""
 if command -v dbus-daemon >/dev/null; then
-  dbus-daemon --session --nofork --nopidfile --print-address=5 5>"$work/bus" &
+  dbus-daemon --session --nofork --nopidfile --print-address=5 5>"$work/bus" 2>"$work/dbus.log" &
   bus_pid=$!
   wait_for_file "$work/bus" 10 && dbus_address=$(head -n1 "$work/bus")
 fi

@@ -70,65 +70,91 @@ void reserveOutput(Chunk& chunk, z_stream& zs) {
     zs.avail_out = uInt(capacity - chunk.size);
 }
 
-void compressChunk(const PngPixels& src, const PngEncoder::Options& options, Chunk& chunk) {
-    z_stream zs{};
-    if (deflateInit2(&zs, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) != Z_OK) return;
-
-    const size_t rowBytes = src.scanlineBytes();
-    const int dictionaryRows = int((kWindow + rowBytes - 1) / rowBytes);
-    const int batchRows = std::max<int>(1, int(kBatchBytes / rowBytes));
-    std::vector<uint8_t> scratch(size_t(src.width) * 4);
-    std::vector<uint8_t> buffer(size_t(std::max(batchRows, dictionaryRows)) * rowBytes);
-
-    bool ok = true;
-    if (chunk.firstRow > 0) {
-        const int from = std::max(0, chunk.firstRow - dictionaryRows);
-        uint8_t* out = buffer.data();
-        for (int y = from; y < chunk.firstRow; ++y, out += rowBytes)
-            writeScanline(src, y, options.filter, scratch.data(), out);
-        const size_t filled = size_t(out - buffer.data());
-        const size_t length = std::min(filled, kWindow);
-        ok = deflateSetDictionary(&zs, out - length, uInt(length)) == Z_OK;
+// One thread's deflate stream and row buffers, reset from chunk to chunk rather than made
+// anew: a fresh stream faults in a quarter megabyte of new pages each time.
+class ChunkCompressor {
+public:
+    ChunkCompressor(const PngPixels& src, const PngEncoder::Options& options)
+        : src_(src), filter_(options.filter), rowBytes_(src.scanlineBytes()),
+          dictionaryRows_(int((kWindow + rowBytes_ - 1) / rowBytes_)),
+          batchRows_(std::max<int>(1, int(kBatchBytes / rowBytes_))), scratch_(size_t(src.width) * 4),
+          buffer_(size_t(std::max(batchRows_, dictionaryRows_)) * rowBytes_) {
+        ready_ =
+            deflateInit2(&zs_, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) == Z_OK;
     }
+    ~ChunkCompressor() {
+        if (ready_) deflateEnd(&zs_);
+    }
+    ChunkCompressor(const ChunkCompressor&) = delete;
+    ChunkCompressor& operator=(const ChunkCompressor&) = delete;
 
-    chunk.rawSize = size_t(chunk.endRow - chunk.firstRow) * rowBytes;
-    chunk.capacity = deflateBound(&zs, uLong(chunk.rawSize)) + 64;
-    chunk.data = std::make_unique_for_overwrite<uint8_t[]>(chunk.capacity);
-    zs.next_out = chunk.data.get();
-    zs.avail_out = uInt(chunk.capacity);
+    void compress(Chunk& chunk) {
+        if (!ready_ || (used_ && deflateReset(&zs_) != Z_OK)) return;
+        used_ = true;
+        bool ok = true;
+        if (chunk.firstRow > 0) ok = primeWithRowsBefore(chunk.firstRow);
 
-    chunk.adler = adler32(0, nullptr, 0);
-    for (int y = chunk.firstRow; ok && y < chunk.endRow; y += batchRows) {
-        const int end = std::min(chunk.endRow, y + batchRows);
-        uint8_t* out = buffer.data();
-        for (int r = y; r < end; ++r, out += rowBytes)
-            writeScanline(src, r, options.filter, scratch.data(), out);
-        const uInt length = uInt(out - buffer.data());
-        chunk.adler = adler32(chunk.adler, buffer.data(), length);
-        zs.next_in = buffer.data();
-        zs.avail_in = length;
-        while (ok && zs.avail_in > 0) {
-            reserveOutput(chunk, zs);
-            ok = deflate(&zs, Z_NO_FLUSH) == Z_OK;
+        chunk.rawSize = size_t(chunk.endRow - chunk.firstRow) * rowBytes_;
+        chunk.capacity = deflateBound(&zs_, uLong(chunk.rawSize)) + 64;
+        chunk.data = std::make_unique_for_overwrite<uint8_t[]>(chunk.capacity);
+        zs_.next_out = chunk.data.get();
+        zs_.avail_out = uInt(chunk.capacity);
+
+        chunk.adler = adler32(0, nullptr, 0);
+        for (int y = chunk.firstRow; ok && y < chunk.endRow; y += batchRows_) {
+            const uInt length = filterRows(y, std::min(chunk.endRow, y + batchRows_));
+            chunk.adler = adler32(chunk.adler, buffer_.data(), length);
+            zs_.next_in = buffer_.data();
+            zs_.avail_in = length;
+            while (ok && zs_.avail_in > 0) {
+                reserveOutput(chunk, zs_);
+                ok = deflate(&zs_, Z_NO_FLUSH) == Z_OK;
+            }
         }
+
+        // Z_SYNC_FLUSH ends on a byte boundary without closing the stream, so the next chunk's
+        // data follows directly; only the last chunk finishes it.
+        const int flush = chunk.last ? Z_FINISH : Z_SYNC_FLUSH;
+        while (ok) {
+            reserveOutput(chunk, zs_);
+            const int result = deflate(&zs_, flush);
+            if (result == Z_STREAM_END) break;
+            if (result != Z_OK && result != Z_BUF_ERROR) ok = false;
+            if (flush == Z_SYNC_FLUSH && zs_.avail_out > 0) break;
+        }
+        chunk.size = size_t(zs_.next_out - chunk.data.get());
+        if (!ok) return;
+        chunk.crc = crc32(0, chunk.data.get(), uInt(chunk.size));
+        chunk.ok = true;
     }
 
-    // Z_SYNC_FLUSH ends on a byte boundary without closing the stream, so the next chunk's
-    // data follows directly; only the last chunk finishes it.
-    const int flush = chunk.last ? Z_FINISH : Z_SYNC_FLUSH;
-    while (ok) {
-        reserveOutput(chunk, zs);
-        const int result = deflate(&zs, flush);
-        if (result == Z_STREAM_END) break;
-        if (result != Z_OK && result != Z_BUF_ERROR) ok = false;
-        if (flush == Z_SYNC_FLUSH && zs.avail_out > 0) break;
+private:
+    // Filters rows [from, to) into the buffer; the byte count.
+    uInt filterRows(int from, int to) {
+        uint8_t* out = buffer_.data();
+        for (int y = from; y < to; ++y, out += rowBytes_)
+            writeScanline(src_, y, filter_, scratch_.data(), out);
+        return uInt(out - buffer_.data());
     }
-    chunk.size = size_t(zs.next_out - chunk.data.get());
-    deflateEnd(&zs);
-    if (!ok) return;
-    chunk.crc = crc32(0, chunk.data.get(), uInt(chunk.size));
-    chunk.ok = true;
-}
+
+    // The previous chunk's last 32 KiB as history, as if the stream had run on from it.
+    bool primeWithRowsBefore(int row) {
+        const size_t filled = filterRows(std::max(0, row - dictionaryRows_), row);
+        const size_t length = std::min(filled, kWindow);
+        return deflateSetDictionary(&zs_, buffer_.data() + filled - length, uInt(length)) == Z_OK;
+    }
+
+    const PngPixels& src_;
+    const PngEncoder::Filter filter_;
+    const size_t rowBytes_;
+    const int dictionaryRows_;
+    const int batchRows_;
+    std::vector<uint8_t> scratch_;
+    std::vector<uint8_t> buffer_;
+    z_stream zs_{};
+    bool ready_ = false;
+    bool used_ = false;
+};
 
 // Guided scheduling: chunks shrink as the rows run out, so whichever thread takes the last
 // one is not left working alone for long. How costly rows are varies with what they show
@@ -246,8 +272,9 @@ QByteArray PngEncoder::encode(const QImage& image, double scale) const {
 
     std::atomic<int> next{0};
     auto work = [&] {
+        ChunkCompressor compressor(src, options_);
         for (int i = next++; i < chunkCount; i = next++)
-            compressChunk(src, options_, chunks[size_t(i)]);
+            compressor.compress(chunks[size_t(i)]);
     };
     {
         std::vector<std::jthread> helpers;
