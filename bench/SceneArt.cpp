@@ -437,8 +437,12 @@ void paintPanel(QPainter& painter, const QRect& area, Panel panel, int scale) {
     painter.restore();
 }
 
-QImage composedScreen(QSize size) {
-    QImage image = photoBackground(size);
+QImage composedScreen(QSize size, Wallpaper wallpaper) {
+    QImage image(size, QImage::Format_RGB32);
+    if (wallpaper == Wallpaper::Photo)
+        image = photoBackground(size);
+    else
+        image.fill(QColor(46, 52, 64));
     QPainter painter(&image);
     const int u = textScale(size);
     QFont titleFont(QStringLiteral("DejaVu Sans"));

@@ -34,7 +34,10 @@ int textScale(QSize screen);
 // text sized for the desktop's `scale`.
 void paintPanel(QPainter& painter, const QRect& area, Panel panel, int scale);
 
+enum class Wallpaper { Photo, Flat };
+
 // The whole screen drawn offscreen, with simple title bars standing in for the window manager's.
-QImage composedScreen(QSize size);
+// A flat wallpaper gives the plain desktop many people keep.
+QImage composedScreen(QSize size, Wallpaper wallpaper = Wallpaper::Photo);
 
 } // namespace scene

@@ -13,17 +13,19 @@
 #include <png.h>
 
 #include <map>
+#include <string>
 #include <utility>
 
 using platform::codecs::PngEncoder;
 
 namespace {
 
-const QImage& frame(int height) {
-    static std::map<int, QImage> frames;
-    auto it = frames.find(height);
+const QImage& frame(int height, scene::Wallpaper wallpaper = scene::Wallpaper::Photo) {
+    static std::map<std::pair<int, scene::Wallpaper>, QImage> frames;
+    const auto key = std::make_pair(height, wallpaper);
+    auto it = frames.find(key);
     if (it == frames.end())
-        it = frames.emplace(height, scene::composedScreen(QSize(height * 16 / 9, height))).first;
+        it = frames.emplace(key, scene::composedScreen(QSize(height * 16 / 9, height), wallpaper)).first;
     return it->second;
 }
 
@@ -44,7 +46,8 @@ void BM_Pictavia(benchmark::State& state) {
 }
 
 void BM_PictaviaFilter(benchmark::State& state) {
-    const QImage& image = frame(int(state.range(0)));
+    const bool flat = state.range(4) != 0;
+    const QImage& image = frame(int(state.range(0)), flat ? scene::Wallpaper::Flat : scene::Wallpaper::Photo);
     PngEncoder::Options options;
     options.filter = PngEncoder::Filter(state.range(1));
     options.strategy = PngEncoder::Strategy(state.range(2));
@@ -53,7 +56,7 @@ void BM_PictaviaFilter(benchmark::State& state) {
     static const char* filters[] = {"None", "Sub", "Up", "Average", "Paeth", "NoneOrAverage"};
     static const char* strategies[] = {"Default", "Rle", "Filtered"};
     state.SetLabel(std::string(filters[state.range(1)]) + "/" + strategies[state.range(2)] + "/level " +
-                   std::to_string(state.range(3)));
+                   std::to_string(state.range(3)) + (flat ? "/flat desktop" : ""));
     qsizetype bytes = 0;
     for (auto _ : state)
         bytes = encoder.encode(image).size();
@@ -117,16 +120,18 @@ void registerAll() {
         benchmark::RegisterBenchmark("QImageSave", BM_QImageSave)->Args({h});
         benchmark::RegisterBenchmark("Libpng/level:1", BM_Libpng)->Args({h});
     }
-    // Every filter and strategy at level 1, then levels 2 and 3 for the chosen filter.
-    // Args: height, filter, strategy, level.
+    // Every filter and strategy at level 1, then levels 2 and 3 for the chosen filter; last,
+    // every filter on a desktop without a photo. Args: height, filter, strategy, level, flat.
     for (const int h : heights) {
         for (int filter = 0; filter < 6; ++filter)
             for (int strategy = 0; strategy < 3; ++strategy)
                 benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)
                     ->Args({h, filter, strategy, 1});
         for (const int level : {2, 3})
-            benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)->Args({h, 5, 0, level});
+            benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)->Args({h, 5, 0, level, 0});
     }
+    for (int filter = 0; filter < 6; ++filter)
+        benchmark::RegisterBenchmark("PictaviaFilter", BM_PictaviaFilter)->Args({1080, filter, 0, 1, 1});
 }
 
 } // namespace
