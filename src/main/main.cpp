@@ -104,9 +104,17 @@ int main(int argc, char** argv) {
     // through the screen backend.
     QCoreApplication app(argc, argv);
     const QStringList rest = arguments.mid(1);
-    if (command == u"capture") return runCaptureCommand(rest);
-    if (command == u"displays") return runDisplaysCommand(rest);
-    if (command == u"windows") return runWindowsCommand(rest);
-    std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
-    return CommandLine::usage;
+    int code = CommandLine::usage;
+    if (command == u"capture")
+        code = runCaptureCommand(rest);
+    else if (command == u"displays")
+        code = runDisplaysCommand(rest);
+    else if (command == u"windows")
+        code = runWindowsCommand(rest);
+    else
+        std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
+    // Everything a command leaves behind is written by now (files, preferences, output);
+    // tearing Qt and the X connection down would only make scripts wait.
+    std::fflush(nullptr);
+    std::_Exit(code);
 }
