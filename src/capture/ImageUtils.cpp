@@ -89,7 +89,7 @@ Encoded encode(const QImage& image, const QString& format, double scale) {
     const QImage source = Prefs::flag(QStringLiteral("convertToSRGB")) ? convertedToSRGB(image) : image;
     QByteArray bytes;
     if (format == u"jpg")
-        bytes = jpegData(source, jpegQuality());
+        bytes = encoded(source, platform::ImageType::jpeg, jpegQuality(), scale);
     else if (format == u"heic")
         bytes = encoded(source, platform::ImageType::heic, jpegQuality(), scale);
     else if (format == u"webp" && canEncode(platform::ImageType::webp))
