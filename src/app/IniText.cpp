@@ -140,7 +140,10 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
         if (value == values.cend() || lastLineOf.value(line.key) != i)
             continue; // removed, or an earlier duplicate
         const QString indent = line.text.left(line.text.indexOf(line.text.trimmed()));
-        out.append({indent + lineFor(line.key, *value), line.key, line.section});
+        // The key is kept as written: deriving it again from the full key could read back
+        // as another key (names holding "/" or "[").
+        const QString keyText = line.text.trimmed().left(line.text.trimmed().indexOf(u'=')).trimmed();
+        out.append({indent + keyText + QStringLiteral(" = ") + encodeValue(*value), line.key, line.section});
     }
 
     // New keys go after the last line of their section, or into a new section at the end.
