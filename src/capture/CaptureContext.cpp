@@ -40,6 +40,10 @@ CaptureContext CaptureContext::forWindow(uint32_t windowID) {
     auto& screen = platform::services().screen;
     if (!screen) return {};
     for (const auto& w : screen->windows())
-        if (w.id == windowID) return {nonEmpty(w.ownerName), nonEmpty(w.title), std::nullopt, std::nullopt};
+        if (w.id == windowID) return forWindow(w);
     return {};
+}
+
+CaptureContext CaptureContext::forWindow(const platform::WindowInfo& window) {
+    return {nonEmpty(window.ownerName), nonEmpty(window.title), std::nullopt, std::nullopt};
 }

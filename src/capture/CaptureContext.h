@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/ScreenBackend.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -16,4 +18,5 @@ struct CaptureContext {
     static CaptureContext frontmost();
     // The owner and title of one window; empty when the window is unknown.
     static CaptureContext forWindow(uint32_t windowID);
+    static CaptureContext forWindow(const platform::WindowInfo& window);
 };

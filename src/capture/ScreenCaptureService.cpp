@@ -102,7 +102,7 @@ ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeB
     auto image = backend()->grabWindow(windowID);
     if (!image) return image.error();
 
-    WindowCapture capture{std::move(image).value(), std::nullopt, 1.0};
+    WindowCapture capture{std::move(image).value(), std::nullopt, 1.0, *window};
     std::optional<platform::DisplayInfo> holder;
     for (const auto& d : displays())
         if (d.geometry.contains(window->frame.center())) holder = d;

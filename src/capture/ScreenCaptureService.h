@@ -22,6 +22,7 @@ public:
         QImage image;
         std::optional<QImage> backdrop; // the desktop around the window, when asked for
         double scale = 1.0;             // backing scale of the display holding the window
+        platform::WindowInfo window;    // the window as listed when it was captured
     };
 
     QList<platform::DisplayInfo> displays() const;

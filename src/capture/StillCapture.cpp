@@ -48,9 +48,10 @@ Result<OutputPipeline::Delivered> rect(const QRectF& area, std::optional<uint32_
 }
 
 Result<OutputPipeline::Delivered> window(uint32_t windowID) {
-    const CaptureContext context = CaptureContext::forWindow(windowID);
+    // The capture lists the windows already; the context is named from that listing.
     auto capture = service().captureWindowWithBackdrop(windowID);
     if (!capture) return capture.error();
+    const CaptureContext context = CaptureContext::forWindow(capture->window);
     QImage image = capture->image;
     if (Prefs::flag(QStringLiteral("windowShadow")))
         image = ImageUtils::withDropShadow(image, capture->scale);
