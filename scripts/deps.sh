@@ -11,7 +11,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
   # X11 capture, window list, input
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
-  libxcb-ewmh-dev libxcb-icccm4-dev
+  libxcb-ewmh-dev libxcb-icccm4-dev libxcb-keysyms1-dev libxcb-xtest0-dev
   # image codecs and sound
   zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # tests: a real X server, a window manager and a pointer driver

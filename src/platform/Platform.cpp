@@ -25,6 +25,8 @@ void install(Services replacement) {
     replaceIfGiven(s.sound, replacement.sound);
     replaceIfGiven(s.toasts, replacement.toasts);
     replaceIfGiven(s.namePrompt, replacement.namePrompt);
+    replaceIfGiven(s.hotkeys, replacement.hotkeys);
+    replaceIfGiven(s.desktopCover, replacement.desktopCover);
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Clipboard.h"
+#include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
 #include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
@@ -20,6 +21,8 @@ struct Services {
     std::unique_ptr<SoundPlayer> sound;
     std::unique_ptr<ToastPresenter> toasts;
     std::unique_ptr<NamePrompt> namePrompt;
+    std::unique_ptr<GlobalHotkeys> hotkeys;
+    std::unique_ptr<DesktopCover> desktopCover;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/codecs/StandardImageCodecs.h"
 
+#include <QMap>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -68,6 +69,39 @@ public:
     }
 };
 
+class FakeHotkeys : public platform::GlobalHotkeys {
+public:
+    QMap<int, std::pair<QKeySequence, std::function<void()>>> bound;
+    QList<QKeySequence> taken; // combinations another program holds
+    int next = 1;
+    Result<int> bind(const QKeySequence& keys, std::function<void()> pressed) override {
+        if (taken.contains(keys)) return Error{keys.toString() + QStringLiteral(" is taken")};
+        bound.insert(next, {keys, std::move(pressed)});
+        return next++;
+    }
+    void unbind(int handle) override { bound.remove(handle); }
+    // Presses a bound combination; false when nothing holds it.
+    bool press(const QKeySequence& keys) {
+        for (const auto& [sequence, pressed] : std::as_const(bound))
+            if (sequence == keys) {
+                pressed();
+                return true;
+            }
+        return false;
+    }
+};
+
+class FakeDesktopCover : public platform::DesktopCover {
+public:
+    bool covered = false;
+    int covers = 0;
+    void cover() override {
+        covered = true;
+        ++covers;
+    }
+    void uncover() override { covered = false; }
+};
+
 // Each test gets its own preferences and data folders, the real codecs and fakes for
 // everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
@@ -83,13 +117,18 @@ protected:
         auto so = std::make_unique<FakeSound>();
         auto t = std::make_unique<FakeToasts>();
         auto n = std::make_unique<FakeNamePrompt>();
+        auto h = std::make_unique<FakeHotkeys>();
+        auto d = std::make_unique<FakeDesktopCover>();
         screen = s.get();
         clipboard = c.get();
         sound = so.get();
         toasts = t.get();
         namePrompt = n.get();
+        hotkeys = h.get();
+        desktopCover = d.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
-                           std::move(c), std::move(so), std::move(t), std::move(n)});
+                           std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
+                           std::move(d)});
     }
 
     QTemporaryDir home;
@@ -98,6 +137,8 @@ protected:
     FakeSound* sound = nullptr;
     FakeToasts* toasts = nullptr;
     FakeNamePrompt* namePrompt = nullptr;
+    FakeHotkeys* hotkeys = nullptr;
+    FakeDesktopCover* desktopCover = nullptr;
 };
 
 } // namespace testsupport
