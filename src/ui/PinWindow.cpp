@@ -130,9 +130,7 @@ void PinWindow::paintEvent(QPaintEvent*) {
     // At 100 % the pixels go to the screen one for one; zoomed out they are reduced once
     // and kept; zoomed in they are enlarged as they are, without smoothing, to be looked at.
     const QSize devicePixels = (m_imageRect.size() * ratio).toSize();
-    if (devicePixels == m_image.size()) {
-        painter.drawImage(m_imageRect, m_image, QRectF(m_image.rect()));
-    } else if (devicePixels.width() < m_image.width()) {
+    if (devicePixels.width() < m_image.width()) {
         if (m_reduced.size() != devicePixels)
             m_reduced = m_image.scaled(devicePixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         painter.drawImage(m_imageRect, m_reduced, QRectF(m_reduced.rect()));

@@ -50,7 +50,10 @@ QScreen* screenUnderPointer() {
 
 QuickAccessOverlay* overlayFor(QScreen* screen) {
     auto& overlays = state().overlays;
-    overlays.removeIf([](const auto& entry) { return !entry.first || !entry.second; });
+    overlays.removeIf([](const auto& entry) {
+        if (!entry.first && entry.second) entry.second->deleteLater(); // its display is gone
+        return !entry.first || !entry.second;
+    });
     for (const auto& [s, overlay] : std::as_const(overlays))
         if (s == screen) return overlay;
     auto* overlay = new QuickAccessOverlay(screen);
