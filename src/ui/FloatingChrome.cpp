@@ -192,19 +192,10 @@ void paintShadow(QPainter& painter, const QRectF& rect, const ShadowStyle& style
     const double sy[] = {0, double(tile.reach.top() + tile.corner),
                          double(image.height() - tile.reach.bottom() - tile.corner), double(image.height())};
     const QRectF outer = rect.marginsAdded(shadowReach(style));
-    auto targets = [ratio](double start, double end, const double* source) {
-        double first = source[1] / ratio;
-        double last = (source[3] - source[2]) / ratio;
-        const double available = end - start;
-        if (first + last > available) { // smaller than the tile: shrink the outer parts
-            const double shrink = available / (first + last);
-            first *= shrink;
-            last *= shrink;
-        }
-        return std::array<double, 4>{start, start + first, end - last, end};
-    };
-    const auto tx = targets(outer.left(), outer.right(), sx);
-    const auto ty = targets(outer.top(), outer.bottom(), sy);
+    const auto tx =
+        FloatingLayout::slices(outer.left(), outer.right(), sx[1] / ratio, (sx[3] - sx[2]) / ratio);
+    const auto ty =
+        FloatingLayout::slices(outer.top(), outer.bottom(), sy[1] / ratio, (sy[3] - sy[2]) / ratio);
     painter.save();
     painter.setOpacity(painter.opacity() * opacity);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

@@ -102,7 +102,7 @@ void pin(QuickAccessCard* card) {
     PinWindow* pinned = PinWindow::show(card->image(), scale, area);
     const QSizeF points = QSizeF(card->image().size()) / scale;
     const QSizeF room = QSizeF(area.size()) / scale * 0.7;
-    pinned->zoomTo(std::min({1.0, room.width() / points.width(), room.height() / points.height()}));
+    pinned->zoomTo(FloatingLayout::pin::fitting(points, room));
 }
 
 } // namespace
