@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -184,4 +185,178 @@ QSize SelectionGeometry::pixelSize() const {
 QString SelectionGeometry::sizeText() const {
     const QSize size = pixelSize();
     return QStringLiteral("%1 \u00D7 %2").arg(size.width()).arg(size.height());
+}
+
+SelectionFlow::SelectionFlow(const QList<platform::DisplayInfo>& displays,
+                             const SelectionParameters& parameters)
+    : m_displays(displays), m_showActions(parameters.showActions), m_adjustable(parameters.adjustable),
+      m_windowSwitch(parameters.allowWindowSwitch),
+      m_actions(parameters.showActions ? parameters.actions : QList<SelectionAction>{}) {
+    for (const platform::DisplayInfo& d : m_displays)
+        m_geometry.emplace_back(d.geometry.size(), d.scale);
+    if (const auto& initial = parameters.initialSelection) {
+        for (qsizetype i = 0; i < m_displays.size(); ++i) {
+            if (m_displays[i].id != initial->displayID) continue;
+            m_geometry[size_t(i)].setSelection(initial->rect);
+            if (m_geometry[size_t(i)].hasSelection()) m_active = int(i);
+            break;
+        }
+    }
+}
+
+int SelectionFlow::displayAt(QPointF root) const {
+    const QPoint pixel(int(std::floor(root.x())), int(std::floor(root.y())));
+    for (qsizetype i = 0; i < m_displays.size(); ++i)
+        if (m_displays[i].geometry.contains(pixel)) return int(i);
+    return -1;
+}
+
+QPointF SelectionFlow::pointsOn(int display, QPointF root) const {
+    const platform::DisplayInfo& d = m_displays.at(display);
+    return (root - QPointF(d.geometry.topLeft())) / d.scale;
+}
+
+void SelectionFlow::clearAll() {
+    for (SelectionGeometry& g : m_geometry)
+        g.clear();
+    m_active = -1;
+    m_dragging = -1;
+}
+
+std::optional<SelectionFlow::End> SelectionFlow::ending(SelectionOutcome::Kind kind,
+                                                        SelectionAction action) const {
+    End end{kind, action, -1, {}};
+    const bool withSelection =
+        kind == SelectionOutcome::Kind::selected || kind == SelectionOutcome::Kind::action;
+    if (withSelection && m_active >= 0) {
+        end.display = m_active;
+        end.rect = m_geometry[size_t(m_active)].selection().value_or(QRectF());
+        return end;
+    }
+    end.display = pointerDisplay();
+    if (end.display < 0 && !m_displays.isEmpty()) end.display = 0;
+    if (kind == SelectionOutcome::Kind::selected && end.display >= 0)
+        end.rect = m_geometry[size_t(end.display)].bounds();
+    return end;
+}
+
+std::optional<SelectionFlow::End> SelectionFlow::press(Qt::MouseButton mouseButton, QPointF root, int button,
+                                                       bool onBar) {
+    m_pointer = root;
+    if (mouseButton == Qt::RightButton) {
+        // Drops a drag half made; the release does the rest.
+        m_rightHandled = m_dragging >= 0;
+        if (m_dragging >= 0) {
+            m_geometry[size_t(m_dragging)].clear();
+            if (m_active == m_dragging) m_active = -1;
+            m_dragging = -1;
+        }
+        return std::nullopt;
+    }
+    const int display = displayAt(root);
+    if (mouseButton != Qt::LeftButton || m_dragging >= 0 || display < 0) return std::nullopt;
+    if (button >= 0 && button < m_actions.size()) {
+        m_pressedButton = button;
+        return std::nullopt;
+    }
+    if (onBar) return std::nullopt;
+    m_dragging = display;
+    m_geometry[size_t(display)].press(pointsOn(display, root), keepsSelection() && display == m_active);
+    return std::nullopt;
+}
+
+void SelectionFlow::move(QPointF root) {
+    m_pointer = root;
+    if (m_dragging < 0) return;
+    // Past the display's edge the drag goes on, held at the edge.
+    SelectionGeometry& g = m_geometry[size_t(m_dragging)];
+    g.drag(pointsOn(m_dragging, root));
+    // A new selection on another display replaces the one there was.
+    if (g.dragState() == SelectionGeometry::Drag::drawing && m_active != m_dragging) {
+        if (m_active >= 0) m_geometry[size_t(m_active)].clear();
+        m_active = m_dragging;
+    }
+}
+
+std::optional<SelectionFlow::End> SelectionFlow::release(Qt::MouseButton mouseButton, QPointF root,
+                                                         int button) {
+    if (mouseButton == Qt::RightButton) {
+        m_pointer = root;
+        if (std::exchange(m_rightHandled, false)) return std::nullopt;
+        if (m_active >= 0) {
+            clearAll();
+            return std::nullopt;
+        }
+        return m_dragging < 0 ? ending(SelectionOutcome::Kind::cancelled) : std::nullopt;
+    }
+    if (mouseButton != Qt::LeftButton) return std::nullopt;
+    if (m_pressedButton >= 0) {
+        m_pointer = root;
+        const int pressed = std::exchange(m_pressedButton, -1);
+        if (button == pressed) return ending(SelectionOutcome::Kind::action, m_actions.at(pressed));
+        return std::nullopt;
+    }
+    // The last position counts even when no move reported it.
+    move(root);
+    if (m_dragging < 0) return std::nullopt;
+    const int display = std::exchange(m_dragging, -1);
+    if (m_geometry[size_t(display)].release()) {
+        m_active = display;
+        if (!keepsSelection()) return ending(SelectionOutcome::Kind::selected);
+    } else if (m_active == display) {
+        m_active = -1;
+    }
+    return std::nullopt;
+}
+
+std::optional<SelectionFlow::End> SelectionFlow::key(int key, Qt::KeyboardModifiers modifiers) {
+    switch (key) {
+    case Qt::Key_Escape:
+        return ending(SelectionOutcome::Kind::cancelled);
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (m_dragging >= 0) return std::nullopt;
+        if (m_adjustable) return ending(SelectionOutcome::Kind::selected);
+        if (m_showActions && m_active >= 0)
+            return ending(SelectionOutcome::Kind::action, SelectionAction::capture);
+        return std::nullopt;
+    case Qt::Key_W:
+        if (m_windowSwitch) return ending(SelectionOutcome::Kind::switchToWindowPicker);
+        return std::nullopt;
+    case Qt::Key_Left:
+    case Qt::Key_Right:
+    case Qt::Key_Up:
+    case Qt::Key_Down: {
+        if (m_active < 0 || m_dragging >= 0) return std::nullopt;
+        const int step = modifiers.testFlag(Qt::ShiftModifier) ? 10 : 1;
+        const int dx = key == Qt::Key_Left ? -step : (key == Qt::Key_Right ? step : 0);
+        const int dy = key == Qt::Key_Up ? -step : (key == Qt::Key_Down ? step : 0);
+        const bool resize = modifiers & (Qt::AltModifier | Qt::ControlModifier);
+        m_geometry[size_t(m_active)].nudge(dx, dy, resize);
+        return std::nullopt;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+bool SelectionFlow::wantsLoupe() const {
+    using Drag = SelectionGeometry::Drag;
+    if (m_dragging >= 0) {
+        const Drag drag = m_geometry[size_t(m_dragging)].dragState();
+        return drag == Drag::drawing || drag == Drag::resizing || (drag == Drag::pending && m_active < 0);
+    }
+    return !(keepsSelection() && m_active >= 0);
+}
+
+bool SelectionFlow::showsHandles(int display) const {
+    const SelectionGeometry& g = m_geometry.at(size_t(display));
+    return keepsSelection() && g.hasSelection() && g.dragState() != SelectionGeometry::Drag::drawing;
+}
+
+bool SelectionFlow::showsActionBar(int display) const {
+    using Drag = SelectionGeometry::Drag;
+    const SelectionGeometry& g = m_geometry.at(size_t(display));
+    const bool standing = g.dragState() == Drag::none || g.dragState() == Drag::pending;
+    return !m_actions.isEmpty() && g.hasSelection() && standing;
 }

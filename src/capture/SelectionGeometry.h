@@ -1,11 +1,14 @@
 #pragma once
 
+#include "capture/SelectionTypes.h"
+
 #include <QPointF>
 #include <QRectF>
 #include <QSize>
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 // One rectangle being chosen on one display, in points from the display's top-left
 // corner. Its edges always fall on whole pixels of the display and it never leaves the
@@ -76,4 +79,67 @@ private:
     QPointF m_pressPoint; // where the drag began, unsnapped
     QPointF m_anchor;     // the drag's start on the pixel grid
     QRectF m_pressRect;   // the selection when the drag began
+};
+
+// The rules of one area selection over every display: which display holds the selection
+// (one at a time), what the buttons and keys do, and when the selection is over. The
+// overlay reports the pointer in root-window pixels, and which action bar button is under
+// it; it shows what this holds.
+class SelectionFlow {
+public:
+    // How the flow ended: `display` is the one holding the selection or, without one, the
+    // one under the pointer; `rect` is in its points.
+    struct End {
+        SelectionOutcome::Kind kind = SelectionOutcome::Kind::cancelled;
+        SelectionAction action = SelectionAction::capture;
+        int display = -1;
+        QRectF rect;
+    };
+
+    // Uses the parameters' showActions (released selections stay, the action bar, Enter
+    // captures), adjustable (released selections stay, Enter confirms, the whole display
+    // without a selection), allowWindowSwitch, actions and initialSelection.
+    SelectionFlow(const QList<platform::DisplayInfo>& displays, const SelectionParameters& parameters);
+
+    // The display holding a root-window point (-1 for none), and the point in its points.
+    int displayAt(QPointF root) const;
+    QPointF pointsOn(int display, QPointF root) const;
+
+    // `button` is the action bar button under the pointer (-1 for none); `onBar` whether the
+    // pointer is on the bar at all.
+    std::optional<End> press(Qt::MouseButton mouseButton, QPointF root, int button, bool onBar);
+    void move(QPointF root);
+    std::optional<End> release(Qt::MouseButton mouseButton, QPointF root, int button);
+    std::optional<End> key(int key, Qt::KeyboardModifiers modifiers);
+
+    const SelectionGeometry& geometry(int display) const { return m_geometry.at(size_t(display)); }
+    QPointF pointer() const { return m_pointer; }
+    int pointerDisplay() const { return displayAt(m_pointer); }
+    int active() const { return m_active; }     // the display holding the selection, or -1
+    int dragging() const { return m_dragging; } // the display of the drag going on, or -1
+    int pressedButton() const { return m_pressedButton; }
+    // Whether the loupe helps now: while drawing or resizing, and before there is a
+    // selection, but not beside a selection standing for its buttons or adjusting.
+    bool wantsLoupe() const;
+    // Whether a display's selection shows its handles, and its action bar.
+    bool showsHandles(int display) const;
+    bool showsActionBar(int display) const;
+
+private:
+    bool keepsSelection() const { return m_showActions || m_adjustable; }
+    std::optional<End> ending(SelectionOutcome::Kind kind,
+                              SelectionAction action = SelectionAction::capture) const;
+    void clearAll();
+
+    QList<platform::DisplayInfo> m_displays;
+    std::vector<SelectionGeometry> m_geometry; // one per display
+    bool m_showActions;
+    bool m_adjustable;
+    bool m_windowSwitch;
+    QList<SelectionAction> m_actions;
+    QPointF m_pointer; // in root-window pixels
+    int m_active = -1;
+    int m_dragging = -1;
+    int m_pressedButton = -1;
+    bool m_rightHandled = false; // a right press that already dropped a drag
 };

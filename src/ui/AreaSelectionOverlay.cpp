@@ -41,7 +41,7 @@ Qt::CursorShape cursorFor(SelectionGeometry::Part part) {
     case Part::right:
         return Qt::SizeHorCursor;
     case Part::inside:
-        return Qt::SizeAllCursor;
+        return Qt::OpenHandCursor;
     case Part::none:
         break;
     }
@@ -248,227 +248,117 @@ void AreaSelectionOverlayController::start(Completion completion) {
     if (m_started) return;
     m_started = true;
     m_completion = std::move(completion);
-    if (auto* screen = platform::services().screen.get()) m_pointer = QPointF(screen->pointerPosition());
 
     m_displays = grabOverlayDisplays();
+    QList<platform::DisplayInfo> displays;
+    for (const OverlayDisplay& d : std::as_const(m_displays))
+        displays.append(d.display);
+    m_flow = std::make_unique<SelectionFlow>(displays, m_parameters);
+    QPointF pointer;
+    if (auto* screen = platform::services().screen.get()) pointer = QPointF(screen->pointerPosition());
+    m_flow->move(pointer);
+
     m_session = std::make_unique<OverlaySession>();
+    const QList<SelectionAction> actions =
+        m_parameters.showActions ? m_parameters.actions : QList<SelectionAction>{};
     for (const OverlayDisplay& d : std::as_const(m_displays)) {
-        m_geometry.emplace_back(d.display.geometry.size(), d.display.scale);
-        auto* window = new AreaSelectionWindow(d, this, m_parameters.hint,
-                                               m_parameters.showActions ? m_parameters.actions
-                                                                        : QList<SelectionAction>{});
+        auto* window = new AreaSelectionWindow(d, this, m_parameters.hint, actions);
         m_windows.append(window);
         m_session->add(window);
     }
     if (m_displays.isEmpty()) {
-        finish(SelectionOutcome::Kind::cancelled);
+        finish({});
         return;
     }
-    if (const auto& initial = m_parameters.initialSelection) {
-        for (qsizetype i = 0; i < m_displays.size(); ++i) {
-            if (m_displays[i].display.id != initial->displayID) continue;
-            m_geometry[size_t(i)].setSelection(initial->rect);
-            if (m_geometry[size_t(i)].hasSelection()) m_active = int(i);
-        }
-    }
     refresh();
-    m_session->show(m_pointer);
+    m_session->show(pointer);
     updateCursor();
 }
 
-QPointF AreaSelectionOverlayController::pointsOn(int display, QPointF root) const {
-    return m_windows[display]->pointsFromRoot(root);
-}
-
-int AreaSelectionOverlayController::actionUnderPointer() const {
-    if (m_active < 0 || m_session->indexAt(m_pointer) != m_active) return -1;
-    return m_windows[m_active]->actionAt(pointsOn(m_active, m_pointer));
+std::pair<int, bool> AreaSelectionOverlayController::barAt(QPointF root) const {
+    const int active = m_flow->active();
+    if (active < 0 || m_flow->displayAt(root) != active) return {-1, false};
+    const QPointF at = m_flow->pointsOn(active, root);
+    return {m_windows[active]->actionAt(at), m_windows[active]->onActionBar(at)};
 }
 
 void AreaSelectionOverlayController::pointerPressed(QPointF root, Qt::MouseButton button,
                                                     Qt::KeyboardModifiers modifiers) {
     Q_UNUSED(modifiers);
     if (m_finished) return;
-    m_pointer = root;
-    if (button == Qt::RightButton) {
-        // Dropping a drag half made; the release does the rest.
-        m_rightHandled = m_dragging >= 0;
-        if (m_dragging >= 0) {
-            m_geometry[size_t(m_dragging)].clear();
-            if (m_active == m_dragging) m_active = -1;
-            m_dragging = -1;
-            refresh();
-        }
-        return;
-    }
-    if (button != Qt::LeftButton || m_dragging >= 0) return;
-    const int index = m_session->indexAt(root);
-    if (index < 0) return;
-    if (const int action = actionUnderPointer(); action >= 0) {
-        m_pressedAction = action;
-        refresh();
-        return;
-    }
-    if (index == m_active && m_windows[index]->onActionBar(pointsOn(index, root))) return;
-    m_dragging = index;
-    m_geometry[size_t(index)].press(pointsOn(index, root), keepsSelection() && index == m_active);
-    refresh();
-    updateCursor();
+    const auto [action, onBar] = barAt(root);
+    handle(m_flow->press(button, root, action, onBar));
 }
 
 void AreaSelectionOverlayController::pointerMoved(QPointF root, Qt::MouseButtons buttons) {
     if (m_finished) return;
-    m_pointer = root;
-    if (m_dragging >= 0) {
-        SelectionGeometry& g = m_geometry[size_t(m_dragging)];
-        g.drag(pointsOn(m_dragging, root));
-        // A new selection on another display replaces the one there was.
-        if (g.dragState() == SelectionGeometry::Drag::drawing && m_active != m_dragging) {
-            if (m_active >= 0) m_geometry[size_t(m_active)].clear();
-            m_active = m_dragging;
-        }
-    } else if (buttons == Qt::NoButton) {
-        m_session->follow(root);
-    }
-    refresh();
-    updateCursor();
+    m_flow->move(root);
+    if (buttons == Qt::NoButton) m_session->follow(root);
+    handle(std::nullopt);
 }
 
 void AreaSelectionOverlayController::pointerReleased(QPointF root, Qt::MouseButton button) {
     if (m_finished) return;
-    m_pointer = root;
-    if (button == Qt::RightButton) {
-        if (std::exchange(m_rightHandled, false)) return;
-        if (m_active >= 0) {
-            for (SelectionGeometry& g : m_geometry)
-                g.clear();
-            m_active = -1;
-            refresh();
-            updateCursor();
-        } else if (m_dragging < 0) {
-            finish(SelectionOutcome::Kind::cancelled);
-        }
-        return;
-    }
-    if (button != Qt::LeftButton) return;
-    if (m_pressedAction >= 0) {
-        const int pressed = std::exchange(m_pressedAction, -1);
-        if (actionUnderPointer() == pressed) {
-            finish(SelectionOutcome::Kind::action, m_parameters.actions.at(pressed));
-            return;
-        }
-        refresh();
-        return;
-    }
-    if (m_dragging < 0) return;
-    const int index = std::exchange(m_dragging, -1);
-    SelectionGeometry& g = m_geometry[size_t(index)];
-    g.drag(pointsOn(index, root));
-    if (g.release()) {
-        m_active = index;
-        if (!keepsSelection()) {
-            finish(SelectionOutcome::Kind::selected);
-            return;
-        }
-    } else if (m_active == index) {
-        m_active = -1;
-    }
-    m_session->follow(root);
-    refresh();
-    updateCursor();
+    handle(m_flow->release(button, root, barAt(root).first));
+    if (!m_finished) m_session->follow(root);
 }
 
 void AreaSelectionOverlayController::keyPressed(int key, Qt::KeyboardModifiers modifiers) {
     if (m_finished) return;
-    switch (key) {
-    case Qt::Key_Escape:
-        finish(SelectionOutcome::Kind::cancelled);
-        return;
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-        if (m_dragging >= 0) return;
-        if (m_parameters.adjustable) {
-            finish(SelectionOutcome::Kind::selected);
-        } else if (m_parameters.showActions && m_active >= 0) {
-            finish(SelectionOutcome::Kind::action, SelectionAction::capture);
-        }
-        return;
-    case Qt::Key_W:
-        if (m_parameters.allowWindowSwitch) finish(SelectionOutcome::Kind::switchToWindowPicker);
-        return;
-    case Qt::Key_Left:
-    case Qt::Key_Right:
-    case Qt::Key_Up:
-    case Qt::Key_Down: {
-        if (m_active < 0 || m_dragging >= 0) return;
-        const int step = modifiers.testFlag(Qt::ShiftModifier) ? 10 : 1;
-        const int dx = key == Qt::Key_Left ? -step : (key == Qt::Key_Right ? step : 0);
-        const int dy = key == Qt::Key_Up ? -step : (key == Qt::Key_Down ? step : 0);
-        const bool resize = modifiers & (Qt::AltModifier | Qt::ControlModifier);
-        m_geometry[size_t(m_active)].nudge(dx, dy, resize);
-        refresh();
-        updateCursor();
+    handle(m_flow->key(key, modifiers));
+}
+
+void AreaSelectionOverlayController::handle(const std::optional<SelectionFlow::End>& end) {
+    if (end) {
+        finish(*end);
         return;
     }
-    default:
-        return;
-    }
+    refresh();
+    updateCursor();
 }
 
 void AreaSelectionOverlayController::refresh() {
-    using Drag = SelectionGeometry::Drag;
-    const int under = m_session->indexAt(m_pointer);
-    // The loupe helps while drawing or resizing, and before there is a selection; a
-    // selection standing for its buttons or for adjusting does without it.
-    bool loupe = m_parameters.showMagnifier;
-    if (loupe && m_dragging >= 0) {
-        const Drag drag = m_geometry[size_t(m_dragging)].dragState();
-        loupe = drag == Drag::drawing || drag == Drag::resizing || (drag == Drag::pending && m_active < 0);
-    } else if (loupe) {
-        loupe = !(keepsSelection() && m_active >= 0);
-    }
+    const int under = m_flow->pointerDisplay();
+    const QPointF pointer = m_flow->pointer();
     for (qsizetype i = 0; i < m_windows.size(); ++i) {
-        const SelectionGeometry& g = m_geometry[size_t(i)];
-        const Drag drag = g.dragState();
-        const bool standing = drag == Drag::none || drag == Drag::pending;
+        const int display = int(i);
+        const SelectionGeometry& g = m_flow->geometry(display);
         AreaSelectionScene scene;
         scene.selection = g.selection();
         scene.sizeText = g.sizeText();
-        scene.handles = scene.selection && keepsSelection() && drag != Drag::drawing;
-        scene.actionBar =
-            scene.selection && m_parameters.showActions && standing && !m_parameters.actions.isEmpty();
-        if (scene.actionBar && i == m_active) {
-            scene.pressedAction = m_pressedAction;
-            scene.hoveredAction = actionUnderPointer();
+        scene.handles = m_flow->showsHandles(display);
+        scene.actionBar = m_flow->showsActionBar(display);
+        if (scene.actionBar && display == m_flow->active()) {
+            scene.pressedAction = m_flow->pressedButton();
+            scene.hoveredAction = barAt(pointer).first;
         }
-        if (loupe && i == under) {
-            scene.loupe = pointsOn(int(i), m_pointer);
+        if (m_parameters.showMagnifier && m_flow->wantsLoupe() && display == under) {
+            scene.loupe = m_flow->pointsOn(display, pointer);
             const QPoint origin = m_displays[i].display.geometry.topLeft();
-            scene.loupePixel = QPoint(qFloor(m_pointer.x()) - origin.x(), qFloor(m_pointer.y()) - origin.y());
+            scene.loupePixel = QPoint(qFloor(pointer.x()) - origin.x(), qFloor(pointer.y()) - origin.y());
         }
-        scene.hint = i == under;
+        scene.hint = display == under;
         m_windows[i]->setScene(scene);
     }
 }
 
 void AreaSelectionOverlayController::updateCursor() {
-    using Part = SelectionGeometry::Part;
+    using Drag = SelectionGeometry::Drag;
     Qt::CursorShape shape = Qt::CrossCursor;
-    if (m_dragging >= 0) {
-        const SelectionGeometry& g = m_geometry[size_t(m_dragging)];
-        if (g.dragState() == SelectionGeometry::Drag::moving)
+    const QPointF pointer = m_flow->pointer();
+    const int active = m_flow->active();
+    if (const int dragging = m_flow->dragging(); dragging >= 0) {
+        const SelectionGeometry& g = m_flow->geometry(dragging);
+        if (g.dragState() == Drag::moving)
             shape = Qt::ClosedHandCursor;
-        else if (g.dragState() == SelectionGeometry::Drag::resizing)
+        else if (g.dragState() == Drag::resizing)
             shape = cursorFor(g.heldPart());
-    } else if (m_pressedAction >= 0 || actionUnderPointer() >= 0) {
+    } else if (m_flow->pressedButton() >= 0 || barAt(pointer).first >= 0) {
         shape = Qt::PointingHandCursor;
-    } else if (m_active >= 0 && m_session->indexAt(m_pointer) == m_active) {
-        const QPointF at = pointsOn(m_active, m_pointer);
-        if (m_windows[m_active]->onActionBar(at))
-            shape = Qt::ArrowCursor;
-        else if (keepsSelection())
-            shape = cursorFor(m_geometry[size_t(m_active)].hitTest(at));
-        if (shape == cursorFor(Part::inside)) shape = Qt::OpenHandCursor;
+    } else if (barAt(pointer).second) {
+        shape = Qt::ArrowCursor;
+    } else if (active >= 0 && m_flow->showsHandles(active) && m_flow->pointerDisplay() == active) {
+        shape = cursorFor(m_flow->geometry(active).hitTest(m_flow->pointsOn(active, pointer)));
     }
     if (shape == m_cursor) return;
     m_cursor = shape;
@@ -476,40 +366,25 @@ void AreaSelectionOverlayController::updateCursor() {
         window->setCursor(shape);
 }
 
-void AreaSelectionOverlayController::finish(SelectionOutcome::Kind kind, SelectionAction action) {
+void AreaSelectionOverlayController::finish(const SelectionFlow::End& end) {
     if (m_finished) return;
     m_finished = true;
 
     SelectionOutcome outcome;
-    outcome.kind = kind;
-    outcome.action = action;
-    int index = m_active;
-    if (index >= 0 && (kind == SelectionOutcome::Kind::selected || kind == SelectionOutcome::Kind::action)) {
-        outcome.rect = m_geometry[size_t(index)].selection().value_or(QRectF());
-    } else {
-        // Without a selection: the display under the pointer, all of it for Enter.
-        index = m_session ? m_session->indexAt(m_pointer) : -1;
-        if (index < 0 && !m_displays.isEmpty()) index = 0;
-        if (index >= 0 && kind == SelectionOutcome::Kind::selected)
-            outcome.rect = m_geometry[size_t(index)].bounds();
-    }
-    if (index >= 0) {
-        const OverlayDisplay& d = m_displays[index];
+    outcome.kind = end.kind;
+    outcome.action = end.action;
+    outcome.rect = end.rect;
+    if (end.display >= 0 && end.display < m_displays.size()) {
+        const OverlayDisplay& d = m_displays[end.display];
         outcome.target.display = d.display;
         if (m_parameters.freeze && d.grabbed) outcome.target.frozen = d.snapshot;
     }
-
-    auto complete = [this, outcome] {
+    m_session->dismiss(m_parameters.freeze ? frozenSettleMs : liveSettleMs, [this, outcome] {
         Completion done = std::move(m_completion);
         m_completion = nullptr;
         // Last: the completion may well destroy this controller.
         if (done) done(outcome);
-    };
-    if (!m_session) {
-        QTimer::singleShot(0, this, complete);
-        return;
-    }
-    m_session->dismiss(m_parameters.freeze ? frozenSettleMs : liveSettleMs, complete);
+    });
 }
 
 } // namespace ui

@@ -7,7 +7,7 @@
 #include <QObject>
 
 #include <memory>
-#include <vector>
+#include <utility>
 
 namespace ui {
 
@@ -15,8 +15,8 @@ class AreaSelectionWindow;
 
 // Choosing an area: a window over each display shows its snapshot, the user drags out a
 // rectangle, and depending on the parameters the release, a button of the action bar or
-// Enter completes. The logic of the rectangle itself is SelectionGeometry's; this class
-// routes the input between displays and decides when the flow ends.
+// Enter completes. The rules are SelectionFlow's; this class feeds it the windows' input,
+// shows its state and takes the windows down when it ends.
 class AreaSelectionOverlayController : public QObject, public AreaSelectionController, private OverlayInput {
     Q_OBJECT
 public:
@@ -31,26 +31,19 @@ private:
     void pointerReleased(QPointF root, Qt::MouseButton button) override;
     void keyPressed(int key, Qt::KeyboardModifiers modifiers) override;
 
-    // Whether a released selection stays up to be adjusted.
-    bool keepsSelection() const { return m_parameters.showActions || m_parameters.adjustable; }
-    QPointF pointsOn(int display, QPointF root) const;
-    int actionUnderPointer() const;
+    // The action bar button at a point (-1 for none), and whether the point is on the bar.
+    std::pair<int, bool> barAt(QPointF root) const;
+    void handle(const std::optional<SelectionFlow::End>& end);
     void refresh();
     void updateCursor();
-    void finish(SelectionOutcome::Kind kind, SelectionAction action = SelectionAction::capture);
+    void finish(const SelectionFlow::End& end);
 
     SelectionParameters m_parameters;
     Completion m_completion;
     QList<OverlayDisplay> m_displays;
-    std::vector<SelectionGeometry> m_geometry; // one per display
+    std::unique_ptr<SelectionFlow> m_flow;
     std::unique_ptr<OverlaySession> m_session;
     QList<AreaSelectionWindow*> m_windows; // the session's, in display order
-
-    QPointF m_pointer;           // in root-window pixels
-    int m_active = -1;           // the display holding the selection
-    int m_dragging = -1;         // the display of the drag going on
-    int m_pressedAction = -1;    // the action bar button held down
-    bool m_rightHandled = false; // a right press that already cancelled a drag
     Qt::CursorShape m_cursor = Qt::CrossCursor;
     bool m_started = false;
     bool m_finished = false;

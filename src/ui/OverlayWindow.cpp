@@ -201,9 +201,8 @@ void OverlaySession::grabOn(int index) {
     if (m_grabbed >= 0 && m_grabbed != index) m_windows[m_grabbed]->releaseInput();
     m_grabbed = index;
     OverlayWindow* window = m_windows[index];
-    window->activateWindow();
-    window->setFocus(Qt::OtherFocusReason);
     m_grabAttempts = 0;
+    // The keyboard comes through the grab; the focus stays with the window that had it.
     if (window->grabInput()) {
         m_grabRetry.stop();
     } else {

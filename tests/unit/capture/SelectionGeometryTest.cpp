@@ -146,4 +146,150 @@ TEST(SelectionGeometryTest, Nudging) {
     EXPECT_EQ(*g.selection(), before);
 }
 
+// Two displays side by side: 1920 x 1080 at 1x, then 2560 x 1440 pixels at 2x.
+QList<platform::DisplayInfo> twoDisplays() {
+    platform::DisplayInfo left;
+    left.id = 1;
+    left.geometry = QRect(0, 0, 1920, 1080);
+    platform::DisplayInfo right;
+    right.id = 2;
+    right.geometry = QRect(1920, 0, 2560, 1440);
+    right.scale = 2.0;
+    return {left, right};
+}
+
+using Kind = SelectionOutcome::Kind;
+using End = std::optional<SelectionFlow::End>;
+
+End drag(SelectionFlow& flow, QPointF from, QPointF to) {
+    flow.press(Qt::LeftButton, from, -1, false);
+    flow.move((from + to) / 2);
+    return flow.release(Qt::LeftButton, to, -1);
+}
+
+TEST(SelectionFlowTest, PlainSelectionEndsOnReleaseAndRightClickCancels) {
+    SelectionFlow flow(twoDisplays(), SelectionParameters{});
+    EXPECT_FALSE(drag(flow, {100, 100}, {101, 100})); // a click
+    EXPECT_EQ(flow.active(), -1);
+
+    // Right-clicking during a drag drops it; with nothing selected it cancels.
+    flow.press(Qt::LeftButton, {100, 100}, -1, false);
+    flow.move({300, 300});
+    EXPECT_TRUE(flow.wantsLoupe());
+    EXPECT_FALSE(flow.showsHandles(0));
+    EXPECT_FALSE(flow.press(Qt::RightButton, {300, 300}, -1, false));
+    EXPECT_FALSE(flow.release(Qt::RightButton, {300, 300}, -1));
+    EXPECT_FALSE(flow.release(Qt::LeftButton, {300, 300}, -1));
+    EXPECT_FALSE(flow.geometry(0).hasSelection());
+    flow.press(Qt::RightButton, {2000, 50}, -1, false);
+    const End cancelled = flow.release(Qt::RightButton, {2000, 50}, -1);
+    ASSERT_TRUE(cancelled);
+    EXPECT_EQ(cancelled->kind, Kind::cancelled);
+    EXPECT_EQ(cancelled->display, 1);
+
+    // On the 2x display, in its points; a drag leaving it stops at its edge.
+    const End selected = drag(flow, {2020, 100}, {1500, 301});
+    ASSERT_TRUE(selected);
+    EXPECT_EQ(selected->kind, Kind::selected);
+    EXPECT_EQ(selected->display, 1);
+    EXPECT_EQ(selected->rect, QRectF(QPointF(0, 50), QPointF(50, 150.5)));
+
+    EXPECT_EQ(flow.key(Qt::Key_Escape, {})->kind, Kind::cancelled);
+    EXPECT_FALSE(flow.key(Qt::Key_Return, {})); // nothing to confirm
+    EXPECT_FALSE(flow.key(Qt::Key_W, {}));      // not offered
+}
+
+TEST(SelectionFlowTest, ActionBar) {
+    SelectionParameters parameters;
+    parameters.showActions = true;
+    parameters.actions = {SelectionAction::copy, SelectionAction::pin};
+    SelectionFlow flow(twoDisplays(), parameters);
+    EXPECT_TRUE(flow.wantsLoupe());
+    EXPECT_FALSE(drag(flow, {100, 100}, {400, 300}));
+    EXPECT_EQ(flow.active(), 0);
+    EXPECT_TRUE(flow.showsActionBar(0));
+    EXPECT_TRUE(flow.showsHandles(0));
+    EXPECT_FALSE(flow.wantsLoupe());
+
+    // A button counts when pressed and released on it; a press on the bar between
+    // buttons does nothing.
+    flow.press(Qt::LeftButton, {250, 330}, 0, true);
+    EXPECT_EQ(flow.pressedButton(), 0);
+    EXPECT_FALSE(flow.release(Qt::LeftButton, {250, 400}, -1));
+    flow.press(Qt::LeftButton, {250, 330}, -1, true);
+    EXPECT_EQ(flow.dragging(), -1);
+    EXPECT_FALSE(flow.release(Qt::LeftButton, {250, 330}, -1));
+    EXPECT_EQ(*flow.geometry(0).selection(), QRectF(100, 100, 300, 200));
+
+    // Adjusted from inside; the bar hides while a handle is dragged.
+    flow.press(Qt::LeftButton, {400, 300}, -1, false);
+    flow.move({450, 320});
+    EXPECT_FALSE(flow.showsActionBar(0));
+    EXPECT_TRUE(flow.wantsLoupe());
+    flow.release(Qt::LeftButton, {450, 320}, -1);
+    EXPECT_EQ(*flow.geometry(0).selection(), QRectF(100, 100, 350, 220));
+
+    // Drawing on the other display replaces the selection.
+    EXPECT_FALSE(drag(flow, {2120, 200}, {2320, 400}));
+    EXPECT_FALSE(flow.geometry(0).hasSelection());
+    EXPECT_EQ(flow.active(), 1);
+    EXPECT_FALSE(flow.showsActionBar(0));
+
+    flow.press(Qt::LeftButton, {2200, 500}, 1, true);
+    const End pinned = flow.release(Qt::LeftButton, {2200, 500}, 1);
+    ASSERT_TRUE(pinned);
+    EXPECT_EQ(pinned->kind, Kind::action);
+    EXPECT_EQ(pinned->action, SelectionAction::pin);
+    EXPECT_EQ(pinned->display, 1);
+    EXPECT_EQ(pinned->rect, QRectF(100, 100, 100, 100));
+
+    const End entered = flow.key(Qt::Key_Enter, {});
+    ASSERT_TRUE(entered);
+    EXPECT_EQ(entered->kind, Kind::action);
+    EXPECT_EQ(entered->action, SelectionAction::capture);
+
+    // A right click clears the selection first.
+    flow.press(Qt::RightButton, {10, 10}, -1, false);
+    EXPECT_FALSE(flow.release(Qt::RightButton, {10, 10}, -1));
+    EXPECT_EQ(flow.active(), -1);
+    EXPECT_FALSE(flow.key(Qt::Key_Return, {}));
+}
+
+TEST(SelectionFlowTest, AdjustableWithInitialSelection) {
+    SelectionParameters parameters;
+    parameters.adjustable = true;
+    parameters.allowWindowSwitch = true;
+    parameters.initialSelection = Prefs::Area{QRectF(10, 20, 300, 200), 2};
+    SelectionFlow flow(twoDisplays(), parameters);
+    EXPECT_EQ(flow.active(), 1);
+    EXPECT_TRUE(flow.showsHandles(1));
+    EXPECT_FALSE(flow.showsActionBar(1));
+
+    flow.key(Qt::Key_Right, Qt::ShiftModifier);
+    flow.key(Qt::Key_Down, {});
+    flow.key(Qt::Key_Left, Qt::AltModifier); // narrower by a point
+    const End confirmed = flow.key(Qt::Key_Return, {});
+    ASSERT_TRUE(confirmed);
+    EXPECT_EQ(confirmed->kind, Kind::selected);
+    EXPECT_EQ(confirmed->display, 1);
+    EXPECT_EQ(confirmed->rect, QRectF(20, 21, 299, 200));
+
+    flow.move({500, 500});
+    EXPECT_EQ(flow.key(Qt::Key_W, {})->kind, Kind::switchToWindowPicker);
+    EXPECT_EQ(flow.key(Qt::Key_W, {})->display, 0);
+
+    // Without a selection Enter takes the whole display under the pointer.
+    flow.press(Qt::RightButton, {2500, 500}, -1, false);
+    flow.release(Qt::RightButton, {2500, 500}, -1);
+    EXPECT_EQ(flow.active(), -1);
+    const End whole = flow.key(Qt::Key_Enter, {});
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->display, 1);
+    EXPECT_EQ(whole->rect, QRectF(0, 0, 1280, 720));
+
+    // An initial selection on a display that is gone is dropped.
+    parameters.initialSelection->displayID = 9;
+    EXPECT_EQ(SelectionFlow(twoDisplays(), parameters).active(), -1);
+}
+
 } // namespace
