@@ -54,9 +54,10 @@ public:
         std::free(error);
         return error == nullptr;
     }
+    // Done when this returns: the server orders requests within a client, not across clients.
     void ungrab(xcb_keycode_t keycode, uint16_t modifiers) {
         xcb_ungrab_key(m_connection, keycode, m_root, modifiers);
-        xcb_flush(m_connection);
+        std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     }
 
 private:
@@ -199,19 +200,15 @@ TEST_F(X11GlobalHotkeysTest, BindingsThatCannotWorkSaySo) {
     EXPECT_EQ(settledPresses(), 1);
 }
 
-TEST(X11KeySymbols, QtKeysMapToKeysyms) {
+TEST(X11HotkeyKeySymbols, QtKeysMapToKeysyms) {
     using platform::x11::keysymForKey;
-    EXPECT_EQ(keysymForKey(Qt::Key_A), xcb_keysym_t(XK_a));
-    EXPECT_EQ(keysymForKey(Qt::Key_Z), xcb_keysym_t(XK_z));
+    EXPECT_EQ(keysymForKey(Qt::Key_Z), xcb_keysym_t(XK_z)); // the first level's symbol
     EXPECT_EQ(keysymForKey(Qt::Key_7), xcb_keysym_t(XK_7));
-    EXPECT_EQ(keysymForKey(Qt::Key_F1), xcb_keysym_t(XK_F1));
     EXPECT_EQ(keysymForKey(Qt::Key_F35), xcb_keysym_t(XK_F35));
-    EXPECT_EQ(keysymForKey(Qt::Key_Print), xcb_keysym_t(XK_Print));
     EXPECT_EQ(keysymForKey(Qt::Key_PageDown), xcb_keysym_t(XK_Next));
-    EXPECT_EQ(keysymForKey(Qt::Key_Space), xcb_keysym_t(XK_space));
     EXPECT_EQ(keysymForKey(Qt::Key_BracketLeft), xcb_keysym_t(XK_bracketleft));
     EXPECT_EQ(keysymForKey(Qt::Key_Adiaeresis), xcb_keysym_t(XK_adiaeresis));
-    EXPECT_EQ(keysymForKey(Qt::Key_multiply), xcb_keysym_t(XK_multiply));
+    EXPECT_EQ(keysymForKey(Qt::Key_multiply), xcb_keysym_t(XK_multiply)); // not a letter
     EXPECT_EQ(keysymForKey(Qt::Key_Control), xcb_keysym_t(XCB_NO_SYMBOL));
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 namespace platform::x11 {
@@ -25,7 +26,7 @@ xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
 uint32_t channel(uint32_t mask, double level) {
     if (mask == 0) return 0;
     const int shift = std::countr_zero(mask);
-    return uint32_t((mask >> shift) * level + 0.5) << shift;
+    return uint32_t(std::lround((mask >> shift) * level)) << shift;
 }
 
 } // namespace
@@ -110,6 +111,7 @@ std::vector<X11DesktopCover::Desktop> X11DesktopCover::findDesktops() const {
 
     const std::vector<xcb_window_t> topLevels = topLevelAncestors(*m_connection, desktopWindows);
     std::vector<std::pair<xcb_get_geometry_cookie_t, xcb_translate_coordinates_cookie_t>> places;
+    places.reserve(desktopWindows.size());
     for (xcb_window_t window : desktopWindows)
         places.emplace_back(xcb_get_geometry(c, window),
                             xcb_translate_coordinates(c, window, m_connection->root(), 0, 0));
