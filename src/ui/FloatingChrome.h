@@ -1,0 +1,99 @@
+#pragma once
+
+#include "platform/ScreenBackend.h"
+
+#include <QColor>
+#include <QImage>
+#include <QMarginsF>
+#include <QRect>
+#include <QRectF>
+
+#include <optional>
+
+class QFont;
+class QPainter;
+class QScreen;
+class QWidget;
+
+// What the floating windows (countdown, quick-access cards, pins) share: their colours,
+// where a display is on the Qt side, and a look of depth without a compositing manager.
+//
+// Without a compositor a window's transparent pixels come out black, so these windows are
+// opaque: each paints a snapshot of the desktop behind it, and draws its shadows and
+// rounded edges over that snapshot. A shape mask trims what lies well outside the
+// rounded outline, so the live desktop shows there.
+namespace ui::chrome {
+
+inline constexpr QColor accent{0x3B, 0x82, 0xF6};
+inline constexpr QColor pillFill{0x1E, 0x1E, 0x1E, 217};
+
+// The QScreen showing a display: the one with the same name, else the one whose top-left
+// corner is at the display's.
+QScreen* screenFor(const platform::DisplayInfo& display);
+// The display as the platform lists it for a QScreen; none when it does not know it.
+std::optional<platform::DisplayInfo> displayFor(const QScreen* screen);
+
+// Device-independent rectangles of a screen in root-window pixels, and back.
+QRect rootRect(const QScreen* screen, const QRectF& logical);
+QRectF logicalRect(const QScreen* screen, const QRect& root);
+
+// What shows behind one floating window: the desktop, and this program's floating windows
+// that are below it, drawn live so that they never look stale under its shadow.
+//
+// `track` is called with the window's next rectangle (root pixels) before the window goes
+// there. Desktop pixels the window does not cover yet are grabbed from the screen; those it
+// covers already come from its previous snapshot, and those under another floating window
+// from that window's snapshot. Places a window has just left may still show its pixels until
+// the programs below repaint, so they are remembered for a moment and used in place of the
+// screen. Floating windows stack in the order they were shown or raised.
+class Backdrop {
+public:
+    explicit Backdrop(QWidget* window);
+    Backdrop(const Backdrop&) = delete;
+    Backdrop& operator=(const Backdrop&) = delete;
+    ~Backdrop();
+
+    void track(const QRect& root);
+    // The window is hidden: its snapshot becomes a memory of the place.
+    void release();
+    // The window went above the other floating windows.
+    void raise();
+    // The window looks different: the floating windows above it repaint what they show of it.
+    void changed();
+
+    // The backdrop drawn over the whole window at `ratio` pixels per point.
+    void paint(QPainter& painter, double ratio) const;
+    // The same as an image of the window's size in pixels.
+    QImage composed(double ratio) const;
+
+private:
+    bool active() const { return !m_image.isNull(); }
+    void repaintOthersOver(const QRect& root) const;
+
+    QWidget* m_window;
+    QImage m_image; // the desktop only
+    QRect m_rect;   // root pixels held in m_image: the part of the window on a screen
+    QRect m_root;   // root pixels of the whole window
+};
+
+// A soft shadow under a rounded rectangle.
+struct ShadowStyle {
+    double blur = 4;    // standard deviation, points
+    double offsetY = 2; // downwards, points
+    double opacity = 0.45;
+    double radius = 10; // of the rectangle casting it
+};
+// How far a shadow reaches beyond its rectangle on each side.
+QMarginsF shadowReach(const ShadowStyle& style);
+void paintShadow(QPainter& painter, const QRectF& rect, const ShadowStyle& style, double ratio,
+                 double opacity = 1.0);
+
+// A dark rounded pill with white centred text; accent-filled when `highlighted`.
+void paintPill(QPainter& painter, const QRectF& rect, const QString& text, const QFont& font,
+               bool highlighted = false);
+
+// Makes the X server carry out what was asked of it so far and lets this program's windows
+// repaint what that uncovered.
+void settle(int milliseconds);
+
+} // namespace ui::chrome
