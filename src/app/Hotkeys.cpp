@@ -28,6 +28,7 @@ QList<Binding> captureBindings(const std::function<void(const QString& flow)>& r
         bind("allInOne", "Alt+Print", "all-in-one capture"),
         bind("previous", "", "previous-area capture"),
         bind("text", "", "text capture"),
+        bind("timedFullscreen", "", "timed full-screen capture"),
     };
 }
 

@@ -67,6 +67,8 @@ void runFlow(const QString& flow) {
         c.capturePreviousArea();
     else if (flow == u"text")
         c.captureText();
+    else if (flow == u"timedFullscreen")
+        c.timedFullscreen(5);
 }
 
 void installPlatformExtras() {
