@@ -17,18 +17,18 @@ QString prefKey(const Binding& binding) {
 } // namespace
 
 QList<Binding> captureBindings(const std::function<void(const QString& flow)>& run) {
-    const auto bind = [&run](const char* name, const char* keys, const char* description) {
-        return Binding{QString::fromLatin1(name), QString::fromLatin1(keys), QString::fromLatin1(description),
+    const auto bind = [&run](const char* name, const char* keys) {
+        return Binding{QString::fromLatin1(name), QString::fromLatin1(keys),
                        [run, flow = QString::fromLatin1(name)] { run(flow); }};
     };
     return {
-        bind("area", "Print", "area capture"),
-        bind("fullscreen", "Shift+Print", "full-screen capture"),
-        bind("window", "Ctrl+Print", "window capture"),
-        bind("allInOne", "Alt+Print", "all-in-one capture"),
-        bind("previous", "", "previous-area capture"),
-        bind("text", "", "text capture"),
-        bind("timedFullscreen", "", "timed full-screen capture"),
+        bind("area", "Print"),
+        bind("fullscreen", "Shift+Print"),
+        bind("window", "Ctrl+Print"),
+        bind("allInOne", "Alt+Print"),
+        bind("previous", ""),
+        bind("text", ""),
+        bind("timedFullscreen", ""),
     };
 }
 
@@ -40,23 +40,26 @@ QString keysOf(const Binding& binding) {
 QStringList bindAll(const QList<Binding>& bindings) {
     QStringList failures;
     auto& hotkeys = platform::services().hotkeys;
-    const QString file = QFileInfo(Prefs::filePath()).fileName();
     for (const Binding& binding : bindings) {
         if (!Prefs::value(prefKey(binding)).isValid()) Prefs::setValue(prefKey(binding), binding.defaultKeys);
         const QString keys = keysOf(binding);
         if (keys.isEmpty() || !hotkeys) continue;
         const QKeySequence sequence(keys, QKeySequence::PortableText);
         if (sequence.isEmpty()) {
-            failures << QStringLiteral(
-                            "\"%1\" is not a key combination Pictavia knows. Fix %2 under [Hotkeys] in %3")
-                            .arg(keys, binding.name, file);
+            failures << QStringLiteral("\"%1\" is not a key combination").arg(keys);
             continue;
         }
         if (const auto bound = hotkeys->bind(sequence, binding.action); !bound)
-            failures << QStringLiteral("%1. Choose another key for %2 under [Hotkeys] in %3")
-                            .arg(bound.error().message, binding.description, file);
+            failures << bound.error().message;
     }
     return failures;
+}
+
+QString failureMessage(const QStringList& failures) {
+    if (failures.isEmpty()) return {};
+    const QString file = QFileInfo(Prefs::filePath()).fileName();
+    return failures.join(QStringLiteral(". ")) +
+           QStringLiteral(". Choose other keys under [Hotkeys] in %1").arg(file);
 }
 
 } // namespace Hotkeys

@@ -13,7 +13,6 @@ namespace Hotkeys {
 struct Binding {
     QString name;        // the key under [Hotkeys]
     QString defaultKeys; // in QKeySequence's portable text; empty for none
-    QString description; // what it does, for messages and menus
     std::function<void()> action;
 };
 
@@ -26,5 +25,9 @@ QString keysOf(const Binding& binding);
 // Writes the bindings that are missing from the file, so people can find and edit them,
 // then grabs every binding. Returns one sentence per binding that could not be grabbed.
 QStringList bindAll(const QList<Binding>& bindings);
+
+// One message for the user about the bindings that failed: what went wrong and where to
+// change the keys.
+QString failureMessage(const QStringList& failures);
 
 } // namespace Hotkeys

@@ -40,9 +40,9 @@ void CaptureCoordinator::installSurfaces(std::shared_ptr<CaptureSurfaces> surfac
 }
 
 CaptureCoordinator::CaptureCoordinator(std::shared_ptr<CaptureSurfaces> surfaces,
-                                       std::chrono::milliseconds countdownStep,
+                                       std::chrono::milliseconds countdownSecond,
                                        std::chrono::milliseconds settle)
-    : m_surfaces(std::move(surfaces)), m_countdown(*m_surfaces, countdownStep), m_settle(settle) {}
+    : m_surfaces(std::move(surfaces)), m_countdown(*m_surfaces, countdownSecond), m_settle(settle) {}
 
 CaptureCoordinator::~CaptureCoordinator() {
     if (m_openFlows > 0 && platform::services().desktopCover) platform::services().desktopCover->uncover();
@@ -173,8 +173,10 @@ void CaptureCoordinator::captureRect(const QRectF& rect, std::optional<uint32_t>
 // --- steps ----------------------------------------------------------------------------
 
 void CaptureCoordinator::beginFlow() {
+    if (m_openFlows++ > 0) return;
+    Toast::dismiss();
     // Desktop icons stay covered from the first grab (a frozen overlay's) to the last.
-    if (m_openFlows++ > 0 || !Prefs::flag(QStringLiteral("hideDesktopWidgets"))) return;
+    if (!Prefs::flag(QStringLiteral("hideDesktopWidgets"))) return;
     if (auto& cover = platform::services().desktopCover) cover->cover();
 }
 

@@ -29,7 +29,7 @@ public:
     // `settle` is how long to wait after our own panels are hidden before grabbing the
     // live screen, so the windows they covered have repainted.
     explicit CaptureCoordinator(std::shared_ptr<CaptureSurfaces> surfaces,
-                                std::chrono::milliseconds countdownStep = std::chrono::milliseconds(100),
+                                std::chrono::milliseconds countdownSecond = std::chrono::milliseconds(1000),
                                 std::chrono::milliseconds settle = std::chrono::milliseconds(150));
     ~CaptureCoordinator() override;
 

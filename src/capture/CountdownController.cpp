@@ -4,12 +4,10 @@
 
 #include <QKeySequence>
 
-#include <algorithm>
 
-CountdownController::CountdownController(CaptureSurfaces& surfaces, std::chrono::milliseconds step)
+CountdownController::CountdownController(CaptureSurfaces& surfaces, std::chrono::milliseconds second)
     : m_surfaces(surfaces) {
-    m_stepsPerSecond = std::max(1, static_cast<int>(1000 / std::max<long long>(1, step.count())));
-    m_timer.setInterval(step);
+    m_timer.setInterval(second / stepsPerSecond);
     connect(&m_timer, &QTimer::timeout, this, &CountdownController::tick);
 }
 
@@ -24,7 +22,7 @@ void CountdownController::run(int seconds, const platform::DisplayInfo& display,
     }
     m_completion = std::move(completion);
     m_cancelled = false;
-    m_stepsLeft = seconds * m_stepsPerSecond;
+    m_stepsLeft = seconds * stepsPerSecond;
     if (auto& hotkeys = platform::services().hotkeys) {
         // Without the grab the countdown still runs; it just cannot be cancelled.
         const auto handle = hotkeys->bind(QKeySequence(Qt::Key_Escape), [this] { cancel(); });
@@ -43,7 +41,7 @@ void CountdownController::cancel() {
 void CountdownController::tick() {
     if (m_cancelled) return finish(false);
     if (--m_stepsLeft <= 0) return finish(true);
-    if (m_stepsLeft % m_stepsPerSecond == 0) m_panel->setSeconds(m_stepsLeft / m_stepsPerSecond);
+    if (m_stepsLeft % stepsPerSecond == 0) m_panel->setSeconds(m_stepsLeft / stepsPerSecond);
 }
 
 void CountdownController::finish(bool completed) {

@@ -17,9 +17,9 @@ class CountdownController : public QObject {
 public:
     using Completion = std::function<void(bool completed)>;
 
-    // `step` is how often the cancel flag is looked at: ten times a second.
+    // The cancel flag is looked at ten times a `second` (tests shorten the second).
     explicit CountdownController(CaptureSurfaces& surfaces,
-                                 std::chrono::milliseconds step = std::chrono::milliseconds(100));
+                                 std::chrono::milliseconds second = std::chrono::milliseconds(1000));
     ~CountdownController() override;
 
     // Shows the panel on the display and counts from `seconds` to 1. The completion gets
@@ -39,6 +39,6 @@ private:
     std::optional<int> m_escapeHandle;
     Completion m_completion;
     int m_stepsLeft = 0;
-    int m_stepsPerSecond = 10;
+    static constexpr int stepsPerSecond = 10;
     bool m_cancelled = false;
 };

@@ -149,7 +149,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);
     const QStringList failures = Hotkeys::bindAll(Hotkeys::captureBindings(runFlow));
     handle(arguments, true);
-    if (!failures.isEmpty()) Toast::show(failures.join(QLatin1Char('\n')), 6.0);
+    if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
     const int code = QApplication::exec();
     PostCaptureAction::waitForAll();
     Prefs::sync();

@@ -76,4 +76,8 @@ void WindowToasts::show(const QString& text, double seconds) {
     m_current->show();
 }
 
+void WindowToasts::dismiss() {
+    if (m_current) m_current->close();
+}
+
 } // namespace ui

@@ -20,6 +20,7 @@ AppSession::AppSession(XServer& server, const std::string& preferences) : m_serv
     conf.write("; written by the test\ncaptureSound = false\n" + QByteArray::fromStdString(preferences));
     conf.close();
 
+    server.run("xsetroot", {"-solid", "#3b5b7a"}); // a desktop colour, for the screenshots
     // Through a shell, so the application's stderr (its toasts) lands in a file.
     const std::string log = (m_home.path() + "/app.log").toStdString();
     m_app = &server.startProcess("/bin/sh", {"-c", "exec \"$0\" --background 2>>\"$1\"", PICTAVIA_BIN, log},

@@ -62,7 +62,8 @@ TEST_F(InteractiveCaptureTest, URLWithACompleteRectangleSavesExactlyThosePixels)
 
 TEST_F(InteractiveCaptureTest, OverlayDragSelectsEscapeCancelsAndPreviousRepeats) {
     openTestWindow(*server, {.pattern = "quadrants", .position = QPoint(300, 200)});
-    auto app = startApp();
+    // openbox's own configuration takes Print for itself.
+    auto app = startApp("showQuickAccess = false\n[Hotkeys]\narea = F8\n");
 
     app->open("pictavia://previous");
     EXPECT_TRUE(app->waitForLog("No previous area yet. Capture an area first")) << app->log();
@@ -81,8 +82,8 @@ TEST_F(InteractiveCaptureTest, OverlayDragSelectsEscapeCancelsAndPreviousRepeats
     EXPECT_NEAR(first.width(), 200, 1);
     EXPECT_NEAR(first.height(), 150, 1);
 
-    // The Print hotkey opens the overlay; Escape closes it with nothing saved.
-    app->xdotool({"key", "Print"});
+    // The area hotkey opens the overlay; Escape closes it with nothing saved.
+    app->xdotool({"key", "F8"});
     ASSERT_TRUE(app->waitForWindows(selection, 1)) << app->log();
     app->xdotool({"key", "Escape"});
     EXPECT_TRUE(app->waitForWindows(selection, 0));
@@ -163,10 +164,12 @@ TEST_F(InteractiveCaptureTest, QuickAccessShowsTheCapture) {
 }
 
 TEST_F(InteractiveCaptureTest, HotkeyAlreadyTakenIsReported) {
-    auto first = startApp();
+    const std::string keys = "[Hotkeys]\nfullscreen = Ctrl+F8\n";
+    auto first = startApp(keys);
     // A second session in another runtime folder competes for the same keys.
-    AppSession second(*server, "showQuickAccess = false\n");
-    EXPECT_TRUE(second.waitForLog("Print is already used by another program")) << second.log();
+    AppSession second(*server, keys);
+    EXPECT_TRUE(second.waitForLog("Ctrl+F8 is already used by another program.")) << second.log();
+    EXPECT_TRUE(second.waitForLog("Choose other keys under [Hotkeys] in pictavia.conf")) << second.log();
 }
 
 } // namespace

@@ -72,7 +72,7 @@ protected:
         screen->desktop.fill(Qt::darkGreen);
         screen->pointer = QPoint(1700, 100);
         surfaces = std::make_shared<FakeSurfaces>();
-        coordinator = std::make_unique<CaptureCoordinator>(surfaces, std::chrono::milliseconds(10),
+        coordinator = std::make_unique<CaptureCoordinator>(surfaces, std::chrono::milliseconds(50),
                                                            std::chrono::milliseconds(0));
     }
 
