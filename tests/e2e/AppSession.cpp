@@ -43,7 +43,14 @@ Environment AppSession::environment() const {
 }
 
 ProcessOutput AppSession::send(const std::vector<std::string>& args) {
-    return m_server.run(PICTAVIA_BIN, args, {.environment = environment()});
+    return run(PICTAVIA_BIN, args);
+}
+
+ProcessOutput AppSession::run(const std::string& program, const std::vector<std::string>& args,
+                              const Environment& extra) {
+    Environment environment = this->environment();
+    environment.insert(environment.end(), extra.begin(), extra.end());
+    return m_server.run(program, args, {.environment = environment});
 }
 
 QStringList AppSession::captures() const {

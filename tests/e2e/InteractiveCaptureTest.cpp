@@ -163,6 +163,19 @@ TEST_F(InteractiveCaptureTest, QuickAccessShowsTheCapture) {
     app->screenshot("quick-access");
 }
 
+TEST_F(InteractiveCaptureTest, InstalledDesktopEntryHandlesPictaviaURLs) {
+    auto app = startApp();
+    const std::string prefix = app->home().path().toStdString() + "/prefix";
+    const ProcessOutput installed = app->run(CMAKE_COMMAND, {"--install", BUILD_DIR, "--prefix", prefix});
+    ASSERT_EQ(installed.exitCode, 0) << installed.err;
+    const ProcessOutput opened =
+        app->run("xdg-open", {"pictavia://capture-fullscreen"},
+                 {{"XDG_DATA_DIRS", prefix + "/share"}, {"PATH", prefix + "/bin:/usr/bin:/bin"}});
+    EXPECT_EQ(opened.exitCode, 0) << opened.err;
+    ASSERT_TRUE(app->waitForCaptures(1)) << app->log();
+    EXPECT_EQ(app->capture(0).size(), QSize(1280, 800));
+}
+
 TEST_F(InteractiveCaptureTest, HotkeyAlreadyTakenIsReported) {
     const std::string keys = "[Hotkeys]\nfullscreen = Ctrl+F8\n";
     auto first = startApp(keys);

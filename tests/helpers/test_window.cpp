@@ -1,10 +1,12 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
 //   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
+//               [--type normal|desktop]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
 // until killed. --class sets the class part of WM_CLASS (the application name); --above and
-// --below ask the window manager to keep the window above or below others.
+// --below ask the window manager to keep the window above or below others; --type desktop
+// makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like a file manager's icons.
 
 #include "TestPattern.h"
 
@@ -86,7 +88,9 @@ int main(int argc, char** argv) {
                                      QStringLiteral("C"));
     const QCommandLineOption above(QStringLiteral("above"), QStringLiteral("Stay above other windows."));
     const QCommandLineOption below(QStringLiteral("below"), QStringLiteral("Stay below other windows."));
-    parser.addOptions({title, pattern, size, pos, wmClass, above, below});
+    const QCommandLineOption type(QStringLiteral("type"), QStringLiteral("normal or desktop."),
+                                  QStringLiteral("TYPE"), QStringLiteral("normal"));
+    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type});
     parser.addHelpOption();
     parser.process(app);
 
@@ -94,8 +98,10 @@ int main(int argc, char** argv) {
     const std::optional<QSize> windowSize = parseSize(parser.value(size));
     const std::optional<QPoint> position =
         parser.isSet(pos) ? parsePosition(parser.value(pos)) : std::optional<QPoint>(QPoint());
-    if (!testpattern::isValid(patternName) || !windowSize || !position) {
-        std::fprintf(stderr, "test_window: bad --pattern, --size or --pos\n");
+    const QString windowType = parser.value(type);
+    if (!testpattern::isValid(patternName) || !windowSize || !position ||
+        (windowType != QLatin1String("normal") && windowType != QLatin1String("desktop"))) {
+        std::fprintf(stderr, "test_window: bad --pattern, --size, --pos or --type\n");
         return 2;
     }
 
@@ -103,6 +109,8 @@ int main(int argc, char** argv) {
     window.setWindowTitle(parser.value(title));
     if (parser.isSet(above)) window.setWindowFlag(Qt::WindowStaysOnTopHint);
     if (parser.isSet(below)) window.setWindowFlag(Qt::WindowStaysOnBottomHint);
+    // Qt writes _NET_WM_WINDOW_TYPE from this when it creates the X window.
+    if (windowType == QLatin1String("desktop")) window.setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
     window.show();
