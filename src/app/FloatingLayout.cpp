@@ -30,6 +30,16 @@ QRectF keptInside(const QRectF& rect, const QRectF& area) {
     return kept;
 }
 
+std::array<double, 4> slices(double start, double end, double first, double last) {
+    const double span = end - start;
+    if (first + last > span && first + last > 0) {
+        const double shrink = span / (first + last);
+        first *= shrink;
+        last *= shrink;
+    }
+    return {start, start + first, end - last, end};
+}
+
 namespace card {
 
 double width(QAOSize size) {
@@ -145,13 +155,26 @@ QRectF scaledAround(const QRectF& rect, const QPointF& anchor, double factor) {
     return {anchor + (rect.topLeft() - anchor) * factor, rect.size() * factor};
 }
 
+double fitting(const QSizeF& size, const QSizeF& room) {
+    if (size.isEmpty()) return 1.0;
+    return std::clamp(std::min(room.width() / size.width(), room.height() / size.height()), minZoom, 1.0);
+}
+
 Placement place(const QSizeF& size, const QRectF& target, const QRectF& area) {
-    double zoom = 1.0;
-    if (!size.isEmpty() && (size.width() > area.width() || size.height() > area.height()))
-        zoom = std::max(minZoom, std::min(area.width() / size.width(), area.height() / size.height()));
+    const double zoom = fitting(size, area.size());
     QRectF rect(QPointF(), size * zoom);
     rect.moveCenter(target.center());
     return {keptInside(rect, area), zoom};
+}
+
+Frame frame(const QRectF& image, const QMarginsF& margins) {
+    const QRectF outer = image.marginsAdded(margins);
+    const QPoint topLeft(static_cast<int>(std::floor(outer.left())),
+                         static_cast<int>(std::floor(outer.top())));
+    const QPoint bottomRight(static_cast<int>(std::ceil(outer.right())),
+                             static_cast<int>(std::ceil(outer.bottom())));
+    return {QRect(topLeft, QSize(bottomRight.x() - topLeft.x(), bottomRight.y() - topLeft.y())),
+            image.translated(-QPointF(topLeft))};
 }
 
 } // namespace pin

@@ -3,12 +3,14 @@
 #include "app/PreferenceEnums.h"
 
 #include <QList>
+#include <QMarginsF>
 #include <QPointF>
 #include <QRect>
 #include <QRectF>
 #include <QSize>
 #include <QSizeF>
 
+#include <array>
 #include <optional>
 
 // Geometry and timing of the small windows that float above the desktop: the countdown
@@ -27,6 +29,10 @@ QRect centredSquare(const QRect& displayRoot, double scale, double side);
 // `rect` moved, not resized, to lie inside `area`; one larger than the area keeps its
 // top-left corner inside.
 QRectF keptInside(const QRectF& rect, const QRectF& area);
+
+// A span cut into three for stretching an image in nine parts: {start, start + first,
+// end - last, end}; when the span is shorter than both outer parts, they shrink evenly.
+std::array<double, 4> slices(double start, double end, double first, double last);
 
 // Quick-access cards: a thumbnail in a corner of the display, with action buttons over it.
 namespace card {
@@ -96,6 +102,9 @@ double zoomed(double zoom, double notches, double limit = maxZoom);
 // `rect` scaled by `factor` so the point of the content under `anchor` stays under it.
 QRectF scaledAround(const QRectF& rect, const QPointF& anchor, double factor);
 
+// The zoom that fits `size` into `room`, never above 100 % nor below `minZoom`.
+double fitting(const QSizeF& size, const QSizeF& room);
+
 struct Placement {
     QRectF rect; // the image's rectangle
     double zoom = 1.0;
@@ -103,6 +112,15 @@ struct Placement {
 // A pin of `size` centred on `target` (so exactly over it when the sizes match), zoomed
 // out when larger than `area`, and kept inside it.
 Placement place(const QSizeF& size, const QRectF& target, const QRectF& area);
+
+// A pin's window around its image and the `margins` of its frame. Windows sit on whole
+// points; the image keeps its fraction of a point inside, so on a HiDPI screen it can
+// start on any pixel.
+struct Frame {
+    QRect window;
+    QRectF image; // in the window
+};
+Frame frame(const QRectF& image, const QMarginsF& margins);
 
 } // namespace pin
 

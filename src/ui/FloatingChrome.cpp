@@ -21,32 +21,6 @@ namespace ui::chrome {
 
 namespace {
 
-// How long a place a window left is trusted over the screen's pixels.
-constexpr qint64 memoryMilliseconds = 1500;
-
-struct Memory {
-    QRect rect;
-    QImage image;
-    qint64 until = 0;
-};
-
-QList<Memory>& memories() {
-    static QList<Memory> list;
-    return list;
-}
-
-qint64 now() {
-    static QElapsedTimer clock;
-    if (!clock.isValid()) clock.start();
-    return clock.elapsed();
-}
-
-void remember(const QImage& image, const QRect& imageRect, const QRegion& region) {
-    const qint64 until = now() + memoryMilliseconds;
-    for (const QRect& part : region)
-        memories().append({part, image.copy(part.translated(-imageRect.topLeft())), until});
-}
-
 QRect rootBounds() {
     QRect bounds;
     for (const QScreen* screen : QGuiApplication::screens())
@@ -86,117 +60,74 @@ QRectF logicalRect(const QScreen* screen, const QRect& root) {
     return FloatingLayout::toLogical(root, screen->geometry().topLeft(), screen->devicePixelRatio());
 }
 
-namespace {
-
-// Every floating window with a backdrop, lowest first.
-QList<Backdrop*>& floatingStack() {
-    static QList<Backdrop*> stack;
-    return stack;
-}
-
-} // namespace
-
 Backdrop::Backdrop(QWidget* window) : m_window(window) {}
 
 Backdrop::~Backdrop() {
     release();
-    floatingStack().removeAll(this);
 }
 
-void Backdrop::track(const QRect& window) {
-    auto& stack = floatingStack();
-    if (!active()) { // showing again: above the others
-        stack.removeAll(this);
-        stack.append(this);
-    }
-    // Only what is on a screen is kept: a zoomed pin can reach far beyond.
-    const QRect root = window & rootBounds();
-    const QRect previous = m_root;
-    m_root = window;
-    if (root == m_rect && active()) return;
-    const qint64 time = now();
-    memories().removeIf([time](const Memory& memory) { return memory.until < time; });
-
-    QImage next(root.size(), QImage::Format_RGB32);
-    next.fill(Qt::black);
-    QPainter painter(&next);
-    QRegion missing(root);
-    auto copy = [&](const QImage& image, const QRect& imageRect) {
-        const QRegion known = missing & imageRect;
-        for (const QRect& part : known)
-            painter.drawImage(part.topLeft() - root.topLeft(), image, part.translated(-imageRect.topLeft()));
-        missing -= known;
-    };
-    if (active()) {
-        copy(m_image, m_rect);
-        remember(m_image, m_rect, QRegion(m_rect) - QRegion(root));
-    }
-    for (const Backdrop* other : std::as_const(stack))
-        if (other != this && other->active()) copy(other->m_image, other->m_rect);
-    const auto& list = memories();
-    for (auto memory = list.crbegin(); memory != list.crend() && !missing.isEmpty(); ++memory)
-        copy(memory->image, memory->rect);
-    if (auto& backend = platform::services().screen)
-        for (const QRect& part : missing)
-            if (auto grabbed = backend->grabArea(part))
-                painter.drawImage(part.topLeft() - root.topLeft(), *grabbed);
-    painter.end();
-    m_image = std::move(next);
-    m_rect = root;
-    repaintOthersOver(previous | window);
+void Backdrop::track(const QRect& root) {
+    const QRect before = window();
+    DesktopSnapshot::track(root, rootBounds());
+    repaintOthersOver(before | root);
 }
 
 void Backdrop::release() {
     if (!active()) return;
-    remember(m_image, m_rect, QRegion(m_rect));
-    m_image = QImage();
-    repaintOthersOver(m_root);
-    m_rect = QRect();
-    m_root = QRect();
+    const QRect before = window();
+    DesktopSnapshot::release();
+    repaintOthersOver(before);
 }
 
 void Backdrop::raise() {
-    auto& stack = floatingStack();
-    stack.removeAll(this);
-    stack.append(this);
+    DesktopSnapshot::raise();
     m_window->update();
 }
 
 void Backdrop::changed() {
-    const auto& stack = floatingStack();
-    for (qsizetype i = stack.indexOf(this) + 1; i > 0 && i < stack.size(); ++i)
-        if (stack[i]->active() && stack[i]->m_root.intersects(m_root)) stack[i]->m_window->update();
+    const auto& all = stack();
+    for (qsizetype i = all.indexOf(this) + 1; i > 0 && i < all.size(); ++i)
+        if (auto* above = dynamic_cast<Backdrop*>(all[i]);
+            above && above->active() && above->window().intersects(window()))
+            above->m_window->update();
 }
 
 void Backdrop::repaintOthersOver(const QRect& root) const {
-    for (const Backdrop* other : std::as_const(floatingStack()))
-        if (other != this && other->active() && other->m_root.intersects(root)) other->m_window->update();
+    for (DesktopSnapshot* snapshot : stack())
+        if (auto* other = dynamic_cast<Backdrop*>(snapshot);
+            other && other != this && other->active() && other->window().intersects(root))
+            other->m_window->update();
 }
 
 void Backdrop::paint(QPainter& painter, double ratio) const {
     if (!active()) return;
     painter.drawImage(
-        QRectF(QPointF(m_rect.topLeft() - m_root.topLeft()) / ratio, QSizeF(m_image.size()) / ratio), m_image,
-        QRectF(m_image.rect()));
+        QRectF(QPointF(imageRect().topLeft() - window().topLeft()) / ratio, QSizeF(image().size()) / ratio),
+        image(), QRectF(image().rect()));
     // The floating windows below, as they look now.
-    for (const Backdrop* other : std::as_const(floatingStack())) {
-        if (other == this) break;
-        if (!other->active() || !other->m_window->isVisible() || !other->m_root.intersects(m_root)) continue;
-        const QPoint offset = other->m_window->geometry().topLeft() - m_window->geometry().topLeft();
-        QRegion source =
-            other->m_window->mask().isEmpty() ? QRegion(other->m_window->rect()) : other->m_window->mask();
-        source &= QRegion(m_window->rect().translated(-offset));
-        if (source.isEmpty()) continue;
+    for (DesktopSnapshot* snapshot : stack()) {
+        if (snapshot == this) break;
+        auto* other = dynamic_cast<Backdrop*>(snapshot);
+        if (!other || !other->active() || !other->m_window->isVisible() ||
+            !other->window().intersects(window()))
+            continue;
+        QWidget* below = other->m_window;
+        const QPoint offset = below->geometry().topLeft() - m_window->geometry().topLeft();
+        QRegion shape = below->mask().isEmpty() ? QRegion(below->rect()) : below->mask();
+        shape &= QRegion(m_window->rect().translated(-offset));
+        if (shape.isEmpty()) continue;
+        // Through a pixmap: render() straight into this painter misplaces the region on HiDPI screens.
+        const QRect part = shape.boundingRect();
+        const QPixmap pixels = below->grab(part);
         painter.save();
-        // render() puts the top-left corner of the region at the offset it is given.
-        other->m_window->render(&painter, offset + source.boundingRect().topLeft(), source,
-                                QWidget::DrawChildren);
+        painter.setClipRegion(shape.translated(offset));
+        painter.drawPixmap(offset + part.topLeft(), pixels);
         painter.restore();
     }
 }
 
 QImage Backdrop::composed(double ratio) const {
-    QImage image((QSizeF(m_root.size())).toSize(), QImage::Format_ARGB32_Premultiplied);
+    QImage image(window().size(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::black);
     image.setDevicePixelRatio(ratio);
     QPainter painter(&image);
@@ -261,19 +192,10 @@ void paintShadow(QPainter& painter, const QRectF& rect, const ShadowStyle& style
     const double sy[] = {0, double(tile.reach.top() + tile.corner),
                          double(image.height() - tile.reach.bottom() - tile.corner), double(image.height())};
     const QRectF outer = rect.marginsAdded(shadowReach(style));
-    auto targets = [ratio](double start, double end, const double* source) {
-        double first = source[1] / ratio;
-        double last = (source[3] - source[2]) / ratio;
-        const double available = end - start;
-        if (first + last > available) { // smaller than the tile: shrink the outer parts
-            const double shrink = available / (first + last);
-            first *= shrink;
-            last *= shrink;
-        }
-        return std::array<double, 4>{start, start + first, end - last, end};
-    };
-    const auto tx = targets(outer.left(), outer.right(), sx);
-    const auto ty = targets(outer.top(), outer.bottom(), sy);
+    const auto tx =
+        FloatingLayout::slices(outer.left(), outer.right(), sx[1] / ratio, (sx[3] - sx[2]) / ratio);
+    const auto ty =
+        FloatingLayout::slices(outer.top(), outer.bottom(), sy[1] / ratio, (sy[3] - sy[2]) / ratio);
     painter.save();
     painter.setOpacity(painter.opacity() * opacity);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/DesktopSnapshot.h"
 #include "platform/ScreenBackend.h"
 
 #include <QColor>
@@ -19,9 +20,9 @@ class QWidget;
 // where a display is on the Qt side, and a look of depth without a compositing manager.
 //
 // Without a compositor a window's transparent pixels come out black, so these windows are
-// opaque: each paints a snapshot of the desktop behind it, and draws its shadows and
-// rounded edges over that snapshot. A shape mask trims what lies well outside the
-// rounded outline, so the live desktop shows there.
+// opaque: each paints what is behind it (a Backdrop), and draws its shadows and rounded
+// edges over that. A shape mask trims what lies well outside the rounded outline, so the
+// live desktop shows there.
 namespace ui::chrome {
 
 inline constexpr QColor accent{0x3B, 0x82, 0xF6};
@@ -39,22 +40,14 @@ QRectF logicalRect(const QScreen* screen, const QRect& root);
 
 // What shows behind one floating window: the desktop, and this program's floating windows
 // that are below it, drawn live so that they never look stale under its shadow.
-//
-// `track` is called with the window's next rectangle (root pixels) before the window goes
-// there. Desktop pixels the window does not cover yet are grabbed from the screen; those it
-// covers already come from its previous snapshot, and those under another floating window
-// from that window's snapshot. Places a window has just left may still show its pixels until
-// the programs below repaint, so they are remembered for a moment and used in place of the
-// screen. Floating windows stack in the order they were shown or raised.
-class Backdrop {
+class Backdrop : public DesktopSnapshot {
 public:
     explicit Backdrop(QWidget* window);
-    Backdrop(const Backdrop&) = delete;
-    Backdrop& operator=(const Backdrop&) = delete;
-    ~Backdrop();
+    ~Backdrop() override;
 
+    // Before the window moves to `root` (root pixels) or is shown there.
     void track(const QRect& root);
-    // The window is hidden: its snapshot becomes a memory of the place.
+    // The window is hidden.
     void release();
     // The window went above the other floating windows.
     void raise();
@@ -67,13 +60,9 @@ public:
     QImage composed(double ratio) const;
 
 private:
-    bool active() const { return !m_image.isNull(); }
     void repaintOthersOver(const QRect& root) const;
 
     QWidget* m_window;
-    QImage m_image; // the desktop only
-    QRect m_rect;   // root pixels held in m_image: the part of the window on a screen
-    QRect m_root;   // root pixels of the whole window
 };
 
 // A soft shadow under a rounded rectangle.

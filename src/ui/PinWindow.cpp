@@ -24,7 +24,7 @@ namespace ui {
 
 namespace {
 
-const chrome::ShadowStyle shadowStyle{6, 3, 0.45, 2};
+const chrome::ShadowStyle shadowStyle{6, 3, 0.5, 2};
 constexpr int zoomPillMilliseconds = 900;
 
 // The border sits outside the image and the shadow outside the border.
@@ -79,16 +79,11 @@ PinWindow::PinWindow(const QImage& image, double scale)
 
 void PinWindow::place(const QRectF& imageRect) {
     m_globalImage = imageRect;
-    const QRectF outer = imageRect.marginsAdded(frameMargins());
-    const QPoint topLeft(static_cast<int>(std::floor(outer.left())),
-                         static_cast<int>(std::floor(outer.top())));
-    const QRect window(topLeft, QPoint(static_cast<int>(std::ceil(outer.right())) - 1,
-                                       static_cast<int>(std::ceil(outer.bottom())) - 1));
-    // The image keeps its fraction of a point, so on a HiDPI screen it can sit on any pixel.
-    m_imageRect = imageRect.translated(-QPointF(topLeft));
-    m_behind.track(chrome::rootRect(screen(), window));
-    const bool resized = window.size() != size();
-    setGeometry(window);
+    const auto frame = FloatingLayout::pin::frame(imageRect, frameMargins());
+    m_imageRect = frame.image;
+    m_behind.track(chrome::rootRect(screen(), frame.window));
+    const bool resized = frame.window.size() != size();
+    setGeometry(frame.window);
     if (resized) {
         QPainterPath outline;
         const double corner = frameMargins().left();
@@ -130,9 +125,7 @@ void PinWindow::paintEvent(QPaintEvent*) {
     // At 100 % the pixels go to the screen one for one; zoomed out they are reduced once
     // and kept; zoomed in they are enlarged as they are, without smoothing, to be looked at.
     const QSize devicePixels = (m_imageRect.size() * ratio).toSize();
-    if (devicePixels == m_image.size()) {
-        painter.drawImage(m_imageRect, m_image, QRectF(m_image.rect()));
-    } else if (devicePixels.width() < m_image.width()) {
+    if (devicePixels.width() < m_image.width()) {
         if (m_reduced.size() != devicePixels)
             m_reduced = m_image.scaled(devicePixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         painter.drawImage(m_imageRect, m_reduced, QRectF(m_reduced.rect()));

@@ -21,7 +21,7 @@ class QuickAccessCard : public QWidget {
     Q_OBJECT
 public:
     static constexpr double overhang = 10;
-    static constexpr chrome::ShadowStyle shadowStyle{5, 3, 0.5, 10};
+    static constexpr chrome::ShadowStyle shadowStyle{6, 3, 0.55, 10};
 
     QuickAccessCard(const QString& file, const QImage& image, bool canEdit, QWidget* parent);
 

@@ -50,7 +50,10 @@ QScreen* screenUnderPointer() {
 
 QuickAccessOverlay* overlayFor(QScreen* screen) {
     auto& overlays = state().overlays;
-    overlays.removeIf([](const auto& entry) { return !entry.first || !entry.second; });
+    overlays.removeIf([](const auto& entry) {
+        if (!entry.first && entry.second) entry.second->deleteLater(); // its display is gone
+        return !entry.first || !entry.second;
+    });
     for (const auto& [s, overlay] : std::as_const(overlays))
         if (s == screen) return overlay;
     auto* overlay = new QuickAccessOverlay(screen);
@@ -99,7 +102,7 @@ void pin(QuickAccessCard* card) {
     PinWindow* pinned = PinWindow::show(card->image(), scale, area);
     const QSizeF points = QSizeF(card->image().size()) / scale;
     const QSizeF room = QSizeF(area.size()) / scale * 0.7;
-    pinned->zoomTo(std::min({1.0, room.width() / points.width(), room.height() / points.height()}));
+    pinned->zoomTo(FloatingLayout::pin::fitting(points, room));
 }
 
 } // namespace

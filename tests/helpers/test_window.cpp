@@ -109,8 +109,12 @@ int main(int argc, char** argv) {
     window.setWindowTitle(parser.value(title));
     if (parser.isSet(above)) window.setWindowFlag(Qt::WindowStaysOnTopHint);
     if (parser.isSet(below)) window.setWindowFlag(Qt::WindowStaysOnBottomHint);
-    // Qt writes _NET_WM_WINDOW_TYPE from this when it creates the X window.
-    if (windowType == QLatin1String("desktop")) window.setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
+    if (windowType == QLatin1String("desktop")) {
+        // Qt 6 writes _NET_WM_WINDOW_TYPE for this attribute only onto an X window that
+        // exists already: create it (unmapped) first.
+        window.winId();
+        window.setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
+    }
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
     window.show();

@@ -20,6 +20,11 @@ TEST(FloatingLayoutTest, RootPixelsAndScreenCoordinates) {
     EXPECT_EQ(keptInside(QRectF(900, 700, 200, 200), area), QRectF(800, 600, 200, 200));
     EXPECT_EQ(keptInside(QRectF(-50, -10, 200, 200), area), QRectF(0, 0, 200, 200));
     EXPECT_EQ(keptInside(QRectF(100, 100, 1200, 900), area).topLeft(), QPointF(0, 0));
+
+    // Nine-part stretching: outer parts keep their size, or shrink evenly when there is no room.
+    EXPECT_EQ(slices(10, 110, 20, 30), (std::array<double, 4>{10, 30, 80, 110}));
+    EXPECT_EQ(slices(0, 25, 20, 30), (std::array<double, 4>{0, 10, 10, 25}));
+    EXPECT_EQ(slices(0, 0, 0, 0), (std::array<double, 4>{0, 0, 0, 0}));
 }
 
 TEST(FloatingLayoutTest, CardSizesFollowThePreferenceAndKeepButtonsUsable) {
@@ -44,12 +49,14 @@ TEST(FloatingLayoutTest, CardSizesFollowThePreferenceAndKeepButtonsUsable) {
             EXPECT_TRUE(QRectF(QPointF(), card).adjusted(7.9, 7.9, -7.9, -7.9).contains(rect)) << rect.x();
         EXPECT_EQ(rects[0].top() == rects[3].top(), card.width() == 320);
     }
-    // Three on a medium card: two, then one centred under them.
-    const auto three = card::buttonRects(QSizeF(240, 135), 3);
+    // Three: one row on a medium card; on a narrow one two, then one centred under them.
+    EXPECT_EQ(card::buttonRects(QSizeF(240, 135), 3)[2].top(),
+              card::buttonRects(QSizeF(240, 135), 3)[0].top());
+    const auto three = card::buttonRects(QSizeF(160, 120), 3);
     EXPECT_EQ(three[0].top(), three[1].top());
     EXPECT_GT(three[2].top(), three[0].top());
-    EXPECT_DOUBLE_EQ(three[2].center().x(), 120);
-    EXPECT_DOUBLE_EQ((three[0].top() + three[2].bottom()) / 2, 135 / 2.0);
+    EXPECT_DOUBLE_EQ(three[2].center().x(), 80);
+    EXPECT_DOUBLE_EQ((three[0].top() + three[2].bottom()) / 2, 60);
 }
 
 TEST(FloatingLayoutTest, CardsStackUpFromTheCornerOfTheirDisplay) {
@@ -135,6 +142,17 @@ TEST(FloatingLayoutTest, PinZoomPlacementAndAnchor) {
     placed = pin::place(QSizeF(3840, 2080), QRectF(0, 0, 1920, 1080), screen);
     EXPECT_EQ(placed.zoom, 0.5);
     EXPECT_EQ(placed.rect, screen);
+
+    EXPECT_EQ(pin::fitting(QSizeF(400, 300), QSizeF(800, 600)), 1.0);
+    EXPECT_EQ(pin::fitting(QSizeF(1600, 300), QSizeF(800, 600)), 0.5);
+    EXPECT_EQ(pin::fitting(QSizeF(100000, 10), QSizeF(800, 600)), pin::minZoom);
+
+    // The window sits on whole points around the frame; the image keeps its half point.
+    const auto frame = pin::frame(QRectF(100.5, 50, 300, 200.5), QMarginsF(15, 12, 15, 18));
+    EXPECT_EQ(frame.window, QRect(85, 38, 331, 231));
+    EXPECT_EQ(frame.image, QRectF(15.5, 12, 300, 200.5));
+    EXPECT_TRUE(QRectF(frame.window.translated(-frame.window.topLeft()))
+                    .contains(frame.image.marginsAdded(QMarginsF(15, 12, 15, 18))));
 }
 
 } // namespace
