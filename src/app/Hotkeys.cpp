@@ -22,12 +22,9 @@ QList<Binding> captureBindings(const std::function<void(const QString& flow)>& r
                        [run, flow = QString::fromLatin1(name)] { run(flow); }};
     };
     return {
-        bind("area", "Print"),
-        bind("fullscreen", "Shift+Print"),
-        bind("window", "Ctrl+Print"),
-        bind("allInOne", "Alt+Print"),
-        bind("previous", ""),
-        bind("text", ""),
+        bind("area", "Print"),        bind("fullscreen", "Shift+Print"),
+        bind("window", "Ctrl+Print"), bind("allInOne", "Alt+Print"),
+        bind("previous", ""),         bind("text", ""),
         bind("timedFullscreen", ""),
     };
 }

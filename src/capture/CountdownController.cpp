@@ -4,7 +4,6 @@
 
 #include <QKeySequence>
 
-
 CountdownController::CountdownController(CaptureSurfaces& surfaces, std::chrono::milliseconds second)
     : m_surfaces(surfaces) {
     m_timer.setInterval(second / stepsPerSecond);

@@ -75,7 +75,8 @@ bool AppSession::waitForLog(const std::string& text, std::chrono::milliseconds t
 }
 
 int AppSession::windowCount(const std::string& title) {
-    const ProcessOutput out = m_server.run("xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$"});
+    const ProcessOutput out =
+        m_server.run("xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$"});
     return static_cast<int>(std::count(out.out.begin(), out.out.end(), '\n'));
 }
 

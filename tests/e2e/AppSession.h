@@ -34,7 +34,8 @@ public:
 
     // What the application said (its toasts go to stderr too).
     std::string log() const;
-    bool waitForLog(const std::string& text, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+    bool waitForLog(const std::string& text,
+                    std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
     // Visible windows whose title is exactly `title`.
     int windowCount(const std::string& title);

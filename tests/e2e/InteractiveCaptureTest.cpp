@@ -32,7 +32,8 @@ protected:
 
     void drag(AppSession& app, QPoint from, QPoint to) {
         app.xdotool({"mousemove", std::to_string(from.x()), std::to_string(from.y()), "mousedown", "1"});
-        app.xdotool({"mousemove", std::to_string((from.x() + to.x()) / 2), std::to_string((from.y() + to.y()) / 2)});
+        app.xdotool(
+            {"mousemove", std::to_string((from.x() + to.x()) / 2), std::to_string((from.y() + to.y()) / 2)});
         app.xdotool({"mousemove", std::to_string(to.x()), std::to_string(to.y()), "mouseup", "1"});
     }
 
@@ -44,9 +45,9 @@ TEST_F(InteractiveCaptureTest, URLWithACompleteRectangleSavesExactlyThosePixels)
     const QRect client = clientRect(*server, window.id);
     auto app = startApp();
 
-    const ProcessOutput sent = app->open("pictavia://capture-area?x=" + std::to_string(client.x()) +
-                                         "&y=" + std::to_string(client.y()) + "&width=" +
-                                         std::to_string(client.width()) + "&height=" + std::to_string(client.height()));
+    const ProcessOutput sent = app->open(
+        "pictavia://capture-area?x=" + std::to_string(client.x()) + "&y=" + std::to_string(client.y()) +
+        "&width=" + std::to_string(client.width()) + "&height=" + std::to_string(client.height()));
     EXPECT_EQ(sent.exitCode, 0) << sent.err;
     ASSERT_TRUE(app->waitForCaptures(1)) << app->log();
     const QImage image = app->capture(0);
@@ -116,9 +117,10 @@ TEST_F(InteractiveCaptureTest, AllInOneOverlayWithLoupeAndActionBar) {
 }
 
 TEST_F(InteractiveCaptureTest, WindowPickerCapturesTheWindowClicked) {
-    const TestWindow window =
-        openTestWindow(*server, {.title = "Quarterly report", .pattern = "quadrants", .position = QPoint(400, 250),
-                                 .windowClass = "Ledger"});
+    const TestWindow window = openTestWindow(*server, {.title = "Quarterly report",
+                                                       .pattern = "quadrants",
+                                                       .position = QPoint(400, 250),
+                                                       .windowClass = "Ledger"});
     const QRect client = clientRect(*server, window.id);
     auto app = startApp("showQuickAccess = false\nwindowShadow = false\n");
 
