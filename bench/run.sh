@@ -9,5 +9,9 @@ echo "== Full-screen capture to PNG, against other screenshot tools =="
 bash "$here/capture.sh" "$build"
 
 echo
+echo "== Interactive capture: hotkey or command to overlay, URL to file =="
+bash "$here/interactive.sh" "$build"
+
+echo
 echo "== PNG encoding of one frame =="
 "$build/bench/png_encode_bench" --benchmark_min_time=0.5

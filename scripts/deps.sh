@@ -16,6 +16,8 @@ packages=(
   zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
+  # pictavia:// URLs opened through the desktop's handler registry
+  desktop-file-utils xdg-utils
   # style checks
   clang-format clang-tidy
   # fuzzing with libFuzzer

@@ -13,4 +13,8 @@ void show(const QString& text, double seconds) {
         std::fprintf(stderr, "%s\n", qPrintable(text));
 }
 
+void dismiss() {
+    if (auto& presenter = platform::services().toasts) presenter->dismiss();
+}
+
 } // namespace Toast

@@ -8,5 +8,6 @@ namespace Toast {
 inline constexpr double defaultSeconds = 2.2;
 
 void show(const QString& text, double seconds = defaultSeconds);
+void dismiss();
 
 } // namespace Toast

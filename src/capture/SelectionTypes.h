@@ -24,12 +24,12 @@ struct SelectionTarget {
 
 // How an area selection starts.
 struct SelectionParameters {
-    QString hint;               // shown at the top of the overlay; empty for none
-    bool freeze = true;         // show (and crop from) a still image of each display
-    bool showActions = false;   // the action bar under the selection (all-in-one)
-    bool adjustable = false;    // the selection stays up for adjusting; Enter confirms
-    bool allowWindowSwitch = false; // W switches to the window picker
-    bool showMagnifier = true;  // the loupe near the pointer while selecting
+    QString hint;                                // shown at the top of the overlay; empty for none
+    bool freeze = true;                          // show (and crop from) a still image of each display
+    bool showActions = false;                    // the action bar under the selection (all-in-one)
+    bool adjustable = false;                     // the selection stays up for adjusting; Enter confirms
+    bool allowWindowSwitch = false;              // W switches to the window picker
+    bool showMagnifier = true;                   // the loupe near the pointer while selecting
     std::optional<Prefs::Area> initialSelection; // shown selected from the start
     QList<SelectionAction> actions;              // offered on the action bar, in order
 };
@@ -81,7 +81,8 @@ public:
 class CaptureSurfaces {
 public:
     virtual ~CaptureSurfaces() = default;
-    virtual std::unique_ptr<AreaSelectionController> makeAreaSelection(const SelectionParameters& parameters) = 0;
+    virtual std::unique_ptr<AreaSelectionController>
+    makeAreaSelection(const SelectionParameters& parameters) = 0;
     virtual std::unique_ptr<WindowPickerController> makeWindowPicker() = 0;
     virtual std::unique_ptr<CountdownPanel> makeCountdownPanel() = 0;
     // Floats the image above all windows near a rectangle given in root-window pixels.

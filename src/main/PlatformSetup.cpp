@@ -17,10 +17,14 @@ Result<bool> install(Presentation presentation) {
     platform::Services services;
     services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
     services.sound = std::make_unique<platform::sound::CanberraSound>();
-    // This process ends right after its capture, so another process keeps the clipboard.
-    services.clipboard = std::make_unique<platform::qt::DetachedClipboard>(
-        QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget());
-    if (presentation == Presentation::Windows) {
+    if (presentation == Presentation::Resident) {
+        services.clipboard = std::make_unique<platform::qt::QtClipboard>();
+    } else {
+        // This process ends right after its capture, so another process keeps the clipboard.
+        services.clipboard = std::make_unique<platform::qt::DetachedClipboard>(
+            QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget());
+    }
+    if (presentation != Presentation::Terminal) {
         services.toasts = std::make_unique<ui::WindowToasts>();
         services.namePrompt = std::make_unique<ui::DialogNamePrompt>();
     } else {

@@ -8,6 +8,7 @@ namespace PlatformSetup {
 enum class Presentation {
     Terminal, // messages on stderr, names asked on the terminal
     Windows,  // toast windows and dialogs (shown once a QApplication runs)
+    Resident, // as Windows, for the application that keeps running and owns the clipboard
 };
 
 // Connects to the display and installs the codecs, clipboard, sound and presenters.

@@ -1,40 +1,43 @@
 // pictavia: the desktop application and its command line.
 
-#include "app/Prefs.h"
-#include "app/Usage.h"
-#include "capture/PostCaptureAction.h"
-#include "capture/StillCapture.h"
 #include "main/CaptureCommand.h"
 #include "main/CommandLine.h"
+#include "main/DesktopApp.h"
 #include "main/ListCommand.h"
-#include "main/PlatformSetup.h"
 #include "platform/qt/QtClipboard.h"
 
-#include <QApplication>
 #include <QCoreApplication>
 #include <QGuiApplication>
-#include <QTimer>
-#include <QWidget>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 namespace {
 
 const char* const usageText = R"(Usage: pictavia [COMMAND] [options]
+       pictavia [--background] [pictavia://COMMAND?ITEMS ...]
 
 Screenshots of an area, a window or a whole display, named, saved, copied
 and kept in a searchable history.
+
+Without a command, Pictavia starts in the tray with its global hotkeys
+(Print: area, Shift+Print: full screen, Ctrl+Print: window, Alt+Print:
+all-in-one; change them under [Hotkeys] in ~/.config/pictavia/pictavia.conf).
+When it is already running, the arguments go to the running instance:
+  pictavia pictavia://capture-fullscreen
+  pictavia "pictavia://capture-area?x=0&y=0&width=640&height=480&copy"
+  --background   start without the greeting
+
+URL commands: capture-area (capture), capture-window (window),
+capture-fullscreen (fullscreen), capture-previous (previous), all-in-one,
+capture-text, scrolling-capture (scroll), open-file (open) ?path=,
+open-clipboard (clipboard), history, settings (preferences).
 
 Commands:
   capture fullscreen|area|window   take one capture (see "pictavia capture --help")
   displays                         list the displays and their numbers
   windows                          list the windows on screen and their numbers
   help                             show this help
-
-Without a command, Pictavia starts on the desktop and takes a capture of the
-display under the pointer.
 )";
 
 QStringList argumentsOf(int argc, char** argv) {
@@ -42,42 +45,6 @@ QStringList argumentsOf(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         list << QString::fromLocal8Bit(argv[i]);
     return list;
-}
-
-// Runs the event loop while any window (a toast, a dialog) is still showing.
-void waitForWindowsToClose() {
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [] {
-        const auto widgets = QApplication::topLevelWidgets();
-        if (std::none_of(widgets.begin(), widgets.end(), [](const QWidget* w) { return w->isVisible(); }))
-            QApplication::quit();
-    });
-    poll.start(100);
-    QApplication::exec();
-}
-
-// The desktop start: a capture of the display under the pointer, confirmed in a toast
-// window; the process ends when the toast has gone.
-int startOnDesktop(int argc, char** argv) {
-    // Connect first: Qt aborts when it cannot reach the display, without saying why.
-    Prefs::registerDefaults();
-    if (const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Windows); !installed) {
-        std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
-        return CommandLine::failed;
-    }
-    QApplication app(argc, argv);
-    Usage::count(QStringLiteral("capture.fullscreen"));
-    const auto result = StillCapture::fullscreen(std::nullopt);
-    if (!result) {
-        std::fprintf(stderr, "pictavia: Capture failed: %s\n", qPrintable(result.error().message));
-        return CommandLine::failed;
-    }
-    std::printf("%s\n", qPrintable(result->file()));
-    std::fflush(stdout);
-    waitForWindowsToClose();
-    PostCaptureAction::waitForAll();
-    Prefs::sync();
-    return CommandLine::ok;
 }
 
 } // namespace
@@ -90,7 +57,7 @@ int main(int argc, char** argv) {
         QGuiApplication app(argc, argv);
         return platform::qt::serveClipboard(arguments[1], arguments[2]);
     }
-    if (command.isEmpty()) return startOnDesktop(argc, argv);
+    if (DesktopApp::wants(arguments)) return DesktopApp::run(argc, argv, arguments);
     if (command == u"help" || command == u"--help" || command == u"-h") {
         std::fputs(usageText, stdout);
         return CommandLine::ok;

@@ -8,6 +8,8 @@
 #include <QScreen>
 #include <QTimer>
 
+#include <cstdio>
+
 namespace ui {
 
 namespace {
@@ -67,9 +69,15 @@ void ToastWindow::paintEvent(QPaintEvent*) {
 }
 
 void WindowToasts::show(const QString& text, double seconds) {
+    // Also on stderr, for the session's log and for scripts that started us.
+    std::fprintf(stderr, "pictavia: %s\n", qPrintable(text));
     if (m_current) m_current->close();
     m_current = new ToastWindow(text, seconds);
     m_current->show();
+}
+
+void WindowToasts::dismiss() {
+    if (m_current) m_current->close();
 }
 
 } // namespace ui

@@ -24,6 +24,7 @@ private:
 class WindowToasts : public platform::ToastPresenter {
 public:
     void show(const QString& text, double seconds) override;
+    void dismiss() override;
 
 private:
     QPointer<ToastWindow> m_current;

@@ -1,0 +1,141 @@
+#include "app/URLCommands.h"
+
+#include "app/Toast.h"
+#include "capture/CaptureCoordinator.h"
+
+#include <QFileInfo>
+#include <QUrlQuery>
+
+#include <cmath>
+#include <limits>
+
+namespace URLCommands {
+
+namespace {
+
+Destinations& destinations() {
+    static Destinations d;
+    return d;
+}
+
+void unavailable(const QString& what) {
+    Toast::show(what + QStringLiteral(" is not available in this version of Pictavia"));
+}
+
+void noRecording() {
+    Toast::show(QStringLiteral("No recording is running"));
+}
+
+std::optional<double> number(const QueryItems& items, const QString& name) {
+    bool ok = false;
+    const double value = items.value(name).toDouble(&ok);
+    if (!items.contains(name) || !ok || !std::isfinite(value)) return std::nullopt;
+    return value;
+}
+
+void openFile(const QueryItems& items) {
+    const QString path = items.value(QStringLiteral("path"));
+    if (path.isEmpty()) return Toast::show(QStringLiteral("No file to open"));
+    if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
+        return Toast::show(QStringLiteral("Pictavia cannot open that file"));
+    if (!destinations().openFile) return unavailable(QStringLiteral("The image editor"));
+    destinations().openFile(path);
+}
+
+void call(const std::function<void()>& destination, const QString& what) {
+    if (destination)
+        destination();
+    else
+        unavailable(what);
+}
+
+} // namespace
+
+void setDestinations(Destinations d) {
+    destinations() = std::move(d);
+}
+
+QString command(const QUrl& url) {
+    QString name = url.host();
+    if (name.isEmpty()) name = url.path().section(QLatin1Char('/'), 0, 0, QString::SectionSkipEmpty);
+    return name.toLower();
+}
+
+QueryItems queryItems(const QUrl& url) {
+    QueryItems items;
+    const auto pairs = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
+    for (const auto& [name, value] : pairs)
+        if (!items.contains(name)) items.insert(name, value);
+    return items;
+}
+
+bool flag(const QueryItems& items, const QString& name) {
+    if (!items.contains(name)) return false;
+    const QString value = items.value(name).toLower();
+    return value.isEmpty() || value == u"1" || value == u"true" || value == u"yes";
+}
+
+std::optional<QRectF> rect(const QueryItems& items) {
+    const auto x = number(items, QStringLiteral("x"));
+    const auto y = number(items, QStringLiteral("y"));
+    const auto width = number(items, QStringLiteral("width"));
+    const auto height = number(items, QStringLiteral("height"));
+    if (!x || !y || !width || !height) return std::nullopt;
+    return QRectF(*x, *y, *width, *height);
+}
+
+std::optional<uint32_t> displayID(const QueryItems& items) {
+    bool ok = false;
+    const qulonglong value = items.value(QStringLiteral("display")).toULongLong(&ok);
+    if (!ok || value > std::numeric_limits<uint32_t>::max()) return std::nullopt;
+    return static_cast<uint32_t>(value);
+}
+
+bool handle(const QUrl& url) {
+    if (url.scheme().compare(QStringLiteral("pictavia"), Qt::CaseInsensitive) != 0) return false;
+    const QString name = command(url);
+    const QueryItems items = queryItems(url);
+    CaptureCoordinator& coordinator = CaptureCoordinator::shared();
+    const auto is = [&name](std::initializer_list<const char*> forms) {
+        for (const char* form : forms)
+            if (name == QLatin1String(form)) return true;
+        return false;
+    };
+
+    if (is({"capture-area", "capture"})) {
+        if (const auto area = rect(items))
+            coordinator.captureRect(*area, displayID(items), flag(items, QStringLiteral("copy")));
+        else
+            coordinator.captureArea();
+    } else if (is({"capture-window", "window"})) {
+        coordinator.captureWindow();
+    } else if (is({"capture-fullscreen", "fullscreen"})) {
+        coordinator.captureFullscreen();
+    } else if (is({"capture-previous", "previous"})) {
+        coordinator.capturePreviousArea();
+    } else if (is({"all-in-one"})) {
+        coordinator.captureAllInOne();
+    } else if (is({"capture-text"})) {
+        coordinator.captureText();
+    } else if (is({"scrolling-capture", "scroll"})) {
+        coordinator.scrollingCapture();
+    } else if (is({"record"})) {
+        unavailable(QStringLiteral("Screen recording"));
+    } else if (is({"stop-recording", "stop", "pause-recording", "pause", "resume-recording", "resume",
+                   "cancel-recording"})) {
+        noRecording();
+    } else if (is({"open-clipboard", "clipboard"})) {
+        call(destinations().openClipboard, QStringLiteral("The image editor"));
+    } else if (is({"open-file", "open"})) {
+        openFile(items);
+    } else if (is({"history"})) {
+        call(destinations().showHistory, QStringLiteral("The history window"));
+    } else if (is({"settings", "preferences"})) {
+        call(destinations().showSettings, QStringLiteral("The settings window"));
+    } else {
+        Toast::show(QStringLiteral("Unknown pictavia:// command \"") + name + QLatin1Char('"'));
+    }
+    return true;
+}
+
+} // namespace URLCommands

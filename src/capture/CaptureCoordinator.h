@@ -1,0 +1,93 @@
+#pragma once
+
+#include "capture/CaptureContext.h"
+#include "capture/CountdownController.h"
+#include "capture/SelectionTypes.h"
+#include "common/Result.h"
+
+#include <QImage>
+#include <QObject>
+#include <QRectF>
+#include <QStringList>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+// The one place every capture starts from: the tray menu, hotkeys, URL commands and
+// agents all call it. It runs the overlays, the window picker and the countdown, one
+// at a time, grabs the pixels and hands them to the output pipeline. Main thread only.
+class CaptureCoordinator : public QObject {
+    Q_OBJECT
+public:
+    // The default instance, made on first use with the surfaces installed below.
+    static CaptureCoordinator& shared();
+    static void installSurfaces(std::shared_ptr<CaptureSurfaces> surfaces);
+
+    // `settle` is how long to wait after our own panels are hidden before grabbing the
+    // live screen, so the windows they covered have repainted.
+    explicit CaptureCoordinator(std::shared_ptr<CaptureSurfaces> surfaces,
+                                std::chrono::milliseconds countdownSecond = std::chrono::milliseconds(1000),
+                                std::chrono::milliseconds settle = std::chrono::milliseconds(150));
+    ~CaptureCoordinator() override;
+
+    void captureArea();
+    void captureAllInOne();
+    void captureWindow();
+    void captureFullscreen();
+    void capturePreviousArea();
+    void timedFullscreen(int seconds);
+    void timedArea(int seconds);
+    void captureText();
+    void scrollingCapture();
+    // A given rectangle in points relative to a display (the one with the number, else the
+    // one under the pointer), without any overlay: for URL commands and agents.
+    void captureRect(const QRectF& rect, std::optional<uint32_t> displayID, bool copyOnly);
+
+    // True from the start of a flow (an overlay, the picker, a countdown) to its end.
+    bool busy() const;
+
+    // Text and codes read from an image. Text recognition plugs in here.
+    struct RecognizedText {
+        QString text;
+        QStringList codes;
+    };
+    using TextReader = std::function<Result<RecognizedText>(const QImage& image)>;
+    void setTextReader(TextReader reader);
+
+    // The actions the all-in-one bar offers: those whose flows exist in this build.
+    QList<SelectionAction> availableActions() const;
+
+signals:
+    // A flow ended, whatever its outcome (tests and the start-up code wait on it).
+    void flowFinished();
+
+private:
+    struct Grab {
+        QImage image;
+        double scale = 1.0;
+    };
+
+    void beginFlow();
+    void endFlow();
+    void beginAreaSelection(const QString& hint, bool showActions,
+                            std::function<void(const SelectionOutcome&)> onComplete);
+    void handleSelection(const SelectionOutcome& outcome);
+    void handleAction(SelectionAction action, const QRectF& rect, const SelectionTarget& target);
+    void captureRect(const QRectF& rect, const SelectionTarget& target, bool copyOnly);
+    void readText(const QRectF& rect, const SelectionTarget& target);
+    void runCountdown(int seconds, const platform::DisplayInfo& display, std::function<void()> then);
+    Result<Grab> image(const QRectF& rect, const SelectionTarget& target) const;
+    template <typename T> void retire(std::unique_ptr<T>& slot);
+
+    std::shared_ptr<CaptureSurfaces> m_surfaces;
+    std::unique_ptr<AreaSelectionController> m_selection;
+    std::unique_ptr<WindowPickerController> m_windowPicker;
+    CountdownController m_countdown;
+    CaptureContext m_frontmostContext;
+    TextReader m_textReader;
+    std::chrono::milliseconds m_settle;
+    int m_openFlows = 0; // flows begun and not yet ended; the desktop is covered meanwhile
+};

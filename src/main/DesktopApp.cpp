@@ -1,0 +1,161 @@
+#include "main/DesktopApp.h"
+
+#include "app/AppPaths.h"
+#include "app/Hotkeys.h"
+#include "app/Prefs.h"
+#include "app/Toast.h"
+#include "app/URLCommands.h"
+#include "capture/CaptureCoordinator.h"
+#include "capture/HistoryManager.h"
+#include "capture/OutputPipeline.h"
+#include "capture/PostCaptureAction.h"
+#include "main/CommandLine.h"
+#include "main/InstanceChannel.h"
+#include "main/PlatformSetup.h"
+#include "platform/Platform.h"
+#include "platform/x11/X11DesktopCover.h"
+#include "platform/x11/X11GlobalHotkeys.h"
+#include "ui/AppIcon.h"
+#include "ui/DesktopSurfaces.h"
+#include "ui/QuickAccessOverlay.h"
+#include "ui/TrayIcon.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QDir>
+#include <QSocketNotifier>
+#include <QUrl>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace DesktopApp {
+
+namespace {
+
+bool isURL(const QString& argument) {
+    return argument.startsWith(QStringLiteral("pictavia:"), Qt::CaseInsensitive);
+}
+
+// SIGTERM and SIGINT end the event loop, so preferences and running scripts are settled.
+int signalPipe[2] = {-1, -1};
+void onSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] const auto n = ::write(signalPipe[1], &byte, 1);
+}
+void quitOnSignals(QApplication& app) {
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0) return;
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, &QApplication::quit);
+    std::signal(SIGTERM, onSignal);
+    std::signal(SIGINT, onSignal);
+}
+
+void runFlow(const QString& flow) {
+    CaptureCoordinator& c = CaptureCoordinator::shared();
+    if (flow == u"area")
+        c.captureArea();
+    else if (flow == u"fullscreen")
+        c.captureFullscreen();
+    else if (flow == u"window")
+        c.captureWindow();
+    else if (flow == u"allInOne")
+        c.captureAllInOne();
+    else if (flow == u"previous")
+        c.capturePreviousArea();
+    else if (flow == u"text")
+        c.captureText();
+    else if (flow == u"timedFullscreen")
+        c.timedFullscreen(5);
+}
+
+void installPlatformExtras() {
+    platform::Services extras;
+    if (auto hotkeys = platform::x11::connectHotkeys())
+        extras.hotkeys = std::move(hotkeys).value();
+    else
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(hotkeys.error().message));
+    extras.desktopCover = platform::x11::makeDesktopCover();
+    platform::install(std::move(extras));
+}
+
+// Until the main window exists: history and settings open in the desktop's own tools.
+void installDestinations() {
+    URLCommands::Destinations d;
+    d.showHistory = [] {
+        QDir().mkpath(HistoryManager::directory());
+        QDesktopServices::openUrl(QUrl::fromLocalFile(HistoryManager::directory()));
+    };
+    d.showSettings = [] {
+        Prefs::sync();
+        QDesktopServices::openUrl(QUrl::fromLocalFile(Prefs::filePath()));
+    };
+    URLCommands::setDestinations(std::move(d));
+}
+
+void handle(const QStringList& arguments, bool firstStart) {
+    bool background = false;
+    for (const QString& argument : arguments) {
+        if (argument == u"--background")
+            background = true;
+        else if (isURL(argument))
+            URLCommands::handle(QUrl(argument));
+    }
+    if (arguments.isEmpty() && !background)
+        Toast::show(firstStart ? QStringLiteral("Pictavia is running. Press Print to capture an area")
+                               : QStringLiteral("Pictavia is already running"));
+}
+
+} // namespace
+
+bool wants(const QStringList& arguments) {
+    return arguments.isEmpty() || arguments.first() == u"--background" || isURL(arguments.first());
+}
+
+int run(int argc, char** argv, const QStringList& arguments) {
+    if (InstanceChannel::forward(arguments)) return CommandLine::ok;
+
+    Prefs::registerDefaults();
+    // Connect first: Qt aborts when it cannot reach the display, without saying why.
+    if (const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Resident); !installed) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
+        return CommandLine::failed;
+    }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Pictavia"));
+    QApplication::setDesktopFileName(QStringLiteral("pictavia"));
+    QApplication::setWindowIcon(ui::appIcon());
+    QApplication::setQuitOnLastWindowClosed(false);
+    quitOnSignals(app);
+
+    InstanceChannel::Server server;
+    if (const auto listening = server.listen(); !listening)
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(listening.error().message));
+    QObject::connect(&server, &InstanceChannel::Server::received, &app,
+                     [](const QStringList& arguments) { handle(arguments, false); });
+
+    installPlatformExtras();
+    installDestinations();
+    CaptureCoordinator::installSurfaces(std::make_shared<ui::DesktopSurfaces>());
+    OutputPipeline::Hooks hooks;
+    hooks.showQuickAccess = [](const QString& file, const QImage& image) {
+        ui::QuickAccess::show(file, image);
+    };
+    OutputPipeline::setHooks(std::move(hooks));
+
+    ui::TrayIcon tray;
+    QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);
+    const QStringList failures = Hotkeys::bindAll(Hotkeys::captureBindings(runFlow));
+    handle(arguments, true);
+    if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
+    const int code = QApplication::exec();
+    PostCaptureAction::waitForAll();
+    Prefs::sync();
+    // Windows, the clipboard and the X connection go with the process.
+    std::fflush(nullptr);
+    std::_Exit(code);
+}
+
+} // namespace DesktopApp

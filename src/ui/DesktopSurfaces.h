@@ -1,0 +1,17 @@
+#pragma once
+
+#include "capture/SelectionTypes.h"
+
+namespace ui {
+
+// The capture flows' windows on the desktop: overlays, picker, countdown and pins.
+class DesktopSurfaces : public CaptureSurfaces {
+public:
+    std::unique_ptr<AreaSelectionController>
+    makeAreaSelection(const SelectionParameters& parameters) override;
+    std::unique_ptr<WindowPickerController> makeWindowPicker() override;
+    std::unique_ptr<CountdownPanel> makeCountdownPanel() override;
+    void pin(const QImage& image, double scale, const QRect& nearRootRect) override;
+};
+
+} // namespace ui

@@ -1,0 +1,115 @@
+#include "ui/TrayIcon.h"
+
+#include "app/AppPaths.h"
+#include "app/Hotkeys.h"
+#include "app/Prefs.h"
+#include "app/URLCommands.h"
+#include "capture/CaptureCoordinator.h"
+#include "capture/HistoryManager.h"
+#include "ui/AppIcon.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QUrl>
+
+namespace ui {
+
+namespace {
+
+CaptureCoordinator& coordinator() {
+    return CaptureCoordinator::shared();
+}
+
+// The keys of a capture flow's hotkey, for the hint beside its menu entry.
+QKeySequence hotkeyOf(const QString& flow) {
+    for (const auto& binding : Hotkeys::captureBindings([](const QString&) {}))
+        if (binding.name == flow) return QKeySequence(Hotkeys::keysOf(binding), QKeySequence::PortableText);
+    return {};
+}
+
+bool section(const char* name) {
+    return Prefs::flag(QStringLiteral("menuBar.show.") + QLatin1String(name));
+}
+
+void openFolder(const QString& path) {
+    QDir().mkpath(path);
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+} // namespace
+
+TrayIcon::TrayIcon() {
+    m_icon.setIcon(appIcon());
+    m_icon.setToolTip(QStringLiteral("Pictavia"));
+    m_icon.setContextMenu(&m_menu);
+    connect(&m_menu, &QMenu::aboutToShow, this, &TrayIcon::rebuild);
+    connect(&m_icon, &QSystemTrayIcon::activated, this, &TrayIcon::activated);
+    rebuild();
+    refresh();
+}
+
+void TrayIcon::refresh() {
+    m_icon.setVisible(Prefs::flag(QStringLiteral("menuBarShowIcon")));
+}
+
+void TrayIcon::activated(QSystemTrayIcon::ActivationReason reason) {
+    if (reason != QSystemTrayIcon::Trigger) return;
+    // "menu" opens the menu; any other value names the URL command a click runs.
+    const QString click = Prefs::text(QStringLiteral("menuBarClick"));
+    if (click.isEmpty() || click == u"menu")
+        m_menu.popup(QCursor::pos());
+    else
+        URLCommands::handle(QUrl(QStringLiteral("pictavia://") + click));
+}
+
+void TrayIcon::rebuild() {
+    m_menu.clear();
+    const bool hints = Prefs::flag(QStringLiteral("menuBarShortcutHints"));
+    const auto add = [&](QMenu* menu, const QString& text, const QString& flow, auto slot) {
+        QAction* action = menu->addAction(text, this, slot);
+        if (hints && !flow.isEmpty()) {
+            action->setShortcut(hotkeyOf(flow));
+            action->setShortcutVisibleInContextMenu(true);
+        }
+        return action;
+    };
+
+    add(&m_menu, tr("Capture Area"), QStringLiteral("area"), [] { coordinator().captureArea(); });
+    add(&m_menu, tr("Capture Full Screen"), QStringLiteral("fullscreen"),
+        [] { coordinator().captureFullscreen(); });
+    add(&m_menu, tr("Capture Window"), QStringLiteral("window"), [] { coordinator().captureWindow(); });
+    add(&m_menu, tr("Capture Previous Area"), QStringLiteral("previous"),
+        [] { coordinator().capturePreviousArea(); });
+    add(&m_menu, tr("All-in-One"), QStringLiteral("allInOne"), [] { coordinator().captureAllInOne(); });
+    if (coordinator().availableActions().contains(SelectionAction::ocr))
+        add(&m_menu, tr("Capture Text"), QStringLiteral("text"), [] { coordinator().captureText(); });
+    QMenu* timed = m_menu.addMenu(tr("Timed Capture"));
+    for (int seconds : {3, 5, 10})
+        add(timed, tr("Full Screen in %1 s").arg(seconds), {},
+            [seconds] { coordinator().timedFullscreen(seconds); });
+    timed->addSeparator();
+    for (int seconds : {3, 5, 10})
+        add(timed, tr("Area, %1 s After Selecting").arg(seconds), {},
+            [seconds] { coordinator().timedArea(seconds); });
+
+    if (section("desktop")) {
+        m_menu.addSeparator();
+        QAction* hide = m_menu.addAction(tr("Hide Desktop Icons While Capturing"));
+        hide->setCheckable(true);
+        hide->setChecked(Prefs::flag(QStringLiteral("hideDesktopWidgets")));
+        connect(hide, &QAction::toggled, this,
+                [](bool on) { Prefs::setValue(QStringLiteral("hideDesktopWidgets"), on); });
+    }
+    if (section("files")) {
+        m_menu.addSeparator();
+        m_menu.addAction(tr("Open History"), this,
+                         [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://history"))); });
+        m_menu.addAction(tr("Open Save Folder"), this, [] { openFolder(Prefs::saveDirectory()); });
+    }
+    m_menu.addSeparator();
+    m_menu.addAction(tr("Settings…"), this,
+                     [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://settings"))); });
+    m_menu.addAction(tr("Quit Pictavia"), this, &TrayIcon::quitRequested);
+}
+
+} // namespace ui

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QMenu>
+#include <QObject>
+#include <QSystemTrayIcon>
+
+namespace ui {
+
+// The icon in the desktop's tray and its menu. The menu is rebuilt each time it opens,
+// so it follows the menu preferences as they are now.
+class TrayIcon : public QObject {
+    Q_OBJECT
+public:
+    TrayIcon();
+    // Shows or hides the icon as "menuBarShowIcon" says.
+    void refresh();
+
+signals:
+    void quitRequested();
+
+private:
+    void rebuild();
+    void activated(QSystemTrayIcon::ActivationReason reason);
+
+    QSystemTrayIcon m_icon;
+    QMenu m_menu;
+};
+
+} // namespace ui
