@@ -95,6 +95,35 @@ TEST_F(InteractiveCaptureTest, OverlayDragSelectsEscapeCancelsAndPreviousRepeats
     EXPECT_EQ(app->captures().size(), 2);
 }
 
+TEST(InteractiveCaptureLayoutTest, TwoMonitorsAtTwiceTheScale) {
+    auto server = XServer::start({.width = 2560, .height = 800, .windowManager = true});
+    ASSERT_EQ(server->run("xrandr", {"--setmonitor", "left", "1280/338x800/212+0+0", "screen"}).exitCode, 0);
+    ASSERT_EQ(server->run("xrandr", {"--setmonitor", "right", "1280/338x800/212+1280+0", "none"}).exitCode,
+              0);
+    ASSERT_EQ(server->run("xrdb", {"-merge"}, {.input = "Xft.dpi: 192\n"}).exitCode, 0);
+    openTestWindow(*server, {.pattern = "quadrants", .position = QPoint(1500, 200)});
+    AppSession app(*server, "showQuickAccess = false\n");
+
+    app.open("pictavia://capture-area");
+    ASSERT_TRUE(app.waitForWindows(selection, 2)) << app.log(); // one overlay per display
+    app.xdotool({"mousemove", "1400", "150", "mousedown", "1"});
+    app.xdotool({"mousemove", "1500", "250"});
+    app.xdotool({"mousemove", "1600", "350"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    app.screenshot("overlay-two-monitors-2x");
+    app.xdotool({"mouseup", "1"});
+    ASSERT_TRUE(app.waitForCaptures(1)) << app.log();
+    // Pixels as dragged, though the overlay works in points of a 2x display.
+    const QImage image = app.capture(0);
+    EXPECT_NEAR(image.width(), 200, 2);
+    EXPECT_NEAR(image.height(), 200, 2);
+
+    // Then the area again, on the same display, by its number.
+    app.open("pictavia://previous");
+    ASSERT_TRUE(app.waitForCaptures(2)) << app.log();
+    EXPECT_EQ(app.capture(1).size(), image.size());
+}
+
 TEST_F(InteractiveCaptureTest, AllInOneOverlayWithLoupeAndActionBar) {
     openTestWindow(*server, {.title = "Report", .pattern = "quadrants", .position = QPoint(300, 200)});
     auto app = startApp();
