@@ -360,3 +360,67 @@ bool SelectionFlow::showsActionBar(int display) const {
     const bool standing = g.dragState() == Drag::none || g.dragState() == Drag::pending;
     return !m_actions.isEmpty() && g.hasSelection() && standing;
 }
+
+namespace SelectionLayout {
+
+namespace {
+
+// Keeps [start, start + length) inside [low, high] where it fits, else at `low`.
+double within(double start, double length, double low, double high) {
+    return std::max(low, std::min(start, high - length));
+}
+
+} // namespace
+
+QRectF underSelection(QSizeF size, const QRectF& selection, const QRectF& bounds, double gap, bool* above) {
+    QRectF r(QPointF(), size);
+    r.moveLeft(within(selection.center().x() - size.width() / 2, size.width(), bounds.left() + margin,
+                      bounds.right() - margin));
+    bool isAbove = false;
+    if (selection.bottom() + gap + size.height() <= bounds.bottom() - margin) {
+        r.moveTop(selection.bottom() + gap);
+    } else if (selection.top() - gap - size.height() >= bounds.top() + margin) {
+        r.moveTop(selection.top() - gap - size.height());
+        isAbove = true;
+    } else {
+        r.moveBottom(std::min(selection.bottom(), bounds.bottom()) - gap);
+    }
+    if (above) *above = isAbove;
+    return r;
+}
+
+QRectF overCorner(QSizeF size, const QRectF& selection, const QRectF& bounds, double gap, bool barAbove) {
+    QRectF r(QPointF(selection.left(), selection.top() - gap - size.height()), size);
+    if (r.top() < bounds.top() + margin / 2 || barAbove)
+        r.moveTopLeft(selection.topLeft() + QPointF(gap, gap));
+    r.moveLeft(within(r.left(), size.width(), bounds.left() + margin / 2, bounds.right() - margin / 2));
+    return r;
+}
+
+QRectF besidePointer(QSizeF size, QPointF pointer, const QRectF& bounds, double gap) {
+    double x = pointer.x() + gap;
+    double y = pointer.y() + gap;
+    if (x + size.width() > bounds.right() - margin) x = pointer.x() - gap - size.width();
+    if (y + size.height() > bounds.bottom() - margin) y = pointer.y() - gap - size.height();
+    x = within(std::max(x, bounds.left() + margin), size.width(), bounds.left() + margin,
+               bounds.right() - margin);
+    y = within(std::max(y, bounds.top() + margin), size.height(), bounds.top() + margin,
+               bounds.bottom() - margin);
+    return {QPointF(x, y), size};
+}
+
+std::optional<QRectF> clearOf(QSizeF size, const QRectF& bounds, const QList<QRectF>& avoid, double fromEdge,
+                              double clearance) {
+    const QRectF top(QPointF(bounds.center().x() - size.width() / 2, bounds.top() + fromEdge), size);
+    const QRectF bottom = top.translated(0, bounds.height() - 2 * fromEdge - size.height());
+    const auto clear = [&](const QRectF& place) {
+        const QRectF around = place.adjusted(-clearance, -clearance, clearance, clearance);
+        return std::none_of(avoid.begin(), avoid.end(),
+                            [&](const QRectF& r) { return r.intersects(around); });
+    };
+    if (clear(top)) return top;
+    if (clear(bottom)) return bottom;
+    return std::nullopt;
+}
+
+} // namespace SelectionLayout

@@ -143,3 +143,27 @@ private:
     int m_pressedButton = -1;
     bool m_rightHandled = false; // a right press that already dropped a drag
 };
+
+// Where the overlay puts its panels around a selection, in the display's points. Each keeps
+// `margin` points from the display's edges where the display is large enough.
+namespace SelectionLayout {
+
+constexpr double margin = 8;
+
+// A panel (the action bar) centred under the selection, `gap` points below it; above it
+// when there is no room below (`above` says so), inside its bottom edge when there is
+// none above either.
+QRectF underSelection(QSizeF size, const QRectF& selection, const QRectF& bounds, double gap, bool* above);
+// A label (the size readout) over the selection's top-left corner; inside that corner when
+// there is no room above or the action bar is there.
+QRectF overCorner(QSizeF size, const QRectF& selection, const QRectF& bounds, double gap, bool barAbove);
+// A panel (the loupe) `gap` points below and right of the pointer, flipped to the other
+// side where it would leave the display.
+QRectF besidePointer(QSizeF size, QPointF pointer, const QRectF& bounds, double gap);
+// A panel (the hint) centred `fromEdge` points below the display's top; at the same
+// distance above the bottom when one of `avoid` comes within `clearance` points of that
+// place; none when they come near both.
+std::optional<QRectF> clearOf(QSizeF size, const QRectF& bounds, const QList<QRectF>& avoid, double fromEdge,
+                              double clearance);
+
+} // namespace SelectionLayout

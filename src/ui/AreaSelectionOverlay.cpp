@@ -65,9 +65,10 @@ struct AreaSelectionScene {
     bool actionBar = false;
     int hoveredAction = -1;
     int pressedAction = -1;
-    std::optional<QPointF> loupe; // the pointer, when the loupe shows here
-    QPoint loupePixel;            // the pixel under it
-    bool hint = false;            // the hint shows on this display
+    std::optional<QPointF> loupe;   // the pointer, when the loupe shows here
+    QPoint loupePixel;              // the pixel under it
+    std::optional<QPointF> pointer; // when on this display
+    bool hint = false;              // the hint shows on this display
 };
 
 // One display's window: paints its scene over the dimmed snapshot. Holds nothing but
@@ -144,14 +145,9 @@ private:
     void layOut() {
         if (m_scene.actionBar) m_bar.place(*m_scene.selection, m_bounds);
         if (m_scene.selection) {
-            const QRectF& s = *m_scene.selection;
             const QSizeF size = overlaystyle::textPillSize(readoutFont(), m_scene.sizeText, {8, 3});
-            QRectF r(QPointF(s.left(), s.top() - readoutGap - size.height()), size);
-            // Inside the selection's corner when there is no room above it or the bar is there.
-            if (r.top() < m_bounds.top() + 4 || (m_scene.actionBar && m_bar.isAbove()))
-                r.moveTopLeft(s.topLeft() + QPointF(readoutGap, readoutGap));
-            r.moveLeft(std::clamp(r.left(), 4.0, std::max(4.0, m_bounds.right() - 4 - r.width())));
-            m_readoutRect = r;
+            m_readoutRect = SelectionLayout::overCorner(size, *m_scene.selection, m_bounds, readoutGap,
+                                                        m_scene.actionBar && m_bar.isAbove());
         }
         if (m_scene.loupe) m_loupeRect = m_loupe.rectFor(*m_scene.loupe, m_bounds);
         layOutHint();
@@ -160,30 +156,24 @@ private:
     // The hint sits at the top; a selection coming near sends it to the bottom, and one
     // near both makes it fade away.
     void layOutHint() {
-        enum class Place { none, top, bottom };
-        Place wanted = Place::none;
-        QRectF top, bottom;
+        std::optional<QRectF> target;
         if (m_scene.hint && !m_hint.isEmpty()) {
+            QList<QRectF> avoid;
+            if (m_scene.selection) avoid.append(*m_scene.selection);
+            if (m_scene.actionBar) avoid.append(m_bar.rect());
+            if (m_scene.loupe) avoid.append(m_loupeRect);
+            if (m_scene.pointer) avoid.append(QRectF(*m_scene.pointer, QSizeF(1, 1)));
             const QSizeF size = overlaystyle::textPillSize(hintFont(), m_hint, {14, 8});
-            top = QRectF(QPointF(m_bounds.center().x() - size.width() / 2, hintTop), size);
-            bottom = top.translated(0, m_bounds.height() - 2 * hintTop - size.height());
-            const auto clear = [&](const QRectF& r) {
-                const QRectF around =
-                    r.adjusted(-hintClearance, -hintClearance, hintClearance, hintClearance);
-                return !(m_scene.selection && m_scene.selection->intersects(around)) &&
-                       !(m_scene.loupe && m_loupeRect.intersects(r));
-            };
-            wanted = clear(top) ? Place::top : (clear(bottom) ? Place::bottom : Place::none);
+            target = SelectionLayout::clearOf(size, m_bounds, avoid, hintTop, hintClearance);
         }
-        const QRectF target = wanted == Place::top ? top : bottom;
-        if (wanted == Place::none) {
+        if (!target) {
             fadeHint(0);
             return;
         }
-        if (target != m_hintRect) {
+        if (*target != m_hintRect) {
             // Appears afresh at its new place.
             updatePoints(m_hintRect.adjusted(-2, -2, 2, 3), {});
-            m_hintRect = target;
+            m_hintRect = *target;
             m_hintOpacity = 0;
             m_hintTarget = -1;
         }
@@ -337,6 +327,7 @@ void AreaSelectionOverlayController::refresh() {
             const QPoint origin = m_displays[i].display.geometry.topLeft();
             scene.loupePixel = QPoint(qFloor(pointer.x()) - origin.x(), qFloor(pointer.y()) - origin.y());
         }
+        if (display == under) scene.pointer = m_flow->pointsOn(display, pointer);
         scene.hint = display == under;
         m_windows[i]->setScene(scene);
     }

@@ -1,6 +1,7 @@
 #include "ui/OverlayWindow.h"
 
 #include "capture/ScreenCaptureService.h"
+#include "platform/Platform.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -95,6 +96,19 @@ QPointF OverlayWindow::rootFromLocal(QPointF local) const {
     return QPointF(m_display.display.geometry.topLeft()) + local * m_pixelsPerUnit;
 }
 
+QPointF OverlayWindow::rootOf(const QMouseEvent* event) const {
+    const QPointF root = rootFromLocal(event->position());
+    // Where Qt scales, its positions come in whole units of several pixels; the pointer's
+    // own position, when it is still there, reaches every pixel.
+    if (m_pixelsPerUnit <= 1.0) return root;
+    auto* screen = platform::services().screen.get();
+    if (!screen) return root;
+    const QPointF exact(screen->pointerPosition());
+    const bool near =
+        std::abs(exact.x() - root.x()) < m_pixelsPerUnit && std::abs(exact.y() - root.y()) < m_pixelsPerUnit;
+    return near ? exact : root;
+}
+
 QPointF OverlayWindow::pointsFromRoot(QPointF root) const {
     return (root - QPointF(m_display.display.geometry.topLeft())) / m_display.display.scale;
 }
@@ -144,16 +158,15 @@ void OverlayWindow::updatePoints(const QRectF& a, const QRectF& b) {
 }
 
 void OverlayWindow::mousePressEvent(QMouseEvent* event) {
-    if (m_input)
-        m_input->pointerPressed(rootFromLocal(event->position()), event->button(), event->modifiers());
+    if (m_input) m_input->pointerPressed(rootOf(event), event->button(), event->modifiers());
 }
 
 void OverlayWindow::mouseMoveEvent(QMouseEvent* event) {
-    if (m_input) m_input->pointerMoved(rootFromLocal(event->position()), event->buttons());
+    if (m_input) m_input->pointerMoved(rootOf(event), event->buttons());
 }
 
 void OverlayWindow::mouseReleaseEvent(QMouseEvent* event) {
-    if (m_input) m_input->pointerReleased(rootFromLocal(event->position()), event->button());
+    if (m_input) m_input->pointerReleased(rootOf(event), event->button());
 }
 
 void OverlayWindow::keyPressEvent(QKeyEvent* event) {

@@ -79,6 +79,7 @@ protected:
 
 private:
     QPointF rootFromLocal(QPointF local) const;
+    QPointF rootOf(const QMouseEvent* event) const;
 
     OverlayDisplay m_display;
     OverlayInput* m_input;

@@ -1,5 +1,6 @@
 #include "ui/SelectionActionBar.h"
 
+#include "capture/SelectionGeometry.h"
 #include "ui/OverlayStyle.h"
 
 #include <QFontMetricsF>
@@ -17,7 +18,6 @@ constexpr double iconSize = 16;
 constexpr double iconGap = 7;
 constexpr double buttonSpacing = 2;
 constexpr double selectionGap = 10;
-constexpr double edgeMargin = 8;
 
 // A line glyph for each action in a 16-point box, drawn with the painter's pen.
 void drawGlyph(QPainter& p, SelectionAction action, const QRectF& box) {
@@ -121,20 +121,7 @@ QString SelectionActionBar::label(SelectionAction action) {
 }
 
 void SelectionActionBar::place(const QRectF& selection, const QRectF& bounds) {
-    QRectF r = m_rect;
-    const double maxLeft = bounds.right() - edgeMargin - r.width();
-    r.moveLeft(
-        std::max(bounds.left() + edgeMargin, std::min(selection.center().x() - r.width() / 2, maxLeft)));
-    m_above = false;
-    if (selection.bottom() + selectionGap + r.height() <= bounds.bottom() - edgeMargin) {
-        r.moveTop(selection.bottom() + selectionGap);
-    } else if (selection.top() - selectionGap - r.height() >= bounds.top() + edgeMargin) {
-        r.moveTop(selection.top() - selectionGap - r.height());
-        m_above = true;
-    } else {
-        r.moveBottom(std::min(selection.bottom(), bounds.bottom()) - selectionGap);
-    }
-    m_rect = r;
+    m_rect = SelectionLayout::underSelection(m_rect.size(), selection, bounds, selectionGap, &m_above);
 }
 
 QRectF SelectionActionBar::buttonRect(int index) const {

@@ -1,5 +1,6 @@
 #include "ui/SelectionLoupe.h"
 
+#include "capture/SelectionGeometry.h"
 #include "ui/OverlayStyle.h"
 
 #include <QPainter>
@@ -16,7 +17,6 @@ constexpr double devicePixelsPerCell = 8;
 constexpr double padding = 4;
 constexpr double infoHeight = 38; // two lines of text
 constexpr double pointerGap = 24;
-constexpr double edgeMargin = 6;
 constexpr double zoomRadius = 7;
 
 } // namespace
@@ -27,17 +27,10 @@ SelectionLoupe::SelectionLoupe(double scale) : m_scale(scale), m_cell(devicePixe
 
 QRectF SelectionLoupe::rectFor(QPointF pointer, const QRectF& bounds) const {
     const double side = m_cells * m_cell;
-    QRectF r(0, 0, side + 2 * padding, side + 2 * padding + infoHeight);
-    double x = pointer.x() + pointerGap;
-    double y = pointer.y() + pointerGap;
-    if (x + r.width() > bounds.right() - edgeMargin) x = pointer.x() - pointerGap - r.width();
-    if (y + r.height() > bounds.bottom() - edgeMargin) y = pointer.y() - pointerGap - r.height();
-    x = std::clamp(x, bounds.left() + edgeMargin,
-                   std::max(bounds.left() + edgeMargin, bounds.right() - edgeMargin - r.width()));
-    y = std::clamp(y, bounds.top() + edgeMargin,
-                   std::max(bounds.top() + edgeMargin, bounds.bottom() - edgeMargin - r.height()));
+    QRectF r = SelectionLayout::besidePointer(QSizeF(side + 2 * padding, side + 2 * padding + infoHeight),
+                                              pointer, bounds, pointerGap);
     // On whole pixels, so the magnified pixels and the grid are sharp.
-    r.moveTopLeft(QPointF(std::round(x * m_scale) / m_scale, std::round(y * m_scale) / m_scale));
+    r.moveTopLeft(QPointF(std::round(r.left() * m_scale) / m_scale, std::round(r.top() * m_scale) / m_scale));
     return r;
 }
 

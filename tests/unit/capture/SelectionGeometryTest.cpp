@@ -292,4 +292,48 @@ TEST(SelectionFlowTest, AdjustableWithInitialSelection) {
     EXPECT_EQ(SelectionFlow(twoDisplays(), parameters).active(), -1);
 }
 
+TEST(SelectionLayoutTest, PanelsAroundTheSelection) {
+    using namespace SelectionLayout;
+    const QRectF bounds(0, 0, 1280, 720);
+    const QSizeF bar(400, 40);
+    bool above = true;
+
+    // Under the selection, centred, kept on the display.
+    EXPECT_EQ(underSelection(bar, QRectF(500, 100, 200, 100), bounds, 10, &above), QRectF(400, 210, 400, 40));
+    EXPECT_FALSE(above);
+    EXPECT_EQ(underSelection(bar, QRectF(0, 100, 100, 100), bounds, 10, &above).left(), margin);
+    EXPECT_EQ(underSelection(bar, QRectF(1200, 100, 80, 100), bounds, 10, &above).right(), 1280 - margin);
+    // Above it when the bottom is near, inside it when it fills the display.
+    EXPECT_EQ(underSelection(bar, QRectF(500, 400, 200, 280), bounds, 10, &above).top(), 400 - 10 - 40);
+    EXPECT_TRUE(above);
+    EXPECT_EQ(underSelection(bar, bounds, bounds, 10, &above).bottom(), 710);
+    EXPECT_FALSE(above);
+
+    // The readout over the top-left corner, else inside it.
+    const QSizeF label(80, 20);
+    EXPECT_EQ(overCorner(label, QRectF(500, 100, 200, 100), bounds, 6, false), QRectF(500, 74, 80, 20));
+    EXPECT_EQ(overCorner(label, QRectF(500, 100, 200, 100), bounds, 6, true), QRectF(506, 106, 80, 20));
+    EXPECT_EQ(overCorner(label, QRectF(500, 10, 200, 100), bounds, 6, false).topLeft(), QPointF(506, 16));
+    EXPECT_EQ(overCorner(label, QRectF(1250, 300, 30, 30), bounds, 6, false).right(), 1276);
+}
+
+TEST(SelectionLayoutTest, LoupeAndHintGiveWay) {
+    using namespace SelectionLayout;
+    const QRectF bounds(0, 0, 1280, 720);
+    const QSizeF loupe(128, 166);
+    EXPECT_EQ(besidePointer(loupe, {100, 100}, bounds, 24).topLeft(), QPointF(124, 124));
+    // Flipped to the left and above near the bottom-right corner.
+    EXPECT_EQ(besidePointer(loupe, {1270, 710}, bounds, 24).topLeft(),
+              QPointF(1270 - 24 - 128, 710 - 24 - 166));
+    // Never off the display, even where neither side has room.
+    const QRectF squeezed = besidePointer(loupe, {60, 60}, QRectF(0, 0, 200, 200), 24);
+    EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(squeezed));
+
+    const QSizeF hint(300, 32);
+    EXPECT_EQ(clearOf(hint, bounds, {}, 48, 24), QRectF(490, 48, 300, 32));
+    EXPECT_EQ(clearOf(hint, bounds, {QRectF(600, 105, 50, 50)}, 48, 24), QRectF(490, 48, 300, 32));
+    EXPECT_EQ(clearOf(hint, bounds, {QRectF(600, 95, 50, 50)}, 48, 24), QRectF(490, 720 - 48 - 32, 300, 32));
+    EXPECT_FALSE(clearOf(hint, bounds, {QRectF(600, 95, 50, 50), QRectF(700, 620, 1, 1)}, 48, 24));
+}
+
 } // namespace
