@@ -69,6 +69,7 @@ struct AreaSelectionScene {
     QPoint loupePixel;              // the pixel under it
     std::optional<QPointF> pointer; // when on this display
     bool hint = false;              // the hint shows on this display
+    bool operator==(const AreaSelectionScene&) const = default;
 };
 
 // One display's window: paints its scene over the dimmed snapshot. Holds nothing but
@@ -88,6 +89,7 @@ public:
     }
 
     void setScene(const AreaSelectionScene& scene) {
+        if (scene == m_scene) return;
         const QList<QRectF> before = paintedAreas();
         m_scene = scene;
         layOut();

@@ -216,7 +216,7 @@ void WindowPickerOverlayController::keyPressed(int key, Qt::KeyboardModifiers mo
     if (key == Qt::Key_Escape) finish(std::nullopt);
 }
 
-void WindowPickerOverlayController::finish(std::optional<WindowPick> pick) {
+void WindowPickerOverlayController::finish(const std::optional<WindowPick>& pick) {
     if (m_finished) return;
     m_finished = true;
     m_session->dismiss(settleMs, [this, pick] {

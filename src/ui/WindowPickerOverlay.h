@@ -31,7 +31,7 @@ private:
     // The front-most ordinary window at a root-window point; -1 for none.
     int windowAt(QPointF root) const;
     void refresh();
-    void finish(std::optional<WindowPick> pick);
+    void finish(const std::optional<WindowPick>& pick);
 
     Completion m_completion;
     QList<platform::WindowInfo> m_candidates; // front to back
