@@ -124,6 +124,19 @@ TEST(InteractiveCaptureLayoutTest, TwoMonitorsAtTwiceTheScale) {
     EXPECT_EQ(app.capture(1).size(), image.size());
 }
 
+TEST_F(InteractiveCaptureTest, LiveOverlayLeavesTheScreenBeforeTheGrab) {
+    const TestWindow window = openTestWindow(*server, {.pattern = "quadrants", .position = QPoint(300, 200)});
+    const QRect client = clientRect(*server, window.id);
+    auto app = startApp("showQuickAccess = false\nfreezeScreen = false\n");
+    app->open("pictavia://capture-area");
+    ASSERT_TRUE(app->waitForWindows(selection, 1)) << app->log();
+    drag(*app, client.topLeft(), client.bottomRight() + QPoint(1, 1));
+    ASSERT_TRUE(app->waitForCaptures(1)) << app->log();
+    const QImage image = app->capture(0);
+    ASSERT_EQ(image.size(), client.size());
+    EXPECT_EQ(patternMismatches(image, image.rect(), "quadrants"), 0); // no dimming, no selection frame
+}
+
 TEST_F(InteractiveCaptureTest, AllInOneOverlayWithLoupeAndActionBar) {
     openTestWindow(*server, {.title = "Report", .pattern = "quadrants", .position = QPoint(300, 200)});
     auto app = startApp();
