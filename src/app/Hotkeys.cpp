@@ -42,7 +42,7 @@ QStringList bindAll(const QList<Binding>& bindings) {
         const QString keys = keysOf(binding);
         if (keys.isEmpty() || !hotkeys) continue;
         const QKeySequence sequence(keys, QKeySequence::PortableText);
-        if (sequence.isEmpty()) {
+        if (sequence.isEmpty() || sequence[0].key() == Qt::Key_unknown) {
             failures << QStringLiteral("\"%1\" is not a key combination").arg(keys);
             continue;
         }
