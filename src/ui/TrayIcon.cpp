@@ -3,13 +3,18 @@
 #include "app/AppPaths.h"
 #include "app/Hotkeys.h"
 #include "app/Prefs.h"
+#include "app/Toast.h"
 #include "app/URLCommands.h"
 #include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "ui/AppIcon.h"
+#include "ui/PinWindow.h"
 
+#include <QClipboard>
+#include <QCursor>
 #include <QDesktopServices>
 #include <QDir>
+#include <QGuiApplication>
 #include <QUrl>
 
 namespace ui {
@@ -34,6 +39,14 @@ bool section(const char* name) {
 void openFolder(const QString& path) {
     QDir().mkpath(path);
     QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void pinClipboardImage() {
+    const QImage image = QGuiApplication::clipboard()->image();
+    if (image.isNull()) return Toast::show(QObject::tr("The clipboard has no image to pin"));
+    const QSize size = image.size();
+    PinWindow::show(image, image.devicePixelRatio(),
+                    QRect(QCursor::pos() - QPoint(size.width(), size.height()) / 2, size));
 }
 
 } // namespace
@@ -81,17 +94,21 @@ void TrayIcon::rebuild() {
     add(&m_menu, tr("Capture Previous Area"), QStringLiteral("previous"),
         [] { coordinator().capturePreviousArea(); });
     add(&m_menu, tr("All-in-One"), QStringLiteral("allInOne"), [] { coordinator().captureAllInOne(); });
-    if (coordinator().availableActions().contains(SelectionAction::ocr))
-        add(&m_menu, tr("Capture Text"), QStringLiteral("text"), [] { coordinator().captureText(); });
-    QMenu* timed = m_menu.addMenu(tr("Timed Capture"));
-    for (int seconds : {3, 5, 10})
-        add(timed, tr("Full Screen in %1 s").arg(seconds), {},
-            [seconds] { coordinator().timedFullscreen(seconds); });
-    timed->addSeparator();
-    for (int seconds : {3, 5, 10})
-        add(timed, tr("Area, %1 s After Selecting").arg(seconds), {},
-            [seconds] { coordinator().timedArea(seconds); });
 
+    if (section("tools")) {
+        m_menu.addSeparator();
+        QMenu* timed = m_menu.addMenu(tr("Timed Capture"));
+        for (int seconds : {3, 5, 10})
+            add(timed, tr("Full Screen in %1 s").arg(seconds), {},
+                [seconds] { coordinator().timedFullscreen(seconds); });
+        timed->addSeparator();
+        for (int seconds : {3, 5, 10})
+            add(timed, tr("Area, %1 s After Selecting").arg(seconds), {},
+                [seconds] { coordinator().timedArea(seconds); });
+        if (coordinator().availableActions().contains(SelectionAction::ocr))
+            add(&m_menu, tr("Capture Text"), QStringLiteral("text"), [] { coordinator().captureText(); });
+        m_menu.addAction(tr("Pin Image from Clipboard"), this, &pinClipboardImage);
+    }
     if (section("desktop")) {
         m_menu.addSeparator();
         QAction* hide = m_menu.addAction(tr("Hide Desktop Icons While Capturing"));
