@@ -116,6 +116,13 @@ bool wants(const QStringList& arguments) {
 
 int run(int argc, char** argv, const QStringList& arguments) {
     if (InstanceChannel::forward(arguments)) return CommandLine::ok;
+    const auto claim = InstanceChannel::claim();
+    if (!claim) {
+        std::fprintf(stderr, "pictavia: another Pictavia is running but does not answer\n");
+        return CommandLine::failed;
+    }
+    // One may have come up while we waited for the claim.
+    if (InstanceChannel::forward(arguments)) return CommandLine::ok;
 
     Prefs::registerDefaults();
     // Connect first: Qt aborts when it cannot reach the display, without saying why.

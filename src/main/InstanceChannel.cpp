@@ -73,12 +73,19 @@ bool forward(const QStringList& arguments) {
     return delivered;
 }
 
-Result<bool> Server::listen() {
-    const QString path = socketPath();
-    const QString folder = QFileInfo(path).absolutePath();
+std::unique_ptr<QLockFile> claim() {
+    const QString folder = QFileInfo(socketPath()).absolutePath();
     QDir().mkpath(folder);
     ::chmod(QFile::encodeName(folder).constData(), 0700);
-    // Only reached when forwarding failed, so a socket file here is stale.
+    auto lock = std::make_unique<QLockFile>(socketPath() + QStringLiteral(".lock"));
+    lock->setStaleLockTime(0); // a lock of a process that is gone is taken over at once
+    if (!lock->tryLock(10000)) return nullptr;
+    return lock;
+}
+
+Result<bool> Server::listen() {
+    const QString path = socketPath();
+    // The caller holds the claim and forwarding failed, so a socket file here is stale.
     QLocalServer::removeServer(path);
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_server.listen(path))
