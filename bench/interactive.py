@@ -93,8 +93,13 @@ def is_overlay(window):
 
 
 def close_overlay(matches):
-    key("Escape")
-    wait_for(UNMAP_NOTIFY, matches, 5)
+    # The overlay takes the keyboard just after it maps; an Escape sent before then goes
+    # to another window, so it is sent again until the overlay goes.
+    time.sleep(0.1)
+    for _ in range(20):
+        key("Escape")
+        if wait_for(UNMAP_NOTIFY, matches, 0.5) is not None:
+            break
     time.sleep(0.3)
     drain()
 
