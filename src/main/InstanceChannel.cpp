@@ -3,7 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocalSocket>
+#include <QSocketNotifier>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -39,7 +39,16 @@ bool writeAll(int fd, const QByteArray& bytes) {
     return true;
 }
 
-constexpr qint64 maxMessage = 1 << 20;
+constexpr qsizetype maxMessage = 1 << 20;
+
+std::optional<sockaddr_un> addressOf(const QString& path) {
+    const QByteArray bytes = QFile::encodeName(path);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (static_cast<size_t>(bytes.size()) >= sizeof(address.sun_path)) return std::nullopt;
+    std::memcpy(address.sun_path, bytes.constData(), static_cast<size_t>(bytes.size()));
+    return address;
+}
 
 } // namespace
 
@@ -53,18 +62,14 @@ QString socketPath() {
 }
 
 bool forward(const QStringList& arguments) {
-    const QByteArray path = QFile::encodeName(socketPath());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (static_cast<size_t>(path.size()) >= sizeof(address.sun_path)) return false;
-    std::memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
-
+    const auto address = addressOf(socketPath());
+    if (!address) return false;
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) return false;
     timeval timeout{5, 0}; // an instance that hangs must not hang its callers
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     bool delivered = false;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 &&
         writeAll(fd, encode(arguments))) {
         char reply[3] = {};
         delivered = ::read(fd, reply, 2) == 2 && std::memcmp(reply, "ok", 2) == 0;
@@ -83,35 +88,72 @@ std::unique_ptr<QLockFile> claim() {
     return lock;
 }
 
+Server::~Server() {
+    for (auto it = m_connections.begin(); it != m_connections.end(); ++it)
+        ::close(it.key());
+    if (m_listener >= 0) ::close(m_listener);
+}
+
 Result<bool> Server::listen() {
     const QString path = socketPath();
+    const auto address = addressOf(path);
+    if (!address) return Error{QStringLiteral("The socket path %1 is too long").arg(path)};
     // The caller holds the claim and forwarding failed, so a socket file here is stale.
-    QLocalServer::removeServer(path);
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (!m_server.listen(path))
-        return Error{QStringLiteral("Cannot listen on %1: %2").arg(path, m_server.errorString())};
-    connect(&m_server, &QLocalServer::newConnection, this, [this] {
-        while (QLocalSocket* socket = m_server.nextPendingConnection()) {
-            connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-            connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-                QStringList arguments;
-                if (socket->bytesAvailable() > maxMessage) return socket->abort();
-                if (!socket->canReadLine()) return;
-                QByteArray all = socket->peek(socket->bytesAvailable());
-                if (!all.contains("\n\n") && !all.startsWith('\n')) return; // not complete yet
-                while (socket->canReadLine()) {
-                    const QByteArray line = socket->readLine().chopped(1);
-                    if (line.isEmpty()) break;
-                    arguments << QString::fromUtf8(line);
-                }
-                socket->write("ok");
-                socket->flush();
-                socket->disconnectFromServer();
-                emit received(arguments);
-            });
-        }
-    });
+    ::unlink(address->sun_path);
+    m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const mode_t previous = ::umask(0077); // the socket file: this user only
+    const bool bound =
+        m_listener >= 0 &&
+        ::bind(m_listener, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 &&
+        ::listen(m_listener, 16) == 0;
+    ::umask(previous);
+    if (!bound)
+        return Error{QStringLiteral("Cannot listen on %1: %2")
+                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)))};
+    auto* notifier = new QSocketNotifier(m_listener, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &Server::accept);
     return true;
+}
+
+void Server::accept() {
+    while (true) {
+        const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd < 0) return;
+        auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+        m_connections.insert(fd, {notifier, {}});
+        connect(notifier, &QSocketNotifier::activated, this, [this, fd] { read(fd); });
+    }
+}
+
+void Server::read(int fd) {
+    Connection& connection = m_connections[fd];
+    char chunk[4096];
+    ssize_t n = 0;
+    while ((n = ::read(fd, chunk, sizeof chunk)) > 0)
+        connection.buffer.append(chunk, n);
+    const bool ended = n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR);
+    const auto arguments = decode(connection.buffer);
+    if (arguments) {
+        writeAll(fd, "ok");
+    } else if (!ended && connection.buffer.size() <= maxMessage) {
+        return; // more to come
+    }
+    connection.notifier->deleteLater();
+    m_connections.remove(fd);
+    ::close(fd);
+    if (arguments) emit received(*arguments);
+}
+
+std::optional<QStringList> decode(const QByteArray& message) {
+    QStringList arguments;
+    qsizetype start = 0;
+    while (true) {
+        const qsizetype end = message.indexOf('\n', start);
+        if (end < 0) return std::nullopt; // not complete yet
+        if (end == start) return arguments;
+        arguments << QString::fromUtf8(message.mid(start, end - start));
+        start = end + 1;
+    }
 }
 
 } // namespace InstanceChannel
