@@ -27,6 +27,8 @@ void install(Services replacement) {
     replaceIfGiven(s.namePrompt, replacement.namePrompt);
     replaceIfGiven(s.hotkeys, replacement.hotkeys);
     replaceIfGiven(s.desktopCover, replacement.desktopCover);
+    replaceIfGiven(s.textRecognition, replacement.textRecognition);
+    replaceIfGiven(s.barcodes, replacement.barcodes);
 }
 
 } // namespace platform

@@ -6,6 +6,7 @@
 #include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
+#include "platform/TextRecognition.h"
 #include "platform/ToastPresenter.h"
 
 #include <memory>
@@ -23,6 +24,8 @@ struct Services {
     std::unique_ptr<NamePrompt> namePrompt;
     std::unique_ptr<GlobalHotkeys> hotkeys;
     std::unique_ptr<DesktopCover> desktopCover;
+    std::unique_ptr<TextRecognitionEngine> textRecognition;
+    std::unique_ptr<BarcodeReader> barcodes;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -102,6 +102,26 @@ public:
     void uncover() override { covered = false; }
 };
 
+// A recogniser that returns the lines a test gives it, whatever the image.
+class FakeTextRecognition : public platform::TextRecognitionEngine {
+public:
+    QList<platform::RecognizedLine> lines;
+    std::optional<Error> failure;
+    QList<std::pair<platform::RecognitionLevel, bool>> requests; // level, language correction
+    Result<QList<platform::RecognizedLine>> recognize(const QImage&, platform::RecognitionLevel level,
+                                                      bool languageCorrection) override {
+        requests.append({level, languageCorrection});
+        if (failure) return *failure;
+        return lines;
+    }
+};
+
+class FakeBarcodes : public platform::BarcodeReader {
+public:
+    QStringList payloads;
+    QStringList read(const QImage&) override { return payloads; }
+};
+
 // Each test gets its own preferences and data folders, the real codecs and fakes for
 // everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
@@ -119,6 +139,8 @@ protected:
         auto n = std::make_unique<FakeNamePrompt>();
         auto h = std::make_unique<FakeHotkeys>();
         auto d = std::make_unique<FakeDesktopCover>();
+        auto r = std::make_unique<FakeTextRecognition>();
+        auto b = std::make_unique<FakeBarcodes>();
         screen = s.get();
         clipboard = c.get();
         sound = so.get();
@@ -126,9 +148,11 @@ protected:
         namePrompt = n.get();
         hotkeys = h.get();
         desktopCover = d.get();
+        textRecognition = r.get();
+        barcodes = b.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
-                           std::move(d)});
+                           std::move(d), std::move(r), std::move(b)});
     }
 
     QTemporaryDir home;
@@ -139,6 +163,8 @@ protected:
     FakeNamePrompt* namePrompt = nullptr;
     FakeHotkeys* hotkeys = nullptr;
     FakeDesktopCover* desktopCover = nullptr;
+    FakeTextRecognition* textRecognition = nullptr;
+    FakeBarcodes* barcodes = nullptr;
 };
 
 } // namespace testsupport
