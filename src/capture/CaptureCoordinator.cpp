@@ -7,9 +7,11 @@
 #include "capture/ScreenCaptureService.h"
 #include "capture/StillCapture.h"
 #include "platform/Platform.h"
+#include "text/TextRecognizer.h"
 
 #include <QPointer>
 #include <QTimer>
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 
@@ -52,13 +54,9 @@ bool CaptureCoordinator::busy() const {
     return m_openFlows > 0;
 }
 
-void CaptureCoordinator::setTextReader(TextReader reader) {
-    m_textReader = std::move(reader);
-}
-
 QList<SelectionAction> CaptureCoordinator::availableActions() const {
     QList<SelectionAction> actions{SelectionAction::capture, SelectionAction::copy};
-    if (m_textReader) actions << SelectionAction::ocr;
+    if (platform::services().textRecognition) actions << SelectionAction::ocr;
     actions << SelectionAction::pin;
     return actions;
 }
@@ -258,11 +256,21 @@ void CaptureCoordinator::captureRect(const QRectF& rect, const SelectionTarget& 
 void CaptureCoordinator::readText(const QRectF& rect, const SelectionTarget& target) {
     const auto grab = image(rect, target);
     if (!grab) return showFailure(QStringLiteral("Text recognition failed: "), grab.error());
-    if (!m_textReader)
-        return Toast::show(QStringLiteral("Text recognition failed: text recognition is not available"));
-    const auto read = m_textReader(grab->image);
-    if (!read) return showFailure(QStringLiteral("Text recognition failed: "), read.error());
-    OutputPipeline::deliverText(read->text, read->codes);
+    struct Read {
+        Result<QString> text;
+        QStringList codes;
+    };
+    beginFlow();
+    QtConcurrent::run([image = grab->image] {
+        return std::make_shared<Read>(
+            Read{TextRecognizer::recognize(image), TextRecognizer::barcodePayloads(image)});
+    }).then(this, [this](const std::shared_ptr<Read>& read) {
+        if (read->text)
+            OutputPipeline::deliverText(*read->text, read->codes);
+        else
+            showFailure(QStringLiteral("Text recognition failed: "), read->text.error());
+        endFlow();
+    });
 }
 
 void CaptureCoordinator::runCountdown(int seconds, const platform::DisplayInfo& display,

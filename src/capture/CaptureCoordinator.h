@@ -49,14 +49,6 @@ public:
     // True from the start of a flow (an overlay, the picker, a countdown) to its end.
     bool busy() const;
 
-    // Text and codes read from an image. Text recognition plugs in here.
-    struct RecognizedText {
-        QString text;
-        QStringList codes;
-    };
-    using TextReader = std::function<Result<RecognizedText>(const QImage& image)>;
-    void setTextReader(TextReader reader);
-
     // The actions the all-in-one bar offers: those whose flows exist in this build.
     QList<SelectionAction> availableActions() const;
 
@@ -87,7 +79,6 @@ private:
     std::unique_ptr<WindowPickerController> m_windowPicker;
     CountdownController m_countdown;
     CaptureContext m_frontmostContext;
-    TextReader m_textReader;
     std::chrono::milliseconds m_settle;
     int m_openFlows = 0; // flows begun and not yet ended; the desktop is covered meanwhile
 };

@@ -124,9 +124,9 @@ TEST_F(CaptureCoordinatorTest, AllInOneActions) {
     coordinator->captureAllInOne();
     ASSERT_EQ(surfaces->selections.size(), 1);
     EXPECT_TRUE(surfaces->selections[0].showActions);
-    EXPECT_EQ(
-        surfaces->selections[0].actions,
-        (QList<SelectionAction>{SelectionAction::capture, SelectionAction::copy, SelectionAction::pin}));
+    EXPECT_EQ(surfaces->selections[0].actions,
+              (QList<SelectionAction>{SelectionAction::capture, SelectionAction::copy, SelectionAction::ocr,
+                                      SelectionAction::pin}));
 
     Prefs::setValue("copyToClipboard", false);
     Prefs::setValue("showQuickAccess", true);
@@ -143,13 +143,18 @@ TEST_F(CaptureCoordinatorTest, AllInOneActions) {
     EXPECT_EQ(surfaces->pins[0].first, QSize(20, 20));
     EXPECT_EQ(surfaces->pins[0].second, QRect(10, 10, 20, 20));
 
-    coordinator->setTextReader([](const QImage& image) -> Result<CaptureCoordinator::RecognizedText> {
-        return CaptureCoordinator::RecognizedText{QString::number(image.width()), {"https://example.org"}};
-    });
+    textRecognition->lines = {{"Quarterly report", 0.9f, QRectF(0, 0.5, 1, 0.5), {}}};
+    barcodes->payloads = {"https://example.org"};
     coordinator->captureAllInOne();
-    EXPECT_TRUE(surfaces->selections.last().actions.contains(SelectionAction::ocr));
     select(QRectF(0, 0, 50, 10), frozenLeft(), Kind::action, SelectionAction::ocr);
-    EXPECT_TRUE(clipboard->texts.last().startsWith("100"));
+    ASSERT_FALSE(clipboard->texts.isEmpty());
+    EXPECT_EQ(clipboard->texts.last(), "Quarterly report");
+    EXPECT_EQ(toasts->shown.last(), "Copied 16 characters of text. Found a code");
+
+    textRecognition->failure = Error{"The model is missing"};
+    coordinator->captureText();
+    select(QRectF(0, 0, 50, 10), frozenLeft());
+    EXPECT_EQ(toasts->shown.last(), "Text recognition failed: The model is missing");
 }
 
 TEST_F(CaptureCoordinatorTest, PreviousAreaAndProgrammaticRectangles) {
