@@ -18,6 +18,7 @@
 #include "ui/AppIcon.h"
 #include "ui/DesktopSurfaces.h"
 #include "ui/QuickAccessOverlay.h"
+#include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
 
 #include <QApplication>
