@@ -1,6 +1,7 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
 //   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
+//               [--type normal|desktop] [--text TEXT]
 //               [--type normal|desktop]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
@@ -12,6 +13,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFont>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QRegularExpression>
@@ -25,7 +27,7 @@ namespace {
 
 class PatternWindow : public QWidget {
 public:
-    explicit PatternWindow(QString pattern) : m_pattern(std::move(pattern)) {
+    PatternWindow(QString pattern, QString text) : m_pattern(std::move(pattern)), m_text(std::move(text)) {
         setAttribute(Qt::WA_OpaquePaintEvent);
     }
 
@@ -34,6 +36,13 @@ protected:
         QPainter painter(this);
         for (const testpattern::Region& region : testpattern::regions(m_pattern, size()))
             painter.fillRect(region.rect, region.color);
+        if (!m_text.isEmpty()) {
+            QFont font(QStringLiteral("DejaVu Sans"));
+            font.setPixelSize(18);
+            painter.setFont(font);
+            painter.setPen(Qt::black);
+            painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, m_text);
+        }
         if (!m_announced) {
             m_announced = true;
             // After this event returns, Qt flushes the painted pixels to the window.
@@ -46,6 +55,7 @@ protected:
 
 private:
     QString m_pattern;
+    QString m_text;
     bool m_announced = false;
 };
 
@@ -90,7 +100,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption below(QStringLiteral("below"), QStringLiteral("Stay below other windows."));
     const QCommandLineOption type(QStringLiteral("type"), QStringLiteral("normal or desktop."),
                                   QStringLiteral("TYPE"), QStringLiteral("normal"));
-    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type});
+    const QCommandLineOption text(
+        QStringLiteral("text"), QStringLiteral("Text drawn in black in the middle."), QStringLiteral("TEXT"));
+    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text});
     parser.addHelpOption();
     parser.process(app);
 
@@ -105,7 +117,7 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    PatternWindow window(patternName);
+    PatternWindow window(patternName, parser.value(text));
     window.setWindowTitle(parser.value(title));
     if (parser.isSet(above)) window.setWindowFlag(Qt::WindowStaysOnTopHint);
     if (parser.isSet(below)) window.setWindowFlag(Qt::WindowStaysOnBottomHint);

@@ -19,6 +19,10 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
     if (!options.windowClass.empty()) args.insert(args.end(), {"--class", options.windowClass});
     if (options.above) args.emplace_back("--above");
     if (options.below) args.emplace_back("--below");
+    if (!options.text.empty()) {
+        args.emplace_back("--text");
+        args.push_back(options.text);
+    }
 
     ChildProcess& process = server.startProcess(TEST_WINDOW_BIN, args);
     const std::optional<std::string> line = process.readLine(30s);

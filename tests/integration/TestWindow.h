@@ -25,8 +25,9 @@ struct TestWindowOptions {
     QSize size{320, 240};
     std::optional<QPoint> position = {};
     std::string windowClass = {};
-    bool above = false; // keep above other windows
-    bool below = false; // keep below other windows
+    bool above = false;    // keep above other windows
+    bool below = false;    // keep below other windows
+    std::string text = {}; // drawn in black in the middle
 };
 
 // Starts test_window on the server and waits until it has painted. Throws
