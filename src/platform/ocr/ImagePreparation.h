@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QImage>
+#include <QRect>
+#include <QRectF>
+
+namespace platform::ocr {
+
+// How a screenshot is turned into the image Tesseract reads.
+struct Preparation {
+    // Prepared pixels per original pixel; 0 chooses it from the height of the glyphs, so that
+    // it reaches targetGlyphHeight.
+    double scale = 0;
+    double targetGlyphHeight = 20;
+    double maxScale = 3;
+    // Light text on dark backgrounds made dark on light: nowhere, across the whole image when
+    // its mean is dark, or wherever most pixels around are dark (a dark sidebar, a selected
+    // row, a coloured button in an otherwise light window).
+    enum class Inversion { none, wholeImage, local };
+    Inversion inversion = Inversion::local;
+    // Background added around the image, in prepared pixels: glyphs touching the edge are
+    // otherwise often lost.
+    int padding = 8;
+};
+
+// The image to recognise and the way back from its pixels to the original's.
+struct PreparedImage {
+    QImage gray; // Format_Grayscale8, dark text on a light background
+    double scale = 1;
+    int padding = 0;
+
+    // A rectangle of prepared pixels in original pixels, clipped to the original image.
+    QRectF toOriginal(const QRect& prepared, const QSize& original) const;
+};
+
+// Luminance, light text made dark where `how` asks, scaled and padded.
+PreparedImage prepareImage(const QImage& image, const Preparation& how);
+
+// The median height in pixels of the glyph-sized marks of a grayscale image of dark text on
+// a light background; 0 when there are too few to tell.
+double medianGlyphHeight(const QImage& gray);
+
+} // namespace platform::ocr

@@ -1,0 +1,195 @@
+#include "platform/ocr/TesseractEngine.h"
+
+#include <QByteArray>
+
+#include <tesseract/baseapi.h>
+#include <tesseract/resultiterator.h>
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace platform::ocr {
+namespace {
+
+using Api = std::unique_ptr<tesseract::TessBaseAPI>;
+
+// OpenMP reads OMP_THREAD_LIMIT when the library loads, long before the first call, so
+// setting it now would change nothing. A maximum of zero active parallel levels, set for
+// the calling thread, makes every parallel region in Tesseract run on that thread alone.
+// The OpenMP runtime is reached through the dynamic linker: Tesseract brings it, and a
+// Tesseract built without OpenMP needs nothing.
+void keepOpenMpOnThisThread() {
+    thread_local bool done = false;
+    if (done) return;
+    done = true;
+    if (qEnvironmentVariableIsSet("OMP_THREAD_LIMIT")) return; // the user's choice
+    using SetLevels = void (*)(int);
+    if (auto set = reinterpret_cast<SetLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
+}
+
+QString unavailable(const QString& language) {
+    if (language == QLatin1String("eng"))
+        return QStringLiteral(
+            "Text recognition is not available: the English model for Tesseract is not installed.");
+    return QStringLiteral(
+               "Text recognition is not available: the Tesseract model for \"%1\" is not installed.")
+        .arg(language);
+}
+
+QRectF normalised(const QRectF& r, const QSize& size) {
+    const double w = size.width(), h = size.height();
+    return QRectF(r.x() / w, 1.0 - r.bottom() / h, r.width() / w, r.height() / h);
+}
+
+// Tesseract's lines read symbol by symbol: each symbol's UTF-16 units get a share of its box,
+// a space with no box goes between words, and words below the confidence floor are left out.
+QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
+                                   const QSize& original, float minimumWordConfidence) {
+    QList<RecognizedLine> lines;
+    const std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
+    if (!it) return lines;
+    RecognizedLine line;
+    bool keepWord = true;
+    const auto finishLine = [&] {
+        while (line.text.endsWith(QLatin1Char(' '))) {
+            line.text.chop(1);
+            line.characterBoxes.removeLast();
+        }
+        if (!line.text.trimmed().isEmpty()) lines.append(line);
+        line = RecognizedLine{};
+    };
+    it->Begin();
+    do {
+        if (it->Empty(tesseract::RIL_SYMBOL)) continue;
+        if (it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
+            finishLine();
+            line.confidence = std::clamp(it->Confidence(tesseract::RIL_TEXTLINE) / 100.0f, 0.0f, 1.0f);
+        }
+        if (it->IsAtBeginningOf(tesseract::RIL_WORD)) {
+            keepWord = it->Confidence(tesseract::RIL_WORD) >= minimumWordConfidence;
+            if (keepWord && !line.text.isEmpty()) {
+                line.text += QLatin1Char(' ');
+                line.characterBoxes.append(QRectF());
+            }
+        }
+        if (!keepWord) continue;
+        const std::unique_ptr<char[]> utf8(it->GetUTF8Text(tesseract::RIL_SYMBOL));
+        const QString symbol = utf8 ? QString::fromUtf8(utf8.get()) : QString();
+        int left = 0, top = 0, right = 0, bottom = 0;
+        if (symbol.isEmpty() || !it->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom))
+            continue;
+        const QRectF box =
+            prepared.toOriginal(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)), original);
+        // A symbol of several characters (a ligature) shares its box out from left to right;
+        // both halves of a surrogate pair get the same share.
+        const auto codePoints =
+            std::count_if(symbol.begin(), symbol.end(), [](QChar c) { return !c.isLowSurrogate(); });
+        qsizetype index = 0;
+        for (qsizetype i = 0; i < symbol.size(); ++i) {
+            const double share = box.width() / double(codePoints);
+            const QRectF part(box.x() + share * double(index), box.y(), share, box.height());
+            line.text += symbol[i];
+            line.characterBoxes.append(normalised(part, original));
+            line.box =
+                line.box.isEmpty() ? line.characterBoxes.last() : line.box.united(line.characterBoxes.last());
+            if (!symbol[i].isHighSurrogate()) ++index;
+        }
+    } while (it->Next(tesseract::RIL_SYMBOL));
+    finishLine();
+    return lines;
+}
+
+} // namespace
+
+// Initialised instances of Tesseract, with and without its dictionaries, kept between calls.
+class TesseractEngine::Pool {
+public:
+    explicit Pool(const Options& options)
+        : dataPath_(options.dataPath.toLocal8Bit()), language_(options.language.toUtf8()),
+          idleLimit_(size_t(std::max(0, options.idleInstances))) {}
+
+    ~Pool() {
+        for (auto& idle : idle_)
+            for (Api& api : idle)
+                api->End();
+    }
+
+    Result<Api> take(bool dictionary) {
+        {
+            const std::lock_guard lock(mutex_);
+            auto& idle = idle_[dictionary ? 1 : 0];
+            if (!idle.empty()) {
+                Api api = std::move(idle.back());
+                idle.pop_back();
+                return api;
+            }
+        }
+        Api api = std::make_unique<tesseract::TessBaseAPI>();
+        // Tesseract's messages (diacritics, empty pages) would go to stderr; init variables
+        // must be given here, the others can be set later.
+        std::vector<std::string> names{"debug_file"}, values{"/dev/null"};
+        if (!dictionary) {
+            for (const char* name :
+                 {"load_system_dawg", "load_freq_dawg", "load_punc_dawg", "load_number_dawg"}) {
+                names.emplace_back(name);
+                values.emplace_back("0");
+            }
+        }
+        if (api->Init(dataPath_.isEmpty() ? nullptr : dataPath_.constData(), language_.constData(),
+                      tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0)
+            return Error{unavailable(QString::fromUtf8(language_))};
+        return api;
+    }
+
+    void give(Api api, bool dictionary) {
+        api->Clear();
+        const std::lock_guard lock(mutex_);
+        auto& idle = idle_[dictionary ? 1 : 0];
+        if (idle.size() < idleLimit_)
+            idle.push_back(std::move(api));
+        else
+            api->End();
+    }
+
+private:
+    const QByteArray dataPath_, language_;
+    const size_t idleLimit_;
+    std::mutex mutex_;
+    std::vector<Api> idle_[2];
+};
+
+TesseractEngine::TesseractEngine() : TesseractEngine(Options{}) {}
+
+TesseractEngine::TesseractEngine(Options options)
+    : options_(std::move(options)), pool_(std::make_unique<Pool>(options_)) {}
+
+TesseractEngine::~TesseractEngine() = default;
+
+Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, RecognitionLevel level,
+                                                         bool languageCorrection) {
+    if (image.isNull()) return QList<RecognizedLine>{};
+    keepOpenMpOnThisThread();
+    const PreparedImage prepared =
+        prepareImage(image, level == RecognitionLevel::accurate ? options_.accurate : options_.fast);
+    Result<Api> taken = pool_->take(languageCorrection);
+    if (!taken) return taken.error();
+    Api api = std::move(taken).value();
+    api->SetPageSegMode(tesseract::PageSegMode(options_.pageSegmentation));
+    api->SetVariable("thresholding_method", QByteArray::number(options_.thresholding).constData());
+    api->SetImage(prepared.gray.constBits(), prepared.gray.width(), prepared.gray.height(), 1,
+                  int(prepared.gray.bytesPerLine()));
+    // Screens are about 96 dpi; scaled up, the text reads like print at a higher resolution.
+    api->SetSourceResolution(int(96 * prepared.scale));
+    QList<RecognizedLine> lines;
+    const bool recognised = api->Recognize(nullptr) == 0;
+    if (recognised) lines = collectLines(*api, prepared, image.size(), options_.minimumWordConfidence);
+    pool_->give(std::move(api), languageCorrection);
+    if (!recognised) return Error{QStringLiteral("Tesseract could not read the text of this image.")};
+    return lines;
+}
+
+} // namespace platform::ocr

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/TextRecognition.h"
+#include "platform/ocr/ImagePreparation.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace platform::ocr {
+
+// Text recognition by Tesseract's LSTM engine with the English model, tuned for screenshots:
+// small, antialiased, often light on dark. Instances of Tesseract are created on demand
+// (about 150 ms each) and kept for the next call; calls from several threads each take one
+// of their own.
+//
+// Tesseract's OpenMP threads make it several times slower on two cores, and the runtime reads
+// OMP_THREAD_LIMIT only when the program loads, so each calling thread turns OpenMP's nested
+// parallelism off for itself instead, unless the user set OMP_THREAD_LIMIT.
+class TesseractEngine : public TextRecognitionEngine {
+public:
+    struct Options {
+        // What bench/ocr_bench.cpp measured as best on user-interface text; see there.
+        Preparation accurate;
+        Preparation fast = fastPreparation();
+        // Tesseract's page segmentation mode (tesseract::PageSegMode): 3 automatic layout, 11
+        // sparse text.
+        int pageSegmentation = 11;
+        // Tesseract's thresholding_method: 0 Otsu, 1 Leptonica's adaptive Otsu, 2 Sauvola.
+        int thresholding = 0;
+        // Words Tesseract is less sure of (0-100) are dropped: mostly icons and rules read as
+        // letters.
+        float minimumWordConfidence = 0;
+        QString dataPath; // empty: TESSDATA_PREFIX or Tesseract's own default
+        QString language = QStringLiteral("eng");
+        int idleInstances = 4; // instances kept for later calls, per dictionary setting
+
+        static Preparation fastPreparation() {
+            Preparation p;
+            p.maxScale = 1;
+            return p;
+        }
+    };
+
+    TesseractEngine();
+    explicit TesseractEngine(Options options);
+    ~TesseractEngine() override;
+
+    // Without languageCorrection Tesseract reads without its word lists (an instance of its
+    // own, created when first needed).
+    Result<QList<RecognizedLine>> recognize(const QImage& image, RecognitionLevel level,
+                                            bool languageCorrection) override;
+
+    const Options& options() const { return options_; }
+
+private:
+    class Pool;
+    Options options_;
+    std::unique_ptr<Pool> pool_;
+};
+
+} // namespace platform::ocr
