@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <memory>
 
 namespace SensitiveScanner {
@@ -42,6 +43,12 @@ constexpr std::array<PatternSource, 9> sources = {{
 }};
 
 constexpr int minimumLength = 4; // scalars
+
+// Some patterns take time quadratic in the length of a run without blanks (the e-mail
+// pattern looks for an "@" after every start). Runs of a few thousand characters, far longer
+// than a line on a screen, still search to the end; on longer ones a search gives up after
+// some tens of milliseconds and leaves the rest of its text unsearched.
+constexpr int32_t searchSteps = 1000;
 
 using Patterns = std::array<std::unique_ptr<icu::RegexPattern>, sources.size()>;
 
@@ -131,6 +138,7 @@ QList<Match> findMatches(const QString& text) {
         UErrorCode status = U_ZERO_ERROR;
         const std::unique_ptr<icu::RegexMatcher> matcher(pattern->matcher(input, status));
         if (U_FAILURE(status)) continue;
+        matcher->setTimeLimit(searchSteps, status);
         while (matcher->find(status) && U_SUCCESS(status)) {
             const int32_t start = matcher->start(status);
             const int32_t end = matcher->end(status);
