@@ -15,3 +15,7 @@ bash "$here/interactive.sh" "$build"
 echo
 echo "== PNG encoding of one frame =="
 "$build/bench/png_encode_bench" --benchmark_min_time=0.5
+
+echo
+echo "== Sensitive-data scanning of screenshots: planted items found, false hits =="
+"$build/bench/scanner_bench"
