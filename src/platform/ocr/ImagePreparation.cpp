@@ -11,35 +11,52 @@
 namespace platform::ocr {
 namespace {
 
-// Sums over rectangles of a per-pixel value in constant time.
-class IntegralImage {
-public:
-    template <typename ValueOf> IntegralImage(int width, int height, ValueOf valueOf) : w_(width + 1) {
-        sums_.assign(size_t(w_) * size_t(height + 1), 0);
-        for (int y = 0; y < height; ++y) {
-            uint32_t rowSum = 0;
-            for (int x = 0; x < width; ++x) {
-                rowSum += valueOf(x, y);
-                at(x + 1, y + 1) = at(x + 1, y) + rowSum;
-            }
-        }
-    }
-    // Sum over [x0, x1) x [y0, y1).
-    uint32_t sum(int x0, int y0, int x1, int y1) const {
-        return at(x1, y1) - at(x0, y1) - at(x1, y0) + at(x0, y0);
-    }
-
-private:
-    uint32_t& at(int x, int y) { return sums_[size_t(y) * size_t(w_) + size_t(x)]; }
-    uint32_t at(int x, int y) const { return sums_[size_t(y) * size_t(w_) + size_t(x)]; }
-    int w_;
-    std::vector<uint32_t> sums_;
-};
-
 constexpr int darkLevel = 128;
 
+// One byte per pixel, row after row.
+class Plane {
+public:
+    Plane(int width, int height, uint8_t value = 0)
+        : w(width), h(height), values(size_t(width) * size_t(height), value) {}
+    uint8_t& operator()(int x, int y) { return values[size_t(y) * size_t(w) + size_t(x)]; }
+    uint8_t operator()(int x, int y) const { return values[size_t(y) * size_t(w) + size_t(x)]; }
+    const int w, h;
+    std::vector<uint8_t> values;
+};
+
+// Labels the 8-connected components of a plane's non-zero pixels: each gets the index of
+// its component's root pixel, the others -1.
+std::vector<int32_t> components(const Plane& mask) {
+    const int w = mask.w, h = mask.h;
+    std::vector<int32_t> parent(mask.values.size(), -1);
+    const auto find = [&](int32_t i) {
+        while (parent[size_t(i)] != i) {
+            parent[size_t(i)] = parent[size_t(parent[size_t(i)])];
+            i = parent[size_t(i)];
+        }
+        return i;
+    };
+    const auto unite = [&](int32_t a, int32_t b) {
+        a = find(a), b = find(b);
+        if (a != b) parent[size_t(std::max(a, b))] = std::min(a, b);
+    };
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            if (!mask(x, y)) continue;
+            const int32_t i = y * w + x;
+            parent[size_t(i)] = i;
+            if (x > 0 && mask(x - 1, y)) unite(i, i - 1);
+            if (y == 0) continue;
+            for (int nx = std::max(0, x - 1); nx <= std::min(w - 1, x + 1); ++nx)
+                if (mask(nx, y - 1)) unite(i, (y - 1) * w + nx);
+        }
+    for (size_t i = 0; i < parent.size(); ++i)
+        if (parent[i] >= 0) parent[i] = find(int32_t(i));
+    return parent;
+}
+
 QImage toGray(const QImage& image) {
-    if (image.format() == QImage::Format_Grayscale8) return image;
+    if (image.format() == QImage::Format_Grayscale8) return image.copy();
     if (!image.hasAlphaChannel()) return image.convertToFormat(QImage::Format_Grayscale8);
     // Transparent pixels count as white, the usual canvas.
     QImage flat(image.size(), QImage::Format_RGB32);
@@ -56,78 +73,6 @@ void invertAll(QImage& gray) {
     }
 }
 
-// Pixels whose 3x3 neighbourhood is one level: the backgrounds of panels, rows and buttons,
-// hardly ever the antialiased strokes of small text.
-std::vector<uint8_t> flatPixels(const QImage& gray) {
-    const int w = gray.width(), h = gray.height();
-    std::vector<uint8_t> rowMin(size_t(w) * size_t(h)), rowMax(rowMin.size()), flat(rowMin.size());
-    for (int y = 0; y < h; ++y) {
-        const uchar* row = gray.constScanLine(y);
-        for (int x = 0; x < w; ++x) {
-            const int x0 = std::max(0, x - 1), x1 = std::min(w - 1, x + 1);
-            rowMin[size_t(y) * size_t(w) + size_t(x)] = std::min({row[x0], row[x], row[x1]});
-            rowMax[size_t(y) * size_t(w) + size_t(x)] = std::max({row[x0], row[x], row[x1]});
-        }
-    }
-    for (int y = 0; y < h; ++y) {
-        const int y0 = std::max(0, y - 1), y1 = std::min(h - 1, y + 1);
-        for (int x = 0; x < w; ++x) {
-            const auto at = [&](int yy) { return size_t(yy) * size_t(w) + size_t(x); };
-            const int low = std::min({rowMin[at(y0)], rowMin[at(y)], rowMin[at(y1)]});
-            const int high = std::max({rowMax[at(y0)], rowMax[at(y)], rowMax[at(y1)]});
-            flat[at(y)] = high - low <= 6 ? 1 : 0;
-        }
-    }
-    return flat;
-}
-
-// Makes every background light and stretches it to white, leaving text dark. A pixel's
-// background is what most of the nearest flat pixels are: dark or light, and at which mean
-// level. Text hardly counts (its antialiased strokes are not flat), so the decision follows
-// the edges of rows, panels and buttons, and a light glyph on a dark row is inverted with it.
-void normaliseBackgrounds(QImage& gray) {
-    const int w = gray.width(), h = gray.height();
-    const std::vector<uint8_t> flat = flatPixels(gray);
-    const auto level = [&](int x, int y) { return gray.constScanLine(y)[x]; };
-    const auto isFlat = [&](int x, int y) { return flat[size_t(y) * size_t(w) + size_t(x)] != 0; };
-    const IntegralImage darkCount(
-        w, h, [&](int x, int y) { return isFlat(x, y) && level(x, y) < darkLevel ? 1u : 0u; });
-    const IntegralImage lightCount(
-        w, h, [&](int x, int y) { return isFlat(x, y) && level(x, y) >= darkLevel ? 1u : 0u; });
-    const IntegralImage darkSum(
-        w, h, [&](int x, int y) { return isFlat(x, y) && level(x, y) < darkLevel ? level(x, y) : 0u; });
-    const IntegralImage lightSum(w, h, [&](int x, int y) {
-        return isFlat(x, y) && level(x, y) >= darkLevel ? uint32_t(level(x, y)) : 0u;
-    });
-    QImage out(w, h, QImage::Format_Grayscale8);
-    for (int y = 0; y < h; ++y) {
-        uchar* row = out.scanLine(y);
-        for (int x = 0; x < w; ++x) {
-            uint32_t dark = 0, light = 0;
-            int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
-            // The nearest background decides: the pixel itself when flat, else the smallest
-            // window around it with a few flat pixels.
-            for (const int radius : {0, 2, 4, 8, 16, 32, 64}) {
-                x0 = std::max(0, x - radius), x1 = std::min(w, x + radius + 1);
-                y0 = std::max(0, y - radius), y1 = std::min(h, y + radius + 1);
-                dark = darkCount.sum(x0, y0, x1, y1), light = lightCount.sum(x0, y0, x1, y1);
-                if (dark + light >= (radius == 0 ? 1u : 4u)) break;
-            }
-            const int p = level(x, y);
-            if (dark + light == 0) {
-                row[x] = uchar(p);
-            } else if (dark > light) {
-                const int background = 255 - int(darkSum.sum(x0, y0, x1, y1) / dark);
-                row[x] = uchar(std::min(255, (255 - p) * 255 / std::max(1, background)));
-            } else {
-                const int background = int(lightSum.sum(x0, y0, x1, y1) / light);
-                row[x] = uchar(std::min(255, p * 255 / std::max(1, background)));
-            }
-        }
-    }
-    gray = out;
-}
-
 double meanLevel(const QImage& gray) {
     uint64_t sum = 0;
     for (int y = 0; y < gray.height(); ++y) {
@@ -135,6 +80,96 @@ double meanLevel(const QImage& gray) {
         sum += std::accumulate(row, row + gray.width(), uint64_t(0));
     }
     return double(sum) / std::max<double>(1, double(gray.width()) * gray.height());
+}
+
+// Pixels whose square neighbourhood of the given radius is one level.
+Plane flatPixels(const QImage& gray, int radius) {
+    const int w = gray.width(), h = gray.height();
+    Plane low(w, h), high(w, h), flat(w, h);
+    for (int y = 0; y < h; ++y) {
+        const uchar* row = gray.constScanLine(y);
+        for (int x = 0; x < w; ++x) {
+            const uchar* first = row + std::max(0, x - radius);
+            const uchar* last = row + std::min(w - 1, x + radius) + 1;
+            const auto [mn, mx] = std::minmax_element(first, last);
+            low(x, y) = *mn, high(x, y) = *mx;
+        }
+    }
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            int mn = 255, mx = 0;
+            for (int yy = std::max(0, y - radius); yy <= std::min(h - 1, y + radius); ++yy)
+                mn = std::min<int>(mn, low(x, yy)), mx = std::max<int>(mx, high(x, yy));
+            flat(x, y) = mx - mn <= 6 ? 1 : 0;
+        }
+    return flat;
+}
+
+// The pixels of backgrounds: flat pixels (the antialiased strokes of text are hardly ever
+// flat) in connected areas too large to be the inside of a bold glyph: at least 400 pixels,
+// or holding a flat 9x9 square, which no stroke is wide enough to.
+Plane backgroundPixels(const QImage& gray) {
+    const int w = gray.width(), h = gray.height();
+    const Plane flat = flatPixels(gray, 1), solid = flatPixels(gray, 4);
+    const std::vector<int32_t> root = components(flat);
+    std::vector<int32_t> area(root.size(), 0);
+    std::vector<uint8_t> hasSolid(root.size(), 0);
+    for (size_t i = 0; i < root.size(); ++i)
+        if (root[i] >= 0) {
+            ++area[size_t(root[i])];
+            if (solid.values[i]) hasSolid[size_t(root[i])] = 1;
+        }
+    Plane background(w, h);
+    for (size_t i = 0; i < root.size(); ++i)
+        if (root[i] >= 0) background.values[i] = area[size_t(root[i])] >= 400 || hasSolid[size_t(root[i])];
+    return background;
+}
+
+// Makes every background white and the text on it dark. Each pixel takes the level of the
+// nearest background pixel (by two chamfer passes): when that is dark, the pixel is
+// inverted; then it is stretched so that its background becomes white. A light glyph on a
+// dark row is inverted with its row, whose edges the decision follows exactly.
+void normaliseBackgrounds(QImage& gray) {
+    const int w = gray.width(), h = gray.height();
+    const Plane background = backgroundPixels(gray);
+    constexpr uint16_t far = 0xffff;
+    std::vector<uint16_t> distance(size_t(w) * size_t(h), far);
+    Plane level(w, h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            if (background(x, y)) {
+                distance[size_t(y) * size_t(w) + size_t(x)] = 0;
+                level(x, y) = gray.constScanLine(y)[x];
+            }
+    const auto relax = [&](int x, int y, int nx, int ny, int step) {
+        if (nx < 0 || nx >= w || ny < 0 || ny >= h) return;
+        const size_t from = size_t(ny) * size_t(w) + size_t(nx), to = size_t(y) * size_t(w) + size_t(x);
+        if (distance[from] == far || distance[from] + step >= distance[to]) return;
+        distance[to] = uint16_t(std::min<int>(far - 1, distance[from] + step));
+        level(x, y) = level(nx, ny);
+    };
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            relax(x, y, x - 1, y, 3), relax(x, y, x - 1, y - 1, 4);
+            relax(x, y, x, y - 1, 3), relax(x, y, x + 1, y - 1, 4);
+        }
+    for (int y = h - 1; y >= 0; --y)
+        for (int x = w - 1; x >= 0; --x) {
+            relax(x, y, x + 1, y, 3), relax(x, y, x + 1, y + 1, 4);
+            relax(x, y, x, y + 1, 3), relax(x, y, x - 1, y + 1, 4);
+        }
+    const bool anyBackground = distance[0] != far;
+    const bool darkImage = meanLevel(gray) < darkLevel;
+    for (int y = 0; y < h; ++y) {
+        uchar* row = gray.scanLine(y);
+        for (int x = 0; x < w; ++x) {
+            int p = row[x];
+            // Without any background (a crop of a single word) the image's mean decides.
+            int b = anyBackground ? level(x, y) : (darkImage ? 0 : 255);
+            if (b < darkLevel) p = 255 - p, b = 255 - b;
+            row[x] = uchar(std::min(255, p * 255 / std::max(1, b)));
+        }
+    }
 }
 
 } // namespace
@@ -148,60 +183,25 @@ QRectF PreparedImage::toOriginal(const QRect& prepared, const QSize& original) c
 double medianGlyphHeight(const QImage& gray) {
     const int w = gray.width(), h = gray.height();
     if (w < 3 || h < 3) return 0;
-    // Ink: clearly darker than the mean of its surroundings.
-    const IntegralImage level(w, h, [&](int x, int y) { return uint32_t(gray.constScanLine(y)[x]); });
-    const int radius = 12;
-    std::vector<uint8_t> ink(size_t(w) * size_t(h));
-    for (int y = 0; y < h; ++y) {
-        const uchar* row = gray.constScanLine(y);
-        const int y0 = std::max(0, y - radius), y1 = std::min(h, y + radius + 1);
-        for (int x = 0; x < w; ++x) {
-            const int x0 = std::max(0, x - radius), x1 = std::min(w, x + radius + 1);
-            const double mean = double(level.sum(x0, y0, x1, y1)) / double((x1 - x0) * (y1 - y0));
-            ink[size_t(y) * size_t(w) + size_t(x)] = row[x] + 40 < mean ? 1 : 0;
-        }
-    }
-    // 8-connected components by union-find over the pixels, tracking their vertical extent.
-    std::vector<int32_t> parent(ink.size(), -1);
-    const auto find = [&](int32_t i) {
-        while (parent[size_t(i)] != i) {
-            parent[size_t(i)] = parent[size_t(parent[size_t(i)])];
-            i = parent[size_t(i)];
-        }
-        return i;
-    };
-    const auto unite = [&](int32_t a, int32_t b) {
-        a = find(a), b = find(b);
-        if (a != b) parent[size_t(std::max(a, b))] = std::min(a, b);
-    };
+    Plane ink(w, h);
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const int32_t i = y * w + x;
-            if (!ink[size_t(i)]) continue;
-            parent[size_t(i)] = i;
-            if (x > 0 && ink[size_t(i - 1)]) unite(i, i - 1);
-            if (y > 0) {
-                for (int dx = -1; dx <= 1; ++dx) {
-                    const int nx = x + dx;
-                    if (nx >= 0 && nx < w && ink[size_t(i - w + dx)]) unite(i, i - w + dx);
-                }
-            }
-        }
+        for (int x = 0; x < w; ++x)
+            ink(x, y) = gray.constScanLine(y)[x] < 160 ? 1 : 0;
+    const std::vector<int32_t> root = components(ink);
     struct Extent {
         int top = INT32_MAX, bottom = -1, left = INT32_MAX, right = -1;
     };
-    std::vector<Extent> extents(ink.size());
+    std::vector<Extent> extents(root.size());
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const int32_t i = y * w + x;
-            if (!ink[size_t(i)]) continue;
-            Extent& e = extents[size_t(find(i))];
+            const int32_t r = root[size_t(y) * size_t(w) + size_t(x)];
+            if (r < 0) continue;
+            Extent& e = extents[size_t(r)];
             e.top = std::min(e.top, y), e.bottom = std::max(e.bottom, y);
             e.left = std::min(e.left, x), e.right = std::max(e.right, x);
         }
     std::vector<int> heights;
-    for (size_t i = 0; i < extents.size(); ++i) {
-        const Extent& e = extents[i];
+    for (const Extent& e : extents) {
         if (e.bottom < 0) continue;
         const int eh = e.bottom - e.top + 1, ew = e.right - e.left + 1;
         // Glyph-like: not a dot or a rule, not a panel.
@@ -216,7 +216,6 @@ PreparedImage prepareImage(const QImage& image, const Preparation& how) {
     PreparedImage out;
     QImage gray = toGray(image);
     if (gray.isNull()) return out;
-    if (gray.format() == image.format()) gray = gray.copy(); // detached from the caller's pixels
     gray.setDevicePixelRatio(1);
     switch (how.inversion) {
     case Preparation::Inversion::none:

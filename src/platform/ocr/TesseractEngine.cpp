@@ -45,6 +45,20 @@ QRectF normalised(const QRectF& r, const QSize& size) {
     return QRectF(r.x() / w, 1.0 - r.bottom() / h, r.width() / w, r.height() / h);
 }
 
+// The LSTM places neighbouring symbols a few pixels into each other; such neighbours meet
+// halfway instead, so that a range of characters covers only its own glyphs.
+void separateNeighbours(QList<QRectF>& boxes) {
+    for (qsizetype i = 1; i < boxes.size(); ++i) {
+        QRectF& left = boxes[i - 1];
+        QRectF& right = boxes[i];
+        if (left.isEmpty() || right.isEmpty() || left.right() <= right.left()) continue;
+        if (left.center().x() >= right.center().x()) continue;
+        const double middle = (left.right() + right.left()) / 2;
+        left.setRight(std::max(left.left(), middle));
+        right.setLeft(std::min(right.right(), middle));
+    }
+}
+
 // Tesseract's lines read symbol by symbol: each symbol's UTF-16 units get a share of its box,
 // a space with no box goes between words, and words below the confidence floor are left out.
 QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
@@ -59,6 +73,7 @@ QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedIm
             line.text.chop(1);
             line.characterBoxes.removeLast();
         }
+        separateNeighbours(line.characterBoxes);
         if (!line.text.trimmed().isEmpty()) lines.append(line);
         line = RecognizedLine{};
     };
