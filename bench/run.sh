@@ -17,5 +17,9 @@ echo "== PNG encoding of one frame =="
 "$build/bench/png_encode_bench" --benchmark_min_time=0.5
 
 echo
+echo "== Text recognition: Pictavia's Tesseract engine against the tesseract command =="
+"$build/bench/ocr_bench"
+
+echo
 echo "== Sensitive-data scanning of screenshots: planted items found, false hits =="
 "$build/bench/scanner_bench"
