@@ -4,7 +4,8 @@
 
 namespace CommandLine {
 
-std::optional<int> parse(QCommandLineParser& parser, const QStringList& arguments, const QString& command) {
+std::optional<int> parse(QCommandLineParser& parser, const QStringList& arguments, const QString& command,
+                         int positionals) {
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help and exit."));
     parser.addOption(help);
@@ -14,13 +15,15 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
     if (parser.isSet(help)) {
         // Qt names the program by its path; the usage line names the command instead.
         QString text = parser.helpText();
-        text.replace(0, text.indexOf(u'\n'), QStringLiteral("Usage: pictavia %1 [options]").arg(command));
+        const qsizetype end = text.indexOf(u'\n');
+        const QString operands = text.left(end).section(QStringLiteral("[options]"), 1);
+        text.replace(0, end, QStringLiteral("Usage: pictavia %1 [options]").arg(command) + operands);
         std::fputs(qPrintable(text), stdout);
         return ok;
     }
-    if (!parser.positionalArguments().isEmpty())
+    if (parser.positionalArguments().size() > positionals)
         return usageError(QStringLiteral("unexpected argument \"%1\" (see \"pictavia %2 --help\")")
-                              .arg(parser.positionalArguments().first(), command));
+                              .arg(parser.positionalArguments().value(positionals), command));
     return std::nullopt;
 }
 

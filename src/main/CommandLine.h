@@ -13,9 +13,11 @@ inline constexpr int ok = 0;
 inline constexpr int failed = 1; // the command ran and could not do what was asked
 inline constexpr int usage = 2;  // the command line itself was wrong
 
-// Parses `arguments` (without the program and command names). Returns an exit code when
-// the command should stop here: after printing --help, or on a wrong option.
-std::optional<int> parse(QCommandLineParser& parser, const QStringList& arguments, const QString& command);
+// Parses `arguments` (without the program and command names), allowing up to
+// `positionals` operands. Returns an exit code when the command should stop here: after
+// printing --help, or on a wrong option.
+std::optional<int> parse(QCommandLineParser& parser, const QStringList& arguments, const QString& command,
+                         int positionals = 0);
 
 // Prints "pictavia: <message>" and a hint, and returns `usage`.
 int usageError(const QString& message);

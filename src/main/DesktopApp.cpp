@@ -151,6 +151,9 @@ int run(int argc, char** argv, const QStringList& arguments) {
     hooks.showQuickAccess = [](const QString& file, const QImage& image) {
         ui::QuickAccess::show(file, image);
     };
+    hooks.showTextResult = [](const QString& text, const QStringList& codes) {
+        ui::TextResultWindow::show(text, codes);
+    };
     OutputPipeline::setHooks(std::move(hooks));
 
     ui::TrayIcon tray;

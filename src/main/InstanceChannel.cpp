@@ -138,6 +138,7 @@ void Server::read(int fd) {
     } else if (!ended && connection.buffer.size() <= maxMessage) {
         return; // more to come
     }
+    connection.notifier->setEnabled(false);
     connection.notifier->deleteLater();
     m_connections.remove(fd);
     ::close(fd);

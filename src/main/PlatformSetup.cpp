@@ -2,6 +2,8 @@
 
 #include "platform/Platform.h"
 #include "platform/codecs/StandardImageCodecs.h"
+#include "platform/ocr/TesseractEngine.h"
+#include "platform/ocr/ZxingBarcodeReader.h"
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
@@ -13,9 +15,17 @@
 
 namespace PlatformSetup {
 
-Result<bool> install(Presentation presentation) {
+void installImageServices() {
     platform::Services services;
     services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
+    services.textRecognition = std::make_unique<platform::ocr::TesseractEngine>();
+    services.barcodes = std::make_unique<platform::ocr::ZxingBarcodeReader>();
+    platform::install(std::move(services));
+}
+
+Result<bool> install(Presentation presentation) {
+    installImageServices();
+    platform::Services services;
     services.sound = std::make_unique<platform::sound::CanberraSound>();
     if (presentation == Presentation::Resident) {
         services.clipboard = std::make_unique<platform::qt::QtClipboard>();

@@ -11,7 +11,10 @@ enum class Presentation {
     Resident, // as Windows, for the application that keeps running and owns the clipboard
 };
 
-// Connects to the display and installs the codecs, clipboard, sound and presenters.
+// The services that need no display: image codecs, text recognition and barcodes.
+void installImageServices();
+
+// Connects to the display and installs the image services, clipboard, sound and presenters.
 // Fails with a sentence for the user when there is no display to capture.
 Result<bool> install(Presentation presentation);
 

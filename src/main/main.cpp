@@ -4,6 +4,7 @@
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
 #include "main/ListCommand.h"
+#include "main/TextCommand.h"
 #include "platform/qt/QtClipboard.h"
 
 #include <QCoreApplication>
@@ -37,6 +38,9 @@ Commands:
   capture fullscreen|area|window   take one capture (see "pictavia capture --help")
   displays                         list the displays and their numbers
   windows                          list the windows on screen and their numbers
+  text FILE                        the text of an image (--lines, --words, --codes,
+                                   --find PHRASE for where a phrase is)
+  scan FILE                        the sensitive data visible in an image
   help                             show this help
 )";
 
@@ -78,6 +82,10 @@ int main(int argc, char** argv) {
         code = runDisplaysCommand(rest);
     else if (command == u"windows")
         code = runWindowsCommand(rest);
+    else if (command == u"text")
+        code = runTextCommand(rest);
+    else if (command == u"scan")
+        code = runScanCommand(rest);
     else
         std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
     // Everything a command leaves behind is written by now (files, preferences, output);

@@ -16,6 +16,8 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace ui {
 
 namespace {
@@ -88,7 +90,8 @@ TextResultWindow::TextResultWindow(const QString& text, const QStringList& codes
     buttons->addWidget(close);
     layout->addLayout(buttons);
 
-    resize(text.isEmpty() ? QSize(420, 120) : QSize(520, 360));
+    const int lines = static_cast<int>(text.count(QLatin1Char('\n'))) + 1;
+    resize(text.isEmpty() ? QSize(420, 120) : QSize(520, std::clamp(120 + 22 * lines, 180, 480)));
     if (const QScreen* screen = QGuiApplication::screenAt(QCursor::pos())) {
         QRect frame(QPoint(), size());
         frame.moveCenter(screen->availableGeometry().center());

@@ -207,6 +207,22 @@ TEST_F(InteractiveCaptureTest, QuickAccessShowsTheCapture) {
     app->screenshot("quick-access");
 }
 
+TEST_F(InteractiveCaptureTest, TextCaptureCopiesTheWordsInTheArea) {
+    const TestWindow window = openTestWindow(*server, {.pattern = "#ffffff",
+                                                       .size = QSize(420, 120),
+                                                       .position = QPoint(300, 200),
+                                                       .text = "Quarterly report"});
+    const QRect client = clientRect(*server, window.id);
+    auto app = startApp();
+    app->open("pictavia://capture-text");
+    ASSERT_TRUE(app->waitForWindows(selection, 1)) << app->log();
+    drag(*app, client.topLeft() + QPoint(5, 5), client.bottomRight() - QPoint(5, 5));
+    EXPECT_TRUE(app->waitForLog("Copied 16 characters of text", std::chrono::seconds(20))) << app->log();
+    EXPECT_TRUE(app->waitForWindows("Pictavia Text", 1))
+        << app->run("xdotool", {"search", "--onlyvisible", "--name", "Pictavia", "getwindowname", "%@"}).out;
+    app->screenshot("text-result");
+}
+
 TEST_F(InteractiveCaptureTest, InstalledDesktopEntryHandlesPictaviaURLs) {
     auto app = startApp();
     const std::string prefix = app->home().path().toStdString() + "/prefix";

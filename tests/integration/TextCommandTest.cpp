@@ -1,0 +1,87 @@
+// pictavia text and pictavia scan on image files, with the real recogniser: what scripts
+// and people get back, and the failures they are told about.
+
+#include "XServer.h"
+
+#include <QFont>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+class TextCommandTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+
+    // A light window-like image with two lines of text, saved as PNG.
+    std::string render(const QStringList& lines) {
+        QImage image(640, 40 + 40 * lines.size(), QImage::Format_RGB32);
+        image.fill(QColor(246, 246, 246));
+        QPainter p(&image);
+        QFont font(QStringLiteral("DejaVu Sans"));
+        font.setPixelSize(16);
+        p.setFont(font);
+        p.setPen(QColor(30, 30, 30));
+        for (int i = 0; i < lines.size(); ++i)
+            p.drawText(24, 40 + 40 * i, lines[i]);
+        p.end();
+        const QString path = dir.filePath(QStringLiteral("shot.png"));
+        image.save(path);
+        return path.toStdString();
+    }
+
+    ProcessOutput pictavia(const std::vector<std::string>& args) {
+        return run(PICTAVIA_BIN, args, {{"HOME", dir.path().toStdString()}});
+    }
+    static ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
+                             const Environment& environment) {
+        auto child = ChildProcess::start(program, args,
+                                         {.environment = environment, .err = ChildProcess::Stream::Pipe});
+        return child->finish(std::chrono::seconds(60));
+    }
+
+    QTemporaryDir dir;
+};
+
+TEST_F(TextCommandTest, TextLinesAndPhrases) {
+    const std::string file = render({"Quarterly report", "Send it to ana.lopez@example.org"});
+    const ProcessOutput text = pictavia({"text", file});
+    ASSERT_EQ(text.exitCode, 0) << text.err;
+    EXPECT_EQ(text.out, "Quarterly report\nSend it to ana.lopez@example.org\n");
+
+    const ProcessOutput found = pictavia({"text", file, "--find", "report"});
+    ASSERT_EQ(found.exitCode, 0) << found.err;
+    // "x,y,w,h<TAB>report": the word sits on the first line, right of "Quarterly".
+    const QStringList fields = QString::fromStdString(found.out).trimmed().split('\t');
+    ASSERT_EQ(fields.size(), 2) << found.out;
+    EXPECT_EQ(fields[1], "report");
+    const QStringList box = fields[0].split(',');
+    EXPECT_GT(box[0].toInt(), 90);
+    EXPECT_NEAR(box[1].toInt(), 28, 8);
+
+    EXPECT_EQ(pictavia({"text", file, "--find", "invoice"}).exitCode, 1);
+    const ProcessOutput missing = pictavia({"text", dir.filePath("none.png").toStdString()});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
+    EXPECT_EQ(pictavia({"text"}).exitCode, 2);
+}
+
+TEST_F(TextCommandTest, ScanReportsKindsAndBoxes) {
+    const std::string file = render({"Contact: ana.lopez@example.org", "Card 4111 1111 1111 1111"});
+    const ProcessOutput scan = pictavia({"scan", file, "--json"});
+    ASSERT_EQ(scan.exitCode, 0) << scan.err;
+    const QJsonArray hits = QJsonDocument::fromJson(QByteArray::fromStdString(scan.out)).array();
+    QStringList kinds;
+    for (const auto& hit : hits)
+        kinds << hit.toObject()["kind"].toString();
+    EXPECT_EQ(kinds, (QStringList{"email", "card number"})) << scan.out;
+    EXPECT_GT(hits[0].toObject()["rect"].toObject()["x"].toInt(), 60);
+}
+
+} // namespace
