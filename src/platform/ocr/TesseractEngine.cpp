@@ -7,9 +7,13 @@
 
 #include <dlfcn.h>
 
+#include <QThread>
+
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace platform::ocr {
@@ -61,7 +65,7 @@ void separateNeighbours(QList<QRectF>& boxes) {
 
 // Tesseract's lines read symbol by symbol: each symbol's UTF-16 units get a share of its box,
 // a space with no box goes between words, and words below the confidence floor are left out.
-QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
+QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared, int bandTop,
                                    const QSize& original, float minimumWordConfidence) {
     QList<RecognizedLine> lines;
     const std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
@@ -97,8 +101,8 @@ QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedIm
         int left = 0, top = 0, right = 0, bottom = 0;
         if (symbol.isEmpty() || !it->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom))
             continue;
-        const QRectF box =
-            prepared.toOriginal(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)), original);
+        const QRectF box = prepared.toOriginal(
+            QRect(QPoint(left, top + bandTop), QPoint(right - 1, bottom + bandTop - 1)), original);
         // A symbol of several characters (a ligature) shares its box out from left to right;
         // both halves of a surrogate pair get the same share.
         const auto codePoints =
@@ -116,6 +120,46 @@ QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedIm
     } while (it->Next(tesseract::RIL_SYMBOL));
     finishLine();
     return lines;
+}
+
+using Band = TesseractEngine::Band;
+
+// Cuts an image into up to `count` bands of rows, near even fractions of its height, in the
+// middle of runs of uniform rows, so that threads can read them at once without cutting
+// through a line of text.
+std::vector<Band> bands(const QImage& gray, int count) {
+    const int h = gray.height();
+    std::vector<int> cuts; // the middles of runs of at least four uniform rows
+    int run = 0;
+    for (int y = 0; y <= h; ++y) {
+        bool uniform = false;
+        if (y < h) {
+            const uchar* row = gray.constScanLine(y);
+            const auto [low, high] = std::minmax_element(row, row + gray.width());
+            uniform = *high - *low <= 16;
+        }
+        if (uniform) {
+            ++run;
+            continue;
+        }
+        if (run >= 4 && y - run > 0 && y < h) cuts.push_back(y - run / 2);
+        run = 0;
+    }
+    std::vector<Band> out;
+    int top = 0;
+    for (int k = 1; k < count; ++k) {
+        const int target = h * k / count;
+        int best = -1;
+        for (const int cut : cuts)
+            if (cut > top && std::abs(cut - target) <= h / (2 * count) &&
+                (best < 0 || std::abs(cut - target) < std::abs(best - target)))
+                best = cut;
+        if (best < 0) continue;
+        out.push_back(Band{top, best});
+        top = best;
+    }
+    out.push_back(Band{top, h});
+    return out;
 }
 
 } // namespace
@@ -190,21 +234,55 @@ Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, Re
     keepOpenMpOnThisThread();
     const PreparedImage prepared =
         prepareImage(image, level == RecognitionLevel::accurate ? options_.accurate : options_.fast);
-    Result<Api> taken = pool_->take(languageCorrection);
-    if (!taken) return taken.error();
-    Api api = std::move(taken).value();
-    api->SetPageSegMode(tesseract::PageSegMode(options_.pageSegmentation));
-    api->SetVariable("thresholding_method", QByteArray::number(options_.thresholding).constData());
-    api->SetImage(prepared.gray.constBits(), prepared.gray.width(), prepared.gray.height(), 1,
-                  int(prepared.gray.bytesPerLine()));
-    // Screens are about 96 dpi; scaled up, the text reads like print at a higher resolution.
-    api->SetSourceResolution(int(96 * prepared.scale));
+    // Bands for the threads to take in turn: twice as many as threads, since text is rarely
+    // spread evenly.
+    const qint64 pixels = qint64(prepared.gray.width()) * prepared.gray.height();
+    const int threads = std::clamp(int(pixels / std::max<qint64>(1, options_.pixelsPerThread)), 1,
+                                   options_.threads > 0 ? options_.threads : QThread::idealThreadCount());
+    const std::vector<Band> parts = bands(prepared.gray, threads > 1 ? 2 * threads : 1);
+
+    std::vector<Result<QList<RecognizedLine>>> results(parts.size(), QList<RecognizedLine>{});
+    std::atomic<size_t> next = 0;
+    const auto work = [&] {
+        keepOpenMpOnThisThread();
+        Result<Api> taken = pool_->take(languageCorrection);
+        if (!taken) {
+            for (size_t i = next++; i < parts.size(); i = next++)
+                results[i] = taken.error();
+            return;
+        }
+        Api api = std::move(taken).value();
+        for (size_t i = next++; i < parts.size(); i = next++)
+            results[i] = readBand(*api, prepared, parts[i], image.size());
+        pool_->give(std::move(api), languageCorrection);
+    };
+    std::vector<std::thread> helpers;
+    for (int i = 1; i < std::min<int>(threads, int(parts.size())); ++i)
+        helpers.emplace_back(work);
+    work();
+    for (std::thread& helper : helpers)
+        helper.join();
+
     QList<RecognizedLine> lines;
-    const bool recognised = api->Recognize(nullptr) == 0;
-    if (recognised) lines = collectLines(*api, prepared, image.size(), options_.minimumWordConfidence);
-    pool_->give(std::move(api), languageCorrection);
-    if (!recognised) return Error{QStringLiteral("Tesseract could not read the text of this image.")};
+    for (const auto& result : results) {
+        if (!result) return result.error();
+        lines.append(*result);
+    }
     return lines;
+}
+
+Result<QList<RecognizedLine>> TesseractEngine::readBand(tesseract::TessBaseAPI& api,
+                                                        const PreparedImage& prepared, const Band& band,
+                                                        const QSize& original) const {
+    api.SetPageSegMode(tesseract::PageSegMode(options_.pageSegmentation));
+    api.SetVariable("thresholding_method", QByteArray::number(options_.thresholding).constData());
+    api.SetImage(prepared.gray.constScanLine(band.top), prepared.gray.width(), band.bottom - band.top, 1,
+                 int(prepared.gray.bytesPerLine()));
+    // Screens are about 96 dpi; scaled up, the text reads like print at a higher resolution.
+    api.SetSourceResolution(int(96 * prepared.scale));
+    if (api.Recognize(nullptr) != 0)
+        return Error{QStringLiteral("Tesseract could not read the text of this image.")};
+    return collectLines(api, prepared, band.top, original, options_.minimumWordConfidence);
 }
 
 } // namespace platform::ocr

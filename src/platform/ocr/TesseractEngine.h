@@ -7,6 +7,10 @@
 
 #include <memory>
 
+namespace tesseract {
+class TessBaseAPI;
+}
+
 namespace platform::ocr {
 
 // Text recognition by Tesseract's LSTM engine with the English model, tuned for screenshots:
@@ -34,6 +38,11 @@ public:
         QString dataPath; // empty: TESSDATA_PREFIX or Tesseract's own default
         QString language = QStringLiteral("eng");
         int idleInstances = 4; // instances kept for later calls, per dictionary setting
+        // Large images are cut into bands of rows at blank rows and read by several threads
+        // at once, one for each pixelsPerThread prepared pixels up to `threads` (0: one per
+        // core).
+        int threads = 0;
+        qint64 pixelsPerThread = 1'500'000;
 
         static Preparation fastPreparation() {
             Preparation p;
@@ -53,8 +62,15 @@ public:
 
     const Options& options() const { return options_; }
 
+    // Rows [top, bottom) of a prepared image.
+    struct Band {
+        int top = 0, bottom = 0;
+    };
+
 private:
     class Pool;
+    Result<QList<RecognizedLine>> readBand(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
+                                           const Band& band, const QSize& original) const;
     Options options_;
     std::unique_ptr<Pool> pool_;
 };

@@ -57,7 +57,8 @@ Rendered renderLines(const QStringList& lines, const Theme& theme, int scale = 1
     return out;
 }
 
-QString joined(const QList<RecognizedLine>& lines) {
+// The lines top to bottom, as a std::string that failures print legibly.
+std::string joined(const QList<RecognizedLine>& lines) {
     QList<RecognizedLine> sorted = lines;
     std::sort(sorted.begin(), sorted.end(), [](const RecognizedLine& a, const RecognizedLine& b) {
         return a.box.center().y() > b.box.center().y();
@@ -65,7 +66,7 @@ QString joined(const QList<RecognizedLine>& lines) {
     QStringList texts;
     for (const RecognizedLine& line : sorted)
         texts.append(line.text);
-    return texts.join(QLatin1Char('\n'));
+    return texts.join(QLatin1Char('\n')).toStdString();
 }
 
 // A normalised box (origin bottom left) in the image's pixels (origin top left).
@@ -98,7 +99,8 @@ TEST_F(TesseractEngineTest, ReadsInterfaceTextInBothThemesAtBothScales) {
         for (int scale : {1, 2}) {
             SCOPED_TRACE(::testing::Message()
                          << (&theme == &light ? "light" : "dark") << " at " << scale << "x");
-            EXPECT_EQ(joined(read(renderLines(interfaceText, theme, scale).image)), interfaceText.join('\n'));
+            EXPECT_EQ(joined(read(renderLines(interfaceText, theme, scale).image)),
+                      interfaceText.join('\n').toStdString());
         }
     // The fast level and reading without the dictionary give the same plain words.
     const QImage image = renderLines({"Open Recent", "Export as PDF"}, dark).image;
@@ -169,13 +171,30 @@ TEST_F(TesseractEngineTest, ImagesWithoutTextGiveNoLines) {
 TEST_F(TesseractEngineTest, SeveralThreadsReadAtOnce) {
     const QImage first = renderLines({"Downloads"}, light).image,
                  second = renderLines({"Shared with me"}, dark).image;
-    QString a, b;
+    std::string a, b;
     std::thread one([&] { a = joined(read(first)); });
     std::thread two([&] { b = joined(read(second)); });
     one.join();
     two.join();
     EXPECT_EQ(a, "Downloads");
     EXPECT_EQ(b, "Shared with me");
+}
+
+TEST(TesseractEngineSetupTest, BandsReadByThreadsGiveTheLinesOfTheWholeImage) {
+    TesseractEngine::Options options;
+    options.threads = 2;
+    options.pixelsPerThread = 20'000; // a few lines each
+    TesseractEngine banded(options);
+    const QStringList text{"General", "Appearance", "Shortcuts", "Advanced", "Storage used", "Upgrade plan"};
+    const Rendered rendered = renderLines(text, dark);
+    const auto lines = banded.recognize(rendered.image, RecognitionLevel::accurate, true);
+    ASSERT_TRUE(lines.ok());
+    EXPECT_EQ(joined(*lines), text.join('\n').toStdString());
+    for (const RecognizedLine& line : *lines) {
+        const QRectF ink = rendered.inkRects[text.indexOf(line.text)];
+        EXPECT_NEAR(inPixels(line.box, rendered.image).center().y(), ink.center().y(), 2.0)
+            << line.text.toStdString();
+    }
 }
 
 TEST(TesseractEngineSetupTest, AMissingModelIsAClearError) {
