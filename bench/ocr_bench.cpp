@@ -9,6 +9,7 @@
 //   ocr_bench --verbose       each image's errors as well
 //   ocr_bench --keep DIR      keeps the PNG files in DIR
 //   ocr_bench --prepared DIR  writes the images as the engine prepares them for Tesseract
+//   ocr_bench --image FILE    the engine's lines for one image
 #include "TextCorpus.h"
 
 #include "platform/ocr/TesseractEngine.h"
@@ -207,7 +208,7 @@ struct Variant {
     std::function<void(TesseractEngine::Options&)> change;
 };
 
-void sweep(const QList<corpus::TextImage>& images, bool verbose) {
+void sweep(const QList<corpus::TextImage>& images, const QString& only, bool verbose) {
     const auto scale = [](double s) { return [s](TesseractEngine::Options& o) { o.accurate.scale = s; }; };
     const auto target = [](double t) {
         return [t](TesseractEngine::Options& o) { o.accurate.targetGlyphHeight = t; };
@@ -226,18 +227,36 @@ void sweep(const QList<corpus::TextImage>& images, bool verbose) {
          [](TesseractEngine::Options& o) { o.accurate.inversion = Preparation::Inversion::none; }},
         {"whole-image inversion",
          [](TesseractEngine::Options& o) { o.accurate.inversion = Preparation::Inversion::wholeImage; }},
+        {"frames kept", [](TesseractEngine::Options& o) { o.accurate.eraseFrames = false; }},
         {"no padding", [](TesseractEngine::Options& o) { o.accurate.padding = 0; }},
         {"page mode 3 (auto)", [](TesseractEngine::Options& o) { o.pageSegmentation = 3; }},
         {"page mode 6 (block)", [](TesseractEngine::Options& o) { o.pageSegmentation = 6; }},
         {"page mode 11 (sparse)", [](TesseractEngine::Options& o) { o.pageSegmentation = 11; }},
         {"adaptive Otsu", [](TesseractEngine::Options& o) { o.thresholding = 1; }},
         {"Sauvola", [](TesseractEngine::Options& o) { o.thresholding = 2; }},
+        {"no inverted retry", [](TesseractEngine::Options& o) { o.invertedRetry = false; }},
+        {"noise rows kept",
+         [](TesseractEngine::Options& o) {
+             o.variables = {{"textord_noise_rejrows", "0"}};
+         }},
+        {"noise words kept",
+         [](TesseractEngine::Options& o) {
+             o.variables = {{"textord_noise_rejwords", "0"}};
+         }},
+        {"leftovers not read", [](TesseractEngine::Options& o) { o.readLeftovers = false; }},
+        {"leftovers kept at 0.4", [](TesseractEngine::Options& o) { o.leftoverConfidence = 0.4f; }},
+        {"leftovers kept at 0.8", [](TesseractEngine::Options& o) { o.leftoverConfidence = 0.8f; }},
+        {"no noise rejection",
+         [](TesseractEngine::Options& o) {
+             o.variables = {{"textord_no_rejects", "1"}};
+         }},
         {"word confidence >= 20", [](TesseractEngine::Options& o) { o.minimumWordConfidence = 20; }},
         {"word confidence >= 40", [](TesseractEngine::Options& o) { o.minimumWordConfidence = 40; }},
     };
     std::printf("%-24s | %8s %8s %8s %8s | %9s %9s\n", "variant", "CER all", "1x", "2x", "dark", "ms/MP all",
                 "ms/MP 1x");
     for (const Variant& variant : variants) {
+        if (!QString::fromLatin1(variant.name).contains(only)) continue;
         TesseractEngine::Options options;
         variant.change(options);
         TesseractEngine engine(options);
@@ -260,11 +279,23 @@ int main(int argc, char** argv) {
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addOption({"sweep", "Measures each preparation and Tesseract setting on its own."});
+    parser.addOption({"variants", "With --sweep, only the variants whose name contains <text>.", "text"});
     parser.addOption({"verbose", "Prints each image's misreadings."});
     parser.addOption({"keep", "Keeps the rendered PNG files in <dir>.", "dir"});
     parser.addOption({"prepared", "Writes the images as prepared for Tesseract to <dir> and stops.", "dir"});
+    parser.addOption({"image", "Prints the lines the engine reads in the image <file> and stops.", "file"});
     parser.addOption({"only", "Only the images whose name contains <text>.", "text"});
     parser.process(app);
+
+    if (parser.isSet("image")) {
+        TesseractEngine engine;
+        const auto lines = engine.recognize(QImage(parser.value("image")), RecognitionLevel::accurate, true);
+        if (!lines) return 1;
+        for (const RecognizedLine& line : *lines)
+            std::printf("%.2f  %.3f,%.3f %.3fx%.3f  %s\n", line.confidence, line.box.x(), line.box.y(),
+                        line.box.width(), line.box.height(), qPrintable(line.text));
+        return 0;
+    }
 
     QList<corpus::TextImage> images = corpus::textCorpus();
     if (parser.isSet("only"))
@@ -290,7 +321,7 @@ int main(int argc, char** argv) {
 
     const bool verbose = parser.isSet("verbose");
     if (parser.isSet("sweep")) {
-        sweep(images, verbose);
+        sweep(images, parser.value("variants"), verbose);
         return 0;
     }
 

@@ -180,36 +180,100 @@ QRectF PreparedImage::toOriginal(const QRect& prepared, const QSize& original) c
     return r.intersected(QRectF(QPointF(0, 0), QSizeF(original)));
 }
 
-double medianGlyphHeight(const QImage& gray) {
+namespace {
+
+// Ink for measuring glyphs, and anything visible at all for finding frames, which are often
+// drawn faint.
+constexpr int inkLevel = 160, visibleLevel = 224;
+
+// A connected mark of ink: a glyph (or a few touching ones), a frame, a rule.
+struct Mark {
+    int top = INT32_MAX, bottom = -1, left = INT32_MAX, right = -1;
+    int pixels = 0;
+    int width() const { return right - left + 1; }
+    int height() const { return bottom - top + 1; }
+};
+
+struct Marks {
+    std::vector<int32_t> root; // per pixel: the index of its mark, or -1
+    std::vector<Mark> marks;   // indexed by root; unused entries have bottom < 0
+};
+
+Marks findMarks(const QImage& gray, int below) {
     const int w = gray.width(), h = gray.height();
-    if (w < 3 || h < 3) return 0;
     Plane ink(w, h);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
-            ink(x, y) = gray.constScanLine(y)[x] < 160 ? 1 : 0;
-    const std::vector<int32_t> root = components(ink);
-    struct Extent {
-        int top = INT32_MAX, bottom = -1, left = INT32_MAX, right = -1;
-    };
-    std::vector<Extent> extents(root.size());
+            ink(x, y) = gray.constScanLine(y)[x] < below ? 1 : 0;
+    Marks out{components(ink), {}};
+    out.marks.resize(out.root.size());
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const int32_t r = root[size_t(y) * size_t(w) + size_t(x)];
+            const int32_t r = out.root[size_t(y) * size_t(w) + size_t(x)];
             if (r < 0) continue;
-            Extent& e = extents[size_t(r)];
-            e.top = std::min(e.top, y), e.bottom = std::max(e.bottom, y);
-            e.left = std::min(e.left, x), e.right = std::max(e.right, x);
+            Mark& m = out.marks[size_t(r)];
+            m.top = std::min(m.top, y), m.bottom = std::max(m.bottom, y);
+            m.left = std::min(m.left, x), m.right = std::max(m.right, x);
+            ++m.pixels;
         }
+    return out;
+}
+
+double medianGlyphHeight(const Marks& found) {
     std::vector<int> heights;
-    for (const Extent& e : extents) {
-        if (e.bottom < 0) continue;
-        const int eh = e.bottom - e.top + 1, ew = e.right - e.left + 1;
+    for (const Mark& m : found.marks) {
         // Glyph-like: not a dot or a rule, not a panel.
-        if (eh >= 4 && eh <= 120 && ew <= 3 * eh) heights.push_back(eh);
+        if (m.bottom >= 0 && m.height() >= 4 && m.height() <= 120 && m.width() <= 3 * m.height())
+            heights.push_back(m.height());
     }
     if (heights.size() < 3) return 0;
     std::nth_element(heights.begin(), heights.begin() + qsizetype(heights.size() / 2), heights.end());
     return heights[heights.size() / 2];
+}
+
+// Erases what Tesseract would read as letters but is not text: the outlines of buttons, fields
+// and pictures (taller and wider than glyphs, and mostly hollow), and rules (long and thin).
+// Text touching a frame makes one mark with it, too full to be taken for an outline.
+void eraseFramesAndRules(QImage& gray, const Marks& found, double glyph) {
+    const int w = gray.width(), h = gray.height();
+    std::vector<uint8_t> erase(found.marks.size(), 0);
+    bool any = false;
+    for (size_t i = 0; i < found.marks.size(); ++i) {
+        const Mark& m = found.marks[i];
+        if (m.bottom < 0) continue;
+        const double mw = m.width(), mh = m.height(), thin = std::max(2.0, glyph / 4);
+        const bool outline = mh >= 1.6 * glyph && mw >= 1.6 * glyph && m.pixels < 0.2 * mw * mh;
+        const bool rule = (mh <= thin && mw >= 3 * glyph) || (mw <= thin && mh >= 2.5 * glyph);
+        erase[i] = outline || rule;
+        any = any || erase[i];
+    }
+    if (!any) return;
+    // The mark and the antialiased pixels around it.
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int32_t r = found.root[size_t(y) * size_t(w) + size_t(x)];
+            if (r < 0 || !erase[size_t(r)]) continue;
+            for (int ny = std::max(0, y - 1); ny <= std::min(h - 1, y + 1); ++ny)
+                for (int nx = std::max(0, x - 1); nx <= std::min(w - 1, x + 1); ++nx) {
+                    const int32_t n = found.root[size_t(ny) * size_t(w) + size_t(nx)];
+                    if (n < 0 || n == r) gray.scanLine(ny)[nx] = 255;
+                }
+        }
+}
+
+} // namespace
+
+std::vector<QRect> inkMarks(const QImage& gray, int below) {
+    std::vector<QRect> boxes;
+    if (gray.isNull()) return boxes;
+    for (const Mark& m : findMarks(gray, below).marks)
+        if (m.bottom >= 0) boxes.emplace_back(QPoint(m.left, m.top), QPoint(m.right, m.bottom));
+    return boxes;
+}
+
+double medianGlyphHeight(const QImage& gray) {
+    if (gray.width() < 3 || gray.height() < 3) return 0;
+    return medianGlyphHeight(findMarks(gray, inkLevel));
 }
 
 PreparedImage prepareImage(const QImage& image, const Preparation& how) {
@@ -227,13 +291,17 @@ PreparedImage prepareImage(const QImage& image, const Preparation& how) {
         normaliseBackgrounds(gray);
         break;
     }
-    double scale = how.scale;
-    if (scale <= 0) {
-        const double glyph = medianGlyphHeight(gray);
-        scale = glyph > 0 ? std::clamp(how.targetGlyphHeight / glyph, 1.0, how.maxScale) : 1.0;
+    double glyph = 0;
+    if (gray.width() >= 3 && gray.height() >= 3 && (how.scale <= 0 || how.eraseFrames)) {
+        glyph = medianGlyphHeight(findMarks(gray, inkLevel));
+        if (how.eraseFrames && glyph > 0 && how.inversion == Preparation::Inversion::local)
+            eraseFramesAndRules(gray, findMarks(gray, visibleLevel), glyph);
     }
+    double scale = how.scale;
+    if (scale <= 0) scale = glyph > 0 ? std::clamp(how.targetGlyphHeight / glyph, 1.0, how.maxScale) : 1.0;
     out.scale = scale;
     out.padding = how.padding;
+    out.glyphHeight = glyph * scale;
     const QSize scaled(int(std::lround(gray.width() * scale)), int(std::lround(gray.height() * scale)));
     if (scaled != gray.size()) gray = gray.scaled(scaled, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (how.padding > 0) {

@@ -4,6 +4,8 @@
 #include <QRect>
 #include <QRectF>
 
+#include <vector>
+
 namespace platform::ocr {
 
 // How a screenshot is turned into the image Tesseract reads.
@@ -18,6 +20,9 @@ struct Preparation {
     // row, a coloured button in an otherwise light window).
     enum class Inversion { none, wholeImage, local };
     Inversion inversion = Inversion::local;
+    // Outlines of buttons and fields, and rules, erased: Tesseract reads them as | [ ] _ and
+    // the like. Only with local inversion, which leaves them dark on white.
+    bool eraseFrames = true;
     // Background added around the image, in prepared pixels: glyphs touching the edge are
     // otherwise often lost.
     int padding = 8;
@@ -28,6 +33,7 @@ struct PreparedImage {
     QImage gray; // Format_Grayscale8, dark text on a light background
     double scale = 1;
     int padding = 0;
+    double glyphHeight = 0; // the median glyph height in prepared pixels; 0 when unknown
 
     // A rectangle of prepared pixels in original pixels, clipped to the original image.
     QRectF toOriginal(const QRect& prepared, const QSize& original) const;
@@ -35,6 +41,9 @@ struct PreparedImage {
 
 // Luminance, light text made dark where `how` asks, scaled and padded.
 PreparedImage prepareImage(const QImage& image, const Preparation& how);
+
+// The bounding boxes of the 8-connected marks darker than `below` in a grayscale image.
+std::vector<QRect> inkMarks(const QImage& gray, int below = 160);
 
 // The median height in pixels of the glyph-sized marks of a grayscale image of dark text on
 // a light background; 0 when there are too few to tell.

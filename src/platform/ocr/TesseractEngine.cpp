@@ -63,23 +63,39 @@ void separateNeighbours(QList<QRectF>& boxes) {
     }
 }
 
+// Which of Tesseract's results to keep, and where its image lies in the prepared one.
+struct Collecting {
+    QPoint offset;                      // of the image Tesseract read, in prepared pixels
+    float minimumWordConfidence = 0;    // 0-100
+    float minimumLineConfidence = 0;    // 0-1
+    double minimumLineHeight = 0;       // prepared pixels
+    std::vector<QRect>* read = nullptr; // receives the prepared boxes of the symbols kept
+};
+
 // Tesseract's lines read symbol by symbol: each symbol's UTF-16 units get a share of its box,
 // a space with no box goes between words, and words below the confidence floor are left out.
-QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared, int bandTop,
-                                   const QSize& original, float minimumWordConfidence) {
+// Lines flatter than a glyph (the bars of an equals sign taken for lines of their own) are
+// dropped.
+QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
+                                   const QSize& original, const Collecting& how) {
     QList<RecognizedLine> lines;
     const std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
     if (!it) return lines;
     RecognizedLine line;
-    bool keepWord = true;
+    std::vector<QRect> lineSymbols;
+    bool keepWord = true, keepLine = true;
     const auto finishLine = [&] {
         while (line.text.endsWith(QLatin1Char(' '))) {
             line.text.chop(1);
             line.characterBoxes.removeLast();
         }
         separateNeighbours(line.characterBoxes);
-        if (!line.text.trimmed().isEmpty()) lines.append(line);
+        if (keepLine && !line.text.trimmed().isEmpty() && line.confidence >= how.minimumLineConfidence) {
+            lines.append(line);
+            if (how.read) how.read->insert(how.read->end(), lineSymbols.begin(), lineSymbols.end());
+        }
         line = RecognizedLine{};
+        lineSymbols.clear();
     };
     it->Begin();
     do {
@@ -87,9 +103,12 @@ QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedIm
         if (it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
             finishLine();
             line.confidence = std::clamp(it->Confidence(tesseract::RIL_TEXTLINE) / 100.0f, 0.0f, 1.0f);
+            int left = 0, top = 0, right = 0, bottom = 0;
+            it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
+            keepLine = bottom - top >= how.minimumLineHeight;
         }
         if (it->IsAtBeginningOf(tesseract::RIL_WORD)) {
-            keepWord = it->Confidence(tesseract::RIL_WORD) >= minimumWordConfidence;
+            keepWord = it->Confidence(tesseract::RIL_WORD) >= how.minimumWordConfidence;
             if (keepWord && !line.text.isEmpty()) {
                 line.text += QLatin1Char(' ');
                 line.characterBoxes.append(QRectF());
@@ -101,8 +120,10 @@ QList<RecognizedLine> collectLines(tesseract::TessBaseAPI& api, const PreparedIm
         int left = 0, top = 0, right = 0, bottom = 0;
         if (symbol.isEmpty() || !it->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom))
             continue;
-        const QRectF box = prepared.toOriginal(
-            QRect(QPoint(left, top + bandTop), QPoint(right - 1, bottom + bandTop - 1)), original);
+        const QRect inPrepared =
+            QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)).translated(how.offset);
+        lineSymbols.push_back(inPrepared);
+        const QRectF box = prepared.toOriginal(inPrepared, original);
         // A symbol of several characters (a ligature) shares its box out from left to right;
         // both halves of a surrogate pair get the same share.
         const auto codePoints =
@@ -276,13 +297,86 @@ Result<QList<RecognizedLine>> TesseractEngine::readBand(tesseract::TessBaseAPI& 
                                                         const QSize& original) const {
     api.SetPageSegMode(tesseract::PageSegMode(options_.pageSegmentation));
     api.SetVariable("thresholding_method", QByteArray::number(options_.thresholding).constData());
-    api.SetImage(prepared.gray.constScanLine(band.top), prepared.gray.width(), band.bottom - band.top, 1,
-                 int(prepared.gray.bytesPerLine()));
+    api.SetVariable("tessedit_do_invert", options_.invertedRetry ? "1" : "0");
+    for (const auto& [name, value] : options_.variables)
+        api.SetVariable(name.c_str(), value.c_str());
+    const QImage image = prepared.gray.copy(0, band.top, prepared.gray.width(), band.bottom - band.top);
+    api.SetImage(image.constBits(), image.width(), image.height(), 1, int(image.bytesPerLine()));
     // Screens are about 96 dpi; scaled up, the text reads like print at a higher resolution.
     api.SetSourceResolution(int(96 * prepared.scale));
     if (api.Recognize(nullptr) != 0)
         return Error{QStringLiteral("Tesseract could not read the text of this image.")};
-    return collectLines(api, prepared, band.top, original, options_.minimumWordConfidence);
+    std::vector<QRect> read;
+    Collecting how{QPoint(0, band.top), options_.minimumWordConfidence, 0, 0.4 * prepared.glyphHeight, &read};
+    QList<RecognizedLine> lines = collectLines(api, prepared, original, how);
+    if (options_.readLeftovers && prepared.glyphHeight > 0)
+        lines.append(readLeftovers(api, prepared, image, band, read, original));
+    return lines;
+}
+
+// Tesseract's sparse layout drops text of a single character (a digit in a table cell, a line
+// number, a lone letter). Glyph-sized marks no line covers are grouped with their neighbours
+// and each group is read as a line of its own, with everything already read blanked out.
+QList<RecognizedLine> TesseractEngine::readLeftovers(tesseract::TessBaseAPI& api,
+                                                     const PreparedImage& prepared, const QImage& image,
+                                                     const Band& band, const std::vector<QRect>& read,
+                                                     const QSize& original) const {
+    QList<RecognizedLine> lines;
+    const double g = prepared.glyphHeight;
+    std::vector<QRect> readHere; // in the band's pixels
+    for (const QRect& r : read)
+        readHere.push_back(r.translated(0, -band.top).adjusted(-2, -2, 2, 2));
+    std::vector<QRect> marks;
+    for (const QRect& m : inkMarks(image)) {
+        if (m.height() > 2 * g || m.width() > 4 * g || m.width() * m.height() < 4) continue;
+        if (std::any_of(readHere.begin(), readHere.end(), [&](const QRect& r) { return r.intersects(m); }))
+            continue;
+        marks.push_back(m);
+    }
+    // More than that is a picture, not a few stray characters.
+    if (marks.empty() || marks.size() > 400) return lines;
+    // Neighbours: boxes within half a glyph of each other sideways, a quarter up or down.
+    const int dx = int(std::ceil(g / 2)), dy = int(std::ceil(g / 4));
+    std::vector<QRect> groups;
+    for (const QRect& m : marks) {
+        QRect group = m;
+        for (bool merged = true; merged;) {
+            merged = false;
+            for (auto it = groups.begin(); it != groups.end(); ++it)
+                if (it->adjusted(-dx, -dy, dx, dy).intersects(group)) {
+                    group = group.united(*it);
+                    groups.erase(it);
+                    merged = true;
+                    break;
+                }
+        }
+        groups.push_back(group);
+    }
+    api.SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+    const int pad = int(std::ceil(g / 2));
+    int budget = 64;
+    for (const QRect& group : groups) {
+        if (group.height() > 2.5 * g || group.height() < 0.3 * g || budget-- == 0) continue;
+        // The group on white, with nothing of what was read before.
+        QImage crop(group.width() + 2 * pad, group.height() + 2 * pad, QImage::Format_Grayscale8);
+        crop.fill(255);
+        const QRect source = group.adjusted(-pad, -pad, pad, pad).intersected(image.rect());
+        for (int y = source.top(); y <= source.bottom(); ++y)
+            for (int x = source.left(); x <= source.right(); ++x) {
+                const QPoint p(x, y);
+                if (std::any_of(readHere.begin(), readHere.end(),
+                                [&](const QRect& r) { return r.contains(p); }))
+                    continue;
+                crop.scanLine(y - group.top() + pad)[x - group.left() + pad] = image.constScanLine(y)[x];
+            }
+        api.SetImage(crop.constBits(), crop.width(), crop.height(), 1, int(crop.bytesPerLine()));
+        api.SetSourceResolution(int(96 * prepared.scale));
+        if (api.Recognize(nullptr) != 0) continue;
+        const Collecting how{QPoint(group.left() - pad, band.top + group.top() - pad),
+                             options_.minimumWordConfidence, options_.leftoverConfidence, 0, nullptr};
+        lines.append(collectLines(api, prepared, original, how));
+    }
+    return lines;
 }
 
 } // namespace platform::ocr

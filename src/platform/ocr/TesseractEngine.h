@@ -6,6 +6,9 @@
 #include <QString>
 
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace tesseract {
 class TessBaseAPI;
@@ -32,9 +35,18 @@ public:
         int pageSegmentation = 11;
         // Tesseract's thresholding_method: 0 Otsu, 1 Leptonica's adaptive Otsu, 2 Sauvola.
         int thresholding = 0;
+        // Tesseract reads a line again inverted when unsure of it. After the preparation that
+        // hardly ever finds anything, but it costs nothing measurable either.
+        bool invertedRetry = true;
+        // Glyph-sized marks that no line covers are read again on their own, Tesseract's sparse
+        // layout dropping text of a single character; kept when at least this sure (0-1).
+        bool readLeftovers = true;
+        float leftoverConfidence = 0.6f;
         // Words Tesseract is less sure of (0-100) are dropped: mostly icons and rules read as
         // letters.
         float minimumWordConfidence = 0;
+        // More of Tesseract's variables, set before each page (not the init-only ones).
+        std::vector<std::pair<std::string, std::string>> variables;
         QString dataPath; // empty: TESSDATA_PREFIX or Tesseract's own default
         QString language = QStringLiteral("eng");
         int idleInstances = 4; // instances kept for later calls, per dictionary setting
@@ -71,6 +83,9 @@ private:
     class Pool;
     Result<QList<RecognizedLine>> readBand(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
                                            const Band& band, const QSize& original) const;
+    QList<RecognizedLine> readLeftovers(tesseract::TessBaseAPI& api, const PreparedImage& prepared,
+                                        const QImage& image, const Band& band, const std::vector<QRect>& read,
+                                        const QSize& original) const;
     Options options_;
     std::unique_ptr<Pool> pool_;
 };
