@@ -60,25 +60,31 @@ qsizetype editDistance(const QString& a, const QString& b) {
     return previous[size_t(b.size())];
 }
 
-// The engine's lines in reading order: top to bottom by the centres of their boxes, lines
-// whose centres lie within half a line of each other left to right.
+// The engine's lines in reading order: top to bottom by the centres of their boxes; a line
+// that overlaps the first of a row by half its height or more joins that row, left to right.
 QString joinLines(QList<RecognizedLine> lines) {
     std::sort(lines.begin(), lines.end(), [](const RecognizedLine& a, const RecognizedLine& b) {
         return a.box.center().y() > b.box.center().y();
     });
+    const auto sameRow = [](const QRectF& a, const QRectF& b) {
+        const double overlap = std::min(a.bottom(), b.bottom()) - std::max(a.top(), b.top());
+        return overlap >= std::min(a.height(), b.height()) / 2;
+    };
     QStringList rows;
-    for (qsizetype i = 0; i < lines.size();) {
-        qsizetype end = i + 1;
-        while (end < lines.size() && std::abs(lines[end].box.center().y() - lines[i].box.center().y()) <
-                                         std::min(lines[end].box.height(), lines[i].box.height()) / 2)
-            ++end;
-        std::sort(lines.begin() + i, lines.begin() + end,
+    while (!lines.isEmpty()) {
+        const QRectF first = lines.first().box;
+        QList<RecognizedLine> row;
+        for (qsizetype k = 0; k < lines.size();)
+            if (sameRow(first, lines[k].box))
+                row.append(lines.takeAt(k));
+            else
+                ++k;
+        std::sort(row.begin(), row.end(),
                   [](const RecognizedLine& a, const RecognizedLine& b) { return a.box.x() < b.box.x(); });
-        QStringList row;
-        for (qsizetype k = i; k < end; ++k)
-            row.append(lines[k].text);
-        rows.append(row.join(QLatin1Char(' ')));
-        i = end;
+        QStringList texts;
+        for (const RecognizedLine& line : row)
+            texts.append(line.text);
+        rows.append(texts.join(QLatin1Char(' ')));
     }
     return rows.join(QLatin1Char('\n'));
 }

@@ -107,10 +107,12 @@ Plane flatPixels(const QImage& gray, int radius) {
 
 // The pixels of backgrounds: flat pixels (the antialiased strokes of text are hardly ever
 // flat) in connected areas too large to be the inside of a bold glyph: at least 400 pixels,
-// or holding a flat 9x9 square, which no stroke is wide enough to.
+// or holding a flat 7x7 square, which the strokes of interface text are too thin to hold
+// (bold 16 px at 2x included; a 5x5 square hollowed those out, a 9x9 one missed the insides
+// of small buttons, measured by bench/ocr_bench.cpp).
 Plane backgroundPixels(const QImage& gray) {
     const int w = gray.width(), h = gray.height();
-    const Plane flat = flatPixels(gray, 1), solid = flatPixels(gray, 4);
+    const Plane flat = flatPixels(gray, 1), solid = flatPixels(gray, 3);
     const std::vector<int32_t> root = components(flat);
     std::vector<int32_t> area(root.size(), 0);
     std::vector<uint8_t> hasSolid(root.size(), 0);

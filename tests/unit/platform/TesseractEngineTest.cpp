@@ -102,6 +102,8 @@ TEST_F(TesseractEngineTest, ReadsInterfaceTextInBothThemesAtBothScales) {
             EXPECT_EQ(joined(read(renderLines(interfaceText, theme, scale).image)),
                       interfaceText.join('\n').toStdString());
         }
+    // Single characters, which Tesseract's sparse layout alone drops.
+    EXPECT_EQ(joined(read(renderLines({"Unread", "7", "Pinned", "A"}, light).image)), "Unread\n7\nPinned\nA");
     // The fast level and reading without the dictionary give the same plain words.
     const QImage image = renderLines({"Open Recent", "Export as PDF"}, dark).image;
     EXPECT_EQ(joined(read(image, RecognitionLevel::fast)), "Open Recent\nExport as PDF");
