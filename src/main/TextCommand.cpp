@@ -26,7 +26,7 @@ QImage load(const QString& path) {
                      qPrintable(file.errorString()));
         return {};
     }
-    const QImage image = platform::services().codecs->decode(file.readAll());
+    QImage image = platform::services().codecs->decode(file.readAll());
     if (image.isNull())
         std::fprintf(stderr, "pictavia: %s is not an image Pictavia can read\n", qPrintable(path));
     return image;
