@@ -18,12 +18,16 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QLinearGradient>
+#include <QMap>
+#include <QPainter>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <utility>
 #include <vector>
 
 using platform::RecognitionLevel;
@@ -209,6 +213,86 @@ void printComparison(const QList<corpus::TextImage>& images, const Results& ours
         cerRatio, cerRatio <= 0.5 ? "met" : "missed", timeRatio, timeRatio <= 2 ? "met" : "missed");
 }
 
+// Words found, as a multiset: the share of the truth's words read, and of the words read that
+// are in the truth. Blind to reading order, for pages of several windows side by side.
+std::pair<double, double> wordRecallAndPrecision(const QString& truth, const QString& read) {
+    const auto words = [](const QString& text) {
+        QMap<QString, int> counts;
+        for (const QString& w : normalise(text).split(QLatin1Char(' '), Qt::SkipEmptyParts))
+            ++counts[w];
+        return counts;
+    };
+    const QMap<QString, int> expected = words(truth), found = words(read);
+    int total = 0, hits = 0, readCount = 0;
+    for (auto it = expected.begin(); it != expected.end(); ++it) {
+        total += it.value();
+        hits += std::min(it.value(), found.value(it.key()));
+    }
+    for (const int n : found)
+        readCount += n;
+    return {total ? double(hits) / total : 0, readCount ? double(hits) / readCount : 0};
+}
+
+// A full-HD desktop, at 1x (1920x1080) or 2x (3840x2160): the corpus's windows of that scale
+// side by side on a gradient wallpaper, read whole, as a screenshot of the entire screen
+// would be.
+void fullScreen(const QList<corpus::TextImage>& images, const QString& dir, int scale) {
+    QImage screen(1920 * scale, 1080 * scale, QImage::Format_RGB32);
+    QPainter painter(&screen);
+    QLinearGradient wallpaper(0, 0, 0, screen.height());
+    wallpaper.setColorAt(0, QColor("#2c3e50"));
+    wallpaper.setColorAt(1, QColor("#4b6584"));
+    painter.fillRect(screen.rect(), wallpaper);
+    QStringList truth;
+    const int gap = 24 * scale;
+    int x = gap, y = gap, shelf = 0;
+    for (const corpus::TextImage& image : images) {
+        if (image.scale != scale) continue;
+        if (x + image.image.width() > screen.width() - gap) x = gap, y += shelf + gap, shelf = 0;
+        if (y + image.image.height() > screen.height() - gap) continue;
+        QImage window = image.image;
+        window.setDevicePixelRatio(1); // drawn pixel for pixel
+        painter.drawImage(x, y, window);
+        truth.append(image.groundTruth);
+        x += image.image.width() + gap;
+        shelf = std::max(shelf, image.image.height());
+    }
+    painter.end();
+    screen.setDevicePixelRatio(scale);
+    const QString path = QDir(dir).filePath(QStringLiteral("full-screen-%1x.png").arg(scale));
+    screen.save(path);
+
+    std::printf(
+        "\nFull screen, %dx%d at %dx with %lld windows: seconds, share of its words read, share of the "
+        "words read that are right\n",
+        screen.width(), screen.height(), scale, qlonglong(truth.size()));
+    const auto report = [&](const char* who, double seconds, const QString& read) {
+        const auto [recall, precision] = wordRecallAndPrecision(truth.join(QLatin1Char('\n')), read);
+        std::printf("  %-34s %6.2f s %7.1f%% %7.1f%%\n", who, seconds, 100 * recall, 100 * precision);
+    };
+    const auto timeEngine = [&](const char* who, TesseractEngine& engine, RecognitionLevel level) {
+        (void)engine.recognize(images.first().image, level, true); // started, as in a resident program
+        QElapsedTimer timer;
+        timer.start();
+        const auto lines = engine.recognize(screen, level, true);
+        report(who, double(timer.nsecsElapsed()) / 1e9, lines ? joinLines(*lines) : QString());
+    };
+    TesseractEngine engine;
+    timeEngine("Pictavia, accurate", engine, RecognitionLevel::accurate);
+    timeEngine("Pictavia, fast", engine, RecognitionLevel::fast);
+    TesseractEngine::Options oneThread;
+    oneThread.threads = 1;
+    TesseractEngine single(oneThread);
+    timeEngine("Pictavia, accurate, one thread", single, RecognitionLevel::accurate);
+    QProcess tesseract;
+    QElapsedTimer timer;
+    timer.start();
+    tesseract.start(QStringLiteral("tesseract"), {path, "stdout"});
+    tesseract.waitForFinished(300000);
+    report("tesseract command", double(timer.nsecsElapsed()) / 1e9,
+           QString::fromUtf8(tesseract.readAllStandardOutput()));
+}
+
 struct Variant {
     const char* name;
     std::function<void(TesseractEngine::Options&)> change;
@@ -229,6 +313,17 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
         {"glyph target 17", target(17)},
         {"glyph target 24", target(24)},
         {"glyph target 28", target(28)},
+        {"fast level", [](TesseractEngine::Options& o) { o.accurate = o.fast; }},
+        {"fast level, no leftovers",
+         [](TesseractEngine::Options& o) {
+             o.accurate = o.fast;
+             o.readLeftovers = false;
+         }},
+        {"fast level up to 1.5x",
+         [](TesseractEngine::Options& o) {
+             o.accurate = o.fast;
+             o.accurate.maxScale = 1.5;
+         }},
         {"no inversion",
          [](TesseractEngine::Options& o) { o.accurate.inversion = Preparation::Inversion::none; }},
         {"whole-image inversion",
@@ -318,8 +413,12 @@ int main(int argc, char** argv) {
         dir.mkpath(".");
         const TesseractEngine::Options defaults;
         for (const auto& i : images) {
+            QElapsedTimer timer;
+            timer.start();
             const auto prepared = platform::ocr::prepareImage(i.image, defaults.accurate);
-            std::printf("%-32s scale %.2f\n", qPrintable(i.name), prepared.scale);
+            const double ms = double(timer.nsecsElapsed()) / 1e6;
+            std::printf("%-32s scale %.2f, %.1f ms per megapixel\n", qPrintable(i.name), prepared.scale,
+                        ms * 1e6 / (double(i.image.width()) * i.image.height()));
             prepared.gray.save(dir.filePath(i.name + ".png"));
         }
         return 0;
@@ -347,5 +446,7 @@ int main(int argc, char** argv) {
     const Results fast = runEngine(engine, images, RecognitionLevel::fast, false);
     const Results command = runCommand(images, dir, verbose);
     printComparison(images, ours, fast, command);
+    fullScreen(images, dir, 1);
+    fullScreen(images, dir, 2);
     return 0;
 }

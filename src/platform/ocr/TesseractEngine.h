@@ -54,7 +54,7 @@ public:
         // at once, one for each pixelsPerThread prepared pixels up to `threads` (0: one per
         // core).
         int threads = 0;
-        qint64 pixelsPerThread = 1'500'000;
+        qint64 pixelsPerThread = 500'000;
 
         static Preparation fastPreparation() {
             Preparation p;
