@@ -323,16 +323,25 @@ QList<RecognizedLine> TesseractEngine::readLeftovers(tesseract::TessBaseAPI& api
                                                      const QSize& original) const {
     QList<RecognizedLine> lines;
     const double g = prepared.glyphHeight;
-    std::vector<QRect> readHere; // in the band's pixels
-    for (const QRect& r : read)
-        readHere.push_back(r.translated(0, -band.top).adjusted(-2, -2, 2, 2));
-    std::vector<QRect> marks;
-    for (const QRect& m : inkMarks(image)) {
-        if (m.height() > 2 * g || m.width() > 4 * g || m.width() * m.height() < 4) continue;
-        if (std::any_of(readHere.begin(), readHere.end(), [&](const QRect& r) { return r.intersects(m); }))
-            continue;
-        marks.push_back(m);
+    // What was read, with a little margin, in the band's pixels.
+    const int w = image.width(), h = image.height();
+    std::vector<uint8_t> readMask(size_t(w) * size_t(h), 0);
+    for (const QRect& r : read) {
+        const QRect here = r.translated(0, -band.top).adjusted(-2, -2, 2, 2).intersected(image.rect());
+        for (int y = here.top(); y <= here.bottom(); ++y)
+            std::fill_n(readMask.begin() + qsizetype(y) * w + here.left(), here.width(), uint8_t(1));
     }
+    const auto isRead = [&](int x, int y) { return readMask[size_t(y) * size_t(w) + size_t(x)] != 0; };
+    const auto anyRead = [&](const QRect& r) {
+        for (int y = r.top(); y <= r.bottom(); ++y)
+            for (int x = r.left(); x <= r.right(); ++x)
+                if (isRead(x, y)) return true;
+        return false;
+    };
+    std::vector<QRect> marks;
+    for (const QRect& m : inkMarks(image))
+        if (m.height() <= 2 * g && m.width() <= 4 * g && m.width() * m.height() >= 4 && !anyRead(m))
+            marks.push_back(m);
     // More than that is a picture, not a few stray characters.
     if (marks.empty() || marks.size() > 400) return lines;
     // Neighbours: boxes within half a glyph of each other sideways, a quarter up or down.
@@ -362,13 +371,9 @@ QList<RecognizedLine> TesseractEngine::readLeftovers(tesseract::TessBaseAPI& api
         crop.fill(255);
         const QRect source = group.adjusted(-pad, -pad, pad, pad).intersected(image.rect());
         for (int y = source.top(); y <= source.bottom(); ++y)
-            for (int x = source.left(); x <= source.right(); ++x) {
-                const QPoint p(x, y);
-                if (std::any_of(readHere.begin(), readHere.end(),
-                                [&](const QRect& r) { return r.contains(p); }))
-                    continue;
-                crop.scanLine(y - group.top() + pad)[x - group.left() + pad] = image.constScanLine(y)[x];
-            }
+            for (int x = source.left(); x <= source.right(); ++x)
+                if (!isRead(x, y))
+                    crop.scanLine(y - group.top() + pad)[x - group.left() + pad] = image.constScanLine(y)[x];
         api.SetImage(crop.constBits(), crop.width(), crop.height(), 1, int(crop.bytesPerLine()));
         api.SetSourceResolution(int(96 * prepared.scale));
         if (api.Recognize(nullptr) != 0) continue;
