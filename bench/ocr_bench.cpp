@@ -144,14 +144,14 @@ Sample score(const corpus::TextImage& image, const QString& text, double millise
 using Results = std::vector<Sample>; // one per image
 
 Results runEngine(TesseractEngine& engine, const QList<corpus::TextImage>& images, RecognitionLevel level,
-                  bool verbose) {
+                  bool verbose, bool languageCorrection = true) {
     // The first call pays for Tesseract's start; a resident program pays it once.
-    (void)engine.recognize(images.first().image, level, true);
+    (void)engine.recognize(images.first().image, level, languageCorrection);
     Results results;
     for (const corpus::TextImage& image : images) {
         QElapsedTimer timer;
         timer.start();
-        const auto lines = engine.recognize(image.image, level, true);
+        const auto lines = engine.recognize(image.image, level, languageCorrection);
         const double ms = double(timer.nsecsElapsed()) / 1e6;
         if (!lines) {
             std::fprintf(stderr, "ocr_bench: %s\n", qPrintable(lines.error().message));
@@ -271,7 +271,8 @@ void fullScreen(const QList<corpus::TextImage>& images, const QString& dir, int 
         std::printf("  %-34s %6.2f s %7.1f%% %7.1f%%\n", who, seconds, 100 * recall, 100 * precision);
     };
     const auto timeEngine = [&](const char* who, TesseractEngine& engine, RecognitionLevel level) {
-        (void)engine.recognize(images.first().image, level, true); // started, as in a resident program
+        // Started beforehand, as in a resident program.
+        (void)engine.recognize(images.first().image, level, true);
         QElapsedTimer timer;
         timer.start();
         const auto lines = engine.recognize(screen, level, true);
@@ -296,6 +297,7 @@ void fullScreen(const QList<corpus::TextImage>& images, const QString& dir, int 
 struct Variant {
     const char* name;
     std::function<void(TesseractEngine::Options&)> change;
+    bool languageCorrection = true;
 };
 
 void sweep(const QList<corpus::TextImage>& images, const QString& only, bool verbose) {
@@ -324,6 +326,7 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
              o.accurate = o.fast;
              o.accurate.maxScale = 1.5;
          }},
+        {"no language correction", [](TesseractEngine::Options&) {}, false},
         {"no inversion",
          [](TesseractEngine::Options& o) { o.accurate.inversion = Preparation::Inversion::none; }},
         {"whole-image inversion",
@@ -361,7 +364,8 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
         TesseractEngine::Options options;
         variant.change(options);
         TesseractEngine engine(options);
-        const Results r = runEngine(engine, images, RecognitionLevel::accurate, verbose);
+        const Results r =
+            runEngine(engine, images, RecognitionLevel::accurate, verbose, variant.languageCorrection);
         const auto& g = groups();
         const Sample all = total(images, r, g[0]), one = total(images, r, g[1]), two = total(images, r, g[2]),
                      dark = total(images, r, g[4]);

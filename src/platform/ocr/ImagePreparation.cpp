@@ -300,7 +300,9 @@ PreparedImage prepareImage(const QImage& image, const Preparation& how) {
             eraseFramesAndRules(gray, findMarks(gray, visibleLevel), glyph);
     }
     double scale = how.scale;
-    if (scale <= 0) scale = glyph > 0 ? std::clamp(how.targetGlyphHeight / glyph, 1.0, how.maxScale) : 1.0;
+    if (scale <= 0 && glyph > 0) scale = std::clamp(how.targetGlyphHeight / glyph, 1.0, how.maxScale);
+    // Too few glyphs to measure (a word or two): 1x captures are doubled, 2x ones kept.
+    if (scale <= 0) scale = std::clamp(image.devicePixelRatio() >= 1.5 ? 1.0 : 2.0, 1.0, how.maxScale);
     out.scale = scale;
     out.padding = how.padding;
     out.glyphHeight = glyph * scale;

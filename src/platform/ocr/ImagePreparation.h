@@ -10,14 +10,16 @@ namespace platform::ocr {
 
 // How a screenshot is turned into the image Tesseract reads.
 struct Preparation {
-    // Prepared pixels per original pixel; 0 chooses it from the height of the glyphs, so that
-    // it reaches targetGlyphHeight.
+    // Prepared pixels per original pixel; 0 chooses it from the median height of the glyphs,
+    // so that it reaches targetGlyphHeight, or from the image's devicePixelRatio where there
+    // are too few glyphs to tell.
     double scale = 0;
     double targetGlyphHeight = 20;
     double maxScale = 3;
     // Light text on dark backgrounds made dark on light: nowhere, across the whole image when
-    // its mean is dark, or wherever most pixels around are dark (a dark sidebar, a selected
-    // row, a coloured button in an otherwise light window).
+    // its mean is dark, or wherever the nearest background is dark (a dark sidebar, a
+    // selected row, a coloured button in an otherwise light window), every background then
+    // stretched to white.
     enum class Inversion { none, wholeImage, local };
     Inversion inversion = Inversion::local;
     // Outlines of buttons and fields, and rules, erased: Tesseract reads them as | [ ] _ and
