@@ -144,14 +144,14 @@ Sample score(const corpus::TextImage& image, const QString& text, double millise
 using Results = std::vector<Sample>; // one per image
 
 Results runEngine(TesseractEngine& engine, const QList<corpus::TextImage>& images, RecognitionLevel level,
-                  bool verbose, bool languageCorrection = true) {
+                  bool verbose) {
     // The first call pays for Tesseract's start; a resident program pays it once.
-    (void)engine.recognize(images.first().image, level, languageCorrection);
+    (void)engine.recognize(images.first().image, level, true);
     Results results;
     for (const corpus::TextImage& image : images) {
         QElapsedTimer timer;
         timer.start();
-        const auto lines = engine.recognize(image.image, level, languageCorrection);
+        const auto lines = engine.recognize(image.image, level, true);
         const double ms = double(timer.nsecsElapsed()) / 1e6;
         if (!lines) {
             std::fprintf(stderr, "ocr_bench: %s\n", qPrintable(lines.error().message));
@@ -297,7 +297,6 @@ void fullScreen(const QList<corpus::TextImage>& images, const QString& dir, int 
 struct Variant {
     const char* name;
     std::function<void(TesseractEngine::Options&)> change;
-    bool languageCorrection = true;
 };
 
 void sweep(const QList<corpus::TextImage>& images, const QString& only, bool verbose) {
@@ -311,8 +310,11 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
         {"scale 1.5", scale(1.5)},
         {"scale 2", scale(2)},
         {"scale 3", scale(3)},
+        {"glyph target 12", target(12)},
         {"glyph target 14", target(14)},
-        {"glyph target 17", target(17)},
+        {"glyph target 16", target(16)},
+        {"glyph target 18", target(18)},
+        {"glyph target 20", target(20)},
         {"glyph target 24", target(24)},
         {"glyph target 28", target(28)},
         {"fast level", [](TesseractEngine::Options& o) { o.accurate = o.fast; }},
@@ -326,7 +328,6 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
              o.accurate = o.fast;
              o.accurate.maxScale = 1.5;
          }},
-        {"no language correction", [](TesseractEngine::Options&) {}, false},
         {"no inversion",
          [](TesseractEngine::Options& o) { o.accurate.inversion = Preparation::Inversion::none; }},
         {"whole-image inversion",
@@ -364,8 +365,7 @@ void sweep(const QList<corpus::TextImage>& images, const QString& only, bool ver
         TesseractEngine::Options options;
         variant.change(options);
         TesseractEngine engine(options);
-        const Results r =
-            runEngine(engine, images, RecognitionLevel::accurate, verbose, variant.languageCorrection);
+        const Results r = runEngine(engine, images, RecognitionLevel::accurate, verbose);
         const auto& g = groups();
         const Sample all = total(images, r, g[0]), one = total(images, r, g[1]), two = total(images, r, g[2]),
                      dark = total(images, r, g[4]);

@@ -303,6 +303,9 @@ PreparedImage prepareImage(const QImage& image, const Preparation& how) {
     if (scale <= 0 && glyph > 0) scale = std::clamp(how.targetGlyphHeight / glyph, 1.0, how.maxScale);
     // Too few glyphs to measure (a word or two): 1x captures are doubled, 2x ones kept.
     if (scale <= 0) scale = std::clamp(image.devicePixelRatio() >= 1.5 ? 1.0 : 2.0, 1.0, how.maxScale);
+    const double side = std::max(gray.width(), gray.height()) + 2.0 * how.padding;
+    const double area = double(gray.width()) * gray.height();
+    scale = std::min({scale, 30000.0 / side, std::sqrt(how.maxPixels / std::max(1.0, area))});
     out.scale = scale;
     out.padding = how.padding;
     out.glyphHeight = glyph * scale;

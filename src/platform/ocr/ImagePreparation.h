@@ -14,8 +14,11 @@ struct Preparation {
     // so that it reaches targetGlyphHeight, or from the image's devicePixelRatio where there
     // are too few glyphs to tell.
     double scale = 0;
-    double targetGlyphHeight = 20;
+    double targetGlyphHeight = 14;
     double maxScale = 3;
+    // Whatever the scale, the prepared image stays within Tesseract's limit of 32767 pixels a
+    // side and within this many pixels (a long scrolling capture would need gigabytes).
+    double maxPixels = 60e6;
     // Light text on dark backgrounds made dark on light: nowhere, across the whole image when
     // its mean is dark, or wherever the nearest background is dark (a dark sidebar, a
     // selected row, a coloured button in an otherwise light window), every background then

@@ -1,13 +1,12 @@
 #include "platform/ocr/TesseractEngine.h"
 
 #include <QByteArray>
+#include <QThread>
 
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
 
 #include <dlfcn.h>
-
-#include <QThread>
 
 #include <algorithm>
 #include <atomic>
@@ -185,7 +184,7 @@ std::vector<Band> bands(const QImage& gray, int count) {
 
 } // namespace
 
-// Initialised instances of Tesseract, with and without its dictionaries, kept between calls.
+// Initialised instances of Tesseract kept between calls.
 class TesseractEngine::Pool {
 public:
     explicit Pool(const Options& options)
@@ -193,44 +192,33 @@ public:
           idleLimit_(size_t(std::max(0, options.idleInstances))) {}
 
     ~Pool() {
-        for (auto& idle : idle_)
-            for (Api& api : idle)
-                api->End();
+        for (Api& api : idle_)
+            api->End();
     }
 
-    Result<Api> take(bool dictionary) {
+    Result<Api> take() {
         {
             const std::lock_guard lock(mutex_);
-            auto& idle = idle_[dictionary ? 1 : 0];
-            if (!idle.empty()) {
-                Api api = std::move(idle.back());
-                idle.pop_back();
+            if (!idle_.empty()) {
+                Api api = std::move(idle_.back());
+                idle_.pop_back();
                 return api;
             }
         }
         Api api = std::make_unique<tesseract::TessBaseAPI>();
-        // Tesseract's messages (diacritics, empty pages) would go to stderr; init variables
-        // must be given here, the others can be set later.
+        // Tesseract's messages (diacritics, empty pages) would go to stderr.
         std::vector<std::string> names{"debug_file"}, values{"/dev/null"};
-        if (!dictionary) {
-            for (const char* name :
-                 {"load_system_dawg", "load_freq_dawg", "load_punc_dawg", "load_number_dawg"}) {
-                names.emplace_back(name);
-                values.emplace_back("0");
-            }
-        }
         if (api->Init(dataPath_.isEmpty() ? nullptr : dataPath_.constData(), language_.constData(),
                       tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0)
             return Error{unavailable(QString::fromUtf8(language_))};
         return api;
     }
 
-    void give(Api api, bool dictionary) {
+    void give(Api api) {
         api->Clear();
         const std::lock_guard lock(mutex_);
-        auto& idle = idle_[dictionary ? 1 : 0];
-        if (idle.size() < idleLimit_)
-            idle.push_back(std::move(api));
+        if (idle_.size() < idleLimit_)
+            idle_.push_back(std::move(api));
         else
             api->End();
     }
@@ -239,7 +227,7 @@ private:
     const QByteArray dataPath_, language_;
     const size_t idleLimit_;
     std::mutex mutex_;
-    std::vector<Api> idle_[2];
+    std::vector<Api> idle_;
 };
 
 TesseractEngine::TesseractEngine() : TesseractEngine(Options{}) {}
@@ -250,7 +238,7 @@ TesseractEngine::TesseractEngine(Options options)
 TesseractEngine::~TesseractEngine() = default;
 
 Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, RecognitionLevel level,
-                                                         bool languageCorrection) {
+                                                         bool /*languageCorrection*/) {
     if (image.isNull()) return QList<RecognizedLine>{};
     keepOpenMpOnThisThread();
     const PreparedImage prepared =
@@ -258,15 +246,16 @@ Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, Re
     // Bands for the threads to take in turn: twice as many as threads, since text is rarely
     // spread evenly.
     const qint64 pixels = qint64(prepared.gray.width()) * prepared.gray.height();
-    const int threads = std::clamp(int(pixels / std::max<qint64>(1, options_.pixelsPerThread)), 1,
-                                   options_.threads > 0 ? options_.threads : QThread::idealThreadCount());
+    const int threads =
+        std::clamp(int(pixels / std::max<qint64>(1, options_.pixelsPerThread)), 1,
+                   options_.threads > 0 ? options_.threads : std::min(4, QThread::idealThreadCount()));
     const std::vector<Band> parts = bands(prepared.gray, threads > 1 ? 2 * threads : 1);
 
     std::vector<Result<QList<RecognizedLine>>> results(parts.size(), QList<RecognizedLine>{});
     std::atomic<size_t> next = 0;
     const auto work = [&] {
         keepOpenMpOnThisThread();
-        Result<Api> taken = pool_->take(languageCorrection);
+        Result<Api> taken = pool_->take();
         if (!taken) {
             for (size_t i = next++; i < parts.size(); i = next++)
                 results[i] = taken.error();
@@ -275,7 +264,7 @@ Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, Re
         Api api = std::move(taken).value();
         for (size_t i = next++; i < parts.size(); i = next++)
             results[i] = readBand(*api, prepared, parts[i], image.size());
-        pool_->give(std::move(api), languageCorrection);
+        pool_->give(std::move(api));
     };
     std::vector<std::thread> helpers;
     for (int i = 1; i < std::min<int>(threads, int(parts.size())); ++i)

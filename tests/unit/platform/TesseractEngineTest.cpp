@@ -104,7 +104,7 @@ TEST_F(TesseractEngineTest, ReadsInterfaceTextInBothThemesAtBothScales) {
         }
     // Single characters, which Tesseract's sparse layout alone drops.
     EXPECT_EQ(joined(read(renderLines({"Unread", "7", "Pinned", "A"}, light).image)), "Unread\n7\nPinned\nA");
-    // The fast level and reading without the dictionary give the same plain words.
+    // The fast level, and a call without language correction, give the same plain words.
     const QImage image = renderLines({"Open Recent", "Export as PDF"}, dark).image;
     EXPECT_EQ(joined(read(image, RecognitionLevel::fast)), "Open Recent\nExport as PDF");
     EXPECT_EQ(joined(read(image, RecognitionLevel::accurate, false)), "Open Recent\nExport as PDF");
