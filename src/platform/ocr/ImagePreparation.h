@@ -30,14 +30,14 @@ struct Preparation {
     bool eraseFrames = true;
     // Background added around the image, in prepared pixels: glyphs touching the edge are
     // otherwise often lost.
-    int padding = 8;
+    int padding = 4;
 };
 
 // The image to recognise and the way back from its pixels to the original's.
 struct PreparedImage {
     QImage gray; // Format_Grayscale8, dark text on a light background
     double scale = 1;
-    int padding = 0;
+    int padding = 4;
     double glyphHeight = 0; // the median glyph height in prepared pixels; 0 when unknown
 
     // A rectangle of prepared pixels in original pixels, clipped to the original image.
