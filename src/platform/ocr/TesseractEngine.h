@@ -21,29 +21,35 @@ namespace platform::ocr {
 // (about 150 ms each) and kept for the next call; calls from several threads each take one
 // of their own.
 //
-// Tesseract's OpenMP threads make it several times slower on two cores, and the runtime reads
-// OMP_THREAD_LIMIT only when the program loads, so each calling thread turns OpenMP's nested
-// parallelism off for itself instead, unless the user set OMP_THREAD_LIMIT.
+// Tesseract's OpenMP threads make it three times slower on two cores, and the runtime reads
+// OMP_THREAD_LIMIT only when the program loads, so each calling thread makes OpenMP's parallel
+// regions run serially for itself instead, unless the user set OMP_THREAD_LIMIT. Large images
+// are read in bands by threads of the engine's own.
 class TesseractEngine : public TextRecognitionEngine {
 public:
     struct Options {
-        // What bench/ocr_bench.cpp measured as best on user-interface text; see there.
+        // Measured by bench/ocr_bench.cpp --sweep like the preparation's defaults. The fast
+        // level does not scale up: 2.23% instead of 1.13%, in about 15% less time on the
+        // corpus and a third less on a whole 1x screen.
         Preparation accurate;
         Preparation fast = fastPreparation();
-        // Tesseract's page segmentation mode (tesseract::PageSegMode): 3 automatic layout, 11
-        // sparse text.
+        // Tesseract's page segmentation mode (tesseract::PageSegMode): 11 sparse text (1.13%)
+        // keeps apart what stands apart on screen; 3 automatic layout reads at 1.95%, 6 single
+        // block at 1.21% but joins side-by-side columns into one line.
         int pageSegmentation = 11;
-        // Tesseract's thresholding_method: 0 Otsu, 1 Leptonica's adaptive Otsu, 2 Sauvola.
+        // Tesseract's thresholding_method: 0 Otsu (1.13%), 1 Leptonica's adaptive Otsu
+        // (1.54%), 2 Sauvola (1.33%).
         int thresholding = 0;
         // Tesseract reads a line again inverted when unsure of it. After the preparation that
         // hardly ever finds anything, but it costs nothing measurable either.
         bool invertedRetry = true;
         // Glyph-sized marks that no line covers are read again on their own, Tesseract's sparse
-        // layout dropping text of a single character; kept when at least this sure (0-1).
+        // layout dropping text of a single character (2.40% without); kept when at least this
+        // sure (0-1; 0.4 to 0.8 read the same).
         bool readLeftovers = true;
         float leftoverConfidence = 0.6f;
-        // Words Tesseract is less sure of (0-100) are dropped: mostly icons and rules read as
-        // letters.
+        // Words Tesseract is less sure of (0-100) are dropped. Dropping below 20 loses more
+        // real words than junk (1.50%).
         float minimumWordConfidence = 0;
         // More of Tesseract's variables, set before each page (not the init-only ones).
         std::vector<std::pair<std::string, std::string>> variables;
