@@ -1,11 +1,14 @@
 // Text recognition on screenshots of user-interface text: Pictavia's engine against the plain
 // `tesseract IMAGE stdout` command on the same PNG files, in the same run. Prints the character
 // error rate (edit distance between whitespace-collapsed texts over the length of the truth)
-// and the time per megapixel, overall and split by scale and theme.
+// and the time per megapixel, overall and split by scale and theme. Then whole screens of
+// those windows, at 1x and 2x, where reading order is a matter of layout: the time, and the
+// shares of the words read.
 //
 //   ocr_bench                 the comparison
 //   ocr_bench --sweep         the preparation and Tesseract settings the engine's defaults
-//                             were chosen from, each on the whole corpus (several minutes)
+//                             were chosen from, each on the whole corpus (20 minutes; with
+//                             --variants TEXT only those whose name contains TEXT)
 //   ocr_bench --verbose       each image's errors as well
 //   ocr_bench --keep DIR      keeps the PNG files in DIR
 //   ocr_bench --prepared DIR  writes the images as the engine prepares them for Tesseract
