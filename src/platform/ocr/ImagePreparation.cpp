@@ -24,9 +24,14 @@ public:
     std::vector<uint8_t> values;
 };
 
-// Labels the 8-connected components of a plane's non-zero pixels: each gets the index of
-// its component's root pixel, the others -1.
-std::vector<int32_t> components(const Plane& mask) {
+// The 8-connected components of a plane's non-zero pixels: each such pixel gets the number
+// of its component, from 0 to count - 1, the others -1.
+struct Components {
+    std::vector<int32_t> label;
+    int32_t count = 0;
+};
+
+Components components(const Plane& mask) {
     const int w = mask.w, h = mask.h;
     std::vector<int32_t> parent(mask.values.size(), -1);
     const auto find = [&](int32_t i) {
@@ -50,9 +55,15 @@ std::vector<int32_t> components(const Plane& mask) {
             for (int nx = std::max(0, x - 1); nx <= std::min(w - 1, x + 1); ++nx)
                 if (mask(nx, y - 1)) unite(i, (y - 1) * w + nx);
         }
+    // Every pixel pointed at its root, which comes before its members: one pass in order
+    // numbers the roots and hands their numbers on.
     for (size_t i = 0; i < parent.size(); ++i)
         if (parent[i] >= 0) parent[i] = find(int32_t(i));
-    return parent;
+    Components out;
+    for (size_t i = 0; i < parent.size(); ++i)
+        if (parent[i] >= 0) parent[i] = parent[i] == int32_t(i) ? out.count++ : parent[size_t(parent[i])];
+    out.label = std::move(parent);
+    return out;
 }
 
 QImage toGray(const QImage& image) {
@@ -85,23 +96,42 @@ double meanLevel(const QImage& gray) {
 // Pixels whose square neighbourhood of the given radius is one level.
 Plane flatPixels(const QImage& gray, int radius) {
     const int w = gray.width(), h = gray.height();
+    // Minimum and maximum over each row's window first, then over the column's; the inner
+    // loops run along rows, which the compiler vectorises.
     Plane low(w, h), high(w, h), flat(w, h);
     for (int y = 0; y < h; ++y) {
         const uchar* row = gray.constScanLine(y);
-        for (int x = 0; x < w; ++x) {
-            const uchar* first = row + std::max(0, x - radius);
-            const uchar* last = row + std::min(w - 1, x + radius) + 1;
-            const auto [mn, mx] = std::minmax_element(first, last);
-            low(x, y) = *mn, high(x, y) = *mx;
+        uint8_t* mn = &low(0, y);
+        uint8_t* mx = &high(0, y);
+        std::copy_n(row, w, mn);
+        std::copy_n(row, w, mx);
+        for (int d = 1; d <= radius && d < w; ++d) {
+            const auto take = [&](int x, uchar left, uchar right) {
+                mn[x] = std::min({mn[x], left, right});
+                mx[x] = std::max({mx[x], left, right});
+            };
+            for (int x = 0; x < std::min(d, w); ++x)
+                take(x, row[0], row[std::min(w - 1, x + d)]);
+            for (int x = d; x < w - d; ++x)
+                take(x, row[x - d], row[x + d]);
+            for (int x = std::max(d, w - d); x < w; ++x)
+                take(x, row[x - d], row[w - 1]);
         }
     }
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            int mn = 255, mx = 0;
-            for (int yy = std::max(0, y - radius); yy <= std::min(h - 1, y + radius); ++yy)
-                mn = std::min<int>(mn, low(x, yy)), mx = std::max<int>(mx, high(x, yy));
-            flat(x, y) = mx - mn <= 6 ? 1 : 0;
+    std::vector<uint8_t> mn(size_t(w), 255), mx(size_t(w), 0);
+    for (int y = 0; y < h; ++y) {
+        std::fill(mn.begin(), mn.end(), uint8_t(255));
+        std::fill(mx.begin(), mx.end(), uint8_t(0));
+        for (int yy = std::max(0, y - radius); yy <= std::min(h - 1, y + radius); ++yy) {
+            const uint8_t* l = &low(0, yy);
+            const uint8_t* u = &high(0, yy);
+            for (int x = 0; x < w; ++x)
+                mn[size_t(x)] = std::min(mn[size_t(x)], l[x]), mx[size_t(x)] = std::max(mx[size_t(x)], u[x]);
         }
+        uint8_t* out = &flat(0, y);
+        for (int x = 0; x < w; ++x)
+            out[x] = mx[size_t(x)] - mn[size_t(x)] <= 6 ? 1 : 0;
+    }
     return flat;
 }
 
@@ -113,17 +143,18 @@ Plane flatPixels(const QImage& gray, int radius) {
 Plane backgroundPixels(const QImage& gray) {
     const int w = gray.width(), h = gray.height();
     const Plane flat = flatPixels(gray, 1), solid = flatPixels(gray, 3);
-    const std::vector<int32_t> root = components(flat);
-    std::vector<int32_t> area(root.size(), 0);
-    std::vector<uint8_t> hasSolid(root.size(), 0);
-    for (size_t i = 0; i < root.size(); ++i)
-        if (root[i] >= 0) {
-            ++area[size_t(root[i])];
-            if (solid.values[i]) hasSolid[size_t(root[i])] = 1;
+    const Components flatAreas = components(flat);
+    std::vector<int32_t> area(size_t(flatAreas.count), 0);
+    std::vector<uint8_t> hasSolid(size_t(flatAreas.count), 0);
+    for (size_t i = 0; i < flatAreas.label.size(); ++i)
+        if (const int32_t c = flatAreas.label[i]; c >= 0) {
+            ++area[size_t(c)];
+            if (solid.values[i]) hasSolid[size_t(c)] = 1;
         }
     Plane background(w, h);
-    for (size_t i = 0; i < root.size(); ++i)
-        if (root[i] >= 0) background.values[i] = area[size_t(root[i])] >= 400 || hasSolid[size_t(root[i])];
+    for (size_t i = 0; i < flatAreas.label.size(); ++i)
+        if (const int32_t c = flatAreas.label[i]; c >= 0)
+            background.values[i] = area[size_t(c)] >= 400 || hasSolid[size_t(c)];
     return background;
 }
 
@@ -134,40 +165,43 @@ Plane backgroundPixels(const QImage& gray) {
 void normaliseBackgrounds(QImage& gray) {
     const int w = gray.width(), h = gray.height();
     const Plane background = backgroundPixels(gray);
+    // Distances and levels with a border of one pixel that never passes anything on, so that
+    // the passes need no bounds checks.
     constexpr uint16_t far = 0xffff;
-    std::vector<uint16_t> distance(size_t(w) * size_t(h), far);
-    Plane level(w, h);
+    const int stride = w + 2;
+    std::vector<uint16_t> distance(size_t(stride) * size_t(h + 2), far);
+    std::vector<uint8_t> level(distance.size(), 0);
+    const auto at = [&](int x, int y) { return size_t(y + 1) * size_t(stride) + size_t(x + 1); };
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             if (background(x, y)) {
-                distance[size_t(y) * size_t(w) + size_t(x)] = 0;
-                level(x, y) = gray.constScanLine(y)[x];
+                distance[at(x, y)] = 0;
+                level[at(x, y)] = gray.constScanLine(y)[x];
             }
-    const auto relax = [&](int x, int y, int nx, int ny, int step) {
-        if (nx < 0 || nx >= w || ny < 0 || ny >= h) return;
-        const size_t from = size_t(ny) * size_t(w) + size_t(nx), to = size_t(y) * size_t(w) + size_t(x);
+    const auto relax = [&](size_t to, size_t from, int step) {
         if (distance[from] == far || distance[from] + step >= distance[to]) return;
         distance[to] = uint16_t(std::min<int>(far - 1, distance[from] + step));
-        level(x, y) = level(nx, ny);
+        level[to] = level[from];
     };
+    const size_t up = size_t(stride);
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            relax(x, y, x - 1, y, 3), relax(x, y, x - 1, y - 1, 4);
-            relax(x, y, x, y - 1, 3), relax(x, y, x + 1, y - 1, 4);
+        for (size_t i = at(0, y), end = i + size_t(w); i < end; ++i) {
+            relax(i, i - 1, 3), relax(i, i - up - 1, 4);
+            relax(i, i - up, 3), relax(i, i - up + 1, 4);
         }
     for (int y = h - 1; y >= 0; --y)
-        for (int x = w - 1; x >= 0; --x) {
-            relax(x, y, x + 1, y, 3), relax(x, y, x + 1, y + 1, 4);
-            relax(x, y, x, y + 1, 3), relax(x, y, x - 1, y + 1, 4);
+        for (size_t i = at(w - 1, y), end = at(0, y); i + 1 > end; --i) {
+            relax(i, i + 1, 3), relax(i, i + up + 1, 4);
+            relax(i, i + up, 3), relax(i, i + up - 1, 4);
         }
-    const bool anyBackground = distance[0] != far;
+    const bool anyBackground = distance[at(0, 0)] != far;
     const bool darkImage = meanLevel(gray) < darkLevel;
     for (int y = 0; y < h; ++y) {
         uchar* row = gray.scanLine(y);
         for (int x = 0; x < w; ++x) {
             int p = row[x];
             // Without any background (a crop of a single word) the image's mean decides.
-            int b = anyBackground ? level(x, y) : (darkImage ? 0 : 255);
+            int b = anyBackground ? level[at(x, y)] : (darkImage ? 0 : 255);
             if (b < darkLevel) p = 255 - p, b = 255 - b;
             row[x] = uchar(std::min(255, p * 255 / std::max(1, b)));
         }
@@ -197,8 +231,8 @@ struct Mark {
 };
 
 struct Marks {
-    std::vector<int32_t> root; // per pixel: the index of its mark, or -1
-    std::vector<Mark> marks;   // indexed by root; unused entries have bottom < 0
+    std::vector<int32_t> label; // per pixel: the number of its mark, or -1
+    std::vector<Mark> marks;    // by number
 };
 
 Marks findMarks(const QImage& gray, int below) {
@@ -207,11 +241,11 @@ Marks findMarks(const QImage& gray, int below) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             ink(x, y) = gray.constScanLine(y)[x] < below ? 1 : 0;
-    Marks out{components(ink), {}};
-    out.marks.resize(out.root.size());
+    Components found = components(ink);
+    Marks out{std::move(found.label), std::vector<Mark>(size_t(found.count))};
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const int32_t r = out.root[size_t(y) * size_t(w) + size_t(x)];
+            const int32_t r = out.label[size_t(y) * size_t(w) + size_t(x)];
             if (r < 0) continue;
             Mark& m = out.marks[size_t(r)];
             m.top = std::min(m.top, y), m.bottom = std::max(m.bottom, y);
@@ -225,7 +259,7 @@ double medianGlyphHeight(const Marks& found) {
     std::vector<int> heights;
     for (const Mark& m : found.marks) {
         // Glyph-like: not a dot or a rule, not a panel.
-        if (m.bottom >= 0 && m.height() >= 4 && m.height() <= 120 && m.width() <= 3 * m.height())
+        if (m.height() >= 4 && m.height() <= 120 && m.width() <= 3 * m.height())
             heights.push_back(m.height());
     }
     if (heights.size() < 3) return 0;
@@ -242,7 +276,6 @@ void eraseFramesAndRules(QImage& gray, const Marks& found, double glyph) {
     bool any = false;
     for (size_t i = 0; i < found.marks.size(); ++i) {
         const Mark& m = found.marks[i];
-        if (m.bottom < 0) continue;
         const double mw = m.width(), mh = m.height(), thin = std::max(2.0, glyph / 4);
         const bool outline = mh >= 1.6 * glyph && mw >= 1.6 * glyph && m.pixels < 0.2 * mw * mh;
         const bool rule = (mh <= thin && mw >= 3 * glyph) || (mw <= thin && mh >= 2.5 * glyph);
@@ -253,11 +286,11 @@ void eraseFramesAndRules(QImage& gray, const Marks& found, double glyph) {
     // The mark and the antialiased pixels around it.
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const int32_t r = found.root[size_t(y) * size_t(w) + size_t(x)];
+            const int32_t r = found.label[size_t(y) * size_t(w) + size_t(x)];
             if (r < 0 || !erase[size_t(r)]) continue;
             for (int ny = std::max(0, y - 1); ny <= std::min(h - 1, y + 1); ++ny)
                 for (int nx = std::max(0, x - 1); nx <= std::min(w - 1, x + 1); ++nx) {
-                    const int32_t n = found.root[size_t(ny) * size_t(w) + size_t(nx)];
+                    const int32_t n = found.label[size_t(ny) * size_t(w) + size_t(nx)];
                     if (n < 0 || n == r) gray.scanLine(ny)[nx] = 255;
                 }
         }
@@ -269,7 +302,7 @@ std::vector<QRect> inkMarks(const QImage& gray, int below) {
     std::vector<QRect> boxes;
     if (gray.isNull()) return boxes;
     for (const Mark& m : findMarks(gray, below).marks)
-        if (m.bottom >= 0) boxes.emplace_back(QPoint(m.left, m.top), QPoint(m.right, m.bottom));
+        boxes.emplace_back(QPoint(m.left, m.top), QPoint(m.right, m.bottom));
     return boxes;
 }
 
