@@ -1,5 +1,7 @@
 #include "main/CommandLine.h"
 
+#include <QJsonDocument>
+
 #include <cstdio>
 
 namespace CommandLine {
@@ -30,6 +32,17 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
 int usageError(const QString& message) {
     std::fprintf(stderr, "pictavia: %s\n", qPrintable(message));
     return usage;
+}
+
+QJsonObject rectJson(const QRect& r) {
+    return {{QStringLiteral("x"), r.x()},
+            {QStringLiteral("y"), r.y()},
+            {QStringLiteral("width"), r.width()},
+            {QStringLiteral("height"), r.height()}};
+}
+
+void printJson(const QJsonArray& array) {
+    std::fputs(QJsonDocument(array).toJson(QJsonDocument::Indented).constData(), stdout);
 }
 
 } // namespace CommandLine

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QCommandLineParser>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 
@@ -21,5 +24,10 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
 
 // Prints "pictavia: <message>" and a hint, and returns `usage`.
 int usageError(const QString& message);
+
+// The JSON output of the listing commands: rectangles as {x, y, width, height}, arrays
+// indented on stdout.
+QJsonObject rectJson(const QRect& rect);
+void printJson(const QJsonArray& array);
 
 } // namespace CommandLine

@@ -7,19 +7,11 @@
 #include "platform/Platform.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cstdio>
 
 namespace {
-
-QJsonObject rectJson(const QRect& r) {
-    return {{QStringLiteral("x"), r.x()},
-            {QStringLiteral("y"), r.y()},
-            {QStringLiteral("width"), r.width()},
-            {QStringLiteral("height"), r.height()}};
-}
 
 // Parses the options shared by both listings; returns an exit code when it should stop.
 std::optional<int> prepare(const QStringList& arguments, const QString& command, const QString& description,
@@ -37,10 +29,6 @@ std::optional<int> prepare(const QStringList& arguments, const QString& command,
     return std::nullopt;
 }
 
-void printJson(const QJsonArray& array) {
-    std::fputs(QJsonDocument(array).toJson(QJsonDocument::Indented).constData(), stdout);
-}
-
 } // namespace
 
 int runDisplaysCommand(const QStringList& arguments) {
@@ -54,7 +42,7 @@ int runDisplaysCommand(const QStringList& arguments) {
         if (json) {
             array.append(QJsonObject{{QStringLiteral("id"), static_cast<qint64>(d.id)},
                                      {QStringLiteral("name"), d.name},
-                                     {QStringLiteral("frame"), rectJson(d.geometry)},
+                                     {QStringLiteral("frame"), CommandLine::rectJson(d.geometry)},
                                      {QStringLiteral("scale"), d.scale},
                                      {QStringLiteral("primary"), d.primary}});
         } else {
@@ -63,7 +51,7 @@ int runDisplaysCommand(const QStringList& arguments) {
                         d.primary ? "  primary" : "");
         }
     }
-    if (json) printJson(array);
+    if (json) CommandLine::printJson(array);
     return CommandLine::ok;
 }
 
@@ -82,11 +70,11 @@ int runWindowsCommand(const QStringList& arguments) {
                                      {QStringLiteral("app"), w.ownerName},
                                      {QStringLiteral("title"), w.title},
                                      {QStringLiteral("layer"), w.layer},
-                                     {QStringLiteral("frame"), rectJson(w.frame)}});
+                                     {QStringLiteral("frame"), CommandLine::rectJson(w.frame)}});
         } else {
             std::printf("%-10u %-16s %s\n", w.id, qPrintable(w.ownerName), qPrintable(w.title));
         }
     }
-    if (json) printJson(array);
+    if (json) CommandLine::printJson(array);
     return CommandLine::ok;
 }

@@ -9,7 +9,6 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cstdio>
@@ -42,13 +41,17 @@ void printBoxes(const QList<TextBox>& boxes) {
         std::printf("%s\t%s\n", qPrintable(rectText(box.rect)), qPrintable(box.text));
 }
 
-std::optional<QString> singleFile(QCommandLineParser& parser) {
+// Parses the command line of a command on one image file and reads that image; returns
+// an exit code when the command should stop here.
+std::optional<int> parseWithImage(QCommandLineParser& parser, const QStringList& arguments,
+                                  const QString& command, QImage* image) {
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A PNG, JPEG, WebP or HEIC image."));
+    if (const auto code = CommandLine::parse(parser, arguments, command, 1)) return code;
     const QStringList files = parser.positionalArguments();
-    if (files.size() != 1) {
-        CommandLine::usageError(QStringLiteral("name one image file"));
-        return std::nullopt;
-    }
-    return files.first();
+    if (files.size() != 1) return CommandLine::usageError(QStringLiteral("name one image file"));
+    *image = load(files.first());
+    if (image->isNull()) return CommandLine::failed;
+    return std::nullopt;
 }
 
 } // namespace
@@ -58,18 +61,14 @@ int runTextCommand(const QStringList& arguments) {
     parser.setApplicationDescription(QStringLiteral(
         "Reads the text of an image: all of it top to bottom, or its lines or words with their boxes\n"
         "(x,y,width,height in pixels, a tab, the text), or where a phrase is on it."));
-    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A PNG, JPEG, WebP or HEIC image."));
     parser.addOption({QStringLiteral("lines"), QStringLiteral("Print each line with its box.")});
     parser.addOption({QStringLiteral("words"), QStringLiteral("Print each word with its box.")});
     parser.addOption(
         {QStringLiteral("codes"), QStringLiteral("Print the payloads of barcodes and QR codes.")});
     parser.addOption({QStringLiteral("find"), QStringLiteral("Print where PHRASE is on the image."),
                       QStringLiteral("PHRASE")});
-    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("text"), 1)) return *code;
-    const auto path = singleFile(parser);
-    if (!path) return CommandLine::usage;
-    const QImage image = load(*path);
-    if (image.isNull()) return CommandLine::failed;
+    QImage image;
+    if (const auto code = parseWithImage(parser, arguments, QStringLiteral("text"), &image)) return *code;
 
     if (parser.isSet(QStringLiteral("find"))) {
         const QString phrase = parser.value(QStringLiteral("find"));
@@ -101,28 +100,19 @@ int runScanCommand(const QStringList& arguments) {
     parser.setApplicationDescription(QStringLiteral(
         "Finds sensitive data visible in an image (e-mail addresses, keys, tokens, card and account\n"
         "numbers, IP addresses, telephone numbers): kind, box (x,y,width,height in pixels) and text."));
-    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A PNG, JPEG, WebP or HEIC image."));
     parser.addOption({QStringLiteral("json"), QStringLiteral("Print JSON instead of a table.")});
-    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("scan"), 1)) return *code;
-    const auto path = singleFile(parser);
-    if (!path) return CommandLine::usage;
-    const QImage image = load(*path);
-    if (image.isNull()) return CommandLine::failed;
+    QImage image;
+    if (const auto code = parseWithImage(parser, arguments, QStringLiteral("scan"), &image)) return *code;
 
     const QList<SensitiveHit> hits = SensitiveScanner::scan(image);
     if (parser.isSet(QStringLiteral("json"))) {
         QJsonArray array;
-        for (const SensitiveHit& hit : hits) {
-            const QRect r = hit.rect.toAlignedRect();
+        for (const SensitiveHit& hit : hits)
             array.append(
                 QJsonObject{{QStringLiteral("kind"), hit.kind},
                             {QStringLiteral("sample"), hit.sample},
-                            {QStringLiteral("rect"), QJsonObject{{QStringLiteral("x"), r.x()},
-                                                                 {QStringLiteral("y"), r.y()},
-                                                                 {QStringLiteral("width"), r.width()},
-                                                                 {QStringLiteral("height"), r.height()}}}});
-        }
-        std::fputs(QJsonDocument(array).toJson(QJsonDocument::Indented).constData(), stdout);
+                            {QStringLiteral("rect"), CommandLine::rectJson(hit.rect.toAlignedRect())}});
+        CommandLine::printJson(array);
     } else {
         for (const SensitiveHit& hit : hits)
             std::printf("%s\t%s\t%s\n", qPrintable(hit.kind), qPrintable(rectText(hit.rect)),

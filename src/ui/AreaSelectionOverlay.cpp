@@ -48,13 +48,6 @@ Qt::CursorShape cursorFor(SelectionGeometry::Part part) {
     return Qt::CrossCursor;
 }
 
-QImage dimmed(const QImage& image) {
-    QImage result = image.copy();
-    QPainter p(&result);
-    p.fillRect(result.rect(), QColor(0, 0, 0, int(std::lround(dimAlpha * 255))));
-    return result;
-}
-
 } // namespace
 
 // What one display's window shows, in the display's points.
@@ -78,7 +71,7 @@ class AreaSelectionWindow : public OverlayWindow {
 public:
     AreaSelectionWindow(const OverlayDisplay& display, OverlayInput* input, const QString& hint,
                         const QList<SelectionAction>& actions)
-        : OverlayWindow(display, overlayTitle, input), m_dimmed(dimmed(display.snapshot)),
+        : OverlayWindow(display, overlayTitle, input), m_dimmed(dimmed(display.snapshot, dimAlpha)),
           m_bounds(QPointF(0, 0), QSizeF(display.display.geometry.size()) / display.display.scale),
           m_hint(hint), m_bar(actions), m_loupe(display.display.scale) {
         m_hintFade.setDuration(160);

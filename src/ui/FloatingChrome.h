@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ui/OverlayStyle.h"
+
 #include "app/DesktopSnapshot.h"
 #include "platform/ScreenBackend.h"
 
@@ -25,8 +27,8 @@ class QWidget;
 // live desktop shows there.
 namespace ui::chrome {
 
-inline constexpr QColor accent{0x3B, 0x82, 0xF6};
-inline constexpr QColor pillFill{0x1E, 0x1E, 0x1E, 217};
+using overlaystyle::accent;
+using overlaystyle::pillFill;
 
 // The QScreen showing a display: the one with the same name, else the one whose top-left
 // corner is at the display's.

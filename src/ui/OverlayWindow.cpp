@@ -11,6 +11,8 @@
 #include <QScreen>
 #include <QWindow>
 
+#include <cmath>
+
 namespace ui {
 
 namespace {
@@ -239,6 +241,13 @@ void OverlaySession::dismiss(int delayMs, std::function<void()> then) {
     // the windows that were underneath) catch up before anyone grabs the screen.
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     QTimer::singleShot(delayMs, this, std::move(then));
+}
+
+QImage dimmed(const QImage& snapshot, double alpha) {
+    QImage result = snapshot.copy();
+    QPainter p(&result);
+    p.fillRect(result.rect(), QColor(0, 0, 0, int(std::lround(alpha * 255))));
+    return result;
 }
 
 } // namespace ui

@@ -29,6 +29,9 @@ QList<OverlayDisplay> grabOverlayDisplays();
 
 // What the overlay windows report. Positions are in root-window pixels (fractional where
 // Qt scales), so a drag that crosses displays reads the same on every window.
+// A copy of a snapshot darkened by black at `alpha` (0 to 1), the backdrop of the overlays.
+QImage dimmed(const QImage& snapshot, double alpha);
+
 class OverlayInput {
 public:
     virtual ~OverlayInput() = default;

@@ -25,11 +25,8 @@ const QString overlayTitle = QStringLiteral("Pictavia Window Picker");
 class WindowPickerWindow : public OverlayWindow {
 public:
     WindowPickerWindow(const OverlayDisplay& display, OverlayInput* input)
-        : OverlayWindow(display, overlayTitle, input), m_dimmed(display.snapshot.copy()),
-          m_bounds(QPointF(0, 0), QSizeF(display.display.geometry.size()) / display.display.scale) {
-        QPainter p(&m_dimmed);
-        p.fillRect(m_dimmed.rect(), QColor(0, 0, 0, 56));
-    }
+        : OverlayWindow(display, overlayTitle, input), m_dimmed(dimmed(display.snapshot, 56 / 255.0)),
+          m_bounds(QPointF(0, 0), QSizeF(display.display.geometry.size()) / display.display.scale) {}
 
     // The window to highlight, its frame in root-window pixels; none for no highlight.
     void setHighlight(const std::optional<platform::WindowInfo>& window) {
@@ -38,9 +35,10 @@ public:
         m_frame = {};
         m_label = {};
         if (window) {
-            const QRectF visible = pointsFromRootRect(window->frame).intersected(m_bounds);
+            const QRectF frame = pointsFromRootRect(window->frame);
+            const QRectF visible = frame.intersected(m_bounds);
             if (!visible.isEmpty()) {
-                m_frame = pointsFromRootRect(window->frame);
+                m_frame = frame;
                 layOutLabel(visible);
             }
         }
