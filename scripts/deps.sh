@@ -16,6 +16,8 @@ packages=(
   zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # text recognition, barcodes and the patterns of the sensitive-data scanner
   libtesseract-dev tesseract-ocr tesseract-ocr-eng libzxing-dev libicu-dev fonts-dejavu-core
+  # editor: project files, background removal, colour emoji
+  libplist-dev libopencv-imgproc-dev fonts-noto-color-emoji
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # pictavia:// URLs opened through the desktop's handler registry

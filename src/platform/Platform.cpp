@@ -29,6 +29,7 @@ void install(Services replacement) {
     replaceIfGiven(s.desktopCover, replacement.desktopCover);
     replaceIfGiven(s.textRecognition, replacement.textRecognition);
     replaceIfGiven(s.barcodes, replacement.barcodes);
+    replaceIfGiven(s.subjectLifter, replacement.subjectLifter);
 }
 
 } // namespace platform

@@ -6,6 +6,7 @@
 #include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
+#include "platform/SubjectLifter.h"
 #include "platform/TextRecognition.h"
 #include "platform/ToastPresenter.h"
 
@@ -26,6 +27,7 @@ struct Services {
     std::unique_ptr<DesktopCover> desktopCover;
     std::unique_ptr<TextRecognitionEngine> textRecognition;
     std::unique_ptr<BarcodeReader> barcodes;
+    std::unique_ptr<SubjectLifter> subjectLifter;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -122,6 +122,19 @@ public:
     QStringList read(const QImage&) override { return payloads; }
 };
 
+// A subject lifter that answers what a test sets: a fixed cut-out or a failure.
+class FakeSubjectLifter : public platform::SubjectLifter {
+public:
+    std::optional<QImage> cutOut;
+    std::optional<Error> failure;
+    int requests = 0;
+    Result<QImage> lift(const QImage& image) override {
+        ++requests;
+        if (failure) return *failure;
+        return cutOut.value_or(image);
+    }
+};
+
 // Each test gets its own preferences and data folders, the real codecs and fakes for
 // everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
@@ -141,6 +154,7 @@ protected:
         auto d = std::make_unique<FakeDesktopCover>();
         auto r = std::make_unique<FakeTextRecognition>();
         auto b = std::make_unique<FakeBarcodes>();
+        auto l = std::make_unique<FakeSubjectLifter>();
         screen = s.get();
         clipboard = c.get();
         sound = so.get();
@@ -150,9 +164,10 @@ protected:
         desktopCover = d.get();
         textRecognition = r.get();
         barcodes = b.get();
+        subjectLifter = l.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
-                           std::move(d), std::move(r), std::move(b)});
+                           std::move(d), std::move(r), std::move(b), std::move(l)});
     }
 
     QTemporaryDir home;
@@ -165,6 +180,7 @@ protected:
     FakeDesktopCover* desktopCover = nullptr;
     FakeTextRecognition* textRecognition = nullptr;
     FakeBarcodes* barcodes = nullptr;
+    FakeSubjectLifter* subjectLifter = nullptr;
 };
 
 } // namespace testsupport
