@@ -6,6 +6,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/PostCaptureAction.h"
+#include "capture/SaveFolder.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -33,21 +34,6 @@ void playShutter() {
 
 QString baseName(const QString& fileName) {
     return QFileInfo(fileName).completeBaseName();
-}
-
-std::optional<QString> saveCopy(const QByteArray& bytes, const QString& fileName) {
-    const QString folder = Prefs::saveDirectory();
-    if (!QDir().mkpath(folder)) {
-        Toast::show(QStringLiteral("Could not save to %1").arg(folder));
-        return std::nullopt;
-    }
-    const QString path = FileNamer::uniquePath(folder, fileName);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        Toast::show(QStringLiteral("Could not save %1: %2").arg(path, file.errorString()));
-        return std::nullopt;
-    }
-    return path;
 }
 
 } // namespace
@@ -126,7 +112,7 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
 
     // 10. Save a copy to the save folder.
     if (!copyOnly && choose(options.autoSave, "autoSaveToDisk")) {
-        if (const auto saved = saveCopy(encoded.bytes, fileName)) delivered.savedFile = *saved;
+        if (const auto saved = SaveFolder::write(encoded.bytes, fileName)) delivered.savedFile = *saved;
     }
 
     // 11. Quick access, once the overlay provides it.
