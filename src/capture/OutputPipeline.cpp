@@ -7,6 +7,8 @@
 #include "capture/ImageUtils.h"
 #include "capture/PostCaptureAction.h"
 #include "capture/SaveFolder.h"
+#include "editor/Beautifier.h"
+#include "editor/PresetStore.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -44,7 +46,6 @@ void setHooks(Hooks h) {
 
 std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
                                       const CaptureContext& context, const DeliveryOptions& options) {
-    Q_UNUSED(windowCapture);
     QImage image = input;
 
     // 1. Downscale a HiDPI capture to its size in points.
@@ -55,9 +56,10 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
         scale = 1.0;
     }
 
-    // 2. Beautify, once the editor's backgrounds provide it.
-    if (choose(options.autoBeautify, "autoBeautify") && hooks().beautify)
-        image = hooks().beautify(image, scale, options.preset);
+    // 2. Beautify. A window capture keeps its own transparent corners and shadow.
+    if (choose(options.autoBeautify, "autoBeautify"))
+        image = Beautifier::apply(image, scale, options.preset.value_or(PresetStore::shared().active()),
+                                  windowCapture);
 
     // 3. Encode; a format that cannot be written comes back as PNG.
     const ImageUtils::Encoded encoded =

@@ -692,8 +692,13 @@ void EditorModel::chooseCustomBackground() {
 // --- Projects ---------------------------------------------------------------------------------
 
 bool EditorModel::persistProject() {
-    if (sourceURL.isEmpty()) return false;
-    const auto written = ProjectStore::save(makeProject(), sourceURL);
+    // A capture keeps its project in the store; an exported project opened on its own is
+    // written back where it came from.
+    std::optional<QString> written;
+    if (!sourceURL.isEmpty())
+        written = ProjectStore::save(makeProject(), sourceURL);
+    else if (!projectFileURL.isEmpty())
+        written = SaveFolder::writeFile(projectFileURL, makeProject().toBinary());
     if (!written) return false;
     projectFileURL = *written;
     didPersistProject = true;
