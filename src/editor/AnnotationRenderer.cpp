@@ -259,13 +259,36 @@ void drawBlur(QPainter& painter, const Annotation& a, const EditorScene& scene, 
 }
 
 void drawSpotlight(QPainter& painter, const Annotation& a, const QRectF& imageBounds) {
-    QPainterPath path;
-    path.setFillRule(Qt::OddEvenFill);
-    path.addRect(imageBounds);
-    path.addRoundedRect(QRectF(a.p1, a.p2).normalized(), 6, 6);
+    const QRectF hole = QRectF(a.p1, a.p2).normalized();
+    const QColor dim = QColor::fromRgbF(0, 0, 0, 0.55f);
+    // Whole-pixel bands away from the hole are plain fills; only the ring of pixels that
+    // meets the rounded hole goes through the path rasterizer, so a large image stays cheap.
+    const QRectF snapped = QRectF(QPointF(std::floor(hole.left()), std::floor(hole.top())),
+                                  QPointF(std::ceil(hole.right()), std::ceil(hole.bottom())))
+                               .intersected(imageBounds);
+    if (snapped.isEmpty()) {
+        painter.fillRect(imageBounds, dim);
+        return;
+    }
+    const QRectF bands[] = {
+        {imageBounds.topLeft(), QPointF(imageBounds.right(), snapped.top())},
+        {QPointF(imageBounds.left(), snapped.bottom()), imageBounds.bottomRight()},
+        {QPointF(imageBounds.left(), snapped.top()), snapped.bottomLeft()},
+        {snapped.topRight(), QPointF(imageBounds.right(), snapped.bottom())},
+    };
+    for (const QRectF& band : bands)
+        if (!band.isEmpty()) painter.fillRect(band, dim);
+
+    QPainterPath ring;
+    ring.setFillRule(Qt::OddEvenFill);
+    ring.addRect(snapped);
+    ring.addRoundedRect(hole, 6, 6);
+    painter.save();
+    painter.setClipRect(snapped, Qt::IntersectClip);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor::fromRgbF(0, 0, 0, 0.55f));
-    painter.drawPath(path);
+    painter.setBrush(dim);
+    painter.drawPath(ring);
+    painter.restore();
 }
 
 void drawSelectionIndicator(QPainter& painter, const Annotation& a) {

@@ -25,6 +25,11 @@ QCache<QByteArray, Layer>& cache() {
 
 } // namespace
 
+void clearCache() {
+    QMutexLocker lock(&cacheMutex);
+    cache().clear();
+}
+
 void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
           const std::function<void(QPainter&)>& body) {
     if (extent.isEmpty()) return;

@@ -16,4 +16,7 @@ namespace CachedLayer {
 void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
           const std::function<void(QPainter&)>& body);
 
+// Forgets every kept image (for measurements of a cold start).
+void clearCache();
+
 } // namespace CachedLayer

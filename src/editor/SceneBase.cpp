@@ -164,6 +164,11 @@ void drawImage(QPainter& painter, const EditorScene& scene, bool opaque) {
 
 } // namespace
 
+void clearCache() {
+    QMutexLocker lock(&cacheMutex);
+    backgrounds().clear();
+}
+
 bool isOpaque(const QImage& image) {
     if (!image.hasAlphaChannel()) return true;
     {

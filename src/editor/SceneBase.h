@@ -16,4 +16,7 @@ void draw(QPainter& painter, const EditorScene& scene);
 // Whether every pixel is opaque (remembered per image, the check reads all of it).
 bool isOpaque(const QImage& image);
 
+// Forgets the kept backgrounds (for measurements of a cold start).
+void clearCache();
+
 } // namespace SceneBase
