@@ -45,8 +45,8 @@ void setPresenter(std::function<void(std::unique_ptr<EditorModel>)> present) {
 }
 
 double scaleOf(const QImage& image) {
-    const double dpi = image.dotsPerMeterX() * 0.0254;
-    const double scale = std::round(dpi / 72.0 * 4) / 4;
+    // Our files record 96 dpi per unit of scale, the desktop's convention here.
+    const double scale = std::round(image.dotsPerMeterX() / 3780.0 * 4) / 4;
     return scale >= 1 && scale <= 4 ? scale : 1.0;
 }
 

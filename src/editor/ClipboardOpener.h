@@ -23,7 +23,7 @@ void openClipboard();
 // "Pictavia cannot open that file" when the file is not a picture or project.
 void open(const QString& path);
 
-// The backing scale a file records (its resolution over 72 dpi), else 1.
+// The backing scale a file records (its resolution over 96 dpi), else 1.
 double scaleOf(const QImage& image);
 
 } // namespace ClipboardOpener

@@ -131,7 +131,7 @@ TEST_F(CaptureCoordinatorTest, AllInOneActions) {
     Prefs::setValue("copyToClipboard", false);
     Prefs::setValue("showQuickAccess", true);
     int quickAccess = 0;
-    OutputPipeline::setHooks({{}, [&](const QString&, const QImage&) { ++quickAccess; }, {}});
+    OutputPipeline::setHooks({[&](const QString&, const QImage&) { ++quickAccess; }, {}});
     select(QRectF(0, 0, 10, 10), frozenLeft(), Kind::action, SelectionAction::copy);
     EXPECT_EQ(clipboard->images.size(), 1);
     EXPECT_EQ(quickAccess, 0);

@@ -29,8 +29,6 @@ protected:
     static QImage picture() {
         QImage image(64, 32, QImage::Format_RGB32);
         image.fill(Qt::darkCyan);
-        image.setDotsPerMeterX(int(144 / 0.0254));
-        image.setDotsPerMeterY(int(144 / 0.0254));
         return image;
     }
 
