@@ -6,6 +6,9 @@
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/PostCaptureAction.h"
+#include "capture/SaveFolder.h"
+#include "editor/Beautifier.h"
+#include "editor/PresetStore.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -35,21 +38,6 @@ QString baseName(const QString& fileName) {
     return QFileInfo(fileName).completeBaseName();
 }
 
-std::optional<QString> saveCopy(const QByteArray& bytes, const QString& fileName) {
-    const QString folder = Prefs::saveDirectory();
-    if (!QDir().mkpath(folder)) {
-        Toast::show(QStringLiteral("Could not save to %1").arg(folder));
-        return std::nullopt;
-    }
-    const QString path = FileNamer::uniquePath(folder, fileName);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        Toast::show(QStringLiteral("Could not save %1: %2").arg(path, file.errorString()));
-        return std::nullopt;
-    }
-    return path;
-}
-
 } // namespace
 
 void setHooks(Hooks h) {
@@ -58,7 +46,6 @@ void setHooks(Hooks h) {
 
 std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
                                       const CaptureContext& context, const DeliveryOptions& options) {
-    Q_UNUSED(windowCapture);
     QImage image = input;
 
     // 1. Downscale a HiDPI capture to its size in points.
@@ -69,9 +56,10 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
         scale = 1.0;
     }
 
-    // 2. Beautify, once the editor's backgrounds provide it.
-    if (choose(options.autoBeautify, "autoBeautify") && hooks().beautify)
-        image = hooks().beautify(image, scale, options.preset);
+    // 2. Beautify. A window capture keeps its own transparent corners and shadow.
+    if (choose(options.autoBeautify, "autoBeautify"))
+        image = Beautifier::apply(image, scale, options.preset.value_or(PresetStore::shared().active()),
+                                  windowCapture);
 
     // 3. Encode; a format that cannot be written comes back as PNG.
     const ImageUtils::Encoded encoded =
@@ -126,7 +114,7 @@ std::optional<Delivered> deliverImage(const QImage& input, double scale, bool co
 
     // 10. Save a copy to the save folder.
     if (!copyOnly && choose(options.autoSave, "autoSaveToDisk")) {
-        if (const auto saved = saveCopy(encoded.bytes, fileName)) delivered.savedFile = *saved;
+        if (const auto saved = SaveFolder::write(encoded.bytes, fileName)) delivered.savedFile = *saved;
     }
 
     // 11. Quick access, once the overlay provides it.

@@ -33,8 +33,6 @@ void deliverText(const QString& text, const QStringList& codes);
 
 // Steps that later subsystems provide. Until they are set, the step is skipped.
 struct Hooks {
-    // Places the image on a beautify background; `preset` is the options' preset id.
-    std::function<QImage(const QImage& image, double scale, const std::optional<QString>& preset)> beautify;
     // Shows the capture in the quick-access overlay.
     std::function<void(const QString& file, const QImage& image)> showQuickAccess;
     // Shows recognised text and codes in the text result window.

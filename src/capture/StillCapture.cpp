@@ -3,7 +3,11 @@
 #include "app/Prefs.h"
 #include "capture/ImageUtils.h"
 #include "capture/ScreenCaptureService.h"
+#include "editor/PresetStore.h"
+#include "editor/ProjectStore.h"
 #include "platform/Platform.h"
+
+#include <QFileInfo>
 
 namespace StillCapture {
 
@@ -52,12 +56,25 @@ Result<OutputPipeline::Delivered> window(uint32_t windowID) {
     auto capture = service().captureWindowWithBackdrop(windowID);
     if (!capture) return capture.error();
     const CaptureContext context = CaptureContext::forWindow(capture->window);
+    const bool shadow = Prefs::flag(QStringLiteral("windowShadow"));
     QImage image = capture->image;
-    if (Prefs::flag(QStringLiteral("windowShadow")))
-        image = ImageUtils::withDropShadow(image, capture->scale);
-    // The beautify preset and the editable project beside the capture join when the
-    // editor lands; "autoBeautify" is honoured by the pipeline's beautify step.
-    return delivered(OutputPipeline::deliverImage(image, capture->scale, false, true, context));
+    if (shadow) image = ImageUtils::withDropShadow(image, capture->scale);
+    DeliveryOptions options;
+    if (Prefs::flag(QStringLiteral("autoBeautify"))) options.preset = PresetStore::shared().active();
+    auto result = OutputPipeline::deliverImage(image, capture->scale, false, true, context, options);
+    // The window without its baked shadow, so the editor can draw it again around new
+    // annotations.
+    if (result && Prefs::flag(QStringLiteral("saveEditableProjects"))) {
+        ProjectDocument project;
+        project.imagePNG = ImageUtils::data(capture->image, QStringLiteral("png"));
+        project.scale = capture->scale;
+        project.padding = shadow ? 48 : 0;
+        project.isWindowCapture = true;
+        project.windowShadow = shadow;
+        project.sourceFileName = QFileInfo(result->historyFile).fileName();
+        ProjectStore::save(project, result->historyFile);
+    }
+    return delivered(std::move(result));
 }
 
 std::optional<uint32_t> windowOfApp(const QString& appName) {

@@ -18,11 +18,11 @@
 struct Annotation {
     QUuid id = QUuid::createUuid();
     EditorTool tool = EditorTool::Arrow;
-    QPointF p1;             // arrow tail, rectangle corner, badge centre, text or emoji top left
-    QPointF p2;             // arrow tip, opposite corner
-    QList<QPointF> points;  // a freehand path
-    QString text;           // the text of a text annotation, the emoji of an emoji one
-    int number = 1;         // counter and step badges
+    QPointF p1;            // arrow tail, rectangle corner, badge centre, text or emoji top left
+    QPointF p2;            // arrow tip, opposite corner
+    QList<QPointF> points; // a freehand path
+    QString text;          // the text of a text annotation, the emoji of an emoji one
+    int number = 1;        // counter and step badges
     QColor color = systemRed();
     bool brandGradient = false;
     BlurStyle blurStyle = BlurStyle::Pixelate;

@@ -17,10 +17,10 @@ class QPainter;
 namespace AnnotationRenderer {
 
 struct Extras {
-    std::optional<QUuid> selectedID;   // outlined with the selection indicator
-    std::optional<Annotation> draft;   // the annotation being dragged
-    bool showHints = false;            // editing aids such as the crop overlay
-    std::optional<QRectF> cropRect;    // the crop tool's rectangle, in image coordinates
+    std::optional<QUuid> selectedID; // outlined with the selection indicator
+    std::optional<Annotation> draft; // the annotation being dragged
+    bool showHints = false;          // editing aids such as the crop overlay
+    std::optional<QRectF> cropRect;  // the crop tool's rectangle, in image coordinates
 };
 
 // The whole scene in canvas coordinates (0,0 to contentSize): background, image,

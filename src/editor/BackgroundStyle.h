@@ -14,8 +14,23 @@ class QImage;
 // The beautify backgrounds, in picker order. Raw values are the names used in project
 // files and presets ("glassOcean").
 enum class BackgroundStyle {
-    None, White, Black, Ocean, Sunset, Forest, Lavender, Candy, Midnight, Corvanta,
-    GlassOcean, GlassSunset, GlassLavender, GlassCandy, GlassCorvanta, Desktop, CustomImage
+    None,
+    White,
+    Black,
+    Ocean,
+    Sunset,
+    Forest,
+    Lavender,
+    Candy,
+    Midnight,
+    Corvanta,
+    GlassOcean,
+    GlassSunset,
+    GlassLavender,
+    GlassCandy,
+    GlassCorvanta,
+    Desktop,
+    CustomImage
 };
 
 namespace Backgrounds {
@@ -23,10 +38,10 @@ namespace Backgrounds {
 QList<BackgroundStyle> allCases();
 QString raw(BackgroundStyle style);
 std::optional<BackgroundStyle> parse(QStringView raw);
-QString label(BackgroundStyle style);       // "Glass Ocean"
-bool isImageBacked(BackgroundStyle style);  // desktop and customImage
+QString label(BackgroundStyle style);      // "Glass Ocean"
+bool isImageBacked(BackgroundStyle style); // desktop and customImage
 bool isGlass(BackgroundStyle style);
-QList<BackgroundStyle> pickerCases();       // every style except the image-backed ones
+QList<BackgroundStyle> pickerCases();              // every style except the image-backed ones
 QList<QColor> swatchColors(BackgroundStyle style); // the gradient's colours, first to last
 
 // The brand gradient's colour stops, first to last.

@@ -11,6 +11,7 @@ namespace Beautifier {
 // Padding and radius are points, multiplied by `scale`. With `transparentSubject` the
 // image keeps its own alpha (a window capture or a cut-out) and is not clipped to a
 // rounded rectangle.
-QImage apply(const QImage& image, double scale, const BeautifyPreset& preset, bool transparentSubject = false);
+QImage apply(const QImage& image, double scale, const BeautifyPreset& preset,
+             bool transparentSubject = false);
 
 } // namespace Beautifier

@@ -174,8 +174,8 @@ public:
 
     // --- Files and projects -----------------------------------------------------------------------
     std::function<void()> onDone;
-    QString sourceURL;        // the file the image came from
-    QString projectFileURL;   // the project behind this editor
+    QString sourceURL;      // the file the image came from
+    QString projectFileURL; // the project behind this editor
     bool openedFromProject = false;
     bool didPersistProject = false;
     bool persistProject();
@@ -246,5 +246,7 @@ private:
     QList<Snapshot> m_redoStack;
     QList<QRectF> m_wordBoxes;
     int m_wordBoxGeneration = 0; // results of recognition started for an older image are dropped
+    bool m_wordBoxesWanted = false;
+    int m_imageGeneration = 0; // likewise for scans and background removal
     Panels m_panels;
 };

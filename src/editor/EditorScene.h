@@ -20,12 +20,14 @@ struct EditorScene {
     BackgroundStyle background = BackgroundStyle::None;
     bool isWindowCapture = false;
     bool windowShadow = true;
-    QImage backdropImage;      // behind the `Desktop` background
-    QImage customBackground;   // behind the `CustomImage` background
+    QImage backdropImage;    // behind the `Desktop` background
+    QImage customBackground; // behind the `CustomImage` background
 
     QSizeF imageSize() const { return baseImage.size(); }
     // The image plus padding on every side.
-    QSizeF contentSize() const { return {imageSize().width() + 2 * padding, imageSize().height() + 2 * padding}; }
+    QSizeF contentSize() const {
+        return {imageSize().width() + 2 * padding, imageSize().height() + 2 * padding};
+    }
     // Where the image sits on the canvas.
     QRectF imageRect() const { return {QPointF(padding, padding), imageSize()}; }
 };

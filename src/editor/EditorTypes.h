@@ -6,7 +6,22 @@
 
 // The tools of the editor's toolbar, in toolbar order. `Select` and `Crop` never make
 // an annotation.
-enum class EditorTool { Select, Arrow, Line, Rect, Ellipse, Freehand, Highlight, Text, Emoji, Counter, Step, Blur, Spotlight, Crop };
+enum class EditorTool {
+    Select,
+    Arrow,
+    Line,
+    Rect,
+    Ellipse,
+    Freehand,
+    Highlight,
+    Text,
+    Emoji,
+    Counter,
+    Step,
+    Blur,
+    Spotlight,
+    Crop
+};
 
 inline constexpr RawValues<EditorTool, 14> editorToolNames{{{
     {EditorTool::Select, "select"},
@@ -26,7 +41,8 @@ inline constexpr RawValues<EditorTool, 14> editorToolNames{{{
 }}};
 
 enum class BlurStyle { Pixelate, Gaussian };
-inline constexpr RawValues<BlurStyle, 2> blurStyleNames{{{{BlurStyle::Pixelate, "pixelate"}, {BlurStyle::Gaussian, "gaussian"}}}};
+inline constexpr RawValues<BlurStyle, 2> blurStyleNames{
+    {{{BlurStyle::Pixelate, "pixelate"}, {BlurStyle::Gaussian, "gaussian"}}}};
 
 enum class TextStyle { Plain, Filled, Outlined };
 inline constexpr RawValues<TextStyle, 3> textStyleNames{
@@ -50,4 +66,6 @@ double aspectRatio(CropAspect aspect);
 enum class CanvasFill { White, Black, Transparent };
 
 // The red that new annotations start with.
-inline QColor systemRed() { return QColor(255, 59, 48); }
+inline QColor systemRed() {
+    return QColor(255, 59, 48);
+}

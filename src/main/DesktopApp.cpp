@@ -9,6 +9,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
+#include "editor/ClipboardOpener.h"
 #include "main/CommandLine.h"
 #include "main/InstanceChannel.h"
 #include "main/PlatformSetup.h"
@@ -20,6 +21,7 @@
 #include "ui/QuickAccessOverlay.h"
 #include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
+#include "ui/editor/EditorWindow.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -84,7 +86,12 @@ void installPlatformExtras() {
 
 // Until the main window exists: history and settings open in the desktop's own tools.
 void installDestinations() {
+    ClipboardOpener::setPresenter(
+        [](std::unique_ptr<EditorModel> model) { ui::Editor::present(std::move(model)); });
+    ui::QuickAccess::setEditorOpener([](const QString& file) { ClipboardOpener::open(file); });
     URLCommands::Destinations d;
+    d.openClipboard = [] { ClipboardOpener::openClipboard(); };
+    d.openFile = [](const QString& path) { ClipboardOpener::open(path); };
     d.showHistory = [] {
         QDir().mkpath(HistoryManager::directory());
         QDesktopServices::openUrl(QUrl::fromLocalFile(HistoryManager::directory()));

@@ -3,6 +3,7 @@
 #include "main/CaptureCommand.h"
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
+#include "main/EditCommand.h"
 #include "main/ListCommand.h"
 #include "main/TextCommand.h"
 #include "platform/qt/QtClipboard.h"
@@ -41,6 +42,7 @@ Commands:
   text FILE                        the text of an image (--lines, --words, --codes,
                                    --find PHRASE for where a phrase is)
   scan FILE                        the sensitive data visible in an image
+  edit FILE                        open an image or a .pictavia project in the editor
   help                             show this help
 )";
 
@@ -66,6 +68,7 @@ int main(int argc, char** argv) {
         std::fputs(usageText, stdout);
         return CommandLine::ok;
     }
+    if (command == u"edit") return runEditCommand(argc, argv, arguments.mid(1));
     if (command == u"--version") {
         std::printf("pictavia %s\n", PICTAVIA_VERSION);
         return CommandLine::ok;

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QString>
+#include <QStringList>
 
 namespace platform {
 
@@ -13,6 +14,13 @@ public:
     // already encoded, so the clipboard can offer it without encoding again.
     virtual void setImage(const QImage& image, const QByteArray& pngBytes = {}) = 0;
     virtual void setText(const QString& text) = 0;
+
+    // What the clipboard holds: a picture, or the paths of copied files (or neither).
+    struct Contents {
+        QImage image;
+        QStringList files;
+    };
+    virtual Contents contents() const = 0;
 };
 
 } // namespace platform

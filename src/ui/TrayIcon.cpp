@@ -108,6 +108,8 @@ void TrayIcon::rebuild() {
         if (coordinator().availableActions().contains(SelectionAction::ocr))
             add(&m_menu, tr("Capture Text"), QStringLiteral("text"), [] { coordinator().captureText(); });
         m_menu.addAction(tr("Pin Image from Clipboard"), this, &pinClipboardImage);
+        m_menu.addAction(tr("Edit Image from Clipboard"), this,
+                         [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://open-clipboard"))); });
     }
     if (section("desktop")) {
         m_menu.addSeparator();

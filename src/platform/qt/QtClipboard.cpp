@@ -13,6 +13,19 @@ namespace platform::qt {
 
 namespace {
 
+// Copied files first: a file manager's copy also carries an icon as an image.
+Clipboard::Contents currentContents() {
+    Clipboard::Contents contents;
+    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return contents;
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    if (!data) return contents;
+    for (const QUrl& url : data->urls())
+        if (url.isLocalFile()) contents.files.append(url.toLocalFile());
+    if (contents.files.isEmpty() && data->hasImage())
+        contents.image = qvariant_cast<QImage>(data->imageData());
+    return contents;
+}
+
 const QString pngMime = QStringLiteral("image/png");
 
 // Offers PNG bytes as they are and decodes only for programs that ask for another type.
@@ -57,6 +70,10 @@ void QtClipboard::setText(const QString& text) {
     QGuiApplication::clipboard()->setText(text);
 }
 
+Clipboard::Contents QtClipboard::contents() const {
+    return currentContents();
+}
+
 DetachedClipboard::DetachedClipboard(QString executable) : m_executable(std::move(executable)) {}
 
 void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
@@ -65,6 +82,10 @@ void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes
 
 void DetachedClipboard::setText(const QString& text) {
     handOver(QStringLiteral("text"), text.toUtf8());
+}
+
+Clipboard::Contents DetachedClipboard::contents() const {
+    return currentContents();
 }
 
 void DetachedClipboard::handOver(const QString& kind, const QByteArray& data) {

@@ -10,6 +10,7 @@ class QtClipboard : public Clipboard {
 public:
     void setImage(const QImage& image, const QByteArray& pngBytes) override;
     void setText(const QString& text) override;
+    Contents contents() const override;
 };
 
 // For short-lived runs (the command line): an X11 clipboard dies with its owner, so a
@@ -20,6 +21,7 @@ public:
     explicit DetachedClipboard(QString executable);
     void setImage(const QImage& image, const QByteArray& pngBytes) override;
     void setText(const QString& text) override;
+    Contents contents() const override;
 
 private:
     void handOver(const QString& kind, const QByteArray& data);

@@ -45,6 +45,8 @@ public:
         pngs.append(png);
     }
     void setText(const QString& text) override { texts.append(text); }
+    Contents held;
+    Contents contents() const override { return held; }
 };
 
 class FakeSound : public platform::SoundPlayer {

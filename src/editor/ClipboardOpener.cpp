@@ -1,0 +1,96 @@
+#include "editor/ClipboardOpener.h"
+
+#include "app/Toast.h"
+#include "editor/ProjectStore.h"
+#include "platform/Platform.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cmath>
+
+namespace ClipboardOpener {
+
+namespace {
+
+std::function<void(std::unique_ptr<EditorModel>)>& presenter() {
+    static std::function<void(std::unique_ptr<EditorModel>)> present;
+    return present;
+}
+
+const QString cannotOpen = QStringLiteral("Pictavia cannot open that file");
+
+void present(std::unique_ptr<EditorModel> model) {
+    if (presenter())
+        presenter()(std::move(model));
+    else
+        Toast::show(QStringLiteral("The image editor is not available in this version of Pictavia"));
+}
+
+QImage decode(const QByteArray& bytes) {
+    if (const auto& codecs = platform::services().codecs) return codecs->decode(bytes);
+    return QImage::fromData(bytes);
+}
+
+std::unique_ptr<EditorModel> fromDocument(const ProjectDocument& document, const QString& projectFile) {
+    auto model = EditorModel::make(document);
+    if (model) model->projectFileURL = projectFile;
+    return model;
+}
+
+} // namespace
+
+void setPresenter(std::function<void(std::unique_ptr<EditorModel>)> present) {
+    presenter() = std::move(present);
+}
+
+double scaleOf(const QImage& image) {
+    const double dpi = image.dotsPerMeterX() * 0.0254;
+    const double scale = std::round(dpi / 72.0 * 4) / 4;
+    return scale >= 1 && scale <= 4 ? scale : 1.0;
+}
+
+Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path) {
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) return Error{cannotOpen};
+    const QByteArray bytes = file.readAll();
+
+    // An exported project.
+    if (bytes.startsWith("bplist00")) {
+        auto document = ProjectDocument::fromBinary(bytes);
+        if (!document) return document.error();
+        auto model = fromDocument(*document, path);
+        if (!model) return Error{QStringLiteral("The project's image cannot be read")};
+        return model;
+    }
+    // A capture with its edits kept beside it; a broken project falls back to the pixels.
+    if (ProjectStore::has(path)) {
+        if (auto document = ProjectStore::load(path)) {
+            if (auto model = fromDocument(*document, ProjectStore::pathFor(path))) {
+                model->sourceURL = path;
+                return model;
+            }
+        }
+    }
+    const QImage image = decode(bytes);
+    if (image.isNull()) return Error{cannotOpen};
+    auto model = std::make_unique<EditorModel>(image, scaleOf(image));
+    model->sourceURL = path;
+    return model;
+}
+
+void open(const QString& path) {
+    auto model = modelForFile(path);
+    if (!model) return Toast::show(model.error().message);
+    present(std::move(model).value());
+}
+
+void openClipboard() {
+    const auto& clipboard = platform::services().clipboard;
+    const auto contents = clipboard ? clipboard->contents() : platform::Clipboard::Contents{};
+    if (!contents.files.isEmpty()) return open(contents.files.first());
+    if (contents.image.isNull()) return Toast::show(QStringLiteral("Clipboard has no image or file to open"));
+    present(std::make_unique<EditorModel>(contents.image, contents.image.devicePixelRatio()));
+}
+
+} // namespace ClipboardOpener

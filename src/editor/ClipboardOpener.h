@@ -1,0 +1,29 @@
+#pragma once
+
+#include "common/Result.h"
+#include "editor/EditorModel.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+// Opens images in the editor from the clipboard and from files: a capture with a project
+// comes back with its annotations; an exported ".pictavia" project opens as a project.
+namespace ClipboardOpener {
+
+// Shows an editor window for a model; the interface sets it.
+void setPresenter(std::function<void(std::unique_ptr<EditorModel>)> present);
+
+// The model for a file, or the sentence that says why it cannot be opened.
+Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path);
+
+// The copied file or picture; "Clipboard has no image or file to open" when there is none.
+void openClipboard();
+// "Pictavia cannot open that file" when the file is not a picture or project.
+void open(const QString& path);
+
+// The backing scale a file records (its resolution over 72 dpi), else 1.
+double scaleOf(const QImage& image);
+
+} // namespace ClipboardOpener
