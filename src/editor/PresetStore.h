@@ -43,4 +43,6 @@ private:
     QString m_filePath;
     QList<BeautifyPreset> m_presets;
     std::optional<QUuid> m_activeID;
+    // Set when the file could not be read: it is backed up before the first write.
+    mutable bool m_backUpBeforeWriting = false;
 };
