@@ -218,10 +218,19 @@ TEST_F(EditorTest, EveryToolLeavesItsMarkAndCropKeepsTheSelection) {
     // The rectangle's stroke crosses its top edge at x = 85.
     EXPECT_TRUE(near(result.convertToFormat(QImage::Format_RGB32).pixel(85, 40), arrowRed, 30));
 
-    // Undo brings the whole image back.
+    // Undo brings the whole image back, and saving again writes it beside the first.
     key("ctrl+z");
-    settle(300);
-    EXPECT_TRUE(waitUntil([&] { return locateImage(); }));
+    key("ctrl+s");
+    ASSERT_TRUE(waitUntil([&] { return saved().size() == 2; })) << app->log();
+    QList<QSize> sizes;
+    ASSERT_TRUE(waitUntil([&] {
+        sizes.clear();
+        for (const QString& name : saved())
+            sizes.append(QImage(app->home().path() + "/Desktop/" + name).size());
+        return !sizes.contains(QSize());
+    }));
+    EXPECT_TRUE(sizes.contains(imageSize));
+    EXPECT_TRUE(sizes.contains(QSize(300, 400)));
 }
 
 } // namespace
