@@ -8,6 +8,7 @@
 #include <QMimeData>
 #include <QProcess>
 #include <QTemporaryFile>
+#include <QUrl>
 
 namespace platform::qt {
 
