@@ -133,7 +133,10 @@ QSizeF Annotation::stepPillSize() const {
 }
 
 QFont Annotation::emojiFont() const {
-    return systemFont(fontSize * 2);
+    // The colour emoji font first: system fonts often carry black-and-white emoji glyphs.
+    QFont font = systemFont(fontSize * 2);
+    font.setFamilies({QStringLiteral("Noto Color Emoji"), font.family()});
+    return font;
 }
 
 QSizeF Annotation::emojiSize() const {

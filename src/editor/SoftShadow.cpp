@@ -1,0 +1,151 @@
+#include "editor/SoftShadow.h"
+
+#include "capture/GaussianBlur.h"
+
+#include <QCache>
+#include <QImage>
+#include <QMutex>
+#include <QPainter>
+#include <QPainterPath>
+#include <QTransform>
+
+#include <algorithm>
+#include <cmath>
+
+namespace SoftShadow {
+
+namespace {
+
+struct Layer {
+    QImage image;   // premultiplied black with the shadow's alpha
+    QPoint topLeft; // relative to the whole-pixel device position of the extent's corner
+};
+
+// Enough for a few hundred annotation shadows at 4K; QCache drops the least recent.
+constexpr qsizetype cacheBytes = 96 * 1024 * 1024;
+
+QMutex cacheMutex;
+QCache<QByteArray, Layer>& cache() {
+    static QCache<QByteArray, Layer> layers(cacheBytes);
+    return layers;
+}
+
+// The blur radius of a shadow corresponds to about two standard deviations.
+double sigmaOf(double radius) {
+    return radius / 2.0;
+}
+
+QImage blackWithAlpha(const QImage& mask, double alpha) {
+    QImage out(mask.size(), QImage::Format_ARGB32_Premultiplied);
+    const int scale = int(std::lround(alpha * 256));
+    for (int y = 0; y < mask.height(); ++y) {
+        const uchar* in = mask.constScanLine(y);
+        auto* line = reinterpret_cast<QRgb*>(out.scanLine(y));
+        for (int x = 0; x < mask.width(); ++x)
+            line[x] = qRgba(0, 0, 0, (in[x] * scale) >> 8);
+    }
+    return out;
+}
+
+Layer render(const QTransform& linear, QPointF fraction, const Spec& spec, const QRectF& extent,
+             const std::function<void(QPainter&)>& body) {
+    const double deviceScale = std::sqrt(std::abs(linear.determinant()));
+    const double radius = spec.blurRadius * deviceScale;
+    const int margin = int(std::ceil(radius * 1.5)) + 2;
+    const QPointF offset = linear.map(QPointF(0, spec.offsetDown)) + fraction;
+
+    const QRectF device = linear.mapRect(QRectF(QPointF(0, 0), extent.size())).translated(offset);
+    const QRect area = device.toAlignedRect().adjusted(-margin, -margin, margin, margin);
+
+    QImage mask(area.size(), QImage::Format_Alpha8);
+    mask.fill(0);
+    {
+        QPainter p(&mask);
+        p.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+        p.setTransform(QTransform::fromTranslate(-extent.left(), -extent.top()) * linear *
+                       QTransform::fromTranslate(offset.x() - area.left(), offset.y() - area.top()));
+        body(p);
+    }
+    return {blackWithAlpha(GaussianBlur::blurred(mask, sigmaOf(radius)), spec.alpha), area.topLeft()};
+}
+
+} // namespace
+
+void drawFor(QPainter& painter, const Spec& spec, const QRectF& extent, const QByteArray& key,
+             const std::function<void(QPainter&)>& body) {
+    if (extent.isEmpty() || spec.alpha <= 0) return;
+    const QTransform world = painter.worldTransform();
+    const QTransform linear(world.m11(), world.m12(), world.m21(), world.m22(), 0, 0);
+    const QPointF corner = world.map(extent.topLeft());
+    const QPoint whole(int(std::floor(corner.x())), int(std::floor(corner.y())));
+    // Shadows are pixel-exact, so the sub-pixel position is part of their identity.
+    const QPointF fraction = corner - QPointF(whole);
+
+    QByteArray fullKey = key;
+    for (double value : {world.m11(), world.m12(), world.m21(), world.m22(), fraction.x(), fraction.y(),
+                         spec.blurRadius, spec.offsetDown, spec.alpha, extent.width(), extent.height()})
+        fullKey.append(reinterpret_cast<const char*>(&value), sizeof value);
+
+    Layer layer;
+    {
+        QMutexLocker lock(&cacheMutex);
+        if (const Layer* cached = cache().object(fullKey)) layer = *cached;
+    }
+    if (layer.image.isNull()) {
+        layer = render(linear, fraction, spec, extent, body);
+        QMutexLocker lock(&cacheMutex);
+        cache().insert(fullKey, new Layer(layer), std::max<qsizetype>(1, layer.image.sizeInBytes()));
+    }
+
+    painter.save();
+    painter.resetTransform();
+    painter.drawImage(whole + layer.topLeft, layer.image);
+    painter.restore();
+}
+
+void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerRadius, const Spec& spec) {
+    if (rect.isEmpty() || spec.alpha <= 0) return;
+    // One corner tile holds the rounded corner and the whole fall-off; the straight
+    // edges between the tiles are the same profile stretched.
+    const double radius = std::max(spec.blurRadius, 0.5);
+    const int reach = int(std::ceil(radius * 1.5)) + 1;
+    const double corner = std::clamp(cornerRadius, 0.0, std::min(rect.width(), rect.height()) / 2);
+    const int tile = reach + int(std::ceil(corner)) + reach;
+    const int side = 2 * tile + 1;
+
+    QImage mask(side, side, QImage::Format_Alpha8);
+    mask.fill(0);
+    {
+        QPainter p(&mask);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(Qt::NoPen);
+        p.setBrush(Qt::black);
+        p.drawRoundedRect(QRectF(reach, reach, side - 2 * reach, side - 2 * reach), corner, corner);
+    }
+    const QImage shadow = blackWithAlpha(GaussianBlur::blurred(mask, sigmaOf(radius)), spec.alpha);
+
+    // Target: the rectangle grown by the fall-off, moved down.
+    const QRectF target = rect.adjusted(-reach, -reach, reach, reach).translated(0, spec.offsetDown);
+    const double t = std::min({double(tile), target.width() / 2, target.height() / 2});
+    const double xs[4] = {target.left(), target.left() + t, target.right() - t, target.right()};
+    const double ys[4] = {target.top(), target.top() + t, target.bottom() - t, target.bottom()};
+    const double ss[4] = {0, t, side - t, double(side)};
+    const double sources[4] = {0, double(tile), double(tile + 1), double(side)};
+    painter.save();
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 3; ++column) {
+            const QRectF to(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1]));
+            if (to.width() <= 0 || to.height() <= 0) continue;
+            // Corner tiles keep their size; the middle slices stretch one source pixel.
+            const auto span = [&](int index) {
+                return index == 1 ? std::pair(sources[1], sources[2]) : std::pair(ss[index], ss[index + 1]);
+            };
+            const auto [sx0, sx1] = span(column);
+            const auto [sy0, sy1] = span(row);
+            painter.drawImage(to, shadow, QRectF(QPointF(sx0, sy0), QPointF(sx1, sy1)));
+        }
+    painter.restore();
+}
+
+} // namespace SoftShadow
