@@ -40,11 +40,12 @@ double distanceToSegment(const QPointF& p, const QPointF& a, const QPointF& b) {
 QList<Grip> grips(const Annotation& a) {
     if (isLine(a.tool)) return {{Handle::Start, a.p1}, {Handle::End, a.p2}};
     if (!isBox(a.tool)) return {};
-    const QRectF r = QRectF(a.p1, a.p2).normalized();
-    return {{Handle::TopLeft, r.topLeft()},
-            {Handle::TopRight, r.topRight()},
-            {Handle::BottomLeft, r.bottomLeft()},
-            {Handle::BottomRight, r.bottomRight()}};
+    // On the corners of the selection frame, just outside the stroke.
+    const QRectF frame = a.bounds().adjusted(-frameMargin, -frameMargin, frameMargin, frameMargin);
+    return {{Handle::TopLeft, frame.topLeft()},
+            {Handle::TopRight, frame.topRight()},
+            {Handle::BottomLeft, frame.bottomLeft()},
+            {Handle::BottomRight, frame.bottomRight()}};
 }
 
 Handle gripAt(const Annotation& annotation, const QPointF& point, double tolerance) {
@@ -86,14 +87,29 @@ Annotation reshaped(const Annotation& original, Handle handle, const QPointF& po
     if (handle == Handle::End) result.p2 = point;
     if (handle == Handle::Start || handle == Handle::End || handle == Handle::None) return result;
 
-    // The corner opposite the grip stays where it is.
+    // The corner opposite the grip stays where it is; the grip's corner follows the
+    // pointer, keeping the distance between the grip and the corner it stands for.
     const QRectF r = QRectF(original.p1, original.p2).normalized();
-    const QPointF fixed = handle == Handle::TopLeft      ? r.bottomRight()
-                          : handle == Handle::TopRight   ? r.bottomLeft()
-                          : handle == Handle::BottomLeft ? r.topRight()
-                                                         : r.topLeft();
+    QPointF fixed, moving;
+    switch (handle) {
+    case Handle::TopLeft:
+        fixed = r.bottomRight(), moving = r.topLeft();
+        break;
+    case Handle::TopRight:
+        fixed = r.bottomLeft(), moving = r.topRight();
+        break;
+    case Handle::BottomLeft:
+        fixed = r.topRight(), moving = r.bottomLeft();
+        break;
+    default:
+        fixed = r.topLeft(), moving = r.bottomRight();
+        break;
+    }
+    QPointF grip = moving;
+    for (const Grip& g : grips(original))
+        if (g.handle == handle) grip = g.position;
     result.p1 = fixed;
-    result.p2 = point;
+    result.p2 = moving + (point - grip);
     return result;
 }
 

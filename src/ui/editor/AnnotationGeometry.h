@@ -12,8 +12,11 @@
 // How the select tool finds, moves and reshapes annotations. Image coordinates.
 namespace ui::editor::geometry {
 
+// How far the selection frame (and the corner grips on it) lies outside the bounds.
+inline constexpr double frameMargin = 5;
+
 // The grips of a selected annotation. Lines and arrows have their two ends; boxes have
-// their corners; badges, text, emoji and freehand strokes only move.
+// the corners of their selection frame; badges, text, emoji and freehand strokes only move.
 enum class Handle { None, Start, End, TopLeft, TopRight, BottomLeft, BottomRight };
 
 struct Grip {

@@ -20,7 +20,6 @@ namespace ui::editor {
 namespace {
 
 const QColor surround(0x26, 0x27, 0x2B); // around the canvas
-constexpr double gripRadius = 5;         // view pixels
 constexpr double dragThreshold = 3;      // view pixels before a press becomes a move
 
 QBrush checkerboard() {
@@ -188,17 +187,6 @@ QRect EditorCanvas::paintedArea(const Annotation& annotation) const {
     return imageToView(bounds).toAlignedRect().adjusted(-3, -3, 3, 3);
 }
 
-QRect EditorCanvas::gripArea(const Annotation& annotation) const {
-    QRect area;
-    for (const geometry::Grip& grip : geometry::grips(annotation)) {
-        const QPointF at = imageToView(QRectF(grip.position, QSizeF())).topLeft();
-        area |= QRectF(at - QPointF(gripRadius + 2, gripRadius + 2),
-                       QSizeF(2 * gripRadius + 4, 2 * gripRadius + 4))
-                    .toAlignedRect();
-    }
-    return area;
-}
-
 QRect EditorCanvas::cropArea(const std::optional<QRectF>& rect) const {
     const QRectF image = rect ? *rect : QRectF(QPointF(), m_model->imageSize());
     return imageToView(image).toAlignedRect().adjusted(-4, -4, 4, 4);
@@ -239,7 +227,7 @@ void EditorCanvas::onAnnotationsChanged() {
     }
 
     QRegion changed;
-    auto touch = [&](const Annotation& a) { changed += paintedArea(a) | gripArea(a); };
+    auto touch = [&](const Annotation& a) { changed += paintedArea(a); };
     for (const Annotation& a : now) {
         const Annotation* old = before.value(a.id);
         if (old && *old == a) continue;
@@ -255,8 +243,7 @@ void EditorCanvas::onAnnotationsChanged() {
 void EditorCanvas::onSelectionChanged() {
     QRegion changed;
     for (const Annotation& a : std::as_const(m_shown))
-        if (a.id == m_shownSelection || a.id == m_model->selectedID())
-            changed += paintedArea(a) | gripArea(a);
+        if (a.id == m_shownSelection || a.id == m_model->selectedID()) changed += paintedArea(a);
     m_shownSelection = m_model->selectedID();
     invalidate(changed);
 }
@@ -291,7 +278,10 @@ void EditorCanvas::renderDirty() {
     painter.setClipRegion(m_dirty);
     for (const QRect& rect : m_dirty)
         painter.fillRect(rect, surround);
-    painter.fillRect(m_transform.toView(QRectF(QPointF(), m_transform.contentSize)), checkerboard());
+    const QRectF content = m_transform.toView(QRectF(QPointF(), m_transform.contentSize));
+    painter.fillRect(content, checkerboard());
+    // What lies outside the canvas is not part of the picture, so it is not shown either.
+    painter.setClipRect(content, Qt::IntersectClip);
     painter.setRenderHint(QPainter::Antialiasing);
     // Pixels stay crisp once they are large enough to tell apart.
     painter.setRenderHint(QPainter::SmoothPixmapTransform, zoomFactor() < 2);
@@ -312,6 +302,7 @@ void EditorCanvas::paintEvent(QPaintEvent*) {
 
     if (const auto& draft = m_model->draft()) {
         painter.save();
+        painter.setClipRect(m_transform.toView(QRectF(QPointF(), m_transform.contentSize)));
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, zoomFactor() < 2);
         painter.setTransform(m_transform.painterTransform());
@@ -319,20 +310,7 @@ void EditorCanvas::paintEvent(QPaintEvent*) {
         AnnotationRenderer::draw(painter, *draft, m_model->scene(), m_model->blurCache());
         painter.restore();
     }
-    paintGrips(painter);
     paintCropHint(painter);
-}
-
-void EditorCanvas::paintGrips(QPainter& painter) {
-    const auto selected = m_model->selectedAnnotation();
-    if (!selected || m_model->draft()) return;
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(overlaystyle::accent, 1.5));
-    painter.setBrush(Qt::white);
-    for (const geometry::Grip& grip : geometry::grips(*selected))
-        painter.drawEllipse(imageToView(QRectF(grip.position, QSizeF())).topLeft(), gripRadius, gripRadius);
-    painter.restore();
 }
 
 void EditorCanvas::paintCropHint(QPainter& painter) {

@@ -19,8 +19,8 @@ class InlineTextEditor;
 
 // The editing surface: shows the model's scene zoomed and scrolled, and turns the mouse
 // into the current tool's operations on the model. The scene is kept rendered for the
-// view in a cache of which only what changed is drawn again; the annotation being dragged,
-// the grips and hints go over it on every paint.
+// view in a cache of which only what changed is drawn again; the annotation being dragged
+// and the hints go over it on every paint.
 class EditorCanvas : public QAbstractScrollArea {
     Q_OBJECT
 public:
@@ -79,13 +79,11 @@ private:
     // Where an annotation may leave ink on the view: its bounds with room for shadows,
     // outlines and the selection indicator.
     QRect paintedArea(const Annotation& annotation) const;
-    QRect gripArea(const Annotation& annotation) const;
     QRect cropArea(const std::optional<QRectF>& rect) const;
     // Marks part of the view for rendering again and repaints it.
     void invalidate(const QRegion& region);
     void invalidateAll();
     void renderDirty();
-    void paintGrips(QPainter& painter);
     void paintCropHint(QPainter& painter);
 
     void startTyping(const QPointF& imagePoint, std::optional<Annotation> editing = std::nullopt);

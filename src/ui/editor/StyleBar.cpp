@@ -112,6 +112,11 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     : QWidget(parent), m_model(model), m_canvas(canvas) {
     setObjectName(QStringLiteral("styleBar"));
     setAttribute(Qt::WA_StyledBackground);
+    // The controls of a busy tool may not all fit; they are cut off rather than widening
+    // the window.
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    // One height for every tool, so that the canvas does not shift when the tool changes.
+    setFixedHeight(40);
     setStyleSheet(
         QStringLiteral(
             "#styleBar { border-bottom: 1px solid palette(mid); }"
@@ -121,7 +126,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
             "QPushButton#segment:checked { background: %1; border-color: %1; color: white; }")
             .arg(overlaystyle::accent.name()));
     auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(10, 5, 10, 5);
+    layout->setContentsMargins(10, 0, 10, 0);
     layout->setSpacing(14);
 
     m_palette = new QWidget;

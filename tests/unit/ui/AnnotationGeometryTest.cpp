@@ -45,10 +45,12 @@ TEST(AnnotationGeometryTest, MovingShiftsEveryPoint) {
 
 TEST(AnnotationGeometryTest, GripsReshapeFromTheOppositeCorner) {
     const Annotation box = make(EditorTool::Rect, {100, 80}, {20, 10}); // drawn up and left
-    EXPECT_EQ(geometry::gripAt(box, {21, 11}, 3), Handle::TopLeft);
-    EXPECT_EQ(geometry::gripAt(box, {100, 10}, 3), Handle::TopRight);
+    // The grips sit on the selection frame: the bounds (grown by the line width) plus 5.
+    EXPECT_EQ(geometry::gripAt(box, {12, 2}, 3), Handle::TopLeft);
+    EXPECT_EQ(geometry::gripAt(box, {109, 1}, 3), Handle::TopRight);
     EXPECT_EQ(geometry::gripAt(box, {60, 45}, 3), Handle::None);
-    const Annotation grown = geometry::reshaped(box, Handle::TopRight, {150, 0});
+    // Dragged 50 right and 10 up: the rectangle's corner moves as much.
+    const Annotation grown = geometry::reshaped(box, Handle::TopRight, {159, -9});
     EXPECT_EQ(QRectF(grown.p1, grown.p2).normalized(), QRectF(20, 0, 130, 80));
 
     const Annotation arrow = make(EditorTool::Arrow, {0, 0}, {50, 0});
