@@ -9,6 +9,7 @@
 #include <QUrl>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
 
 namespace {
@@ -82,6 +83,16 @@ protected:
         const QString path = app->home().path() + "/screen.png";
         app->run("import", {"-window", "root", path.toStdString()});
         return QImage(path).convertToFormat(QImage::Format_RGB32);
+    }
+
+    // The top left of the picked background's accent frame in the beautify drawer.
+    std::optional<QPoint> checkedBackground() {
+        const QImage screen = grabScreen();
+        const QRgb accent = qRgb(0x3B, 0x82, 0xF6);
+        for (int y = 190; y < 400; ++y)
+            for (int x = screen.width() * 3 / 5; x < screen.width(); ++x)
+                if (screen.pixel(x, y) == accent) return QPoint(x, y);
+        return std::nullopt;
     }
 
     // Image coordinates to the screen's.
@@ -165,6 +176,19 @@ TEST_F(EditorTest, ArrowAndBlurAreDrawnAndSaved) {
     EXPECT_GT(changed, total / 2) << changed << " of " << total << " sampled pixels changed";
     EXPECT_EQ(result.pixel(580, 380), original.pixel(580, 380));
     EXPECT_EQ(result.pixel(320, 20), original.pixel(320, 20));
+
+    // For people to look at: the drawer open and a glass background picked from it.
+    key("ctrl+b");
+    settle(400);
+    if (const auto none = checkedBackground()) {
+        const QPoint glassOcean = *none + QPoint(33 + 78, 23 + 3 * 53); // fourth row, second column
+        app->xdotool(
+            {"mousemove", std::to_string(glassOcean.x()), std::to_string(glassOcean.y()), "click", "1"});
+        settle(400);
+    }
+    key("ctrl+0"); // fit, now that the canvas has grown by the padding
+    settle(300);
+    app->screenshot("editor-beautified");
 }
 
 TEST_F(EditorTest, EveryToolLeavesItsMarkAndCropKeepsTheSelection) {

@@ -25,8 +25,10 @@ namespace {
 
 constexpr QSize swatchSize(62, 42);
 constexpr int columns = 3;
-// Padding a background gets when it is picked with none, so that it shows at all.
+// Padding a background gets when it is picked with none, so that it shows at all, and
+// the rounding that goes with it.
 constexpr int paddingForNewBackground = 48;
+constexpr int radiusForNewBackground = 12;
 
 QLabel* heading(const QString& text) {
     auto* label = new QLabel(text);

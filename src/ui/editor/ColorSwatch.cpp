@@ -10,6 +10,7 @@ namespace ui::editor {
 ColorSwatch::ColorSwatch(QList<QColor> colors, const QString& name, QWidget* parent)
     : QAbstractButton(parent), m_colors(std::move(colors)) {
     setCheckable(true);
+    setFixedSize(22, 22); // a circle, however little room the bar has
     setCursor(Qt::PointingHandCursor);
     setToolTip(name);
     setAccessibleName(name);

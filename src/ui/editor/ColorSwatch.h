@@ -13,7 +13,7 @@ public:
     ColorSwatch(QList<QColor> colors, const QString& name, QWidget* parent = nullptr);
 
     const QList<QColor>& colors() const { return m_colors; }
-    QSize sizeHint() const override { return {24, 24}; }
+    QSize sizeHint() const override { return {22, 22}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -125,9 +125,12 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
             " background: palette(base); min-height: 18px; }"
             "QPushButton#segment:checked { background: %1; border-color: %1; color: white; }")
             .arg(overlaystyle::accent.name()));
-    auto* layout = new QHBoxLayout(this);
+    // The controls sit on a row of their natural width, cut off at the bar's right edge
+    // when the window is narrower than they need.
+    m_row = new QWidget(this);
+    auto* layout = new QHBoxLayout(m_row);
     layout->setContentsMargins(10, 0, 10, 0);
-    layout->setSpacing(14);
+    layout->setSpacing(12);
 
     m_palette = new QWidget;
     m_paletteLayout = new QHBoxLayout(m_palette);
@@ -137,7 +140,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
 
     m_width = new QSlider(Qt::Horizontal);
     m_width->setRange(1, 24);
-    m_width->setFixedWidth(110);
+    m_width->setFixedWidth(100);
     m_widthValue = new QLabel;
     m_widthValue->setMinimumWidth(30);
     m_widthGroup = group({caption(tr("Width")), m_width, m_widthValue});
@@ -149,7 +152,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
 
     m_opacity = new QSlider(Qt::Horizontal);
     m_opacity->setRange(10, 100);
-    m_opacity->setFixedWidth(90);
+    m_opacity->setFixedWidth(80);
     m_opacityValue = new QLabel;
     m_opacityValue->setMinimumWidth(34);
     m_opacityGroup = group({caption(tr("Opacity")), m_opacity, m_opacityValue});
@@ -172,7 +175,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_font->addItem(tr("System Bold"));
     m_font->addItems(QFontDatabase::families());
     m_font->setMaxVisibleItems(18);
-    m_font->setMinimumContentsLength(12);
+    m_font->setMinimumContentsLength(9);
     m_fontGroup = group({caption(tr("Font")), m_font});
     layout->addWidget(m_fontGroup);
     connect(m_font, &QComboBox::activated, this, [this](int index) {
@@ -267,6 +270,15 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     connect(model, &EditorModel::styleChanged, this, &StyleBar::syncFromModel);
     connect(model, &EditorModel::selectionChanged, this, &StyleBar::syncVisibility);
     syncFromModel();
+}
+
+void StyleBar::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    layoutRow();
+}
+
+void StyleBar::layoutRow() {
+    m_row->setGeometry(0, 0, std::max(width(), m_row->minimumSizeHint().width()), height());
 }
 
 QWidget* StyleBar::group(const QList<QWidget*>& widgets) {
@@ -404,6 +416,8 @@ void StyleBar::syncVisibility() {
     m_emojiGroup->setVisible(c.emoji);
     m_smartHighlight->setVisible(c.smart);
     m_cropGroup->setVisible(c.crop);
+    m_row->layout()->activate();
+    layoutRow();
 }
 
 } // namespace ui::editor

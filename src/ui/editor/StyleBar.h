@@ -29,7 +29,11 @@ class StyleBar : public QWidget {
 public:
     StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent = nullptr);
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
+    void layoutRow();
     void buildPalette();
     void syncFromModel();
     void syncVisibility();
@@ -43,6 +47,7 @@ private:
     EditorModel* m_model;
     EditorCanvas* m_canvas;
     bool m_undoOpen = false; // a slider drag has recorded its undo step
+    QWidget* m_row = nullptr;
 
     QHBoxLayout* m_paletteLayout = nullptr;
     QWidget* m_palette = nullptr;
