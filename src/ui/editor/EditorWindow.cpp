@@ -183,11 +183,13 @@ void EditorWindow::buildTools() {
     bar->addWidget(spacer);
     bar->addAction(m_beautify);
 
-    QAction* copy = bar->addAction(editor::icons::glyph(editor::icons::Glyph::Copy, ink), tr("Copy"));
+    QAction* copy = m_copy =
+        bar->addAction(editor::icons::glyph(editor::icons::Glyph::Copy, ink), tr("Copy"));
     copy->setShortcut(QKeySequence::Copy);
     copy->setToolTip(tr("Copy to clipboard (Ctrl+C)"));
     connect(copy, &QAction::triggered, m_model.get(), &EditorModel::copyToClipboard);
-    QAction* save = bar->addAction(editor::icons::glyph(editor::icons::Glyph::Save, ink), tr("Save"));
+    QAction* save = m_save =
+        bar->addAction(editor::icons::glyph(editor::icons::Glyph::Save, ink), tr("Save"));
     save->setShortcut(QKeySequence::Save);
     save->setToolTip(tr("Save to the save folder (Ctrl+S)"));
     connect(save, &QAction::triggered, this, [this] { m_model->saveToDefaultLocation(); });
@@ -212,8 +214,8 @@ void EditorWindow::buildMenus() {
         if (!Editor::openFile(path, &error)) Toast::show(error);
     });
     file->addSeparator();
-    for (QAction* action : findChildren<QAction*>())
-        if (action->text() == tr("Copy") || action->text() == tr("Save")) file->addAction(action);
+    file->addAction(m_copy);
+    file->addAction(m_save);
     addCommand(file, tr("Save As…"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)},
                [this] { m_model->saveViaPanel(); });
     addCommand(file, tr("Export Project…"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E)},
@@ -293,17 +295,17 @@ void EditorWindow::buildMenus() {
     m_scan->setIcon(editor::icons::glyph(editor::icons::Glyph::Scan, ink));
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
-    QAction* zoomIn = addCommand(
+    QAction* zoomIn = m_zoomActions[0] = addCommand(
         view, tr("Zoom In"), {QKeySequence(Qt::CTRL | Qt::Key_Equal), QKeySequence(Qt::CTRL | Qt::Key_Plus)},
         [this] { m_canvas->zoomIn(); });
     zoomIn->setIcon(editor::icons::glyph(editor::icons::Glyph::ZoomIn, ink));
-    QAction* zoomOut = addCommand(view, tr("Zoom Out"), {QKeySequence(Qt::CTRL | Qt::Key_Minus)},
-                                  [this] { m_canvas->zoomOut(); });
+    QAction* zoomOut = m_zoomActions[1] = addCommand(
+        view, tr("Zoom Out"), {QKeySequence(Qt::CTRL | Qt::Key_Minus)}, [this] { m_canvas->zoomOut(); });
     zoomOut->setIcon(editor::icons::glyph(editor::icons::Glyph::ZoomOut, ink));
-    addCommand(view, tr("Zoom to Fit"), {QKeySequence(Qt::CTRL | Qt::Key_0)},
-               [this] { m_canvas->zoomToFit(); });
-    addCommand(view, tr("Actual Size"), {QKeySequence(Qt::CTRL | Qt::Key_1)},
-               [this] { m_canvas->zoomActualSize(); });
+    m_zoomActions[2] = addCommand(view, tr("Zoom to Fit"), {QKeySequence(Qt::CTRL | Qt::Key_0)},
+                                  [this] { m_canvas->zoomToFit(); });
+    m_zoomActions[3] = addCommand(view, tr("Actual Size"), {QKeySequence(Qt::CTRL | Qt::Key_1)},
+                                  [this] { m_canvas->zoomActualSize(); });
     view->addSeparator();
     view->addAction(m_beautify);
 }
@@ -344,9 +346,8 @@ void EditorWindow::buildStatusBar() {
     m_zoom->setPopupMode(QToolButton::InstantPopup);
     m_zoom->setToolTip(tr("Zoom"));
     auto* menu = new QMenu(m_zoom);
-    for (QAction* action : findChildren<QAction*>())
-        if (action->text().startsWith(tr("Zoom")) || action->text() == tr("Actual Size"))
-            menu->addAction(action);
+    for (QAction* action : m_zoomActions)
+        menu->addAction(action);
     menu->addSeparator();
     for (int percent : {25, 50, 100, 200, 400})
         menu->addAction(tr("%1 %").arg(percent), this,

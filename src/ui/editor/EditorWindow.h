@@ -4,6 +4,7 @@
 #include <QMainWindow>
 #include <QString>
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -59,6 +60,9 @@ private:
     QAction* m_scan = nullptr;
     QAction* m_removeBackground = nullptr;
     QAction* m_beautify = nullptr;
+    QAction* m_copy = nullptr;
+    QAction* m_save = nullptr;
+    std::array<QAction*, 4> m_zoomActions{}; // in, out, fit, actual size
     QProgressBar* m_progress = nullptr;
     QLabel* m_busyLabel = nullptr;
     QLabel* m_sensitiveLabel = nullptr;
