@@ -23,3 +23,7 @@ echo "== Text recognition: Pictavia's Tesseract engine against the tesseract com
 echo
 echo "== Sensitive-data scanning of screenshots: planted items found, false hits =="
 "$build/bench/scanner_bench"
+
+echo
+echo "== Editor: redrawing a scene of 50 annotations, and flattening it to PNG =="
+"$build/bench/editor_render_bench" --benchmark_min_time=0.5s

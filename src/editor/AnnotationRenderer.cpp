@@ -1,6 +1,8 @@
 #include "editor/AnnotationRenderer.h"
 
 #include "editor/BackgroundStyle.h"
+#include "editor/CachedLayer.h"
+#include "editor/SceneBase.h"
 #include "editor/SoftShadow.h"
 
 #include <QColorSpace>
@@ -180,6 +182,31 @@ struct TextLines {
     }
 };
 
+// White text over a shadow, over the glyphs thickened in the annotation's colour and
+// repeated 2 px around.
+void drawOutlinedText(QPainter& painter, const Annotation& a, const TextLines& text) {
+    const QPainterPath glyphs = text.path();
+    QPainterPath outline = glyphs;
+    outline.setFillRule(Qt::WindingFill);
+    outline.addPath(strokeOutline(glyphs, a.fontSize * 0.09));
+    QPainterPath ring;
+    ring.setFillRule(Qt::WindingFill);
+    for (const QPointF offset : {QPointF(-2, -2), QPointF(0, -2), QPointF(2, -2), QPointF(-2, 0),
+                                 QPointF(2, 0), QPointF(-2, 2), QPointF(0, 2), QPointF(2, 2)})
+        ring.addPath(outline.translated(offset));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fillBrush(a));
+    painter.drawPath(ring);
+
+    const QRectF extent = a.bounds().adjusted(-4, -4, 4, 4);
+    SoftShadow::drawFor(painter, {3, 1, 0.45}, extent, lookKey(a, extent.topLeft(), 'o'), [&](QPainter& p) {
+        p.setPen(Qt::white);
+        text.draw(p);
+    });
+    painter.setPen(Qt::white);
+    text.draw(painter);
+}
+
 void drawText(QPainter& painter, const Annotation& a) {
     if (a.text.isEmpty()) return;
     const TextLines text(a, a.textFont());
@@ -204,28 +231,11 @@ void drawText(QPainter& painter, const Annotation& a) {
         return;
     }
     case TextStyle::Outlined: {
-        // The outline: the glyphs, thickened by a stroke, repeated around the text.
-        const QPainterPath glyphs = text.path();
-        QPainterPath outline = glyphs;
-        outline.setFillRule(Qt::WindingFill);
-        outline.addPath(strokeOutline(glyphs, a.fontSize * 0.09));
-        QPainterPath ring;
-        ring.setFillRule(Qt::WindingFill);
-        for (const QPointF offset : {QPointF(-2, -2), QPointF(0, -2), QPointF(2, -2), QPointF(-2, 0),
-                                     QPointF(2, 0), QPointF(-2, 2), QPointF(0, 2), QPointF(2, 2)})
-            ring.addPath(outline.translated(offset));
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(fillBrush(a));
-        painter.drawPath(ring);
-
-        const QRectF extent = bounds.adjusted(-4, -4, 4, 4);
-        SoftShadow::drawFor(painter, {3, 1, 0.45}, extent, lookKey(a, extent.topLeft(), 'o'),
-                            [&](QPainter& p) {
-                                p.setPen(Qt::white);
-                                text.draw(p);
-                            });
-        painter.setPen(Qt::white);
-        text.draw(painter);
+        // Glyph outlines are slow to build and fill, so the finished text is kept as an image.
+        const double reach = 2 + a.fontSize * 0.045 + 6;
+        const QRectF extent = bounds.adjusted(-reach, -reach, reach, reach);
+        CachedLayer::draw(painter, extent, lookKey(a, extent.topLeft(), 'O'),
+                          [&](QPainter& p) { drawOutlinedText(p, a, text); });
         return;
     }
     }
@@ -249,13 +259,36 @@ void drawBlur(QPainter& painter, const Annotation& a, const EditorScene& scene, 
 }
 
 void drawSpotlight(QPainter& painter, const Annotation& a, const QRectF& imageBounds) {
-    QPainterPath path;
-    path.setFillRule(Qt::OddEvenFill);
-    path.addRect(imageBounds);
-    path.addRoundedRect(QRectF(a.p1, a.p2).normalized(), 6, 6);
+    const QRectF hole = QRectF(a.p1, a.p2).normalized();
+    const QColor dim = QColor::fromRgbF(0, 0, 0, 0.55f);
+    // Whole-pixel bands away from the hole are plain fills; only the ring of pixels that
+    // meets the rounded hole goes through the path rasterizer, so a large image stays cheap.
+    const QRectF snapped = QRectF(QPointF(std::floor(hole.left()), std::floor(hole.top())),
+                                  QPointF(std::ceil(hole.right()), std::ceil(hole.bottom())))
+                               .intersected(imageBounds);
+    if (snapped.isEmpty()) {
+        painter.fillRect(imageBounds, dim);
+        return;
+    }
+    const QRectF bands[] = {
+        {imageBounds.topLeft(), QPointF(imageBounds.right(), snapped.top())},
+        {QPointF(imageBounds.left(), snapped.bottom()), imageBounds.bottomRight()},
+        {QPointF(imageBounds.left(), snapped.top()), snapped.bottomLeft()},
+        {snapped.topRight(), QPointF(imageBounds.right(), snapped.bottom())},
+    };
+    for (const QRectF& band : bands)
+        if (!band.isEmpty()) painter.fillRect(band, dim);
+
+    QPainterPath ring;
+    ring.setFillRule(Qt::OddEvenFill);
+    ring.addRect(snapped);
+    ring.addRoundedRect(hole, 6, 6);
+    painter.save();
+    painter.setClipRect(snapped, Qt::IntersectClip);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor::fromRgbF(0, 0, 0, 0.55f));
-    painter.drawPath(path);
+    painter.setBrush(dim);
+    painter.drawPath(ring);
+    painter.restore();
 }
 
 void drawSelectionIndicator(QPainter& painter, const Annotation& a) {
@@ -297,35 +330,6 @@ void drawCropOverlay(QPainter& painter, const QRectF& crop, const QRectF& imageB
     painter.setBrush(Qt::NoBrush);
     painter.drawRect(rect);
     painter.restore();
-}
-
-// The base image, its corners rounded; without rounding it is a plain, fast copy.
-void drawImage(QPainter& painter, const EditorScene& scene) {
-    const QRectF rect = scene.imageRect();
-    const double radius = std::min({scene.cornerRadius, rect.width() / 2, rect.height() / 2});
-    if (radius <= 0) {
-        painter.drawImage(rect.topLeft(), scene.baseImage);
-        return;
-    }
-    // A textured fill is antialiased at the corners without a clip mask over the whole image.
-    QBrush texture(scene.baseImage);
-    texture.setTransform(QTransform::fromTranslate(rect.left(), rect.top()));
-    painter.save();
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(texture);
-    painter.drawRoundedRect(rect, radius, radius);
-    painter.restore();
-}
-
-void drawWindowShadow(QPainter& painter, const EditorScene& scene) {
-    // Soft and a little below the window, sized to the padding so it never gets cut off.
-    const double blur = std::min(scene.padding * 0.6, 28.0 * scene.scale);
-    const SoftShadow::Spec spec{blur, blur * 0.35, 0.45};
-    SoftShadow::drawRoundedRectShadow(painter, scene.imageRect(), scene.cornerRadius, spec);
-}
-
-const QImage& backgroundImage(const EditorScene& scene) {
-    return scene.background == BackgroundStyle::Desktop ? scene.backdropImage : scene.customBackground;
 }
 
 } // namespace
@@ -376,10 +380,7 @@ void drawScene(QPainter& painter, const EditorScene& scene, BlurCache& blurs, co
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing |
                            QPainter::SmoothPixmapTransform);
 
-    const QRectF canvas(QPointF(0, 0), scene.contentSize());
-    Backgrounds::paint(painter, canvas, scene.background, backgroundImage(scene));
-    if (scene.isWindowCapture && scene.windowShadow && scene.padding > 0) drawWindowShadow(painter, scene);
-    if (!scene.baseImage.isNull()) drawImage(painter, scene);
+    SceneBase::draw(painter, scene);
 
     painter.translate(scene.padding, scene.padding);
     for (const Annotation& annotation : scene.annotations)

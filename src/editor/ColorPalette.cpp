@@ -49,7 +49,7 @@ QList<QColor> load() {
     if (!document.isArray()) return {};
     QList<QColor> colors;
     // Entries that cannot be read are skipped; the rest of the palette still counts.
-    for (const QJsonValue& item : document.array()) {
+    for (const QJsonValue item : document.array()) {
         std::optional<QColor> color;
         if (item.isString())
             color = parseHex(item.toString());

@@ -27,8 +27,12 @@
 
 namespace {
 
-QImage withAlpha(const QImage& image) {
-    return image.hasAlphaChannel() ? image : image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+// The two formats the renderer draws without converting on every frame.
+QImage drawable(const QImage& image) {
+    if (image.format() == QImage::Format_ARGB32_Premultiplied || image.format() == QImage::Format_RGB32)
+        return image;
+    return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
+                                                         : QImage::Format_RGB32);
 }
 
 QImage decodePNG(const QByteArray& bytes) {
@@ -45,7 +49,7 @@ std::optional<QByteArray> optionalPNG(const QImage& image) {
 } // namespace
 
 EditorModel::EditorModel(const QImage& image, double scale, QObject* parent) : QObject(parent) {
-    m_scene.baseImage = image;
+    m_scene.baseImage = drawable(image);
     m_scene.scale = scale > 0 ? scale : 1.0;
     m_customColors = ColorPalette::load();
 }
@@ -379,7 +383,7 @@ void EditorModel::prepareSmartHighlight() {
 // --- Image operations -------------------------------------------------------------------------
 
 void EditorModel::setBaseImage(const QImage& image) {
-    m_scene.baseImage = image;
+    m_scene.baseImage = drawable(image);
     // Patches and word boxes were cut from the old pixels.
     m_blurCache.clear();
     ++m_imageGeneration;
@@ -479,7 +483,7 @@ void EditorModel::expandCanvas(int top, int left, int bottom, int right, const s
 void EditorModel::applyCutOut(const QImage& cutOut) {
     if (cutOut.isNull()) return;
     pushUndo();
-    const QImage next = withAlpha(cutOut);
+    const QImage& next = cutOut;
     if (next.size() != m_scene.baseImage.size()) {
         const double fx = double(next.width()) / m_scene.baseImage.width();
         const double fy = double(next.height()) / m_scene.baseImage.height();

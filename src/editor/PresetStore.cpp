@@ -46,7 +46,7 @@ std::optional<FileContents> parse(const QByteArray& bytes) {
     const QJsonObject root = document.object();
     if (!root.value(QLatin1String("presets")).isArray()) return std::nullopt;
     FileContents contents;
-    for (const QJsonValue& item : root.value(QLatin1String("presets")).toArray()) {
+    for (const QJsonValue item : root.value(QLatin1String("presets")).toArray()) {
         if (!item.isObject()) return std::nullopt;
         auto preset = BeautifyPreset::decode(item.toObject().toVariantMap());
         if (!preset) return std::nullopt;

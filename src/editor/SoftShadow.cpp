@@ -103,6 +103,11 @@ void drawFor(QPainter& painter, const Spec& spec, const QRectF& extent, const QB
     painter.restore();
 }
 
+void clearCache() {
+    QMutexLocker lock(&cacheMutex);
+    cache().clear();
+}
+
 void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerRadius, const Spec& spec) {
     if (rect.isEmpty() || spec.alpha <= 0) return;
     // One corner tile holds the rounded corner and the whole fall-off; the straight
@@ -130,20 +135,25 @@ void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerR
     const double xs[4] = {target.left(), target.left() + t, target.right() - t, target.right()};
     const double ys[4] = {target.top(), target.top() + t, target.bottom() - t, target.bottom()};
     const double ss[4] = {0, t, side - t, double(side)};
-    const double sources[4] = {0, double(tile), double(tile + 1), double(side)};
     painter.save();
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setPen(Qt::NoPen);
     for (int row = 0; row < 3; ++row)
         for (int column = 0; column < 3; ++column) {
             const QRectF to(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1]));
             if (to.width() <= 0 || to.height() <= 0) continue;
-            // Corner tiles keep their size; the middle slices stretch one source pixel.
-            const auto span = [&](int index) {
-                return index == 1 ? std::pair(sources[1], sources[2]) : std::pair(ss[index], ss[index + 1]);
-            };
-            const auto [sx0, sx1] = span(column);
-            const auto [sy0, sy1] = span(row);
-            painter.drawImage(to, shadow, QRectF(QPointF(sx0, sy0), QPointF(sx1, sy1)));
+            if (row != 1 && column != 1) {
+                // A corner, at its own size.
+                painter.drawImage(to.topLeft(), shadow, QRectF(ss[column], ss[row], t, t));
+            } else if (row == 1 && column == 1) {
+                painter.fillRect(to, shadow.pixelColor(tile, tile));
+            } else {
+                // An edge: the profile across it, repeated along it.
+                const QImage profile = row == 1 ? shadow.copy(QRectF(ss[column], tile, t, 1).toAlignedRect())
+                                                : shadow.copy(QRectF(tile, ss[row], 1, t).toAlignedRect());
+                QBrush brush(profile);
+                brush.setTransform(QTransform::fromTranslate(to.left(), to.top()));
+                painter.fillRect(to, brush);
+            }
         }
     painter.restore();
 }

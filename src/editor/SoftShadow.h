@@ -24,6 +24,9 @@ struct Spec {
 void drawFor(QPainter& painter, const Spec& spec, const QRectF& extent, const QByteArray& key,
              const std::function<void(QPainter&)>& body);
 
+// Forgets every cached shadow (for measurements of a cold start).
+void clearCache();
+
 // A soft black shadow of a rounded rectangle (a window under its screenshot), built
 // from nine slices so it costs the same at any size.
 void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerRadius, const Spec& spec);

@@ -7,6 +7,7 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/vision/GrabCutSubjectLifter.h"
 #include "platform/x11/X11ScreenBackend.h"
 #include "ui/NameDialog.h"
 #include "ui/ToastWindow.h"
@@ -20,6 +21,7 @@ void installImageServices() {
     services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
     services.textRecognition = std::make_unique<platform::ocr::TesseractEngine>();
     services.barcodes = std::make_unique<platform::ocr::ZxingBarcodeReader>();
+    services.subjectLifter = std::make_unique<platform::vision::GrabCutSubjectLifter>();
     platform::install(std::move(services));
 }
 

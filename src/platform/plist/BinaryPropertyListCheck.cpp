@@ -29,6 +29,13 @@ enum Marker : uint8_t {
     Dictionary = 0xD,
 };
 
+QString malformed() {
+    return QStringLiteral("The file is damaged: its property list is malformed.");
+}
+QString tooLarge() {
+    return QStringLiteral("The file's property list is too deeply nested or too large to read.");
+}
+
 class Reader {
 public:
     explicit Reader(const QByteArray& bytes)
@@ -189,28 +196,25 @@ private:
 
     // Visits the tree as a parser would expand it, without recursion.
     QString walk() {
-        const QString damaged = QStringLiteral("The file is damaged: its property list is malformed.");
         std::vector<std::pair<uint64_t, int>> pending{{m_layout.topObject, 0}};
         uint64_t visited = 0;
         while (!pending.empty()) {
             const auto [index, depth] = pending.back();
             pending.pop_back();
-            if (++visited > MaxExpandedObjects || depth > MaxDepth)
-                return QStringLiteral("The file's property list is too deeply nested or too large to read.");
+            if (++visited > MaxExpandedObjects || depth > MaxDepth) return tooLarge();
             const auto e = extent(index);
-            if (!e) return damaged;
+            if (!e) return malformed();
             if (e->kind != Array && e->kind != Dictionary) continue;
             const uint64_t references = e->kind == Dictionary ? 2 * e->count : e->count;
             visited += references;
-            if (visited > MaxExpandedObjects)
-                return QStringLiteral("The file's property list is too deeply nested or too large to read.");
+            if (visited > MaxExpandedObjects) return tooLarge();
             for (uint64_t i = 0; i < references; ++i) {
                 const auto child = reference(e->payload + i * m_layout.referenceSize);
-                if (!child) return damaged;
+                if (!child) return malformed();
                 const bool isKey = e->kind == Dictionary && i < e->count;
                 if (isKey) {
                     const auto key = extent(*child);
-                    if (!key || (key->kind != AsciiString && key->kind != Utf16String)) return damaged;
+                    if (!key || (key->kind != AsciiString && key->kind != Utf16String)) return malformed();
                     continue;
                 }
                 pending.emplace_back(*child, depth + 1);
