@@ -174,8 +174,10 @@ void BeautifyPanel::chooseBackground(BackgroundStyle style) {
     }
     m_model->pushUndo();
     m_model->setBackground(style);
-    if (style != BackgroundStyle::None && m_model->padding() == 0)
+    if (style != BackgroundStyle::None && m_model->padding() == 0) {
         m_model->setPadding(paddingForNewBackground);
+        if (m_model->cornerRadius() == 0) m_model->setCornerRadius(radiusForNewBackground);
+    }
 }
 
 void BeautifyPanel::renderPreviews() {
