@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QLineEdit>
+
+namespace ui::editor {
+
+// The field a text annotation is typed into, over the canvas where it will appear.
+// Return or leaving the field commits, Escape cancels; either happens once.
+class InlineTextEditor : public QLineEdit {
+    Q_OBJECT
+public:
+    InlineTextEditor(const QFont& font, const QColor& color, QWidget* parent);
+
+signals:
+    void committed(const QString& text);
+    void cancelled();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    void finish(bool commit);
+    void fitToText();
+
+    bool m_finished = false;
+};
+
+} // namespace ui::editor
