@@ -116,7 +116,11 @@ void drawImage(QPainter& painter, const EditorScene& scene, bool opaque) {
     const QImage& image = scene.baseImage;
     const QRectF rect = scene.imageRect();
     const double radius = cornerOf(scene);
-    const bool aligned = rect.topLeft() == rect.topLeft().toPoint();
+    // Blocks meet without seams only where image pixels land on whole device pixels.
+    const QTransform& world = painter.worldTransform();
+    const bool aligned = rect.topLeft() == rect.topLeft().toPoint() &&
+                         world.type() <= QTransform::TxTranslate && world.dx() == std::round(world.dx()) &&
+                         world.dy() == std::round(world.dy());
     painter.save();
     // An opaque image replaces what is under it: a copy instead of a blend.
     if (opaque) painter.setCompositionMode(QPainter::CompositionMode_Source);
