@@ -261,3 +261,25 @@ TEST_F(EditorTest, EveryToolLeavesItsMarkAndCropKeepsTheSelection) {
 }
 
 } // namespace
+
+// Closing an edited capture keeps its edits; "pictavia edit" brings them back.
+TEST_F(EditorTest, ReopenedCaptureComesBackWithItsAnnotations) {
+    openEditor();
+    key("a");
+    drag({40, 200}, {260, 200});
+    key("ctrl+w");
+    ASSERT_TRUE(app->waitForWindows(title, 0)) << app->log();
+
+    const ProcessOutput sent = app->send({"edit", imagePath.toStdString()});
+    ASSERT_EQ(sent.exitCode, 0) << sent.err;
+    ASSERT_TRUE(app->waitForWindows(title, 1)) << app->log();
+    settle(700);
+    key("ctrl+1");
+    ASSERT_TRUE(waitUntil([&] { return locateImage(); }));
+    const QImage screen = grabScreen();
+    int red = 0;
+    for (int x = 60; x <= 220; ++x)
+        red += near(screen.pixel(at({x, 200})), arrowRed, 12);
+    EXPECT_GE(red, 150) << "of 161 pixels along the restored arrow";
+    app->screenshot("editor-reopened");
+}
