@@ -2,6 +2,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/OutputPipeline.h"
 
+#include "editor/ProjectStore.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -219,7 +220,14 @@ TEST_F(CaptureCoordinatorTest, WindowPicker) {
     std::exchange(surfaces->finishPick, nullptr)(WindowPick{77, screen->displayList[1]});
     spinUntil([&] { return !coordinator->busy(); });
     ASSERT_EQ(history().size(), 1);
-    EXPECT_EQ(QImage(HistoryManager::directory() + "/" + history()[0]).pixelColor(0, 0), QColor(Qt::red));
+    const QString file = HistoryManager::directory() + "/" + history()[0];
+    EXPECT_EQ(QImage(file).pixelColor(0, 0), QColor(Qt::red));
+    // The window is kept editable, without a baked shadow to draw around.
+    const auto project = ProjectStore::load(file);
+    ASSERT_TRUE(project);
+    EXPECT_TRUE(project->isWindowCapture);
+    EXPECT_EQ(project->padding, 0);
+    EXPECT_EQ(project->background, "none");
 
     coordinator->captureWindow();
     std::exchange(surfaces->finishPick, nullptr)(WindowPick{78, screen->displayList[1]});

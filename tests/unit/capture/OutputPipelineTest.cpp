@@ -75,6 +75,26 @@ TEST_F(OutputPipelineTest, OptionsOverridePreferences) {
     EXPECT_EQ(toasts->shown, (QStringList{"Saved for the agent", "Saved for the agent"}));
 }
 
+TEST_F(OutputPipelineTest, AutoBeautifyPlacesTheImageOnThePreset) {
+    Prefs::setValue("autoBeautify", true);
+    DeliveryOptions options;
+    options.preset = BeautifyPreset{};
+    options.preset->style = "black";
+    options.preset->padding = 10;
+    options.preset->radius = 0;
+    const auto delivered = OutputPipeline::deliverImage(picture(), 2.0, false, false, {}, options);
+    ASSERT_TRUE(delivered);
+    const QImage result(delivered->historyFile);
+    EXPECT_EQ(result.size(), QSize(80, 70)); // padding in points, twice at scale 2
+    EXPECT_EQ(result.pixelColor(2, 2), QColor(Qt::black));
+    EXPECT_EQ(result.pixelColor(40, 35), QColor(200, 60, 20));
+
+    // Without a preset in the options, the active one (from the preferences) applies.
+    Prefs::setValue("beautifyPadding", 5);
+    const auto plain = OutputPipeline::deliverImage(picture(), 1.0, false, false, {});
+    EXPECT_EQ(QImage(plain->historyFile).size(), QSize(50, 40));
+}
+
 TEST_F(OutputPipelineTest, CopyOnlyGoesToTheClipboardAndNowhereElse) {
     Prefs::setValue("autoSaveToDisk", true);
     Prefs::setValue("copyToClipboard", false);
