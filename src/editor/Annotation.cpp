@@ -1,5 +1,7 @@
 #include "editor/Annotation.h"
 
+#include "common/KeyedValues.h"
+
 #include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QPolygonF>
@@ -10,24 +12,6 @@
 
 namespace {
 
-// Numbers arrive as doubles from JSON and as integers or reals from property lists.
-std::optional<double> readNumber(const QVariant& value) {
-    switch (value.typeId()) {
-    case QMetaType::Double:
-    case QMetaType::Float:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong: {
-        const double d = value.toDouble();
-        if (std::isfinite(d)) return d;
-        return std::nullopt;
-    }
-    default:
-        return std::nullopt;
-    }
-}
-
 QVariantList encodePoint(const QPointF& point) {
     return {point.x(), point.y()};
 }
@@ -36,8 +20,8 @@ std::optional<QPointF> decodePoint(const QVariant& value) {
     if (value.typeId() != QMetaType::QVariantList) return std::nullopt;
     const QVariantList pair = value.toList();
     if (pair.size() != 2) return std::nullopt;
-    const auto x = readNumber(pair[0]);
-    const auto y = readNumber(pair[1]);
+    const auto x = KeyedValues::number(pair[0]);
+    const auto y = KeyedValues::number(pair[1]);
     if (!x || !y) return std::nullopt;
     return QPointF(*x, *y);
 }
@@ -48,28 +32,6 @@ Error invalid(const QString& key, const QString& expectation) {
 
 QSizeF measured(const QFont& font, const QString& text) {
     return QFontMetricsF(font).size(0, text);
-}
-
-// Applies an optional key: absent keeps the default, present but malformed is an error.
-template <typename T, typename Read>
-std::optional<Error> readOptional(const QVariantMap& map, const QString& key, const QString& expectation,
-                                  T& out, Read read) {
-    const auto it = map.constFind(key);
-    if (it == map.constEnd()) return std::nullopt;
-    const std::optional<T> value = read(*it);
-    if (!value) return invalid(key, expectation);
-    out = *value;
-    return std::nullopt;
-}
-
-std::optional<QString> readString(const QVariant& value) {
-    if (value.typeId() != QMetaType::QString) return std::nullopt;
-    return value.toString();
-}
-
-std::optional<bool> readBool(const QVariant& value) {
-    if (value.typeId() != QMetaType::Bool) return std::nullopt;
-    return value.toBool();
 }
 
 } // namespace
@@ -201,38 +163,23 @@ Result<Annotation> Annotation::decode(const QVariantMap& map) {
         }
     }
 
-    const auto asInt = [](const QVariant& v) -> std::optional<int> {
-        const auto d = readNumber(v);
-        if (!d || *d != std::floor(*d) || std::abs(*d) > 1e9) return std::nullopt;
-        return int(*d);
-    };
     const auto asColor = [](const QVariant& v) { return CodableColor::decode(v); };
-    const auto asBlur = [](const QVariant& v) -> std::optional<BlurStyle> {
-        return blurStyleNames.parse(v.toString());
-    };
-    const auto asTextStyle = [](const QVariant& v) -> std::optional<TextStyle> {
-        return textStyleNames.parse(v.toString());
-    };
-    QString fontName;
-    const bool hasFontName = map.contains("fontName");
-
-    std::optional<Error> error;
-    const auto check = [&error](std::optional<Error> e) {
-        if (!error && e) error = std::move(e);
-    };
-    check(readOptional(map, "text", "text", a.text, readString));
-    check(readOptional(map, "number", "a whole number", a.number, asInt));
-    check(readOptional(map, "color", "a colour with r, g, b and a between 0 and 1", a.color, asColor));
-    check(readOptional(map, "brandGradient", "true or false", a.brandGradient, readBool));
-    check(readOptional(map, "blurStyle", "\"pixelate\" or \"gaussian\"", a.blurStyle, asBlur));
-    check(readOptional(map, "lineWidth", "a number", a.lineWidth, readNumber));
-    check(readOptional(map, "fontSize", "a number", a.fontSize, readNumber));
-    check(readOptional(map, "fontName", "text", fontName, readString));
-    check(readOptional(map, "textStyle", "\"plain\", \"filled\" or \"outlined\"", a.textStyle, asTextStyle));
-    check(readOptional(map, "opacity", "a number", a.opacity, readNumber));
-    check(readOptional(map, "shadow", "true or false", a.shadow, readBool));
-    if (error) return *error;
-    if (hasFontName) a.fontName = fontName;
+    const auto asBlur = [](const QVariant& v) { return blurStyleNames.parse(v.toString()); };
+    const auto asTextStyle = [](const QVariant& v) { return textStyleNames.parse(v.toString()); };
+    namespace kv = KeyedValues;
+    kv::Reader read(map, invalid);
+    read.optional("text", "text", a.text, kv::text);
+    read.optional("number", "a whole number", a.number, kv::wholeNumber);
+    read.optional("color", "a colour with r, g, b and a between 0 and 1", a.color, asColor);
+    read.optional("brandGradient", "true or false", a.brandGradient, kv::boolean);
+    read.optional("blurStyle", "\"pixelate\" or \"gaussian\"", a.blurStyle, asBlur);
+    read.optional("lineWidth", "a number", a.lineWidth, kv::number);
+    read.optional("fontSize", "a number", a.fontSize, kv::number);
+    read.optional("fontName", "text", a.fontName, kv::text);
+    read.optional("textStyle", "\"plain\", \"filled\" or \"outlined\"", a.textStyle, asTextStyle);
+    read.optional("opacity", "a number", a.opacity, kv::number);
+    read.optional("shadow", "true or false", a.shadow, kv::boolean);
+    if (read.error()) return *read.error();
     return a;
 }
 
@@ -257,7 +204,7 @@ std::optional<QColor> decode(const QVariant& value) {
             if (i == 3) continue; // an opaque colour may leave out alpha
             return std::nullopt;
         }
-        const auto component = readNumber(*it);
+        const auto component = KeyedValues::number(*it);
         if (!component) return std::nullopt;
         components[i] = std::clamp(*component, 0.0, 1.0);
     }

@@ -1,5 +1,7 @@
 #include "editor/BeautifyPreset.h"
 
+#include "common/KeyedValues.h"
+
 #include <cmath>
 #include <optional>
 
@@ -7,24 +9,6 @@ namespace {
 
 Error invalid(const QString& key, const QString& expectation) {
     return Error{QStringLiteral("The preset's \"%1\" is not %2.").arg(key, expectation)};
-}
-
-// JSON numbers arrive as doubles; only whole numbers are accepted.
-std::optional<int> readInteger(const QVariant& value) {
-    switch (value.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-    case QMetaType::UInt:
-    case QMetaType::ULongLong:
-    case QMetaType::Double: {
-        const double number = value.toDouble();
-        if (!std::isfinite(number) || number != std::floor(number) || std::abs(number) > 1e6)
-            return std::nullopt;
-        return int(number);
-    }
-    default:
-        return std::nullopt;
-    }
 }
 
 } // namespace
@@ -50,10 +34,10 @@ Result<BeautifyPreset> BeautifyPreset::decode(const QVariantMap& map) {
     // Style names this version does not know are kept: a newer version may have written them.
     if (map.value("style").typeId() != QMetaType::QString) return invalid("style", "text");
     preset.style = map.value("style").toString();
-    const auto padding = readInteger(map.value("padding"));
+    const auto padding = KeyedValues::wholeNumber(map.value("padding"));
     if (!padding) return invalid("padding", "a whole number");
     preset.padding = *padding;
-    const auto radius = readInteger(map.value("radius"));
+    const auto radius = KeyedValues::wholeNumber(map.value("radius"));
     if (!radius) return invalid("radius", "a whole number");
     preset.radius = *radius;
     return preset;
