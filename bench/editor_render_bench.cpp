@@ -9,7 +9,6 @@
 #include "editor/AnnotationRenderer.h"
 #include "editor/CachedLayer.h"
 #include "editor/SceneBase.h"
-#include "editor/SoftShadow.h"
 #include "platform/codecs/PngEncoder.h"
 
 #include <QGuiApplication>
@@ -124,7 +123,6 @@ void BM_Redraw(benchmark::State& state) {
     for (auto _ : state) {
         BlurCache fresh;
         if (mode == Cold) {
-            SoftShadow::clearCache();
             CachedLayer::clearCache();
             SceneBase::clearCache();
         }

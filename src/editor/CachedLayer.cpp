@@ -12,14 +12,10 @@ namespace CachedLayer {
 
 namespace {
 
-struct Layer {
-    QImage image;
-    QPoint topLeft; // relative to the whole-pixel device position of the extent's corner
-};
-
 QMutex cacheMutex;
 QCache<QByteArray, Layer>& cache() {
-    static QCache<QByteArray, Layer> layers(64 * 1024 * 1024);
+    // Enough for a few hundred annotation shadows and texts at 4K; the least recent go first.
+    static QCache<QByteArray, Layer> layers(160 * 1024 * 1024);
     return layers;
 }
 
@@ -30,13 +26,14 @@ void clearCache() {
     cache().clear();
 }
 
-void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
-          const std::function<void(QPainter&)>& body) {
+void drawLayer(QPainter& painter, const QRectF& extent, const QByteArray& key,
+               const std::function<Layer(const Placement&)>& render) {
     if (extent.isEmpty()) return;
     const QTransform world = painter.worldTransform();
     const QTransform linear(world.m11(), world.m12(), world.m21(), world.m22(), 0, 0);
     const QPointF corner = world.map(extent.topLeft());
     const QPoint whole(int(std::floor(corner.x())), int(std::floor(corner.y())));
+    // Layers are pixel-exact, so the sub-pixel position is part of their identity.
     const QPointF fraction = corner - QPointF(whole);
 
     QByteArray fullKey = key;
@@ -50,18 +47,7 @@ void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
         if (const Layer* cached = cache().object(fullKey)) layer = *cached;
     }
     if (layer.image.isNull()) {
-        const QRect area =
-            linear.mapRect(QRectF(QPointF(0, 0), extent.size())).translated(fraction).toAlignedRect();
-        layer.image = QImage(area.size(), QImage::Format_ARGB32_Premultiplied);
-        layer.image.fill(Qt::transparent);
-        layer.topLeft = area.topLeft();
-        {
-            QPainter p(&layer.image);
-            p.setRenderHints(painter.renderHints());
-            p.setTransform(QTransform::fromTranslate(-extent.left(), -extent.top()) * linear *
-                           QTransform::fromTranslate(fraction.x() - area.left(), fraction.y() - area.top()));
-            body(p);
-        }
+        layer = render(Placement{linear, fraction});
         QMutexLocker lock(&cacheMutex);
         cache().insert(fullKey, new Layer(layer), std::max<qsizetype>(1, layer.image.sizeInBytes()));
     }
@@ -70,6 +56,24 @@ void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
     painter.resetTransform();
     painter.drawImage(whole + layer.topLeft, layer.image);
     painter.restore();
+}
+
+void draw(QPainter& painter, const QRectF& extent, const QByteArray& key,
+          const std::function<void(QPainter&)>& body) {
+    drawLayer(painter, extent, key + 'L', [&](const Placement& placement) {
+        const QRect area = placement.linear.mapRect(QRectF(QPointF(0, 0), extent.size()))
+                               .translated(placement.fraction)
+                               .toAlignedRect();
+        Layer layer{QImage(area.size(), QImage::Format_ARGB32_Premultiplied), area.topLeft()};
+        layer.image.fill(Qt::transparent);
+        QPainter p(&layer.image);
+        p.setRenderHints(painter.renderHints());
+        p.setTransform(QTransform::fromTranslate(-extent.left(), -extent.top()) * placement.linear *
+                       QTransform::fromTranslate(placement.fraction.x() - area.left(),
+                                                 placement.fraction.y() - area.top()));
+        body(p);
+        return layer;
+    });
 }
 
 } // namespace CachedLayer

@@ -1,10 +1,9 @@
 #include "editor/SoftShadow.h"
 
 #include "capture/GaussianBlur.h"
+#include "editor/CachedLayer.h"
 
-#include <QCache>
 #include <QImage>
-#include <QMutex>
 #include <QPainter>
 #include <QPainterPath>
 #include <QTransform>
@@ -15,20 +14,6 @@
 namespace SoftShadow {
 
 namespace {
-
-struct Layer {
-    QImage image;   // premultiplied black with the shadow's alpha
-    QPoint topLeft; // relative to the whole-pixel device position of the extent's corner
-};
-
-// Enough for a few hundred annotation shadows at 4K; QCache drops the least recent.
-constexpr qsizetype cacheBytes = 96 * 1024 * 1024;
-
-QMutex cacheMutex;
-QCache<QByteArray, Layer>& cache() {
-    static QCache<QByteArray, Layer> layers(cacheBytes);
-    return layers;
-}
 
 // The blur radius of a shadow corresponds to about two standard deviations.
 double sigmaOf(double radius) {
@@ -47,8 +32,8 @@ QImage blackWithAlpha(const QImage& mask, double alpha) {
     return out;
 }
 
-Layer render(const QTransform& linear, QPointF fraction, const Spec& spec, const QRectF& extent,
-             const std::function<void(QPainter&)>& body) {
+CachedLayer::Layer render(const QTransform& linear, QPointF fraction, const Spec& spec, const QRectF& extent,
+                          const std::function<void(QPainter&)>& body) {
     const double deviceScale = std::sqrt(std::abs(linear.determinant()));
     const double radius = spec.blurRadius * deviceScale;
     const int margin = int(std::ceil(radius * 1.5)) + 2;
@@ -74,38 +59,12 @@ Layer render(const QTransform& linear, QPointF fraction, const Spec& spec, const
 void drawFor(QPainter& painter, const Spec& spec, const QRectF& extent, const QByteArray& key,
              const std::function<void(QPainter&)>& body) {
     if (extent.isEmpty() || spec.alpha <= 0) return;
-    const QTransform world = painter.worldTransform();
-    const QTransform linear(world.m11(), world.m12(), world.m21(), world.m22(), 0, 0);
-    const QPointF corner = world.map(extent.topLeft());
-    const QPoint whole(int(std::floor(corner.x())), int(std::floor(corner.y())));
-    // Shadows are pixel-exact, so the sub-pixel position is part of their identity.
-    const QPointF fraction = corner - QPointF(whole);
-
-    QByteArray fullKey = key;
-    for (double value : {world.m11(), world.m12(), world.m21(), world.m22(), fraction.x(), fraction.y(),
-                         spec.blurRadius, spec.offsetDown, spec.alpha, extent.width(), extent.height()})
+    QByteArray fullKey = key + 'S';
+    for (double value : {spec.blurRadius, spec.offsetDown, spec.alpha})
         fullKey.append(reinterpret_cast<const char*>(&value), sizeof value);
-
-    Layer layer;
-    {
-        QMutexLocker lock(&cacheMutex);
-        if (const Layer* cached = cache().object(fullKey)) layer = *cached;
-    }
-    if (layer.image.isNull()) {
-        layer = render(linear, fraction, spec, extent, body);
-        QMutexLocker lock(&cacheMutex);
-        cache().insert(fullKey, new Layer(layer), std::max<qsizetype>(1, layer.image.sizeInBytes()));
-    }
-
-    painter.save();
-    painter.resetTransform();
-    painter.drawImage(whole + layer.topLeft, layer.image);
-    painter.restore();
-}
-
-void clearCache() {
-    QMutexLocker lock(&cacheMutex);
-    cache().clear();
+    CachedLayer::drawLayer(painter, extent, fullKey, [&](const CachedLayer::Placement& placement) {
+        return render(placement.linear, placement.fraction, spec, extent, body);
+    });
 }
 
 void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerRadius, const Spec& spec) {

@@ -8,7 +8,7 @@
 class QPainter;
 
 // Blurred drop shadows for QPainter, which has none of its own. Shadows are rendered at
-// device resolution and kept in a small process-wide cache, because the editor redraws
+// device resolution and kept as cached layers, because the editor redraws
 // every annotation on every mouse move.
 namespace SoftShadow {
 
@@ -23,9 +23,6 @@ struct Spec {
 // `extent`'s top left, so a body that only moves keeps its cached shadow.
 void drawFor(QPainter& painter, const Spec& spec, const QRectF& extent, const QByteArray& key,
              const std::function<void(QPainter&)>& body);
-
-// Forgets every cached shadow (for measurements of a cold start).
-void clearCache();
 
 // A soft black shadow of a rounded rectangle (a window under its screenshot), built
 // from nine slices so it costs the same at any size.
