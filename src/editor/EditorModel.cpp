@@ -259,12 +259,6 @@ void EditorModel::duplicateSelected() {
     auto copy = selectedAnnotation();
     if (!copy) return;
     copy->id = QUuid::createUuid();
-    // Offset so the copy is visible rather than exactly covering the original.
-    const QPointF offset(12, 12);
-    copy->p1 += offset;
-    copy->p2 += offset;
-    for (auto& point : copy->points)
-        point += offset;
     addAnnotation(*copy);
 }
 

@@ -4,6 +4,7 @@
 #include "editor/EditorModel.h"
 #include "ui/AppIcon.h"
 #include "ui/OverlayStyle.h"
+#include "ui/editor/AnnotationGeometry.h"
 #include "ui/editor/BeautifyPanel.h"
 #include "ui/editor/EditorCanvas.h"
 #include "ui/editor/EditorIcons.h"
@@ -232,8 +233,12 @@ void EditorWindow::buildMenus() {
     edit->addAction(m_undo);
     edit->addAction(m_redo);
     edit->addSeparator();
-    addCommand(edit, tr("Duplicate"), {QKeySequence(Qt::CTRL | Qt::Key_D)},
-               [this] { m_model->duplicateSelected(); });
+    addCommand(edit, tr("Duplicate"), {QKeySequence(Qt::CTRL | Qt::Key_D)}, [this] {
+        m_model->duplicateSelected();
+        // Set off from the original so the copy can be seen; part of the same step.
+        if (const auto copy = m_model->selectedAnnotation())
+            m_model->updateAnnotation(editor::geometry::moved(*copy, QPointF(12, 12)));
+    });
     // Keys that also mean something while typing a text act only when the canvas has focus.
     auto canvasCommand = [this, edit](const QString& text, const QList<QKeySequence>& keys,
                                       const std::function<void()>& run) {
