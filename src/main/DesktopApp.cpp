@@ -145,12 +145,6 @@ int run(int argc, char** argv, const QStringList& arguments) {
     QApplication::setQuitOnLastWindowClosed(false);
     quitOnSignals(app);
 
-    InstanceChannel::Server server;
-    if (const auto listening = server.listen(); !listening)
-        std::fprintf(stderr, "pictavia: %s\n", qPrintable(listening.error().message));
-    QObject::connect(&server, &InstanceChannel::Server::received, &app,
-                     [](const QStringList& arguments) { handle(arguments, false); });
-
     installPlatformExtras();
     installDestinations();
     CaptureCoordinator::installSurfaces(std::make_shared<ui::DesktopSurfaces>());
@@ -166,6 +160,12 @@ int run(int argc, char** argv, const QStringList& arguments) {
     ui::TrayIcon tray;
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);
     const QStringList failures = Hotkeys::bindAll(Hotkeys::captureBindings(runFlow));
+    // Listening last: once the socket is there, every key and window is ready.
+    InstanceChannel::Server server;
+    if (const auto listening = server.listen(); !listening)
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(listening.error().message));
+    QObject::connect(&server, &InstanceChannel::Server::received, &app,
+                     [](const QStringList& arguments) { handle(arguments, false); });
     handle(arguments, true);
     if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
     const int code = QApplication::exec();
