@@ -51,7 +51,7 @@ QString ocrText(QRandomGenerator& random) {
 QByteArray indexBytes() {
     QRandomGenerator random(42);
     QJsonArray records;
-    const QDateTime start(QDate(2023, 1, 1), QTime(8, 0), QTimeZone::UTC);
+    const QDateTime start(QDate(2023, 1, 1), QTime(8, 0), Qt::UTC);
     for (int i = 0; i < recordCount; ++i) {
         HistoryRecord r;
         r.name = QStringLiteral("Pictavia %1 at %2.png").arg(i).arg(random.bounded(86400));

@@ -30,7 +30,10 @@ TEST(HistoryRecordTest, DurationLabels) {
 }
 
 TEST(HistoryRecordTest, HaystackJoinsNameTextAppAndWindowLowerCased) {
-    HistoryRecord r{"Shot.PNG", "Invoice\nTOTAL", "Mail", std::nullopt, {}, HistoryRecord::Kind::Image};
+    HistoryRecord r;
+    r.name = "Shot.PNG";
+    r.text = "Invoice\nTOTAL";
+    r.app = "Mail";
     EXPECT_EQ(r.haystack(), "shot.png\ninvoice\ntotal\nmail\n");
     EXPECT_EQ(r.haystackUtf8(), r.haystack().toUtf8());
 }
@@ -40,7 +43,7 @@ TEST(HistoryRecordTest, JsonKeysAndRoundTrip) {
                     "hello",
                     std::nullopt,
                     std::nullopt,
-                    QDateTime(QDate(2024, 5, 1), QTime(9, 5, 7), QTimeZone::UTC),
+                    QDateTime(QDate(2024, 5, 1), QTime(9, 5, 7), Qt::UTC),
                     HistoryRecord::Kind::Gif,
                     320,
                     200,
