@@ -54,15 +54,21 @@ QStringList prune(int limit) {
     if (limit <= 0) return {};
     QFileInfoList files = QDir(directory()).entryInfoList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
     QStringList deleted;
+    QSet<QString> remaining;
     int kept = 0;
     for (const QFileInfo& file : files) { // newest first
         if (file.fileName().startsWith(u'.') || file.suffix() == u"json") continue;
         if (kept < limit || isKept(file.fileName())) {
             ++kept;
+            remaining.insert(file.fileName());
             continue;
         }
-        if (QFile::remove(file.absoluteFilePath())) deleted.append(file.fileName());
+        if (QFile::remove(file.absoluteFilePath()))
+            deleted.append(file.fileName());
+        else
+            remaining.insert(file.fileName());
     }
+    if (const Index index = currentIndex(); !deleted.isEmpty() && index.pruned) index.pruned(remaining);
     return deleted;
 }
 

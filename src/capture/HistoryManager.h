@@ -4,6 +4,7 @@
 #include "common/Result.h"
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
 
 #include <functional>
@@ -18,16 +19,18 @@ QString directory();
 // Writes a capture under `fileName` (another name when it is taken) and returns its path.
 Result<QString> store(const QByteArray& bytes, const QString& fileName);
 
-// Deletes the oldest captures beyond `limit`, never one the index keeps.
-// Returns the names deleted.
+// Deletes the oldest captures beyond `limit`, never one the index keeps, then tells the
+// index which files are left. Returns the names deleted.
 QStringList prune(int limit);
 
 // The searchable history index registers itself here: it is told of every stored
-// capture, and says which files the user chose to keep. Until one registers, captures
-// are stored without an index and nothing counts as kept.
+// capture, says which files the user chose to keep, and hears which files are left after
+// pruning deleted some. Until one registers, captures are stored without an index and
+// nothing counts as kept.
 struct Index {
     std::function<void(const QString& path, const CaptureContext& context)> add;
     std::function<bool(const QString& fileName)> isKept;
+    std::function<void(const QSet<QString>& remainingNames)> pruned;
 };
 void setIndex(Index index);
 

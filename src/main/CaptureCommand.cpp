@@ -4,6 +4,7 @@
 #include "app/Usage.h"
 #include "capture/PostCaptureAction.h"
 #include "capture/StillCapture.h"
+#include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
 #include "main/PlatformSetup.h"
 
@@ -62,11 +63,15 @@ bool connect() {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
         return false;
     }
+    HistoryIndex::attachShared();
     return true;
 }
 
 int finish(int code) {
     PostCaptureAction::waitForAll();
+    // The capture's text is read before the process ends, and the index written.
+    HistoryIndex::shared().waitForScans();
+    HistoryIndex::shared().saveNow();
     Prefs::sync();
     return code;
 }

@@ -10,6 +10,7 @@
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
 #include "editor/ClipboardOpener.h"
+#include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
 #include "main/InstanceChannel.h"
 #include "main/PlatformSetup.h"
@@ -156,6 +157,9 @@ int run(int argc, char** argv, const QStringList& arguments) {
         ui::TextResultWindow::show(text, codes);
     };
     OutputPipeline::setHooks(std::move(hooks));
+    // Every capture is recorded and searchable; files from before the index are read once.
+    HistoryIndex::attachShared();
+    HistoryIndex::shared().backfill();
 
     ui::TrayIcon tray;
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);
@@ -170,6 +174,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
     const int code = QApplication::exec();
     PostCaptureAction::waitForAll();
+    HistoryIndex::shared().saveNow();
     Prefs::sync();
     // Windows, the clipboard and the X connection go with the process.
     std::fflush(nullptr);

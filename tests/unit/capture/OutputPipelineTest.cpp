@@ -35,6 +35,7 @@ TEST_F(OutputPipelineTest, DefaultDeliveryStoresCopiesAndConfirms) {
     HistoryManager::setIndex({[&](const QString& path, const CaptureContext& c) {
                                   indexed << QFileInfo(path).fileName() + "|" + c.appName.value_or("");
                               },
+                              {},
                               {}});
 
     const auto delivered = OutputPipeline::deliverImage(picture(), 2.0, false, false, context);
@@ -138,7 +139,7 @@ TEST_F(OutputPipelineTest, NamePromptNamesOrDiscards) {
 TEST_F(OutputPipelineTest, HistoryIsPrunedToItsLimitSparingKeptFiles) {
     Prefs::setValue("historyLimit", 2);
     Prefs::setValue("filenameTemplate", "n{counter}");
-    HistoryManager::setIndex({{}, [](const QString& name) { return name == "n1.png"; }});
+    HistoryManager::setIndex({{}, [](const QString& name) { return name == "n1.png"; }, {}});
     for (int i = 0; i < 4; ++i) {
         OutputPipeline::deliverImage(picture(), 1.0, false, false, {});
         // Distinct modification times, oldest first.

@@ -1,0 +1,350 @@
+#include "history/HistoryIndex.h"
+
+#include "app/AppPaths.h"
+#include "capture/HistoryManager.h"
+#include "editor/ProjectStore.h"
+#include "platform/Platform.h"
+#include "text/TextRecognizer.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFutureWatcher>
+#include <QImageReader>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <cstring>
+
+namespace {
+
+constexpr int formatVersion = 1;
+constexpr int saveDelayMs = 400;
+constexpr qsizetype snippetLength = 80;
+constexpr qsizetype snippetLead = 30; // characters shown before the match
+constexpr int maxGifFrames = 100000;
+
+bool contains(const QByteArray& haystack, const QByteArray& word) {
+    return memmem(haystack.constData(), static_cast<size_t>(haystack.size()), word.constData(),
+                  static_cast<size_t>(word.size())) != nullptr;
+}
+
+bool containsAll(const QByteArray& haystack, const QList<QByteArray>& words) {
+    for (const QByteArray& word : words)
+        if (!contains(haystack, word)) return false;
+    return true;
+}
+
+QImage decode(const QString& path) {
+    if (const auto& codecs = platform::services().codecs) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly)) {
+            QImage image = codecs->decode(file.readAll());
+            if (!image.isNull()) return image;
+        }
+    }
+    return QImage(path);
+}
+
+} // namespace
+
+struct HistoryIndex::ScanResult {
+    QString name;
+    QString text;
+    int width = 0;
+    int height = 0;
+    std::optional<double> duration;
+};
+
+HistoryIndex::HistoryIndex(QString indexFile, QString historyDirectory, QObject* parent)
+    : QObject(parent), m_indexFile(std::move(indexFile)), m_historyDirectory(std::move(historyDirectory)) {
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(saveDelayMs);
+    connect(&m_saveTimer, &QTimer::timeout, this, [this] { saveNow(); });
+    load();
+}
+
+HistoryIndex::~HistoryIndex() {
+    // The scan reads platform services that may go with us.
+    m_scanning.waitForFinished();
+}
+
+HistoryIndex& HistoryIndex::shared() {
+    // Lives for the whole run, like the history folder it describes.
+    static HistoryIndex* index = new HistoryIndex(AppPaths::dataDirectory() + QStringLiteral("/index.json"),
+                                                  HistoryManager::directory());
+    return *index;
+}
+
+void HistoryIndex::attachShared() {
+    HistoryIndex& index = shared();
+    HistoryManager::setIndex(
+        {[&index](const QString& path, const CaptureContext& context) { index.index(path, context); },
+         [&index](const QString& name) { return index.isKept(name); },
+         [&index](const QSet<QString>& remaining) {
+             index.keepOnly(remaining);
+             ProjectStore::pruneOrphans(remaining);
+         }});
+}
+
+std::optional<HistoryRecord> HistoryIndex::record(const QString& name) const {
+    const auto found = m_records.constFind(name);
+    if (found == m_records.cend()) return std::nullopt;
+    return *found;
+}
+
+void HistoryIndex::index(const QString& path, const CaptureContext& context) {
+    const QFileInfo file(path);
+    const QString name = file.fileName();
+    HistoryRecord record;
+    if (const auto existing = m_records.constFind(name); existing != m_records.cend()) {
+        record = *existing;
+    } else {
+        record.name = name;
+        record.date = QDateTime::currentDateTime();
+        record.kind = HistoryRecord::kindOf(name);
+    }
+    if (context.appName) record.app = context.appName;
+    if (context.windowTitle) record.window = context.windowTitle;
+    if (const QDateTime born = file.birthTime(); born.isValid()) record.date = born;
+    store(std::move(record));
+    scheduleSave();
+    enqueue(path);
+}
+
+QList<QByteArray> HistoryIndex::queryWords(const QString& query) {
+    QList<QByteArray> words;
+    for (const QString& word : query.toLower().split(u' ', Qt::SkipEmptyParts)) {
+        const QString trimmed = word.trimmed();
+        if (!trimmed.isEmpty()) words.append(trimmed.toUtf8());
+    }
+    return words;
+}
+
+bool HistoryIndex::matchesWords(const QString& name, const QList<QByteArray>& words) const {
+    if (words.isEmpty()) return true;
+    const auto found = m_haystacks.constFind(name);
+    if (found != m_haystacks.cend()) return containsAll(*found, words);
+    return containsAll(name.toLower().toUtf8(), words);
+}
+
+bool HistoryIndex::matches(const QString& name, const QString& query) const {
+    return matchesWords(name, queryWords(query));
+}
+
+QStringList HistoryIndex::search(const QString& query) const {
+    const QList<QByteArray> words = queryWords(query);
+    QStringList names;
+    for (auto it = m_haystacks.cbegin(); it != m_haystacks.cend(); ++it)
+        if (containsAll(it.value(), words)) names.append(it.key());
+    return names;
+}
+
+std::optional<QString> HistoryIndex::snippet(const QString& name, const QString& query) const {
+    const auto found = m_records.constFind(name);
+    if (found == m_records.cend()) return std::nullopt;
+    const QString& text = found->text;
+    for (const QByteArray& word : queryWords(query)) {
+        const qsizetype at = text.indexOf(QString::fromUtf8(word), 0, Qt::CaseInsensitive);
+        if (at < 0) continue;
+        const qsizetype start = std::max<qsizetype>(0, at - snippetLead);
+        const qsizetype end = std::min(text.size(), start + snippetLength);
+        QString excerpt = text.mid(start, end - start).simplified();
+        if (start > 0) excerpt.prepend(u'…');
+        if (end < text.size()) excerpt.append(u'…');
+        return excerpt;
+    }
+    return std::nullopt;
+}
+
+bool HistoryIndex::isKept(const QString& name) const {
+    QMutexLocker lock(&m_keptMutex);
+    return m_kept.contains(name);
+}
+
+bool HistoryIndex::setKeep(const QString& name, bool keep) {
+    if (!m_records.contains(name)) {
+        const QString path = QDir(m_historyDirectory).filePath(name);
+        if (name.isEmpty() || !QFileInfo(path).isFile()) return false;
+        index(path, {});
+    }
+    HistoryRecord& record = m_records[name];
+    if (record.keep == keep) return true;
+    record.keep = keep;
+    refreshKept();
+    emit recordsChanged();
+    scheduleSave();
+    return true;
+}
+
+void HistoryIndex::keepOnly(const QSet<QString>& names) {
+    bool changed = false;
+    for (auto it = m_records.begin(); it != m_records.end();) {
+        if (names.contains(it.key())) {
+            ++it;
+            continue;
+        }
+        m_haystacks.remove(it.key());
+        it = m_records.erase(it);
+        changed = true;
+    }
+    if (!changed) return;
+    refreshKept();
+    emit recordsChanged();
+    scheduleSave();
+}
+
+void HistoryIndex::remove(const QString& name) {
+    if (!m_records.remove(name)) return;
+    m_haystacks.remove(name);
+    refreshKept();
+    emit recordsChanged();
+    scheduleSave();
+}
+
+void HistoryIndex::rename(const QString& oldName, const QString& newName) {
+    const auto found = m_records.constFind(oldName);
+    if (found == m_records.cend() || oldName == newName) return;
+    HistoryRecord record = *found;
+    m_records.remove(oldName);
+    m_haystacks.remove(oldName);
+    record.name = newName;
+    store(std::move(record));
+    scheduleSave();
+}
+
+void HistoryIndex::backfill() {
+    if (m_didBackfill) return;
+    m_didBackfill = true;
+    const QDir directory(m_historyDirectory);
+    const QStringList files = directory.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
+    for (const QString& name : files) {
+        if (name.startsWith(u'.') || name.endsWith(QStringLiteral(".json")) || m_records.contains(name))
+            continue;
+        index(directory.filePath(name), {});
+    }
+}
+
+void HistoryIndex::scheduleSave() {
+    m_saveTimer.start(); // restarts a pending one
+}
+
+bool HistoryIndex::saveNow() {
+    m_saveTimer.stop();
+    QJsonArray records;
+    for (const HistoryRecord& record : std::as_const(m_records))
+        records.append(record.toJson());
+    const QByteArray bytes = QJsonDocument(QJsonObject{{QStringLiteral("version"), formatVersion},
+                                                       {QStringLiteral("records"), records}})
+                                 .toJson(QJsonDocument::Compact);
+    // In place: the index is rebuilt from the files when a write is cut short.
+    QDir().mkpath(QFileInfo(m_indexFile).absolutePath());
+    QFile file(m_indexFile);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
+        return false;
+    ++m_writes;
+    return true;
+}
+
+void HistoryIndex::waitForScans() {
+    while (m_working)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+void HistoryIndex::load() {
+    QFile file(m_indexFile);
+    if (!file.open(QIODevice::ReadOnly)) return;
+    // Anything unreadable leaves the index empty; the next save replaces the file.
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    const QJsonArray records = document.object().value(QStringLiteral("records")).toArray();
+    m_records.reserve(records.size());
+    m_haystacks.reserve(records.size());
+    for (const QJsonValue& value : records)
+        if (auto record = HistoryRecord::fromJson(value.toObject())) store(std::move(*record));
+    refreshKept();
+}
+
+void HistoryIndex::store(HistoryRecord record) {
+    const QString name = record.name;
+    m_haystacks.insert(name, record.haystackUtf8());
+    const bool keepChanged = m_records.value(name).keep != record.keep;
+    m_records.insert(name, std::move(record));
+    if (keepChanged) refreshKept();
+    emit recordsChanged();
+}
+
+void HistoryIndex::refreshKept() {
+    QSet<QString> kept;
+    for (const HistoryRecord& record : std::as_const(m_records))
+        if (record.keep) kept.insert(record.name);
+    QMutexLocker lock(&m_keptMutex);
+    m_kept = std::move(kept);
+}
+
+void HistoryIndex::enqueue(const QString& path) {
+    m_queue.append(path);
+    emit pendingChanged(++m_pending);
+    if (!m_working) drain();
+}
+
+void HistoryIndex::drain() {
+    if (m_queue.isEmpty()) {
+        m_working = false;
+        return;
+    }
+    m_working = true;
+    const QString path = m_queue.takeFirst();
+    auto* watcher = new QFutureWatcher<ScanResult>(this);
+    connect(watcher, &QFutureWatcher<ScanResult>::finished, this, [this, watcher] {
+        apply(watcher->result());
+        watcher->deleteLater();
+        emit pendingChanged(--m_pending);
+        scheduleSave();
+        drain();
+    });
+    const QFuture<ScanResult> future = QtConcurrent::run(&HistoryIndex::scan, path);
+    m_scanning = QFuture<void>(future);
+    watcher->setFuture(future);
+}
+
+HistoryIndex::ScanResult HistoryIndex::scan(const QString& path) {
+    ScanResult result;
+    result.name = QFileInfo(path).fileName();
+    switch (HistoryRecord::kindOf(path)) {
+    case HistoryRecord::Kind::Image: {
+        const QImage image = decode(path);
+        result.width = image.width();
+        result.height = image.height();
+        if (!image.isNull())
+            if (const auto text = TextRecognizer::recognize(image)) result.text = *text;
+        break;
+    }
+    case HistoryRecord::Kind::Gif: {
+        QImageReader reader(path);
+        const QSize size = reader.size();
+        result.width = size.width();
+        result.height = size.height();
+        long long milliseconds = 0;
+        for (int frames = 0; frames < maxGifFrames && !reader.read().isNull(); ++frames)
+            milliseconds += std::max(0, reader.nextImageDelay());
+        if (milliseconds > 0) result.duration = static_cast<double>(milliseconds) / 1000.0;
+        break;
+    }
+    case HistoryRecord::Kind::Video:
+        break; // no movie reader in this build: size and length stay unknown
+    }
+    return result;
+}
+
+void HistoryIndex::apply(const ScanResult& result) {
+    const auto found = m_records.constFind(result.name);
+    if (found == m_records.cend()) return; // forgotten while it was scanned
+    HistoryRecord record = *found;
+    record.text = result.text;
+    record.width = std::max(0, result.width);
+    record.height = std::max(0, result.height);
+    record.duration = result.duration;
+    store(std::move(record));
+}
