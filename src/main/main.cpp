@@ -4,6 +4,7 @@
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
 #include "main/EditCommand.h"
+#include "main/HistoryExportCommand.h"
 #include "main/ListCommand.h"
 #include "main/TextCommand.h"
 #include "platform/qt/QtClipboard.h"
@@ -43,6 +44,9 @@ Commands:
                                    --find PHRASE for where a phrase is)
   scan FILE                        the sensitive data visible in an image
   edit FILE                        open an image or a .pictavia project in the editor
+  history export --pdf|--zip|--styled DEST NAMES...
+                                   captures from the history as one PDF, one ZIP or
+                                   styled copies in a folder
   help                             show this help
 )";
 
@@ -89,6 +93,8 @@ int main(int argc, char** argv) {
         code = runTextCommand(rest);
     else if (command == u"scan")
         code = runScanCommand(rest);
+    else if (command == u"history" && rest.value(0) == u"export")
+        code = runHistoryExportCommand(rest.mid(1));
     else
         std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
     // Everything a command leaves behind is written by now (files, preferences, output);
