@@ -18,6 +18,8 @@ packages=(
   libtesseract-dev tesseract-ocr tesseract-ocr-eng libzxing-dev libicu-dev fonts-dejavu-core
   # editor: project files, background removal, colour emoji
   libplist-dev libopencv-imgproc-dev fonts-noto-color-emoji
+  # history: ZIP archives of selected captures
+  libarchive-dev
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # pictavia:// URLs opened through the desktop's handler registry

@@ -30,6 +30,8 @@ Actions:
   unkeep NAME                                      let cleanup remove it again
   delete NAME                                      delete a capture, its record
                                                    and its project
+  export --pdf|--zip|--styled DEST NAMES...        one PDF, one ZIP or styled
+                                                   copies in a folder
 
 Run "pictavia history ACTION --help" for the options of one action.
 )";

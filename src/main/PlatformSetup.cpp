@@ -1,6 +1,7 @@
 #include "main/PlatformSetup.h"
 
 #include "platform/Platform.h"
+#include "platform/archive/LibarchiveArchiver.h"
 #include "platform/codecs/StandardImageCodecs.h"
 #include "platform/ocr/TesseractEngine.h"
 #include "platform/ocr/ZxingBarcodeReader.h"
@@ -22,6 +23,7 @@ void installImageServices() {
     services.textRecognition = std::make_unique<platform::ocr::TesseractEngine>();
     services.barcodes = std::make_unique<platform::ocr::ZxingBarcodeReader>();
     services.subjectLifter = std::make_unique<platform::vision::GrabCutSubjectLifter>();
+    services.archiver = std::make_unique<platform::archive::LibarchiveArchiver>();
     platform::install(std::move(services));
 }
 

@@ -11,7 +11,7 @@ enum class Presentation {
     Resident, // as Windows, for the application that keeps running and owns the clipboard
 };
 
-// The services that need no display: image codecs, text recognition and barcodes.
+// The services that need no display: image codecs, text recognition, barcodes and archives.
 void installImageServices();
 
 // Connects to the display and installs the image services, clipboard, sound and presenters.

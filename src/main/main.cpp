@@ -5,6 +5,7 @@
 #include "main/DesktopApp.h"
 #include "main/EditCommand.h"
 #include "main/HistoryCommand.h"
+#include "main/HistoryExportCommand.h"
 #include "main/ListCommand.h"
 #include "main/TextCommand.h"
 #include "platform/qt/QtClipboard.h"
@@ -46,6 +47,9 @@ Commands:
   edit FILE                        open an image or a .pictavia project in the editor
   history search QUERY             captures holding every word, newest first (--kind,
                                    --json); history keep|unkeep|delete NAME
+  history export --pdf|--zip|--styled DEST NAMES...
+                                   captures from the history as one PDF, one ZIP or
+                                   styled copies in a folder
   help                             show this help
 )";
 
@@ -92,6 +96,8 @@ int main(int argc, char** argv) {
         code = runTextCommand(rest);
     else if (command == u"scan")
         code = runScanCommand(rest);
+    else if (command == u"history" && rest.value(0) == u"export")
+        code = runHistoryExportCommand(rest.mid(1));
     else if (command == u"history")
         code = runHistoryCommand(rest);
     else

@@ -30,6 +30,7 @@ void install(Services replacement) {
     replaceIfGiven(s.textRecognition, replacement.textRecognition);
     replaceIfGiven(s.barcodes, replacement.barcodes);
     replaceIfGiven(s.subjectLifter, replacement.subjectLifter);
+    replaceIfGiven(s.archiver, replacement.archiver);
 }
 
 } // namespace platform

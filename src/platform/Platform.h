@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Archiver.h"
 #include "platform/Clipboard.h"
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
@@ -28,6 +29,7 @@ struct Services {
     std::unique_ptr<TextRecognitionEngine> textRecognition;
     std::unique_ptr<BarcodeReader> barcodes;
     std::unique_ptr<SubjectLifter> subjectLifter;
+    std::unique_ptr<Archiver> archiver;
 };
 
 // The installed services. Members are null until installed: callers check.

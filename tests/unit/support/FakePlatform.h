@@ -2,6 +2,7 @@
 
 #include "app/Prefs.h"
 #include "platform/Platform.h"
+#include "platform/archive/LibarchiveArchiver.h"
 #include "platform/codecs/StandardImageCodecs.h"
 
 #include <QMap>
@@ -137,8 +138,8 @@ public:
     }
 };
 
-// Each test gets its own preferences and data folders, the real codecs and fakes for
-// everything else, reachable through the members.
+// Each test gets its own preferences and data folders, the real codecs and archiver
+// (neither needs a display) and fakes for everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -169,7 +170,8 @@ protected:
         subjectLifter = l.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
-                           std::move(d), std::move(r), std::move(b), std::move(l)});
+                           std::move(d), std::move(r), std::move(b), std::move(l),
+                           std::make_unique<platform::archive::LibarchiveArchiver>()});
     }
 
     QTemporaryDir home;
