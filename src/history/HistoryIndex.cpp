@@ -261,8 +261,13 @@ void HistoryIndex::load() {
     const QJsonArray records = document.object().value(QStringLiteral("records")).toArray();
     m_records.reserve(records.size());
     m_haystacks.reserve(records.size());
-    for (const QJsonValue& value : records)
-        if (auto record = HistoryRecord::fromJson(value.toObject())) store(std::move(*record));
+    // Straight into the maps: per-record bookkeeping would make loading quadratic.
+    for (const QJsonValue& value : records) {
+        auto record = HistoryRecord::fromJson(value.toObject());
+        if (!record) continue;
+        m_haystacks.insert(record->name, record->haystackUtf8());
+        m_records.insert(record->name, std::move(*record));
+    }
     refreshKept();
 }
 
