@@ -4,6 +4,7 @@
 #include "capture/HistoryManager.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
+#include "platform/json/HistoryJson.h"
 #include "text/TextRecognizer.h"
 
 #include <QCoreApplication>
@@ -12,8 +13,6 @@
 #include <QFileInfo>
 #include <QFutureWatcher>
 #include <QImageReader>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <cstring>
@@ -125,8 +124,8 @@ QList<QByteArray> HistoryIndex::queryWords(const QString& query) {
 
 bool HistoryIndex::matchesWords(const QString& name, const QList<QByteArray>& words) const {
     if (words.isEmpty()) return true;
-    const auto found = m_haystacks.constFind(name);
-    if (found != m_haystacks.cend()) return containsAll(*found, words);
+    const auto found = m_slots.constFind(name);
+    if (found != m_slots.cend()) return containsAll(m_haystacks[*found].text, words);
     return containsAll(name.toLower().toUtf8(), words);
 }
 
@@ -136,16 +135,26 @@ bool HistoryIndex::matches(const QString& name, const QString& query) const {
 
 QStringList HistoryIndex::search(const QString& query) const {
     const QList<QByteArray> words = queryWords(query);
-    QStringList names;
-    for (auto it = m_haystacks.cbegin(); it != m_haystacks.cend(); ++it)
-        if (containsAll(it.value(), words)) names.append(it.key());
+    const auto collect = [this, &words](qsizetype from, qsizetype to) {
+        QStringList names;
+        for (qsizetype i = from; i < to; ++i)
+            if (containsAll(m_haystacks[i].text, words)) names.append(m_haystacks[i].name);
+        return names;
+    };
+    const qsizetype count = m_haystacks.size();
+    // Small indexes are not worth a thread.
+    if (count < 2000) return collect(0, count);
+    const qsizetype half = count / 2;
+    QFuture<QStringList> second = QtConcurrent::run(collect, half, count);
+    QStringList names = collect(0, half);
+    names += second.result();
     return names;
 }
 
 std::optional<QString> HistoryIndex::snippet(const QString& name, const QString& query) const {
     const auto found = m_records.constFind(name);
     if (found == m_records.cend()) return std::nullopt;
-    const QString& text = found->text;
+    const QString text = found->textString();
     for (const QByteArray& word : queryWords(query)) {
         const qsizetype at = text.indexOf(QString::fromUtf8(word), 0, Qt::CaseInsensitive);
         if (at < 0) continue;
@@ -186,7 +195,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
             ++it;
             continue;
         }
-        m_haystacks.remove(it.key());
+        dropHaystack(it.key());
         it = m_records.erase(it);
         changed = true;
     }
@@ -198,7 +207,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
 
 void HistoryIndex::remove(const QString& name) {
     if (!m_records.remove(name)) return;
-    m_haystacks.remove(name);
+    dropHaystack(name);
     refreshKept();
     emit recordsChanged();
     scheduleSave();
@@ -209,7 +218,7 @@ void HistoryIndex::rename(const QString& oldName, const QString& newName) {
     if (found == m_records.cend() || oldName == newName) return;
     HistoryRecord record = *found;
     m_records.remove(oldName);
-    m_haystacks.remove(oldName);
+    dropHaystack(oldName);
     record.name = newName;
     store(std::move(record));
     scheduleSave();
@@ -233,12 +242,19 @@ void HistoryIndex::scheduleSave() {
 
 bool HistoryIndex::saveNow() {
     m_saveTimer.stop();
-    QJsonArray records;
+    qsizetype size = 64;
     for (const HistoryRecord& record : std::as_const(m_records))
-        records.append(record.toJson());
-    const QByteArray bytes = QJsonDocument(QJsonObject{{QStringLiteral("version"), formatVersion},
-                                                       {QStringLiteral("records"), records}})
-                                 .toJson(QJsonDocument::Compact);
+        size += record.text.size() + 256;
+    QByteArray bytes;
+    bytes.reserve(size + size / 8); // room for escapes without growing
+    bytes += "{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[";
+    bool first = true;
+    for (const HistoryRecord& record : std::as_const(m_records)) {
+        if (!first) bytes += ',';
+        first = false;
+        record.appendJson(bytes);
+    }
+    bytes += "]}";
     // In place: the index is rebuilt from the files when a write is cut short.
     QDir().mkpath(QFileInfo(m_indexFile).absolutePath());
     QFile file(m_indexFile);
@@ -254,26 +270,63 @@ void HistoryIndex::waitForScans() {
 }
 
 void HistoryIndex::load() {
-    QFile file(m_indexFile);
-    if (!file.open(QIODevice::ReadOnly)) return;
+    QHash<QString, HistoryRecord> records;
+    // Straight into the map: per-record bookkeeping would make loading quadratic.
+    const bool read = historyjson::read(m_indexFile, [&records](historyjson::Fields& fields) {
+        HistoryRecord record;
+        record.name = QString::fromUtf8(fields.name);
+        if (record.name.isEmpty()) return;
+        record.text = std::move(fields.text);
+        if (fields.app) record.app = QString::fromUtf8(*fields.app);
+        if (fields.window) record.window = QString::fromUtf8(*fields.window);
+        record.date = HistoryRecord::dateFromIso(fields.date);
+        record.kind = fields.kind == "video"   ? HistoryRecord::Kind::Video
+                      : fields.kind == "gif"   ? HistoryRecord::Kind::Gif
+                      : fields.kind == "image" ? HistoryRecord::Kind::Image
+                                               : HistoryRecord::kindOf(record.name);
+        record.width = fields.width;
+        record.height = fields.height;
+        record.duration = fields.duration;
+        record.keep = fields.keep;
+        records.insert(record.name, std::move(record));
+    });
     // Anything unreadable leaves the index empty; the next save replaces the file.
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    const QJsonArray records = document.object().value(QStringLiteral("records")).toArray();
-    m_records.reserve(records.size());
-    m_haystacks.reserve(records.size());
-    // Straight into the maps: per-record bookkeeping would make loading quadratic.
-    for (const QJsonValue& value : records) {
-        auto record = HistoryRecord::fromJson(value.toObject());
-        if (!record) continue;
-        m_haystacks.insert(record->name, record->haystackUtf8());
-        m_records.insert(record->name, std::move(*record));
+    if (!read) return;
+    m_records = std::move(records);
+    m_haystacks.reserve(m_records.size());
+    m_slots.reserve(m_records.size());
+    for (const HistoryRecord& record : std::as_const(m_records)) {
+        m_slots.insert(record.name, m_haystacks.size());
+        m_haystacks.append({record.name, record.haystackUtf8()});
     }
     refreshKept();
 }
 
+void HistoryIndex::setHaystack(const QString& name, QByteArray haystack) {
+    if (const auto found = m_slots.constFind(name); found != m_slots.cend()) {
+        m_haystacks[*found].text = std::move(haystack);
+        return;
+    }
+    m_slots.insert(name, m_haystacks.size());
+    m_haystacks.append({name, std::move(haystack)});
+}
+
+void HistoryIndex::dropHaystack(const QString& name) {
+    const auto found = m_slots.constFind(name);
+    if (found == m_slots.cend()) return;
+    // The last one takes the freed place, keeping the array without gaps.
+    const qsizetype slot = *found;
+    m_slots.erase(found);
+    if (slot != m_haystacks.size() - 1) {
+        m_haystacks[slot] = std::move(m_haystacks.last());
+        m_slots[m_haystacks[slot].name] = slot;
+    }
+    m_haystacks.removeLast();
+}
+
 void HistoryIndex::store(HistoryRecord record) {
     const QString name = record.name;
-    m_haystacks.insert(name, record.haystackUtf8());
+    setHaystack(name, record.haystackUtf8());
     const bool keepChanged = m_records.value(name).keep != record.keep;
     m_records.insert(name, std::move(record));
     if (keepChanged) refreshKept();
@@ -347,7 +400,7 @@ void HistoryIndex::apply(const ScanResult& result) {
     const auto found = m_records.constFind(result.name);
     if (found == m_records.cend()) return; // forgotten while it was scanned
     HistoryRecord record = *found;
-    record.text = result.text;
+    record.text = result.text.toUtf8();
     record.width = std::max(0, result.width);
     record.height = std::max(0, result.height);
     record.duration = result.duration;

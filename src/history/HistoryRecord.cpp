@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QJsonValue>
+#include <QLocale>
 
 #include <cmath>
 
@@ -63,12 +64,190 @@ QString HistoryRecord::haystack() const {
 }
 
 QByteArray HistoryRecord::haystackUtf8() const {
-    return haystack().toUtf8();
+    const QByteArray nameUtf8 = name.toUtf8();
+    const QByteArray appUtf8 = app.value_or(QString()).toUtf8();
+    const QByteArray windowUtf8 = window.value_or(QString()).toUtf8();
+    QByteArray out;
+    out.reserve(nameUtf8.size() + text.size() + appUtf8.size() + windowUtf8.size() + 3);
+    appendLowerUtf8(out, nameUtf8);
+    out += '\n';
+    appendLowerUtf8(out, text);
+    out += '\n';
+    appendLowerUtf8(out, appUtf8);
+    out += '\n';
+    appendLowerUtf8(out, windowUtf8);
+    return out;
+}
+
+void HistoryRecord::appendLowerUtf8(QByteArray& out, QByteArrayView text) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at < end) {
+        const char* run = at;
+        while (at < end && static_cast<unsigned char>(*at) < 0x80)
+            ++at;
+        const qsizetype start = out.size();
+        out.resize(start + (at - run));
+        char* to = out.data() + start;
+        for (const char* from = run; from < at; ++from)
+            *to++ = (*from >= 'A' && *from <= 'Z') ? static_cast<char>(*from + ('a' - 'A')) : *from;
+        // Runs between ASCII bytes are whole characters; Qt knows their cases.
+        run = at;
+        while (at < end && static_cast<unsigned char>(*at) >= 0x80)
+            ++at;
+        if (at > run) out += QString::fromUtf8(run, at - run).toLower().toUtf8();
+    }
+}
+
+namespace {
+
+void appendString(QByteArray& out, QByteArrayView text) {
+    static const char hex[] = "0123456789abcdef";
+    out += '"';
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    for (const char* at = from; at < end; ++at) {
+        const auto c = static_cast<unsigned char>(*at);
+        if (c >= 0x20 && c != '"' && c != '\\') continue;
+        out.append(from, at - from);
+        from = at + 1;
+        switch (c) {
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
+        default: {
+            const char escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 0xf]};
+            out.append(escape, sizeof escape);
+        }
+        }
+    }
+    out.append(from, end - from);
+    out += '"';
+}
+
+void appendKey(QByteArray& out, const char* key) {
+    out += ",\"";
+    out += key;
+    out += "\":";
+}
+
+void appendDigits(char* to, int value, int digits) {
+    for (int i = digits - 1; i >= 0; --i) {
+        to[i] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    }
+}
+
+int digitsAt(QByteArrayView text, qsizetype at, qsizetype count) {
+    int value = 0;
+    for (qsizetype i = at; i < at + count; ++i) {
+        const char c = text[i];
+        if (c < '0' || c > '9') return -1;
+        value = value * 10 + (c - '0');
+    }
+    return value;
+}
+
+} // namespace
+
+QByteArray HistoryRecord::isoDate(const QDateTime& date) {
+    if (!date.isValid()) return {};
+    const qint64 seconds = date.toSecsSinceEpoch();
+    constexpr qint64 year10000 = 253402300800;
+    if (seconds < 0 || seconds >= year10000) return date.toUTC().toString(Qt::ISODate).toUtf8();
+    // Civil date from days since 1970 (Howard Hinnant's algorithm), far cheaper than toString.
+    const qint64 days = seconds / 86400;
+    const int secondOfDay = static_cast<int>(seconds % 86400);
+    const qint64 z = days + 719468;
+    const qint64 era = z / 146097;
+    const qint64 dayOfEra = z - era * 146097;
+    const qint64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const qint64 monthIndex = (5 * dayOfYear + 2) / 153;
+    const int day = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
+    const int month = static_cast<int>(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
+    const int year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+    QByteArray out("0000-00-00T00:00:00Z");
+    char* to = out.data();
+    appendDigits(to, year, 4);
+    appendDigits(to + 5, month, 2);
+    appendDigits(to + 8, day, 2);
+    appendDigits(to + 11, secondOfDay / 3600, 2);
+    appendDigits(to + 14, secondOfDay / 60 % 60, 2);
+    appendDigits(to + 17, secondOfDay % 60, 2);
+    return out;
+}
+
+QDateTime HistoryRecord::dateFromIso(QByteArrayView text) {
+    if (text.isEmpty()) return {};
+    if (text.size() == 20 && text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' &&
+        text[16] == ':' && text[19] == 'Z') {
+        const int year = digitsAt(text, 0, 4);
+        const int month = digitsAt(text, 5, 2);
+        const int day = digitsAt(text, 8, 2);
+        const int hour = digitsAt(text, 11, 2);
+        const int minute = digitsAt(text, 14, 2);
+        const int second = digitsAt(text, 17, 2);
+        const QDate date(year, month, day);
+        if (date.isValid() && hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 &&
+            second < 60)
+            return QDateTime(date, QTime(hour, minute, second), Qt::UTC);
+    }
+    return QDateTime::fromString(QString::fromUtf8(text), Qt::ISODate);
+}
+
+void HistoryRecord::appendJson(QByteArray& out) const {
+    out += "{\"name\":";
+    appendString(out, name.toUtf8());
+    appendKey(out, "text");
+    appendString(out, text);
+    if (app) {
+        appendKey(out, "app");
+        appendString(out, app->toUtf8());
+    }
+    if (window) {
+        appendKey(out, "window");
+        appendString(out, window->toUtf8());
+    }
+    appendKey(out, "date");
+    appendString(out, isoDate(date));
+    appendKey(out, "kind");
+    appendString(out, kindName(kind).toUtf8());
+    appendKey(out, "width");
+    out += QByteArray::number(width);
+    appendKey(out, "height");
+    out += QByteArray::number(height);
+    // JSON has no infinities or NaN; such a length reads back as none.
+    if (duration && std::isfinite(*duration)) {
+        appendKey(out, "duration");
+        out += QByteArray::number(*duration, 'g', QLocale::FloatingPointShortest);
+    }
+    appendKey(out, "keep");
+    out += keep ? "true" : "false";
+    out += '}';
 }
 
 QJsonObject HistoryRecord::toJson() const {
     QJsonObject object{{keyName, name},
-                       {keyText, text},
+                       {keyText, textString()},
                        {keyDate, date.toUTC().toString(Qt::ISODate)},
                        {keyKind, kindName(kind)},
                        {keyWidth, width},
@@ -84,7 +263,7 @@ std::optional<HistoryRecord> HistoryRecord::fromJson(const QJsonObject& object) 
     HistoryRecord record;
     record.name = object.value(keyName).toString();
     if (record.name.isEmpty()) return std::nullopt;
-    record.text = object.value(keyText).toString();
+    record.text = object.value(keyText).toString().toUtf8();
     record.app = optionalText(object, keyApp);
     record.window = optionalText(object, keyWindow);
     record.date = QDateTime::fromString(object.value(keyDate).toString(), Qt::ISODate);
