@@ -25,9 +25,43 @@ constexpr qsizetype snippetLength = 80;
 constexpr qsizetype snippetLead = 30; // characters shown before the match
 constexpr int maxGifFrames = 100000;
 
+// How common a byte is in screen text, lower is rarer: the search looks for a word's rarest
+// byte with memchr, which outruns memmem on the short words people type.
+int commonness(unsigned char c) {
+    static constexpr char byFrequency[] = " etaoinsrhldcumfpgwybvkxjqz";
+    if (const char* at = std::strchr(byFrequency, c); at != nullptr && c != 0)
+        return static_cast<int>(sizeof byFrequency) - static_cast<int>(at - byFrequency);
+    return 0; // digits, punctuation and non-ASCII bytes are rarer than any letter
+}
+
+qsizetype anchorOf(const QByteArray& word) {
+    qsizetype anchor = 0;
+    for (qsizetype i = 1; i < word.size(); ++i)
+        if (commonness(static_cast<unsigned char>(word[i])) <
+            commonness(static_cast<unsigned char>(word[anchor])))
+            anchor = i;
+    return anchor;
+}
+
+bool contains(const QByteArray& haystack, const QByteArray& word, qsizetype anchor) {
+    const qsizetype length = word.size();
+    if (length > haystack.size()) return false;
+    const char* const start = haystack.constData();
+    // Where the anchor byte may sit for the whole word to fit.
+    const char* at = start + anchor;
+    const char* const last = start + (haystack.size() - length) + anchor;
+    const char key = word[anchor];
+    while (at <= last) {
+        at = static_cast<const char*>(std::memchr(at, key, static_cast<size_t>(last - at + 1)));
+        if (at == nullptr) return false;
+        if (std::memcmp(at - anchor, word.constData(), static_cast<size_t>(length)) == 0) return true;
+        ++at;
+    }
+    return false;
+}
+
 bool contains(const QByteArray& haystack, const QByteArray& word) {
-    return memmem(haystack.constData(), static_cast<size_t>(haystack.size()), word.constData(),
-                  static_cast<size_t>(word.size())) != nullptr;
+    return contains(haystack, word, anchorOf(word));
 }
 
 bool containsAll(const QByteArray& haystack, const QList<QByteArray>& words) {
@@ -135,10 +169,19 @@ bool HistoryIndex::matches(const QString& name, const QString& query) const {
 
 QStringList HistoryIndex::search(const QString& query) const {
     const QList<QByteArray> words = queryWords(query);
-    const auto collect = [this, &words](qsizetype from, qsizetype to) {
+    QList<qsizetype> anchors;
+    for (const QByteArray& word : words)
+        anchors.append(anchorOf(word));
+    const auto collect = [this, &words, &anchors](qsizetype from, qsizetype to) {
         QStringList names;
-        for (qsizetype i = from; i < to; ++i)
-            if (containsAll(m_haystacks[i].text, words)) names.append(m_haystacks[i].name);
+        names.reserve(to - from);
+        for (qsizetype i = from; i < to; ++i) {
+            const QByteArray& haystack = m_haystacks[i].text;
+            bool all = true;
+            for (qsizetype w = 0; all && w < words.size(); ++w)
+                all = contains(haystack, words[w], anchors[w]);
+            if (all) names.append(m_haystacks[i].name);
+        }
         return names;
     };
     const qsizetype count = m_haystacks.size();
@@ -293,12 +336,24 @@ void HistoryIndex::load() {
     // Anything unreadable leaves the index empty; the next save replaces the file.
     if (!read) return;
     m_records = std::move(records);
-    m_haystacks.reserve(m_records.size());
+    m_haystacks.resize(m_records.size());
     m_slots.reserve(m_records.size());
+    QList<const HistoryRecord*> order;
+    order.reserve(m_records.size());
     for (const HistoryRecord& record : std::as_const(m_records)) {
-        m_slots.insert(record.name, m_haystacks.size());
-        m_haystacks.append({record.name, record.haystackUtf8()});
+        m_slots.insert(record.name, order.size());
+        order.append(&record);
     }
+    // Lower-casing all the text is the bulk of the work: both cores share it.
+    const auto fill = [this, &order](qsizetype from, qsizetype to) {
+        for (qsizetype i = from; i < to; ++i)
+            m_haystacks[i] = {order[i]->name, order[i]->haystackUtf8()};
+    };
+    m_haystacks.detach();
+    const qsizetype half = order.size() / 2;
+    QFuture<void> second = QtConcurrent::run(fill, half, order.size());
+    fill(0, half);
+    second.waitForFinished();
     refreshKept();
 }
 

@@ -28,32 +28,19 @@ int intOf(double value) {
     return static_cast<int>(value);
 }
 
-QByteArray bytesOf(std::string_view text) {
-    return QByteArray(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 // False on corruption; fields of the wrong type are left as they are.
-bool readString(ondemand::value& value, QByteArray& out, bool& present) {
+template <typename Text> bool readString(ondemand::value& value, Text& out) {
     std::string_view text;
     const error_code error = value.get_string().get(text);
-    if (error == simdjson::SUCCESS) {
-        out = bytesOf(text);
-        present = true;
-    }
+    if (error == simdjson::SUCCESS) out = Text(text.data(), static_cast<qsizetype>(text.size()));
     return !fatal(error);
 }
 
-bool readString(ondemand::value& value, QByteArray& out) {
-    bool present = false;
-    return readString(value, out, present);
-}
-
-bool readOptional(ondemand::value& value, std::optional<QByteArray>& out) {
-    QByteArray text;
-    bool present = false;
-    if (!readString(value, text, present)) return false;
-    if (present) out = std::move(text);
-    return true;
+bool readOptional(ondemand::value& value, std::optional<QByteArrayView>& out) {
+    std::string_view text;
+    const error_code error = value.get_string().get(text);
+    if (error == simdjson::SUCCESS) out = QByteArrayView(text.data(), static_cast<qsizetype>(text.size()));
+    return !fatal(error);
 }
 
 bool readRecord(ondemand::object object, Fields& fields) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <functional>
@@ -11,14 +12,15 @@
 namespace historyjson {
 
 // The fields of one record object as found; text fields are UTF-8. A field of the wrong type
-// reads as absent, as QJsonValue's conversions would give.
+// reads as absent, as QJsonValue's conversions would give. The views last only for the
+// call they are passed to; text is a copy, the one field big enough to be worth moving.
 struct Fields {
-    QByteArray name;
+    QByteArrayView name;
     QByteArray text;
-    std::optional<QByteArray> app;
-    std::optional<QByteArray> window;
-    QByteArray date;
-    QByteArray kind;
+    std::optional<QByteArrayView> app;
+    std::optional<QByteArrayView> window;
+    QByteArrayView date;
+    QByteArrayView kind;
     int width = 0;
     int height = 0;
     std::optional<double> duration;
