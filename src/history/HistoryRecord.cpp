@@ -4,7 +4,9 @@
 #include <QJsonValue>
 #include <QLocale>
 
+#include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace {
 
@@ -101,52 +103,75 @@ void HistoryRecord::appendLowerUtf8(QByteArray& out, QByteArrayView text) {
 
 namespace {
 
-void appendString(QByteArray& out, QByteArrayView text) {
-    static const char hex[] = "0123456789abcdef";
-    out += '"';
-    const char* from = text.data();
-    const char* const end = from + text.size();
-    for (const char* at = from; at < end; ++at) {
-        const auto c = static_cast<unsigned char>(*at);
-        if (c >= 0x20 && c != '"' && c != '\\') continue;
-        out.append(from, at - from);
-        from = at + 1;
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        default: {
-            const char escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 0xf]};
-            out.append(escape, sizeof escape);
-        }
-        }
-    }
-    out.append(from, end - from);
-    out += '"';
+// Room for the worst case of writeString: every byte escaped as \u00XX, and the quotes.
+qsizetype stringBound(qsizetype bytes) {
+    return bytes * 6 + 2;
 }
 
-void appendKey(QByteArray& out, const char* key) {
-    out += ",\"";
-    out += key;
-    out += "\":";
+char* writeString(char* to, QByteArrayView text) {
+    static const char hex[] = "0123456789abcdef";
+    *to++ = '"';
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && c != '"' && c != '\\') {
+            *to++ = c;
+            continue;
+        }
+        *to++ = '\\';
+        switch (c) {
+        case '"':
+        case '\\':
+            *to++ = c;
+            break;
+        case '\n':
+            *to++ = 'n';
+            break;
+        case '\r':
+            *to++ = 'r';
+            break;
+        case '\t':
+            *to++ = 't';
+            break;
+        case '\b':
+            *to++ = 'b';
+            break;
+        case '\f':
+            *to++ = 'f';
+            break;
+        default:
+            *to++ = 'u';
+            *to++ = '0';
+            *to++ = '0';
+            *to++ = hex[byte >> 4];
+            *to++ = hex[byte & 0xf];
+        }
+    }
+    *to++ = '"';
+    return to;
+}
+
+// Names, apps and windows are nearly always ASCII: those skip the conversion to UTF-8.
+char* writeString(char* to, const QString& text) {
+    for (const QChar c : text)
+        if (c.unicode() >= 0x80) return writeString(to, QByteArrayView(text.toUtf8()));
+    QByteArray ascii(text.size(), Qt::Uninitialized);
+    char* at = ascii.data();
+    for (const QChar c : text)
+        *at++ = static_cast<char>(c.unicode());
+    return writeString(to, QByteArrayView(ascii));
+}
+
+char* writeKey(char* to, std::string_view key) {
+    *to++ = ',';
+    *to++ = '"';
+    to = std::copy(key.begin(), key.end(), to);
+    *to++ = '"';
+    *to++ = ':';
+    return to;
+}
+
+char* writeBytes(char* to, QByteArrayView bytes) {
+    return std::copy(bytes.begin(), bytes.end(), to);
 }
 
 void appendDigits(char* to, int value, int digits) {
@@ -215,48 +240,46 @@ QDateTime HistoryRecord::dateFromIso(QByteArrayView text) {
 }
 
 void HistoryRecord::appendJson(QByteArray& out) const {
-    out += "{\"name\":";
-    appendString(out, name.toUtf8());
-    appendKey(out, "text");
-    appendString(out, text);
+    // One bound for the whole object, then plain pointer writes: appending piece by piece
+    // costs more than the escaping.
+    qsizetype bound = 160 + stringBound(text.size()) + stringBound(3 * name.size());
+    if (app) bound += 16 + stringBound(3 * app->size());
+    if (window) bound += 16 + stringBound(3 * window->size());
+    const qsizetype start = out.size();
+    if (out.capacity() < start + bound) out.reserve(std::max(2 * out.capacity(), start + bound));
+    out.resize(start + bound);
+    char* const begin = out.data();
+    char* to = begin + start;
+    *to++ = '{';
+    to = writeBytes(to, "\"name\":");
+    to = writeString(to, name);
+    to = writeKey(to, "text");
+    to = writeString(to, QByteArrayView(text));
     if (app) {
-        appendKey(out, "app");
-        appendString(out, app->toUtf8());
+        to = writeKey(to, "app");
+        to = writeString(to, *app);
     }
     if (window) {
-        appendKey(out, "window");
-        appendString(out, window->toUtf8());
+        to = writeKey(to, "window");
+        to = writeString(to, *window);
     }
-    appendKey(out, "date");
-    appendString(out, isoDate(date));
-    appendKey(out, "kind");
-    appendString(out, kindName(kind).toUtf8());
-    appendKey(out, "width");
-    out += QByteArray::number(width);
-    appendKey(out, "height");
-    out += QByteArray::number(height);
+    to = writeKey(to, "date");
+    to = writeString(to, QByteArrayView(isoDate(date)));
+    to = writeKey(to, "kind");
+    to = writeString(to, QByteArrayView(kindName(kind).toLatin1()));
+    to = writeKey(to, "width");
+    to = writeBytes(to, QByteArray::number(width));
+    to = writeKey(to, "height");
+    to = writeBytes(to, QByteArray::number(height));
     // JSON has no infinities or NaN; such a length reads back as none.
     if (duration && std::isfinite(*duration)) {
-        appendKey(out, "duration");
-        out += QByteArray::number(*duration, 'g', QLocale::FloatingPointShortest);
+        to = writeKey(to, "duration");
+        to = writeBytes(to, QByteArray::number(*duration, 'g', QLocale::FloatingPointShortest));
     }
-    appendKey(out, "keep");
-    out += keep ? "true" : "false";
-    out += '}';
-}
-
-QJsonObject HistoryRecord::toJson() const {
-    QJsonObject object{{keyName, name},
-                       {keyText, textString()},
-                       {keyDate, date.toUTC().toString(Qt::ISODate)},
-                       {keyKind, kindName(kind)},
-                       {keyWidth, width},
-                       {keyHeight, height},
-                       {keyKeep, keep}};
-    if (app) object.insert(keyApp, *app);
-    if (window) object.insert(keyWindow, *window);
-    if (duration) object.insert(keyDuration, *duration);
-    return object;
+    to = writeKey(to, "keep");
+    to = writeBytes(to, keep ? QByteArrayView("true") : QByteArrayView("false"));
+    *to++ = '}';
+    out.resize(to - begin);
 }
 
 std::optional<HistoryRecord> HistoryRecord::fromJson(const QJsonObject& object) {
@@ -274,4 +297,18 @@ std::optional<HistoryRecord> HistoryRecord::fromJson(const QJsonObject& object) 
         record.duration = duration.toDouble();
     record.keep = object.value(keyKeep).toBool();
     return record;
+}
+
+QJsonObject HistoryRecord::toJson() const {
+    QJsonObject object{{keyName, name},
+                       {keyText, textString()},
+                       {keyDate, date.toUTC().toString(Qt::ISODate)},
+                       {keyKind, kindName(kind)},
+                       {keyWidth, width},
+                       {keyHeight, height},
+                       {keyKeep, keep}};
+    if (app) object.insert(keyApp, *app);
+    if (window) object.insert(keyWindow, *window);
+    if (duration) object.insert(keyDuration, *duration);
+    return object;
 }
