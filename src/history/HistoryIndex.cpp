@@ -323,9 +323,28 @@ void HistoryIndex::waitForScans() {
 }
 
 void HistoryIndex::load() {
-    QHash<QString, HistoryRecord> records;
-    // Straight into the map: per-record bookkeeping would make loading quadratic.
-    const bool read = historyjson::read(m_indexFile, [&records](historyjson::Fields& fields) {
+    // Lower-casing the text costs about as much as parsing it, so each batch of parsed records
+    // goes to another core for its haystacks while parsing goes on.
+    struct Batch {
+        QList<HistoryRecord> records;
+        QList<QByteArray> haystacks;
+    };
+    constexpr qsizetype batchSize = 2048;
+    QList<QFuture<Batch>> batches;
+    Batch batch;
+    const auto submit = [&batches, &batch] {
+        batches.append(QtConcurrent::run([records = std::move(batch.records)]() mutable {
+            Batch done{std::move(records), {}};
+            done.haystacks.reserve(done.records.size());
+            for (const HistoryRecord& record : std::as_const(done.records))
+                done.haystacks.append(record.haystackUtf8());
+            return done;
+        }));
+        batch.records = {};
+        batch.records.reserve(batchSize);
+    };
+    batch.records.reserve(batchSize);
+    const bool read = historyjson::read(m_indexFile, [&](historyjson::Fields& fields) {
         HistoryRecord record;
         record.name = QString::fromUtf8(fields.name);
         if (record.name.isEmpty()) return;
@@ -341,29 +360,30 @@ void HistoryIndex::load() {
         record.height = fields.height;
         record.duration = fields.duration;
         record.keep = fields.keep;
-        records.insert(record.name, std::move(record));
+        batch.records.append(std::move(record));
+        if (batch.records.size() == batchSize) submit();
     });
+    if (!batch.records.isEmpty()) submit();
+    qsizetype count = 0;
+    for (QFuture<Batch>& future : batches) {
+        future.waitForFinished();
+        count += future.result().records.size();
+    }
     // Anything unreadable leaves the index empty; the next save replaces the file.
     if (!read) return;
-    m_records = std::move(records);
-    m_haystacks.resize(m_records.size());
-    m_slots.reserve(m_records.size());
-    QList<const HistoryRecord*> order;
-    order.reserve(m_records.size());
-    for (const HistoryRecord& record : std::as_const(m_records)) {
-        m_slots.insert(record.name, order.size());
-        order.append(&record);
+    // Straight into the maps: per-record bookkeeping would make loading quadratic.
+    m_records.reserve(count);
+    m_slots.reserve(count);
+    m_haystacks.reserve(count);
+    for (QFuture<Batch>& future : batches) {
+        Batch done = future.takeResult();
+        for (qsizetype i = 0; i < done.records.size(); ++i) {
+            // A name given twice keeps its last record, as a JSON object reader would.
+            setHaystack(done.records[i].name, std::move(done.haystacks[i]));
+            const QString name = done.records[i].name;
+            m_records.insert(name, std::move(done.records[i]));
+        }
     }
-    // Lower-casing all the text is the bulk of the work: both cores share it.
-    const auto fill = [this, &order](qsizetype from, qsizetype to) {
-        for (qsizetype i = from; i < to; ++i)
-            m_haystacks[i] = {order[i]->name, order[i]->haystackUtf8()};
-    };
-    m_haystacks.detach();
-    const qsizetype half = order.size() / 2;
-    QFuture<void> second = QtConcurrent::run(fill, half, order.size());
-    fill(0, half);
-    second.waitForFinished();
     refreshKept();
 }
 
