@@ -20,6 +20,8 @@ packages=(
   libplist-dev libopencv-imgproc-dev fonts-noto-color-emoji
   # history: ZIP archives of selected captures
   libarchive-dev
+  # history: parsing the index file
+  libsimdjson-dev
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # pictavia:// URLs opened through the desktop's handler registry

@@ -4,6 +4,7 @@
 #include "capture/HistoryManager.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
+#include "platform/json/HistoryJson.h"
 #include "text/TextRecognizer.h"
 
 #include <QCoreApplication>
@@ -12,11 +13,13 @@
 #include <QFileInfo>
 #include <QFutureWatcher>
 #include <QImageReader>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -26,9 +29,64 @@ constexpr qsizetype snippetLength = 80;
 constexpr qsizetype snippetLead = 30; // characters shown before the match
 constexpr int maxGifFrames = 100000;
 
+// How common a byte is in screen text, lower is rarer: the search looks for a word's rarest
+// byte with memchr, which outruns memmem on the short words people type.
+int commonness(unsigned char c) {
+    static constexpr char byFrequency[] = " etaoinsrhldcumfpgwybvkxjqz";
+    if (const char* at = std::strchr(byFrequency, c); at != nullptr && c != 0)
+        return static_cast<int>(sizeof byFrequency) - static_cast<int>(at - byFrequency);
+    return 0; // digits, punctuation and non-ASCII bytes are rarer than any letter
+}
+
+qsizetype anchorOf(const QByteArray& word) {
+    qsizetype anchor = 0;
+    for (qsizetype i = 1; i < word.size(); ++i)
+        if (commonness(static_cast<unsigned char>(word[i])) <
+            commonness(static_cast<unsigned char>(word[anchor])))
+            anchor = i;
+    return anchor;
+}
+
+bool contains(const QByteArray& haystack, const QByteArray& word, qsizetype anchor) {
+    const qsizetype length = word.size();
+    if (length > haystack.size()) return false;
+    const char* const start = haystack.constData();
+    qsizetype from = 0;
+#if defined(__SSE2__)
+    // Sixteen places at a time, those where both the first and the last byte of the word
+    // sit; only they are compared in full.
+    if (length >= 2) {
+        const __m128i first = _mm_set1_epi8(word[0]);
+        const __m128i last = _mm_set1_epi8(word[length - 1]);
+        for (; from + length - 1 + 16 <= haystack.size(); from += 16) {
+            const __m128i atFirst =
+                _mm_cmpeq_epi8(first, _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + from)));
+            const __m128i atLast = _mm_cmpeq_epi8(
+                last, _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + from + length - 1)));
+            for (unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(atFirst, atLast)));
+                 mask != 0; mask &= mask - 1) {
+                const qsizetype at = from + __builtin_ctz(mask);
+                if (std::memcmp(start + at + 1, word.constData() + 1, static_cast<size_t>(length - 2)) == 0)
+                    return true;
+            }
+        }
+    }
+#endif
+    // Where the anchor byte may sit for the whole word to fit.
+    const char* at = start + from + anchor;
+    const char* const last = start + (haystack.size() - length) + anchor;
+    const char key = word[anchor];
+    while (at <= last) {
+        at = static_cast<const char*>(std::memchr(at, key, static_cast<size_t>(last - at + 1)));
+        if (at == nullptr) return false;
+        if (std::memcmp(at - anchor, word.constData(), static_cast<size_t>(length)) == 0) return true;
+        ++at;
+    }
+    return false;
+}
+
 bool contains(const QByteArray& haystack, const QByteArray& word) {
-    return memmem(haystack.constData(), static_cast<size_t>(haystack.size()), word.constData(),
-                  static_cast<size_t>(word.size())) != nullptr;
+    return contains(haystack, word, anchorOf(word));
 }
 
 bool containsAll(const QByteArray& haystack, const QList<QByteArray>& words) {
@@ -125,8 +183,8 @@ QList<QByteArray> HistoryIndex::queryWords(const QString& query) {
 
 bool HistoryIndex::matchesWords(const QString& name, const QList<QByteArray>& words) const {
     if (words.isEmpty()) return true;
-    const auto found = m_haystacks.constFind(name);
-    if (found != m_haystacks.cend()) return containsAll(*found, words);
+    const auto found = m_slots.constFind(name);
+    if (found != m_slots.cend()) return containsAll(m_haystacks[*found].text, words);
     return containsAll(name.toLower().toUtf8(), words);
 }
 
@@ -136,16 +194,35 @@ bool HistoryIndex::matches(const QString& name, const QString& query) const {
 
 QStringList HistoryIndex::search(const QString& query) const {
     const QList<QByteArray> words = queryWords(query);
-    QStringList names;
-    for (auto it = m_haystacks.cbegin(); it != m_haystacks.cend(); ++it)
-        if (containsAll(it.value(), words)) names.append(it.key());
+    QList<qsizetype> anchors;
+    for (const QByteArray& word : words)
+        anchors.append(anchorOf(word));
+    const auto collect = [this, &words, &anchors](qsizetype from, qsizetype to) {
+        QStringList names;
+        names.reserve(to - from);
+        for (qsizetype i = from; i < to; ++i) {
+            const QByteArray& haystack = m_haystacks[i].text;
+            bool all = true;
+            for (qsizetype w = 0; all && w < words.size(); ++w)
+                all = contains(haystack, words[w], anchors[w]);
+            if (all) names.append(m_haystacks[i].name);
+        }
+        return names;
+    };
+    const qsizetype count = m_haystacks.size();
+    // Small indexes are not worth a thread.
+    if (count < 2000) return collect(0, count);
+    const qsizetype half = count / 2;
+    QFuture<QStringList> second = QtConcurrent::run(collect, half, count);
+    QStringList names = collect(0, half);
+    names += second.result();
     return names;
 }
 
 std::optional<QString> HistoryIndex::snippet(const QString& name, const QString& query) const {
     const auto found = m_records.constFind(name);
     if (found == m_records.cend()) return std::nullopt;
-    const QString& text = found->text;
+    const QString text = found->textString();
     for (const QByteArray& word : queryWords(query)) {
         const qsizetype at = text.indexOf(QString::fromUtf8(word), 0, Qt::CaseInsensitive);
         if (at < 0) continue;
@@ -186,7 +263,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
             ++it;
             continue;
         }
-        m_haystacks.remove(it.key());
+        dropHaystack(it.key());
         it = m_records.erase(it);
         changed = true;
     }
@@ -198,7 +275,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
 
 void HistoryIndex::remove(const QString& name) {
     if (!m_records.remove(name)) return;
-    m_haystacks.remove(name);
+    dropHaystack(name);
     refreshKept();
     emit recordsChanged();
     scheduleSave();
@@ -209,7 +286,7 @@ void HistoryIndex::rename(const QString& oldName, const QString& newName) {
     if (found == m_records.cend() || oldName == newName) return;
     HistoryRecord record = *found;
     m_records.remove(oldName);
-    m_haystacks.remove(oldName);
+    dropHaystack(oldName);
     record.name = newName;
     store(std::move(record));
     scheduleSave();
@@ -233,12 +310,29 @@ void HistoryIndex::scheduleSave() {
 
 bool HistoryIndex::saveNow() {
     m_saveTimer.stop();
-    QJsonArray records;
+    QList<const HistoryRecord*> order;
+    order.reserve(m_records.size());
     for (const HistoryRecord& record : std::as_const(m_records))
-        records.append(record.toJson());
-    const QByteArray bytes = QJsonDocument(QJsonObject{{QStringLiteral("version"), formatVersion},
-                                                       {QStringLiteral("records"), records}})
-                                 .toJson(QJsonDocument::Compact);
+        order.append(&record);
+    // Each core writes half the records; the halves are joined for one write.
+    const auto write = [&order](QByteArray& bytes, qsizetype from, qsizetype to) {
+        qsizetype size = 64;
+        for (qsizetype i = from; i < to; ++i)
+            size += order[i]->text.size() + 256;
+        bytes.reserve(bytes.size() + size + size / 8);
+        for (qsizetype i = from; i < to; ++i) {
+            if (i > 0) bytes += ',';
+            order[i]->appendJson(bytes);
+        }
+    };
+    const qsizetype half = order.size() / 2;
+    QByteArray tail;
+    QFuture<void> second = QtConcurrent::run([&] { write(tail, half, order.size()); });
+    QByteArray bytes = "{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[";
+    write(bytes, 0, half);
+    second.waitForFinished();
+    bytes += tail;
+    bytes += "]}";
     // In place: the index is rebuilt from the files when a write is cut short.
     QDir().mkpath(QFileInfo(m_indexFile).absolutePath());
     QFile file(m_indexFile);
@@ -254,26 +348,95 @@ void HistoryIndex::waitForScans() {
 }
 
 void HistoryIndex::load() {
-    QFile file(m_indexFile);
-    if (!file.open(QIODevice::ReadOnly)) return;
+    // Lower-casing the text costs about as much as parsing it, so each batch of parsed records
+    // goes to another core for its haystacks while parsing goes on.
+    struct Batch {
+        QList<HistoryRecord> records;
+        QList<QByteArray> haystacks;
+    };
+    constexpr qsizetype batchSize = 2048;
+    QList<QFuture<Batch>> batches;
+    Batch batch;
+    const auto submit = [&batches, &batch] {
+        batches.append(QtConcurrent::run([records = std::move(batch.records)]() mutable {
+            Batch done{std::move(records), {}};
+            done.haystacks.reserve(done.records.size());
+            for (const HistoryRecord& record : std::as_const(done.records))
+                done.haystacks.append(record.haystackUtf8());
+            return done;
+        }));
+        batch.records = {};
+        batch.records.reserve(batchSize);
+    };
+    batch.records.reserve(batchSize);
+    const bool read = historyjson::read(m_indexFile, [&](historyjson::Fields& fields) {
+        HistoryRecord record;
+        record.name = QString::fromUtf8(fields.name);
+        if (record.name.isEmpty()) return;
+        record.text = std::move(fields.text);
+        if (fields.app) record.app = QString::fromUtf8(*fields.app);
+        if (fields.window) record.window = QString::fromUtf8(*fields.window);
+        record.date = HistoryRecord::dateFromIso(fields.date);
+        record.kind = fields.kind == "video"   ? HistoryRecord::Kind::Video
+                      : fields.kind == "gif"   ? HistoryRecord::Kind::Gif
+                      : fields.kind == "image" ? HistoryRecord::Kind::Image
+                                               : HistoryRecord::kindOf(record.name);
+        record.width = fields.width;
+        record.height = fields.height;
+        record.duration = fields.duration;
+        record.keep = fields.keep;
+        batch.records.append(std::move(record));
+        if (batch.records.size() == batchSize) submit();
+    });
+    if (!batch.records.isEmpty()) submit();
+    qsizetype count = 0;
+    for (QFuture<Batch>& future : batches) {
+        future.waitForFinished();
+        count += future.result().records.size();
+    }
     // Anything unreadable leaves the index empty; the next save replaces the file.
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    const QJsonArray records = document.object().value(QStringLiteral("records")).toArray();
-    m_records.reserve(records.size());
-    m_haystacks.reserve(records.size());
+    if (!read) return;
     // Straight into the maps: per-record bookkeeping would make loading quadratic.
-    for (const QJsonValue& value : records) {
-        auto record = HistoryRecord::fromJson(value.toObject());
-        if (!record) continue;
-        m_haystacks.insert(record->name, record->haystackUtf8());
-        m_records.insert(record->name, std::move(*record));
+    m_records.reserve(count);
+    m_slots.reserve(count);
+    m_haystacks.reserve(count);
+    for (QFuture<Batch>& future : batches) {
+        Batch done = future.takeResult();
+        for (qsizetype i = 0; i < done.records.size(); ++i) {
+            // A name given twice keeps its last record, as a JSON object reader would.
+            setHaystack(done.records[i].name, std::move(done.haystacks[i]));
+            const QString name = done.records[i].name;
+            m_records.insert(name, std::move(done.records[i]));
+        }
     }
     refreshKept();
 }
 
+void HistoryIndex::setHaystack(const QString& name, QByteArray haystack) {
+    if (const auto found = m_slots.constFind(name); found != m_slots.cend()) {
+        m_haystacks[*found].text = std::move(haystack);
+        return;
+    }
+    m_slots.insert(name, m_haystacks.size());
+    m_haystacks.append({name, std::move(haystack)});
+}
+
+void HistoryIndex::dropHaystack(const QString& name) {
+    const auto found = m_slots.constFind(name);
+    if (found == m_slots.cend()) return;
+    // The last one takes the freed place, keeping the array without gaps.
+    const qsizetype slot = *found;
+    m_slots.erase(found);
+    if (slot != m_haystacks.size() - 1) {
+        m_haystacks[slot] = std::move(m_haystacks.last());
+        m_slots[m_haystacks[slot].name] = slot;
+    }
+    m_haystacks.removeLast();
+}
+
 void HistoryIndex::store(HistoryRecord record) {
     const QString name = record.name;
-    m_haystacks.insert(name, record.haystackUtf8());
+    setHaystack(name, record.haystackUtf8());
     const bool keepChanged = m_records.value(name).keep != record.keep;
     m_records.insert(name, std::move(record));
     if (keepChanged) refreshKept();
@@ -347,7 +510,7 @@ void HistoryIndex::apply(const ScanResult& result) {
     const auto found = m_records.constFind(result.name);
     if (found == m_records.cend()) return; // forgotten while it was scanned
     HistoryRecord record = *found;
-    record.text = result.text;
+    record.text = result.text.toUtf8();
     record.width = std::max(0, result.width);
     record.height = std::max(0, result.height);
     record.duration = result.duration;

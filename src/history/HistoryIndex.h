@@ -90,6 +90,8 @@ private:
     void load();
     void store(HistoryRecord record);
     void refreshKept();
+    void setHaystack(const QString& name, QByteArray haystack);
+    void dropHaystack(const QString& name);
     void enqueue(const QString& path);
     void drain();
     void apply(const ScanResult& result);
@@ -97,7 +99,14 @@ private:
     QString m_indexFile;
     QString m_historyDirectory;
     QHash<QString, HistoryRecord> m_records;
-    QHash<QString, QByteArray> m_haystacks; // lower-cased UTF-8, searched without conversion
+    // Lower-cased UTF-8, searched without conversion, in one array that search splits
+    // between threads; m_slots finds a name's place in it.
+    struct Haystack {
+        QString name;
+        QByteArray text;
+    };
+    QList<Haystack> m_haystacks;
+    QHash<QString, qsizetype> m_slots;
     QStringList m_queue;
     bool m_working = false;
     int m_pending = 0;

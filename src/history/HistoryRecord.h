@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QJsonObject>
 #include <QString>
@@ -12,8 +13,8 @@
 struct HistoryRecord {
     enum class Kind { Image, Video, Gif };
 
-    QString name; // last path component of the capture
-    QString text; // recognised text; empty until scanned, and for movies
+    QString name;    // last path component of the capture
+    QByteArray text; // recognised text as UTF-8, half the size of a QString; empty until scanned
     std::optional<QString> app;
     std::optional<QString> window;
     QDateTime date;
@@ -22,6 +23,8 @@ struct HistoryRecord {
     int height = 0;
     std::optional<double> duration; // seconds, for movies and GIFs
     bool keep = false;
+
+    QString textString() const { return QString::fromUtf8(text); }
 
     // By the lower-cased extension: mp4, mov, m4v are videos, gif is a GIF, the rest images.
     static Kind kindOf(const QString& fileName);
@@ -37,6 +40,15 @@ struct HistoryRecord {
     QByteArray haystackUtf8() const;
 
     QJsonObject toJson() const;
+    // The same object as compact JSON text, appended to out: far faster than going through
+    // QJsonObject for a whole index.
+    void appendJson(QByteArray& out) const;
+    // "yyyy-MM-ddTHH:mm:ssZ" of the UTC time, as Qt::ISODate writes it; empty when invalid.
+    static QByteArray isoDate(const QDateTime& date);
+    // Reads what isoDate writes without QDateTime::fromString's cost, anything else through it.
+    static QDateTime dateFromIso(QByteArrayView text);
+    // Lower-cases UTF-8 text as QString::toLower does, ASCII without conversion.
+    static void appendLowerUtf8(QByteArray& out, QByteArrayView text);
     // None when the object has no name.
     static std::optional<HistoryRecord> fromJson(const QJsonObject& object);
 

@@ -43,6 +43,35 @@ protected:
     }
 };
 
+TEST_F(HistoryIndexTest, SearchFindsWordsAtEveryOffsetOfLongText) {
+    // Long enough for the sixteen-byte steps of the search, with words across their edges.
+    QByteArray text;
+    for (int i = 0; i < 200; ++i)
+        text += static_cast<char>('a' + (i * 7 + i / 13) % 26);
+    HistoryRecord record{"long.png", text, std::nullopt, std::nullopt, {}, HistoryRecord::Kind::Image,
+                         1,          1,    std::nullopt, false};
+    QByteArray bytes = "{\"version\":1,\"records\":[";
+    record.appendJson(bytes);
+    bytes += "]}";
+    QDir().mkpath(QFileInfo(indexFile()).absolutePath());
+    QFile file(indexFile());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+    file.close();
+    auto index = open();
+    ASSERT_EQ(index->records().size(), 1);
+    const QByteArray haystack = record.haystackUtf8();
+    for (int length = 1; length <= 20; ++length) {
+        for (int at = 0; at + length <= text.size(); ++at) {
+            const QByteArray word = text.mid(at, length);
+            EXPECT_TRUE(index->matches("long.png", QString::fromLatin1(word))) << word.toStdString();
+            QByteArray changed = word;
+            changed[length - 1] = static_cast<char>('a' + (changed[length - 1] - 'a' + 1) % 26);
+            EXPECT_EQ(index->matches("long.png", QString::fromLatin1(changed)), haystack.contains(changed));
+        }
+    }
+}
+
 TEST_F(HistoryIndexTest, SearchIsAnAndOfWordsInAnyOrder) {
     auto index = open();
     index->index(writeImage("shot.png"), {"Mail", "Inbox", std::nullopt, std::nullopt});

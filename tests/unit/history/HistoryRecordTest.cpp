@@ -69,4 +69,42 @@ TEST(HistoryRecordTest, JsonKeysAndRoundTrip) {
               HistoryRecord::Kind::Video);
 }
 
+TEST(HistoryRecordTest, HandWrittenJsonReadsBackThroughQt) {
+    HistoryRecord r{"q\"uote\\.png",
+                    QByteArray("line\nbreak\ttab \x01\x1f end \xe2\x82\xac"),
+                    QString("Caf\u00e9"),
+                    std::nullopt,
+                    QDateTime(QDate(1999, 12, 31), QTime(23, 59, 58), Qt::UTC),
+                    HistoryRecord::Kind::Video,
+                    7,
+                    -1,
+                    0.1,
+                    false};
+    QByteArray bytes;
+    r.appendJson(bytes);
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    ASSERT_EQ(error.error, QJsonParseError::NoError) << bytes.toStdString();
+    EXPECT_EQ(document.object(), r.toJson());
+    EXPECT_EQ(HistoryRecord::fromJson(document.object()), r);
+    EXPECT_TRUE(bytes.startsWith("{\"name\":")) << bytes.toStdString();
+}
+
+TEST(HistoryRecordTest, IsoDatesBothWays) {
+    const QDateTime date(QDate(2024, 2, 29), QTime(0, 0, 1), Qt::UTC);
+    EXPECT_EQ(HistoryRecord::isoDate(date), date.toString(Qt::ISODate).toUtf8());
+    EXPECT_EQ(HistoryRecord::dateFromIso("2024-02-29T00:00:01Z"), date);
+    EXPECT_EQ(HistoryRecord::dateFromIso("2024-02-29T01:00:01+01:00"), date);
+    EXPECT_FALSE(HistoryRecord::dateFromIso("2023-02-29T00:00:01Z").isValid());
+    EXPECT_TRUE(HistoryRecord::isoDate({}).isEmpty());
+}
+
+TEST(HistoryRecordTest, LowerCasingUtf8MatchesQt) {
+    const QByteArray text("Gr\xc3\x9c\xc3\x9f ABC \xce\xa3\xce\x91 \xe2\x82\xac"
+                          "1");
+    QByteArray lowered;
+    HistoryRecord::appendLowerUtf8(lowered, text);
+    EXPECT_EQ(lowered, QString::fromUtf8(text).toLower().toUtf8());
+}
+
 } // namespace
