@@ -50,13 +50,7 @@ stop_all() {
 trap stop_all EXIT
 trap 'exit 130' INT TERM
 
-wait_for_file() { # path seconds
-  local deadline=$((SECONDS + $2))
-  until [ -s "$1" ]; do
-    [ $SECONDS -lt $deadline ] || return 1
-    sleep 0.05
-  done
-}
+source "$(dirname "$0")/desktop.sh"
 
 # A private session bus for the tools that want one (flameshot).
 dbus_address=""
@@ -73,24 +67,7 @@ printf '[General]\ncopyToClipboard=false\n' >"$work/config/pictavia/pictavia.con
 for size in $sizes; do
   width=${size%x*}
   height=${size#*x}
-  rm -f "$work/display" "$work/ready"
-
-  Xvfb -displayfd 4 -screen 0 "${width}x${height}x24" -nolisten tcp -noreset 4>"$work/display" 2>"$work/xvfb.log" &
-  pids+=($!)
-  wait_for_file "$work/display" 20 || { echo "capture: Xvfb did not start" >&2; cat "$work/xvfb.log" >&2; exit 1; }
-  export DISPLAY=":$(head -n1 "$work/display")"
-  unset WAYLAND_DISPLAY QT_QPA_PLATFORM
-
-  openbox --sm-disable >"$work/openbox.log" 2>&1 &
-  pids+=($!)
-  for _ in $(seq 100); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
-    sleep 0.05
-  done
-
-  "$scene_bin" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
-  pids+=($!)
-  wait_for_file "$work/ready" 120 || { echo "capture: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
+  start_desktop "$width" "$height" "$scene_bin" "$work" || { echo "capture: no desktop" >&2; exit 1; }
 
   echo
   echo "== ${width}x${height} on $DISPLAY, median of $runs runs =="

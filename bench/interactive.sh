@@ -17,33 +17,13 @@ cleanup() {
   rm -rf "$work"
 }
 trap cleanup EXIT
-wait_for() { # path seconds
-  local deadline=$((SECONDS + $2))
-  until [ -e "$1" ]; do
-    [ $SECONDS -lt $deadline ] || return 1
-    sleep 0.05
-  done
-}
-
-Xvfb -displayfd 4 -screen 0 1920x1080x24 -nolisten tcp -noreset 4>"$work/display" 2>"$work/xvfb.log" &
-pids+=($!)
-until [ -s "$work/display" ]; do sleep 0.05; done
-export DISPLAY=":$(head -n1 "$work/display")"
-unset WAYLAND_DISPLAY QT_QPA_PLATFORM
-openbox --sm-disable >"$work/openbox.log" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do
-  xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
-  sleep 0.05
-done
-"$build/bench/scene" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
-pids+=($!)
-wait_for "$work/ready" 120 || { echo "interactive: the scene did not come up" >&2; exit 1; }
+source "$here/desktop.sh"
+start_desktop 1920 1080 "$build/bench/scene" "$work" || { echo "interactive: no desktop" >&2; exit 1; }
 
 if command -v dbus-daemon >/dev/null; then
   dbus-daemon --session --nofork --nopidfile --print-address=5 5>"$work/bus" 2>/dev/null &
   pids+=($!)
-  wait_for "$work/bus" 10 && until [ -s "$work/bus" ]; do sleep 0.05; done
+  wait_for_file "$work/bus" 10
   export DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$work/bus")
 fi
 
@@ -55,6 +35,6 @@ printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n
   >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
 "$build/pictavia" --background 2>"$work/pictavia.log" &
 pids+=($!)
-wait_for "$XDG_RUNTIME_DIR/pictavia/instance" 20 || { echo "interactive: pictavia did not start" >&2; cat "$work/pictavia.log" >&2; exit 1; }
+wait_for_path "$XDG_RUNTIME_DIR/pictavia/instance" 20 || { echo "interactive: pictavia did not start" >&2; cat "$work/pictavia.log" >&2; exit 1; }
 
 PICTAVIA="$build/pictavia" HISTORY="$XDG_DATA_HOME/Pictavia/History" python3 "$here/interactive.py"
