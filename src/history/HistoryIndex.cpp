@@ -169,7 +169,7 @@ void HistoryIndex::index(const QString& path, const CaptureContext& context) {
     if (const QDateTime born = file.birthTime(); born.isValid()) record.date = born;
     store(std::move(record));
     scheduleSave();
-    enqueue(path);
+    if (!m_deferScans) enqueue(path);
 }
 
 QList<QByteArray> HistoryIndex::queryWords(const QString& query) {
@@ -296,12 +296,19 @@ void HistoryIndex::backfill() {
     if (m_didBackfill) return;
     m_didBackfill = true;
     const QDir directory(m_historyDirectory);
+    // Movies get their size from the recorder; any other record without one was never read.
+    QStringList unscanned;
+    for (const HistoryRecord& record : std::as_const(m_records))
+        if (record.width == 0 && record.kind != HistoryRecord::Kind::Video && directory.exists(record.name))
+            unscanned.append(directory.filePath(record.name));
     const QStringList files = directory.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
     for (const QString& name : files) {
         if (name.startsWith(u'.') || name.endsWith(QStringLiteral(".json")) || m_records.contains(name))
             continue;
         index(directory.filePath(name), {});
     }
+    for (const QString& path : std::as_const(unscanned))
+        enqueue(path);
 }
 
 void HistoryIndex::scheduleSave() {

@@ -23,8 +23,8 @@
 //
 // A command-line run and the resident app may both write index.json. Each holds the file
 // in memory and writes all of it, so the last writer wins; the app rebuilds records of
-// files it does not know at its next start (backfill). Good enough for occasional use
-// from scripts.
+// files it does not know at its next start (backfill), and reads the text of records a
+// command line left unscanned. Good enough for occasional use from scripts.
 class HistoryIndex : public QObject {
     Q_OBJECT
 public:
@@ -63,8 +63,13 @@ public:
     void remove(const QString& name);
     void rename(const QString& oldName, const QString& newName);
 
-    // Once per run: indexes every file of the history folder that has no record.
+    // Once per run: indexes every file of the history folder that has no record, and
+    // scans the records never scanned.
     void backfill();
+
+    // Records new captures without reading them: a short-lived command line leaves the
+    // recognition to the resident app instead of making the caller wait for it.
+    void deferScans() { m_deferScans = true; }
 
     // Writes 0.4 s after the last change, so a burst of changes is one write.
     void scheduleSave();
@@ -111,6 +116,7 @@ private:
     bool m_working = false;
     int m_pending = 0;
     bool m_didBackfill = false;
+    bool m_deferScans = false;
     int m_writes = 0;
     QTimer m_saveTimer;
     QFuture<void> m_scanning;

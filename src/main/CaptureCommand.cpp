@@ -64,13 +64,13 @@ bool connect() {
         return false;
     }
     HistoryIndex::attachShared();
+    HistoryIndex::shared().deferScans();
     return true;
 }
 
 int finish(int code) {
     PostCaptureAction::waitForAll();
-    // The capture's text is read before the process ends, and the index written.
-    HistoryIndex::shared().waitForScans();
+    // The record is written now; the resident app reads the capture's text.
     HistoryIndex::shared().saveNow();
     Prefs::sync();
     return code;

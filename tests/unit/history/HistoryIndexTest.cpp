@@ -174,6 +174,23 @@ TEST_F(HistoryIndexTest, BurstsOfChangesGiveOneWriteAndSurviveReopening) {
     EXPECT_FALSE(reopened->isKept("s5.png"));
 }
 
+// A command line records a capture at once and leaves its text to the app's next start.
+TEST_F(HistoryIndexTest, DeferredScansAreReadByTheNextBackfill) {
+    {
+        auto commandLine = open();
+        commandLine->deferScans();
+        commandLine->index(writeImage("cli.png"), {});
+        EXPECT_EQ(commandLine->pending(), 0);
+        ASSERT_TRUE(commandLine->saveNow());
+    }
+    auto app = open();
+    EXPECT_TRUE(app->record("cli.png")->text.isEmpty());
+    app->backfill();
+    app->waitForScans();
+    EXPECT_EQ(app->record("cli.png")->text, "Invoice 2024 total due");
+    EXPECT_EQ(app->record("cli.png")->width, 40);
+}
+
 TEST_F(HistoryIndexTest, CorruptIndexStartsEmptyAndBackfillRebuildsIt) {
     QDir().mkpath(QFileInfo(indexFile()).absolutePath());
     for (const QByteArray& bytes : {QByteArray("{\"records\": [ {\"name\": 3"), QByteArray("[1,2]"),
