@@ -1,5 +1,7 @@
 #include "main/InstanceChannel.h"
 
+#include "platform/posix/UnixSocket.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -28,26 +30,16 @@ QByteArray encode(const QStringList& arguments) {
 }
 
 bool writeAll(int fd, const QByteArray& bytes) {
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t n =
-            ::write(fd, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        written += n;
-    }
-    return true;
+    return posix::writeAll(fd, bytes.constData(), static_cast<size_t>(bytes.size()));
 }
 
 constexpr qsizetype maxMessage = 1 << 20;
 
-std::optional<sockaddr_un> addressOf(const QString& path) {
+// The path as bytes, when it fits a socket address.
+std::optional<std::string> addressOf(const QString& path) {
     const QByteArray bytes = QFile::encodeName(path);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (static_cast<size_t>(bytes.size()) >= sizeof(address.sun_path)) return std::nullopt;
-    std::memcpy(address.sun_path, bytes.constData(), static_cast<size_t>(bytes.size()));
-    return address;
+    if (static_cast<size_t>(bytes.size()) >= sizeof(sockaddr_un::sun_path)) return std::nullopt;
+    return bytes.toStdString();
 }
 
 } // namespace
@@ -64,13 +56,12 @@ QString socketPath() {
 bool forward(const QStringList& arguments) {
     const auto address = addressOf(socketPath());
     if (!address) return false;
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = posix::connectTo(*address);
     if (fd < 0) return false;
     timeval timeout{5, 0}; // an instance that hangs must not hang its callers
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     bool delivered = false;
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 &&
-        writeAll(fd, encode(arguments))) {
+    if (writeAll(fd, encode(arguments))) {
         char reply[3] = {};
         delivered = ::read(fd, reply, 2) == 2 && std::memcmp(reply, "ok", 2) == 0;
     }
@@ -99,17 +90,12 @@ Result<bool> Server::listen() {
     const auto address = addressOf(path);
     if (!address) return Error{QStringLiteral("The socket path %1 is too long").arg(path)};
     // The caller holds the claim and forwarding failed, so a socket file here is stale.
-    ::unlink(address->sun_path);
-    m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const mode_t previous = ::umask(0077); // the socket file: this user only
-    const bool bound =
-        m_listener >= 0 &&
-        ::bind(m_listener, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 &&
-        ::listen(m_listener, 16) == 0;
-    ::umask(previous);
-    if (!bound)
+    ::unlink(address->c_str());
+    const auto listened = posix::listenAt(*address, 16, 0600); // the socket file: this user only
+    if (const auto* failure = std::get_if<posix::ListenFailure>(&listened))
         return Error{QStringLiteral("Cannot listen on %1: %2")
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)))};
+                         .arg(path, QString::fromLocal8Bit(posix::errorText(failure->error).c_str()))};
+    m_listener = std::get<int>(listened);
     auto* notifier = new QSocketNotifier(m_listener, QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &Server::accept);
     return true;
