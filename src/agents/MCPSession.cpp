@@ -1,0 +1,240 @@
+#include "agents/MCPSession.h"
+
+#include "agents/AgentConnection.h"
+#include "agents/JsonMessage.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+const QByteArray jsonrpc = QByteArrayLiteral("{\"jsonrpc\":\"2.0\",");
+
+const char* const supportedVersions[] = {"2024-11-05", "2025-03-26", "2025-06-18", "2025-11-25"};
+
+QByteArray compact(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+QString text(const QJsonValue& value) {
+    return value.isString() ? value.toString() : QString();
+}
+
+} // namespace
+
+const char* const MCPSession::instructions =
+    R"TEXT(Pictavia is a Linux screenshot and screen-recording app running on this computer. These tools drive it: capture the screen, a window or an area; record video or GIFs; read text (OCR) and QR codes; annotate, redact, beautify, combine and export images; trim, zoom and convert recordings; search the user's capture history.
+
+How to use it well:
+- Every capture is saved in Pictavia's history and identified by `capture_id` (its file name). Pass that id to the editing tools; each edit saves a new capture and returns its id.
+- Screen coordinates are in points with the origin at the top-left of a display (see get_status → displays, list_windows → frames). Image coordinates are in pixels of that image, top-left origin. Previews you receive may be scaled down; their scale is reported — or pass coordinates: "normalized" (0–1) or "preview".
+- To point at something in an image, prefer `target_text` (Pictavia finds the text) over guessing coordinates.
+- Use take_screenshot with target "window" and an app name for a clean shot of one app.
+- Recording asks the user for permission unless they allowed it. Use record_screen for short clips, or start_recording/stop_recording for longer ones.
+- The user controls what you can see: previews may be text-only, sensitive data may be blurred in previews (never in saved files), and some powers may be turned off. If a tool is refused, tell the user how to change it (Pictavia ▸ AI Agents) rather than retrying.
+- Prefer showing results to the user with show_in_pictavia (editor, Quick Access thumbnail, file manager).)TEXT";
+
+MCPSession::MCPSession(AgentChannel* connection, PeerIdentity peer, std::shared_ptr<AgentToolProvider> tools,
+                       QObject* parent)
+    : QObject(parent), m_connection(connection), m_peer(std::move(peer)), m_tools(std::move(tools)) {
+    if (!m_tools) m_tools = std::make_shared<NoAgentTools>();
+}
+
+MCPSession::~MCPSession() {
+    cancelAll();
+}
+
+void MCPSession::receive(const QByteArray& data) {
+    const auto parsed = JsonMessage::parse(data);
+    if (!parsed) {
+        sendError(std::nullopt, -32700, QStringLiteral("Parse error"));
+        return;
+    }
+    if (parsed->shape == JsonMessage::Parsed::Shape::Other) {
+        sendError(std::nullopt, -32600, QStringLiteral("Invalid request"));
+        return;
+    }
+    // A batch is answered message by message; no array of replies is formed.
+    QPointer self(this);
+    for (const JsonMessage::Message& message : parsed->messages) {
+        if (!self) return;
+        handle(message);
+    }
+}
+
+void MCPSession::handle(const JsonMessage::Message& message) {
+    std::optional<QByteArray> id = message.raw(QStringLiteral("id"));
+    if (id && *id == "null") id.reset();
+    const QString method = text(message.object.value(QStringLiteral("method")));
+    const QJsonObject params = message.object.value(QStringLiteral("params")).toObject();
+
+    if (method == u"initialize") {
+        initialize(params);
+        if (id) {
+            const QJsonObject result{
+                {QStringLiteral("protocolVersion"), m_protocolVersion},
+                {QStringLiteral("capabilities"),
+                 QJsonObject{{QStringLiteral("tools"), QJsonObject{{QStringLiteral("listChanged"), false}}}}},
+                {QStringLiteral("serverInfo"),
+                 QJsonObject{{QStringLiteral("name"), QStringLiteral("pictavia")},
+                             {QStringLiteral("title"), QStringLiteral("Pictavia")},
+                             {QStringLiteral("version"), QStringLiteral("1.0.0")}}},
+                {QStringLiteral("instructions"), QString::fromUtf8(instructions)}};
+            sendResult(*id, result);
+        }
+    } else if (method == u"notifications/initialized") {
+    } else if (method == u"ping" || method == u"logging/setLevel") {
+        if (id) sendResult(*id, {});
+    } else if (method == u"tools/list") {
+        if (id) sendResult(*id, {{QStringLiteral("tools"), m_tools->list()}});
+    } else if (method == u"tools/call") {
+        if (id) callTool(*id, message);
+    } else if (method == u"notifications/cancelled") {
+        if (const auto requestId = message.raw(QStringLiteral("params.requestId")))
+            if (const auto task = m_running.take(JsonMessage::requestKey(*requestId))) task->cancel();
+    } else if (method == u"resources/list") {
+        if (id) sendResult(*id, {{QStringLiteral("resources"), QJsonArray()}});
+    } else if (method == u"resources/templates/list") {
+        if (id) sendResult(*id, {{QStringLiteral("resourceTemplates"), QJsonArray()}});
+    } else if (method == u"prompts/list") {
+        if (id) sendResult(*id, {{QStringLiteral("prompts"), QJsonArray()}});
+    } else if (id) {
+        sendError(id, -32601, QStringLiteral("Method not found: ") + method);
+    }
+}
+
+void MCPSession::initialize(const QJsonObject& params) {
+    const QJsonObject client = params.value(QStringLiteral("clientInfo")).toObject();
+    const QJsonValue name = client.value(QStringLiteral("name"));
+    const QJsonValue title = client.value(QStringLiteral("title"));
+    m_clientName = name.isString()    ? std::optional(name.toString())
+                   : title.isString() ? std::optional(title.toString())
+                                      : std::nullopt;
+    const QJsonValue version = client.value(QStringLiteral("version"));
+    m_clientVersion = version.isString() ? std::optional(version.toString()) : std::nullopt;
+
+    m_protocolVersion = QString::fromLatin1(defaultProtocolVersion);
+    const QJsonValue requested = params.value(QStringLiteral("protocolVersion"));
+    for (const char* supported : supportedVersions)
+        if (requested.isString() && requested.toString() == QLatin1String(supported))
+            m_protocolVersion = requested.toString();
+    emit changed();
+}
+
+void MCPSession::callTool(const QByteArray& id, const JsonMessage::Message& message) {
+    const QJsonObject params = message.object.value(QStringLiteral("params")).toObject();
+    ToolCallRequest request;
+    request.name = text(params.value(QStringLiteral("name")));
+    request.arguments = params.value(QStringLiteral("arguments")).toObject();
+    request.progressToken = message.raw(QStringLiteral("params._meta.progressToken"));
+    request.session = this;
+    request.cancellation = std::make_shared<ToolCancellation>();
+
+    const QString key = JsonMessage::requestKey(id);
+    ++m_callCount;
+    m_lastActivity = QDateTime::currentDateTime();
+    emit changed();
+    // Calls are not serialised: each runs under its own key until it answers.
+    m_running.insert(key, request.cancellation);
+    QPointer self(this);
+    const std::weak_ptr<ToolCancellation> task = request.cancellation;
+    m_tools->call(request, [self, id, key, task](const QJsonObject& result) {
+        if (!self) return;
+        const auto entry = self->m_running.constFind(key);
+        if (entry != self->m_running.cend() && *entry == task.lock()) self->m_running.erase(entry);
+        self->sendResult(id, result);
+    });
+}
+
+void MCPSession::cancelAll() {
+    const auto running = std::exchange(m_running, {});
+    for (const auto& task : running)
+        task->cancel();
+}
+
+void MCPSession::awaitApproval(std::function<void(Answer)> question, Answer then) {
+    if (m_pendingApproval) {
+        m_pendingApproval->push_back(std::move(then));
+        return;
+    }
+    m_pendingApproval.emplace();
+    m_pendingApproval->push_back(std::move(then));
+    QPointer self(this);
+    auto answered = std::make_shared<bool>(false);
+    question([self, answered](bool allowed) {
+        if (!self || *answered) return;
+        *answered = true;
+        auto waiting = std::move(*self->m_pendingApproval);
+        self->m_pendingApproval.reset();
+        for (auto& caller : waiting)
+            caller(allowed);
+    });
+}
+
+void MCPSession::sendResult(const QByteArray& id, const QJsonObject& result) {
+    send(jsonrpc + "\"id\":" + id + ",\"result\":" + compact(result) + '}');
+}
+
+void MCPSession::sendError(const std::optional<QByteArray>& id, int code, const QString& message) {
+    const QJsonObject error{{QStringLiteral("code"), code}, {QStringLiteral("message"), message}};
+    send(jsonrpc + "\"id\":" + id.value_or(QByteArrayLiteral("null")) + ",\"error\":" + compact(error) + '}');
+}
+
+void MCPSession::notify(const QString& method, const QJsonObject& params) {
+    send(compact(QJsonObject{{QStringLiteral("jsonrpc"), QStringLiteral("2.0")},
+                             {QStringLiteral("method"), method},
+                             {QStringLiteral("params"), params}}));
+}
+
+void MCPSession::notifyProgress(const QByteArray& progressToken, double progress, std::optional<double> total,
+                                const QString& message) {
+    QJsonObject rest{{QStringLiteral("progress"), progress}};
+    if (total) rest.insert(QStringLiteral("total"), *total);
+    if (!message.isEmpty()) rest.insert(QStringLiteral("message"), message);
+    // The token goes back exactly as the client wrote it.
+    QByteArray params = compact(rest);
+    params.insert(1, "\"progressToken\":" + progressToken + ',');
+    send(jsonrpc + "\"method\":\"notifications/progress\",\"params\":" + params + '}');
+}
+
+void MCPSession::send(const QByteArray& message) {
+    if (m_connection) m_connection->send(message);
+}
+
+std::optional<QString> MCPSession::friendlyName(const std::optional<QString>& name) {
+    if (!name || name->isEmpty()) return std::nullopt;
+    static const QHash<QString, QString> known{
+        {QStringLiteral("claude-ai"), QStringLiteral("Claude")},
+        {QStringLiteral("claude"), QStringLiteral("Claude")},
+        {QStringLiteral("claude desktop"), QStringLiteral("Claude")},
+        {QStringLiteral("claude-code"), QStringLiteral("Claude Code")},
+        {QStringLiteral("cursor-vscode"), QStringLiteral("Cursor")},
+        {QStringLiteral("cursor"), QStringLiteral("Cursor")},
+        {QStringLiteral("visual studio code"), QStringLiteral("VS Code")},
+        {QStringLiteral("vscode"), QStringLiteral("VS Code")},
+        {QStringLiteral("visual studio code - insiders"), QStringLiteral("VS Code")},
+        {QStringLiteral("windsurf-client"), QStringLiteral("Windsurf")},
+        {QStringLiteral("windsurf"), QStringLiteral("Windsurf")},
+        {QStringLiteral("codex-mcp-client"), QStringLiteral("Codex")},
+        {QStringLiteral("codex"), QStringLiteral("Codex")},
+        {QStringLiteral("codex_cli_rs"), QStringLiteral("Codex")},
+    };
+    return known.value(name->toLower(), *name);
+}
+
+QString MCPSession::displayName() const {
+    const auto client = friendlyName(m_clientName);
+    const auto& host = m_peer.hostAppName;
+    if (client && host) {
+        const bool related =
+            client->contains(*host, Qt::CaseInsensitive) || host->contains(*client, Qt::CaseInsensitive);
+        return related ? *client : *client + QStringLiteral(" (") + *host + u')';
+    }
+    if (host) return *host;
+    if (client) return *client;
+    return m_peer.launcherName.value_or(QStringLiteral("AI agent"));
+}
+
+QString MCPSession::approvalKey() const {
+    return m_clientName ? m_clientName->toLower() : QStringLiteral("unknown");
+}
