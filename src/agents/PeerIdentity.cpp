@@ -127,8 +127,10 @@ QString desktopEntryProgram(const QString& exec) {
     qsizetype first = 0;
     if (!words.isEmpty() && QFileInfo(words.first()).fileName() == u"env") {
         first = 1;
-        while (first < words.size() && (words[first].startsWith(u'-') || words[first].contains(u'=')))
-            ++first;
+        while (first < words.size() && (words[first].startsWith(u'-') || words[first].contains(u'='))) {
+            const bool takesValue = words[first] == u"-u" || words[first] == u"-C"; // -u NAME, -C DIR
+            first += takesValue ? 2 : 1;
+        }
     }
     return first < words.size() ? words[first] : QString();
 }

@@ -1,0 +1,256 @@
+// The agent server on a real socket, with the real pictavia-mcp: who gets a session,
+// who gets one error line, who gets nothing, and what the bridge does without Pictavia.
+#include "agents/AgentServer.h"
+#include "agents/AgentSocket.h"
+#include "agents/MCPSession.h"
+#include "platform/posix/UnixSocket.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+template <typename Condition> bool spinUntil(Condition condition, std::chrono::milliseconds timeout = 20s) {
+    const auto deadline = Clock::now() + timeout;
+    while (!condition()) {
+        if (Clock::now() >= deadline) return false;
+        QEventLoop loop;
+        QTimer::singleShot(2, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+
+// Only what an MCP client passes on, and a home of the test's own.
+QProcessEnvironment clientEnvironment(const QString& home) {
+    QProcessEnvironment environment;
+    environment.insert("HOME", home);
+    environment.insert("PATH", "/usr/bin:/bin");
+    environment.insert("USER", "tester");
+    return environment;
+}
+
+class AgentServerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(home.isValid());
+        path = AgentSocket::path(home.path(), ::getuid());
+        server = makeServer();
+        server->start();
+        ASSERT_TRUE(server->listening()) << server->lastError().value_or("").toStdString();
+        ASSERT_EQ(server->socketPath(), path);
+        ASSERT_EQ(QFileInfo(path).permissions() & (QFile::ReadOther | QFile::ReadGroup | QFile::WriteOther),
+                  0);
+    }
+
+    std::unique_ptr<AgentServer> makeServer() {
+        AgentServer::Options options;
+        options.socketPath = path;
+        options.trust = CodeIdentity::Policy{PICTAVIA_MCP_BIN, false};
+        options.hosts = PeerIdentity::Sources{"/proc", {}};
+        return std::make_unique<AgentServer>(options);
+    }
+
+    // Everything a socket receives until its end, with the server's loop running.
+    QByteArray readToEnd(int fd, std::chrono::milliseconds timeout = 10s) {
+        QByteArray received;
+        bool ended = false;
+        spinUntil(
+            [&] {
+                char chunk[4096];
+                const ssize_t n = ::recv(fd, chunk, sizeof chunk, MSG_DONTWAIT);
+                if (n > 0) received.append(chunk, n);
+                ended = n == 0 || (n < 0 && errno != EAGAIN);
+                return ended;
+            },
+            timeout);
+        EXPECT_TRUE(ended);
+        return received;
+    }
+
+    QTemporaryDir home;
+    QString path;
+    std::unique_ptr<AgentServer> server;
+};
+
+TEST_F(AgentServerTest, AConnectionThatIsNotTheBridgeGetsOneErrorLineAndIsClosed) {
+    const int fd = posix::connectTo(path.toStdString());
+    ASSERT_GE(fd, 0);
+    const auto start = Clock::now();
+    const QByteArray ping = "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"ping\"}\n";
+    ASSERT_EQ(::send(fd, ping.constData(), ping.size(), MSG_NOSIGNAL), ping.size());
+    const QByteArray received = readToEnd(fd);
+    EXPECT_GE(Clock::now() - start, 250ms);
+    ::close(fd);
+    EXPECT_EQ(received, R"({"jsonrpc":"2.0","id":null,"error":{"code":-32001,"message":)"
+                        R"("Only Pictavia's own pictavia-mcp helper may connect."}})"
+                        "\n");
+    EXPECT_TRUE(server->sessions().isEmpty());
+}
+
+TEST_F(AgentServerTest, APeerOfAnotherUserIsClosedWithoutAWord) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to connect as another user";
+    const QString setpriv = QStandardPaths::findExecutable("setpriv");
+    // The system's own: one under root's home would be out of nobody's reach.
+    const QString python = QStandardPaths::findExecutable("python3", {"/usr/bin", "/bin"});
+    if (setpriv.isEmpty() || python.isEmpty()) GTEST_SKIP() << "needs setpriv and python3";
+    // Let nobody reach the socket, which only the uid check keeps out now.
+    for (QString dir = QFileInfo(path).absolutePath(); dir.startsWith(home.path());
+         dir = QFileInfo(dir).absolutePath())
+        ::chmod(QFile::encodeName(dir).constData(), 0755);
+    ::chmod(QFile::encodeName(path).constData(), 0666);
+
+    QProcess nobody;
+    nobody.start(setpriv, {"--reuid=65534", "--regid=65534", "--clear-groups", python, "-c",
+                           "import socket, sys\n"
+                           "s = socket.socket(socket.AF_UNIX)\n"
+                           "s.connect(sys.argv[1])\n"
+                           "try: s.sendall(b'{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"ping\"}\\n')\n"
+                           "except OSError: pass\n" // already closed
+                           "s.settimeout(10)\n"
+                           "data = b''\n"
+                           "while True:\n"
+                           "    try: chunk = s.recv(65536)\n"
+                           "    except OSError: break\n" // closed with our ping unread
+                           "    if not chunk: break\n"
+                           "    data += chunk\n"
+                           "print(repr(data), 'end')\n",
+                           path});
+    ASSERT_TRUE(spinUntil([&] { return nobody.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(nobody.exitCode(), 0) << nobody.readAllStandardError().toStdString();
+    EXPECT_EQ(nobody.readAllStandardOutput(), "b'' end\n");
+    EXPECT_TRUE(server->sessions().isEmpty());
+}
+
+TEST_F(AgentServerTest, TheBridgeRelaysRequestsAndEndsWithItsInput) {
+    QProcess bridge;
+    bridge.setProcessEnvironment(clientEnvironment(home.path()));
+    bridge.start(PICTAVIA_MCP_BIN, QStringList());
+    ASSERT_TRUE(bridge.waitForStarted());
+    bridge.write(R"({"jsonrpc":"2.0","id":0,"method":"initialize","params":{"protocolVersion":"2025-03-26",)"
+                 R"("clientInfo":{"name":"claude-code","version":"1.0"}}})"
+                 "\n"
+                 R"({"jsonrpc":"2.0","method":"notifications/initialized"})"
+                 "\n"
+                 R"({"jsonrpc":"2.0","id":123456789012345678901234567890,"method":"ping"})"
+                 "\n");
+    QList<QByteArray> lines;
+    ASSERT_TRUE(spinUntil([&] {
+        while (bridge.canReadLine())
+            lines << bridge.readLine();
+        return lines.size() >= 2;
+    })) << bridge.readAllStandardError().toStdString();
+    const QJsonObject initialized = QJsonDocument::fromJson(lines[0]).object();
+    EXPECT_EQ(initialized["id"].toInt(-1), 0);
+    EXPECT_EQ(initialized["result"].toObject()["protocolVersion"], "2025-03-26");
+    EXPECT_EQ(lines[1], "{\"jsonrpc\":\"2.0\",\"id\":123456789012345678901234567890,\"result\":{}}\n");
+
+    ASSERT_EQ(server->sessions().size(), 1);
+    const MCPSession* session = server->sessions().first();
+    EXPECT_EQ(session->displayName(), "Claude Code");
+    EXPECT_EQ(session->peer().helperPID, bridge.processId());
+    EXPECT_EQ(session->peer().launcherName, QFileInfo(QCoreApplication::applicationFilePath()).fileName());
+
+    // Input ends: the bridge still delivers the last reply, then leaves; the session goes.
+    bridge.write(R"({"jsonrpc":"2.0","id":"last","method":"ping"})"
+                 "\n");
+    bridge.closeWriteChannel();
+    ASSERT_TRUE(spinUntil([&] { return bridge.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(bridge.exitCode(), 0);
+    EXPECT_EQ(bridge.readAllStandardOutput(), "{\"jsonrpc\":\"2.0\",\"id\":\"last\",\"result\":{}}\n");
+    ASSERT_TRUE(spinUntil([&] { return server->sessions().isEmpty(); }));
+}
+
+TEST_F(AgentServerTest, StoppingClosesSessionsAndRemovesTheSocket) {
+    QProcess bridge;
+    bridge.setProcessEnvironment(clientEnvironment(home.path()));
+    bridge.start(PICTAVIA_MCP_BIN, QStringList());
+    ASSERT_TRUE(spinUntil([&] { return server->sessions().size() == 1; }));
+    server->stop();
+    EXPECT_FALSE(server->listening());
+    EXPECT_TRUE(server->sessions().isEmpty());
+    EXPECT_FALSE(QFileInfo::exists(path));
+    ASSERT_TRUE(spinUntil([&] { return bridge.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(bridge.exitCode(), 1);
+    EXPECT_EQ(bridge.readAllStandardError(), "pictavia-mcp: Pictavia closed the connection.\n");
+}
+
+TEST_F(AgentServerTest, ASecondCopyStepsAsideAndAStaleSocketIsReplaced) {
+    auto second = makeServer();
+    second->start();
+    EXPECT_FALSE(second->listening());
+    EXPECT_EQ(second->lastError(), "Another copy of Pictavia is already serving AI agents.");
+    EXPECT_TRUE(posix::isServed(path.toStdString())); // the first one's socket is untouched
+    second.reset();
+    EXPECT_TRUE(posix::isServed(path.toStdString()));
+
+    // A copy that was killed leaves its socket file behind.
+    server.reset();
+    const auto listened = posix::listenAt(path.toStdString(), 1, 0600);
+    ASSERT_TRUE(std::holds_alternative<int>(listened));
+    ::close(std::get<int>(listened));
+    ASSERT_TRUE(QFileInfo::exists(path));
+    server = makeServer();
+    server->start();
+    EXPECT_TRUE(server->listening());
+    EXPECT_EQ(server->lastError(), std::nullopt);
+
+    AgentServer::Options options;
+    options.socketPath = "/proc/self/no-such-folder/agent.sock";
+    AgentServer nowhere(options);
+    nowhere.start();
+    EXPECT_FALSE(nowhere.listening());
+    EXPECT_EQ(nowhere.lastError(), "Could not open the agent socket (No such file or directory).");
+}
+
+TEST(AgentBridgeAlone, WithoutPictavaItAnswersEveryRequestWithAnError) {
+    // A bridge with no pictavia beside it and nothing listening.
+    QTemporaryDir folder;
+    QTemporaryDir emptyHome;
+    const QString copy = folder.path() + "/pictavia-mcp";
+    ASSERT_TRUE(QFile::copy(PICTAVIA_MCP_BIN, copy));
+    QProcess bridge;
+    bridge.setProcessEnvironment(clientEnvironment(emptyHome.path()));
+    bridge.start(copy, QStringList());
+    bridge.write("{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"initialize\"}\n"
+                 "{\"jsonrpc\":\"2.0\",\"method\":\"notifications/initialized\"}\n"
+                 "   \n"
+                 "[{\"id\":2,\"method\":\"ping\"},{\"id\":\"3\",\"method\":\"ping\"}]\n"
+                 "not json\n");
+    bridge.closeWriteChannel();
+    ASSERT_TRUE(bridge.waitForFinished(10000));
+    EXPECT_EQ(bridge.exitCode(), 1);
+    const QList<QByteArray> lines = bridge.readAllStandardOutput().split('\n');
+    ASSERT_EQ(lines.size(), 5) << lines.join('|').toStdString();
+    const char* ids[] = {"1", "2", "\"3\"", "null"};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(lines[i].startsWith(QByteArray("{\"jsonrpc\":\"2.0\",\"id\":") + ids[i] +
+                                        ",\"error\":{\"code\":-32000,\"message\":\"Pictavia is not running"))
+            << lines[i].toStdString();
+        EXPECT_FALSE(QJsonDocument::fromJson(lines[i]).isNull());
+    }
+    const QByteArray err = bridge.readAllStandardError();
+    EXPECT_TRUE(err.startsWith("pictavia-mcp: Pictavia is not running")) << err.toStdString();
+    EXPECT_EQ(err.count('\n'), 1);
+}
+
+} // namespace
