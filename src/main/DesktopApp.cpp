@@ -1,5 +1,7 @@
 #include "main/DesktopApp.h"
 
+#include "agents/AgentServer.h"
+#include "agents/CodeIdentity.h"
 #include "app/AppPaths.h"
 #include "app/Hotkeys.h"
 #include "app/Prefs.h"
@@ -30,6 +32,7 @@
 #include <QSocketNotifier>
 #include <QUrl>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <sys/socket.h>
@@ -41,6 +44,11 @@ namespace {
 
 bool isURL(const QString& argument) {
     return argument.startsWith(QStringLiteral("pictavia:"), Qt::CaseInsensitive);
+}
+
+// Options of the resident application rather than commands.
+bool isResidentOption(const QString& argument) {
+    return argument == u"--background" || argument == u"--trust-any-agent";
 }
 
 // SIGTERM and SIGINT end the event loop, so preferences and running scripts are settled.
@@ -109,10 +117,13 @@ void handle(const QStringList& arguments, bool firstStart) {
     for (const QString& argument : arguments) {
         if (argument == u"--background")
             background = true;
+        else if (argument == u"--trust-any-agent")
+            CodeIdentity::setTrustAnyPeer(true);
         else if (isURL(argument))
             URLCommands::handle(QUrl(argument));
     }
-    if (arguments.isEmpty() && !background)
+    const bool onlyOptions = std::all_of(arguments.begin(), arguments.end(), isResidentOption);
+    if (onlyOptions && !background)
         Toast::show(firstStart ? QStringLiteral("Pictavia is running. Press Print to capture an area")
                                : QStringLiteral("Pictavia is already running"));
 }
@@ -120,7 +131,7 @@ void handle(const QStringList& arguments, bool firstStart) {
 } // namespace
 
 bool wants(const QStringList& arguments) {
-    return arguments.isEmpty() || arguments.first() == u"--background" || isURL(arguments.first());
+    return arguments.isEmpty() || isResidentOption(arguments.first()) || isURL(arguments.first());
 }
 
 int run(int argc, char** argv, const QStringList& arguments) {
@@ -170,9 +181,14 @@ int run(int argc, char** argv, const QStringList& arguments) {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(listening.error().message));
     QObject::connect(&server, &InstanceChannel::Server::received, &app,
                      [](const QStringList& arguments) { handle(arguments, false); });
+    // AI agents: served once everything else is ready, like the instance socket.
+    AgentServer& agents = AgentServer::shared();
+    agents.start();
+    if (const auto& error = agents.lastError()) std::fprintf(stderr, "pictavia: %s\n", qPrintable(*error));
     handle(arguments, true);
     if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
     const int code = QApplication::exec();
+    agents.stop();
     PostCaptureAction::waitForAll();
     HistoryIndex::shared().saveNow();
     Prefs::sync();

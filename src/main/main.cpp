@@ -19,7 +19,7 @@
 namespace {
 
 const char* const usageText = R"(Usage: pictavia [COMMAND] [options]
-       pictavia [--background] [pictavia://COMMAND?ITEMS ...]
+       pictavia [--background] [--trust-any-agent] [pictavia://COMMAND?ITEMS ...]
 
 Screenshots of an area, a window or a whole display, named, saved, copied
 and kept in a searchable history.
@@ -31,6 +31,10 @@ When it is already running, the arguments go to the running instance:
   pictavia pictavia://capture-fullscreen
   pictavia "pictavia://capture-area?x=0&y=0&width=640&height=480&copy"
   --background   start without the greeting
+  --trust-any-agent
+                 let any program of this user use the AI agent socket, not only
+                 the pictavia-mcp beside pictavia (for development; the same as
+                 PICTAVIA_TRUST_ANY_AGENT=1)
 
 URL commands: capture-area (capture), capture-window (window),
 capture-fullscreen (fullscreen), capture-previous (previous), all-in-one,
