@@ -31,3 +31,7 @@ echo "== Editor: redrawing a scene of 50 annotations, and flattening it to PNG =
 echo
 echo "== History index: 100,000 captures loaded, searched, saved; memory held =="
 "$build/bench/history_bench"
+
+echo
+echo "== AI agents: pictavia-mcp's first reply and round trips, with Pictavia running =="
+bash "$here/agent.sh" "$build"
