@@ -64,6 +64,8 @@ bool launch(const std::string& program, const std::vector<std::string>& environm
     if (child == 0) {
         ::setsid();
         if (::fork() == 0) {
+            // Nothing of the client's: no pipes, no working folder to keep busy.
+            [[maybe_unused]] const int root = ::chdir("/");
             const int null = ::open("/dev/null", O_RDWR);
             for (int fd = 0; fd < 3; ++fd)
                 ::dup2(null, fd);

@@ -1,6 +1,7 @@
 // The agent server on a real socket, with the real pictavia-mcp: who gets a session,
 // who gets one error line, who gets nothing, and what the bridge does without Pictavia.
 #include "agents/AgentServer.h"
+#include "XServer.h"
 #include "agents/AgentSocket.h"
 #include "agents/MCPSession.h"
 #include "platform/posix/UnixSocket.h"
@@ -18,8 +19,11 @@
 #include <QTimer>
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -222,7 +226,7 @@ TEST_F(AgentServerTest, ASecondCopyStepsAsideAndAStaleSocketIsReplaced) {
     EXPECT_EQ(nowhere.lastError(), "Could not open the agent socket (No such file or directory).");
 }
 
-TEST(AgentBridgeAlone, WithoutPictavaItAnswersEveryRequestWithAnError) {
+TEST(AgentBridgeAlone, WithoutPictaviaItAnswersEveryRequestWithAnError) {
     // A bridge with no pictavia beside it and nothing listening.
     QTemporaryDir folder;
     QTemporaryDir emptyHome;
@@ -251,6 +255,55 @@ TEST(AgentBridgeAlone, WithoutPictavaItAnswersEveryRequestWithAnError) {
     const QByteArray err = bridge.readAllStandardError();
     EXPECT_TRUE(err.startsWith("pictavia-mcp: Pictavia is not running")) << err.toStdString();
     EXPECT_EQ(err.count('\n'), 1);
+}
+
+TEST(AgentBridgeLaunch, WithoutPictaviaItStartsOneFromItsFolderAndRelays) {
+    // The Pictavia the bridge starts leaves the bridge's family; as subreaper this test
+    // becomes its parent and can wait for it.
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    auto display = testsupport::XServer::start({.windowManager = false});
+    QTemporaryDir home;
+    const std::string dir = home.path().toStdString();
+    QDir().mkpath(home.path() + "/config/pictavia");
+    QDir().mkpath(home.path() + "/runtime");
+    ::chmod((dir + "/runtime").c_str(), 0700);
+    QFile prefs(home.path() + "/config/pictavia/pictavia.conf");
+    ASSERT_TRUE(prefs.open(QIODevice::WriteOnly));
+    prefs.write("captureSound = false\n");
+    prefs.close();
+
+    const testsupport::ProcessOutput out =
+        display->run(PICTAVIA_MCP_BIN, {},
+                     {.environment = {{"HOME", dir},
+                                      {"XDG_CONFIG_HOME", dir + "/config"},
+                                      {"XDG_DATA_HOME", dir + "/data"},
+                                      {"XDG_RUNTIME_DIR", dir + "/runtime"}},
+                      .input = "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"initialize\",\"params\":{}}\n"
+                               "{\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"ping\"}\n",
+                      .timeout = 60s});
+
+    // The Pictavia it started keeps running; the socket's peer is it.
+    const std::string socket = AgentSocket::path(home.path(), ::getuid()).toStdString();
+    const int fd = posix::connectTo(socket);
+    const auto resident = fd >= 0 ? posix::peerCredentials(fd) : std::nullopt;
+    if (fd >= 0) ::close(fd);
+    if (resident) {
+        ::kill(resident->pid, SIGTERM);
+        int status = 0;
+        spinUntil([&] { return ::waitpid(resident->pid, &status, WNOHANG) != 0; }, 10s);
+        EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(socket))); // removed on the way out
+        ::kill(resident->pid, SIGKILL);
+        ::waitpid(resident->pid, &status, 0);
+    }
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+    EXPECT_EQ(out.exitCode, 0) << out.err;
+    ASSERT_TRUE(resident) << "no Pictavia serves " << socket;
+    const QList<QByteArray> lines = QByteArray::fromStdString(out.out).split('\n');
+    ASSERT_EQ(lines.size(), 3) << out.out;
+    EXPECT_EQ(
+        QJsonDocument::fromJson(lines[0]).object()["result"].toObject()["serverInfo"].toObject()["name"],
+        "pictavia");
+    EXPECT_EQ(lines[1], "{\"jsonrpc\":\"2.0\",\"id\":2,\"result\":{}}");
 }
 
 } // namespace
