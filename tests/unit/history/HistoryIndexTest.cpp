@@ -201,7 +201,8 @@ TEST_F(HistoryIndexTest, DeferredScansAreReadByTheNextBackfill) {
 TEST_F(HistoryIndexTest, CorruptIndexStartsEmptyAndBackfillRebuildsIt) {
     QDir().mkpath(QFileInfo(indexFile()).absolutePath());
     for (const QByteArray& bytes : {QByteArray("{\"records\": [ {\"name\": 3"), QByteArray("[1,2]"),
-                                    QByteArray("{\"records\": [1, \"x\", {}]}"), QByteArray(5000, '\xff')}) {
+                                    QByteArray("{\"records\": [1, \"x\", {}]}"), QByteArray(5000, '\xff'),
+                                    QByteArray("{\"records\": [{\"name\": \"a.png\"}]} trailing")}) {
         QFile file(indexFile());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(bytes);
