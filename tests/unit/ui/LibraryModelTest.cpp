@@ -75,7 +75,8 @@ TEST_F(LibraryModelTest, ThumbnailsArriveLaterAndUnreadableFilesStayBlank) {
     ASSERT_TRUE(waitUntil([&] {
         return !model.data(model.index(picture), ui::LibraryModel::ThumbnailRole).value<QImage>().isNull();
     }));
-    const QImage thumbnail = model.data(model.index(picture), ui::LibraryModel::ThumbnailRole).value<QImage>();
+    const QImage thumbnail =
+        model.data(model.index(picture), ui::LibraryModel::ThumbnailRole).value<QImage>();
     EXPECT_EQ(thumbnail.width(), ui::LibraryModel::thumbnailPixels);
     // The unreadable file is asked for once, answered blank, and not asked for again.
     const int blank = model.rowOf("broken.png");
