@@ -154,14 +154,14 @@ void beautifyAndExportToFolder(const QStringList& files) {
 
 void share(const QStringList& files) {
     if (!hasSelection(files)) return;
+    if (panels().revealFiles) {
+        panels().revealFiles(files);
+        return;
+    }
     QStringList folders;
     for (const QString& path : files) {
         const QString folder = QFileInfo(path).absolutePath();
         if (!folders.contains(folder)) folders << folder;
-    }
-    if (panels().revealFolders) {
-        panels().revealFolders(folders);
-        return;
     }
     for (const QString& folder : std::as_const(folders))
         QDesktopServices::openUrl(QUrl::fromLocalFile(folder));

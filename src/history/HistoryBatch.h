@@ -31,8 +31,8 @@ int beautifyAndExport(const QStringList& files, const QString& folder,
 struct Panels {
     std::function<QString(const QString& suggestedName)> chooseSaveFile;
     std::function<QString()> chooseFolder;
-    // Shows folders to the user; by default in the desktop's file manager.
-    std::function<void(const QStringList& folders)> revealFolders;
+    // Shows the files to the user; by default their folders open in the file manager.
+    std::function<void(const QStringList& files)> revealFiles;
 };
 void setPanels(Panels panels);
 
@@ -40,8 +40,8 @@ void setPanels(Panels panels);
 void exportPDF(const QStringList& files);
 void exportZIP(const QStringList& files);
 void beautifyAndExportToFolder(const QStringList& files);
-// Linux has no system-wide sharing picker: the file manager shows the files' folders,
-// from where they can be dragged or sent on.
+// Linux has no system-wide sharing picker: the file manager shows the files, from where
+// they can be dragged or sent on.
 void share(const QStringList& files);
 
 } // namespace HistoryBatch

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QFutureWatcher>
 #include <QImageReader>
 #include <QtConcurrent/QtConcurrentRun>
@@ -301,14 +302,52 @@ void HistoryIndex::backfill() {
     for (const HistoryRecord& record : std::as_const(m_records))
         if (record.width == 0 && record.kind != HistoryRecord::Kind::Video && directory.exists(record.name))
             unscanned.append(directory.filePath(record.name));
-    const QStringList files = directory.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
-    for (const QString& name : files) {
-        if (name.startsWith(u'.') || name.endsWith(QStringLiteral(".json")) || m_records.contains(name))
-            continue;
-        index(directory.filePath(name), {});
-    }
+    indexUnknownFiles();
     for (const QString& path : std::as_const(unscanned))
         enqueue(path);
+}
+
+namespace {
+
+// Captures by their extension: the index file, hidden files and the temporary files of
+// atomic writes ("name.png.Ab12Cd") are not captures.
+bool isCaptureName(const QString& name) {
+    static const QStringList extensions{
+        QStringLiteral("png"),  QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("heic"),
+        QStringLiteral("webp"), QStringLiteral("gif"), QStringLiteral("tiff"), QStringLiteral("bmp"),
+        QStringLiteral("mp4"),  QStringLiteral("mov"), QStringLiteral("m4v")};
+    return !name.startsWith(u'.') && extensions.contains(QFileInfo(name).suffix().toLower());
+}
+
+} // namespace
+
+void HistoryIndex::indexUnknownFiles() {
+    const QDir directory(m_historyDirectory);
+    const QStringList files = directory.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
+    for (const QString& name : files) {
+        if (!isCaptureName(name) || m_records.contains(name)) continue;
+        index(directory.filePath(name), {});
+    }
+}
+
+void HistoryIndex::followFolder() {
+    if (m_watcher) return;
+    QDir().mkpath(m_historyDirectory);
+    m_watcher = new QFileSystemWatcher({m_historyDirectory}, this);
+    m_folderTimer.setSingleShot(true);
+    m_folderTimer.setInterval(300);
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, &m_folderTimer, qOverload<>(&QTimer::start));
+    connect(&m_folderTimer, &QTimer::timeout, this, &HistoryIndex::syncWithFolder);
+}
+
+void HistoryIndex::syncWithFolder() {
+    const QDir directory(m_historyDirectory);
+    QStringList gone;
+    for (const HistoryRecord& record : std::as_const(m_records))
+        if (!directory.exists(record.name)) gone << record.name;
+    for (const QString& name : std::as_const(gone))
+        remove(name);
+    indexUnknownFiles();
 }
 
 void HistoryIndex::scheduleSave() {

@@ -25,6 +25,8 @@
 // in memory and writes all of it, so the last writer wins; the app rebuilds records of
 // files it does not know at its next start (backfill), and reads the text of records a
 // command line left unscanned. Good enough for occasional use from scripts.
+class QFileSystemWatcher;
+
 class HistoryIndex : public QObject {
     Q_OBJECT
 public:
@@ -67,6 +69,11 @@ public:
     // scans the records never scanned.
     void backfill();
 
+    // Keeps the records in step with the folder while the app runs: files that other
+    // processes add (a command-line capture) are indexed, records of deleted files go.
+    void followFolder();
+    void syncWithFolder();
+
     // Records new captures without reading them: a short-lived command line leaves the
     // recognition to the resident app instead of making the caller wait for it.
     void deferScans() { m_deferScans = true; }
@@ -98,6 +105,7 @@ private:
     void setHaystack(const QString& name, QByteArray haystack);
     void dropHaystack(const QString& name);
     void enqueue(const QString& path);
+    void indexUnknownFiles();
     void drain();
     void apply(const ScanResult& result);
 
@@ -119,6 +127,8 @@ private:
     bool m_deferScans = false;
     int m_writes = 0;
     QTimer m_saveTimer;
+    QFileSystemWatcher* m_watcher = nullptr;
+    QTimer m_folderTimer;
     QFuture<void> m_scanning;
     mutable QMutex m_keptMutex;
     QSet<QString> m_kept;

@@ -12,6 +12,7 @@
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
 #include "editor/ClipboardOpener.h"
+#include "history/HistoryBatch.h"
 #include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
 #include "main/InstanceChannel.h"
@@ -25,10 +26,12 @@
 #include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
 #include "ui/editor/EditorWindow.h"
+#include "ui/main/FileManager.h"
+#include "ui/main/MainWindow.h"
 
 #include <QApplication>
-#include <QDesktopServices>
 #include <QDir>
+#include <QFileDialog>
 #include <QSocketNotifier>
 #include <QUrl>
 
@@ -101,15 +104,20 @@ void installDestinations() {
     URLCommands::Destinations d;
     d.openClipboard = [] { ClipboardOpener::openClipboard(); };
     d.openFile = [](const QString& path) { ClipboardOpener::open(path); };
-    d.showHistory = [] {
-        QDir().mkpath(HistoryManager::directory());
-        QDesktopServices::openUrl(QUrl::fromLocalFile(HistoryManager::directory()));
-    };
-    d.showSettings = [] {
-        Prefs::sync();
-        QDesktopServices::openUrl(QUrl::fromLocalFile(Prefs::filePath()));
-    };
+    d.showHistory = [] { ui::MainWindow::shown(ui::MainWindow::Page::Library); };
+    d.showSettings = [] { ui::MainWindow::shown(ui::MainWindow::Page::Settings); };
     URLCommands::setDestinations(std::move(d));
+    HistoryBatch::Panels panels;
+    panels.chooseSaveFile = [](const QString& suggestedName) {
+        return QFileDialog::getSaveFileName(ui::MainWindow::existing(), QObject::tr("Export"),
+                                            QDir(Prefs::saveDirectory()).filePath(suggestedName));
+    };
+    panels.chooseFolder = [] {
+        return QFileDialog::getExistingDirectory(ui::MainWindow::existing(), QObject::tr("Export to Folder"),
+                                                 Prefs::saveDirectory());
+    };
+    panels.revealFiles = [](const QStringList& files) { ui::revealInFileManager(files); };
+    HistoryBatch::setPanels(std::move(panels));
 }
 
 void handle(const QStringList& arguments, bool firstStart) {
@@ -123,7 +131,10 @@ void handle(const QStringList& arguments, bool firstStart) {
             URLCommands::handle(QUrl(argument));
     }
     const bool onlyOptions = std::all_of(arguments.begin(), arguments.end(), isResidentOption);
-    if (onlyOptions && !background)
+    if (!onlyOptions || background) return;
+    if (firstStart && Prefs::flag(QStringLiteral("showHomeAtLaunch")))
+        ui::MainWindow::shown(ui::MainWindow::Page::Home);
+    else
         Toast::show(firstStart ? QStringLiteral("Pictavia is running. Press Print to capture an area")
                                : QStringLiteral("Pictavia is already running"));
 }
@@ -171,6 +182,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     // Every capture is recorded and searchable; files from before the index are read once.
     HistoryIndex::attachShared();
     HistoryIndex::shared().backfill();
+    HistoryIndex::shared().followFolder();
 
     ui::TrayIcon tray;
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);

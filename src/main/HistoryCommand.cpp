@@ -1,14 +1,13 @@
 #include "main/HistoryCommand.h"
 
 #include "capture/HistoryManager.h"
-#include "editor/ProjectStore.h"
+#include "history/HistoryFiles.h"
 #include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
 #include "main/PlatformSetup.h"
 
 #include <QCommandLineParser>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -178,15 +177,10 @@ int remove(const QStringList& arguments) {
                       &name))
         return *code;
     HistoryIndex& index = HistoryIndex::shared();
-    const QString path = QDir(index.historyDirectory()).filePath(name);
-    const bool isFile = !name.isEmpty() && QFileInfo(path).isFile();
-    if (!isFile && !index.record(name)) return unknown(name);
-    if (isFile && !QFile::remove(path)) {
-        std::fprintf(stderr, "pictavia: cannot delete %s\n", qPrintable(path));
+    if (const auto removed = HistoryFiles::remove(index, name); !removed) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(removed.error().message));
         return CommandLine::failed;
     }
-    index.remove(name);
-    ProjectStore::remove(name);
     return saved(index);
 }
 

@@ -9,6 +9,7 @@
 #include "capture/HistoryManager.h"
 #include "ui/AppIcon.h"
 #include "ui/PinWindow.h"
+#include "ui/main/MainWindow.h"
 
 #include <QClipboard>
 #include <QCursor>
@@ -121,11 +122,12 @@ void TrayIcon::rebuild() {
     }
     if (section("files")) {
         m_menu.addSeparator();
-        m_menu.addAction(tr("Open History"), this,
+        m_menu.addAction(tr("Open Library"), this,
                          [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://history"))); });
         m_menu.addAction(tr("Open Save Folder"), this, [] { openFolder(Prefs::saveDirectory()); });
     }
     m_menu.addSeparator();
+    m_menu.addAction(tr("Open Pictavia"), this, [] { MainWindow::shown(MainWindow::Page::Home); });
     m_menu.addAction(tr("Settings…"), this,
                      [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://settings"))); });
     m_menu.addAction(tr("Quit Pictavia"), this, &TrayIcon::quitRequested);

@@ -75,8 +75,13 @@ bool AppSession::waitForLog(const std::string& text, std::chrono::milliseconds t
 }
 
 int AppSession::windowCount(const std::string& title) {
-    const ProcessOutput out =
-        m_server.run("xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$"});
+    // xdotool takes a regular expression; titles hold dots and brackets ("Shot (2).png").
+    std::string pattern = "^";
+    for (const char c : title) {
+        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) pattern += '\\';
+        pattern += c;
+    }
+    const ProcessOutput out = m_server.run("xdotool", {"search", "--onlyvisible", "--name", pattern + "$"});
     return static_cast<int>(std::count(out.out.begin(), out.out.end(), '\n'));
 }
 

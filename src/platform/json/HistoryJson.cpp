@@ -101,12 +101,15 @@ bool read(const QString& path, const std::function<void(Fields&)>& each) {
     if (parser.iterate(bytes).get(document) != simdjson::SUCCESS) return false;
     ondemand::object root;
     if (document.get_object().get(root) != simdjson::SUCCESS) return false;
+    bool seenRecords = false;
     for (auto field : root) {
         std::string_view key;
         if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
         ondemand::value value;
         if (field.value().get(value) != simdjson::SUCCESS) return false;
-        if (key != "records") continue;
+        // A second "records" key is skipped: each record is read once.
+        if (key != "records" || seenRecords) continue;
+        seenRecords = true;
         ondemand::array records;
         const error_code error = value.get_array().get(records);
         if (fatal(error)) return false;
@@ -123,7 +126,10 @@ bool read(const QString& path, const std::function<void(Fields&)>& each) {
             each(fields);
         }
     }
-    return true;
+    // Text after the closing brace means the file is not what this program wrote.
+    // (The location is out of bounds exactly when everything was read.)
+    const char* rest = nullptr;
+    return document.current_location().get(rest) != simdjson::SUCCESS;
 }
 
 } // namespace historyjson

@@ -12,6 +12,7 @@
 #include <QImage>
 #include <QThread>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -35,6 +36,12 @@ protected:
         const QString path = HistoryManager::directory() + "/" + name;
         image.save(path);
         return path;
+    }
+    static bool waitUntil(const std::function<bool()>& done) {
+        QDeadlineTimer deadline(5000);
+        while (!done() && !deadline.hasExpired())
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        return done();
     }
     static void pump(int ms) {
         QDeadlineTimer deadline(ms);
@@ -194,7 +201,8 @@ TEST_F(HistoryIndexTest, DeferredScansAreReadByTheNextBackfill) {
 TEST_F(HistoryIndexTest, CorruptIndexStartsEmptyAndBackfillRebuildsIt) {
     QDir().mkpath(QFileInfo(indexFile()).absolutePath());
     for (const QByteArray& bytes : {QByteArray("{\"records\": [ {\"name\": 3"), QByteArray("[1,2]"),
-                                    QByteArray("{\"records\": [1, \"x\", {}]}"), QByteArray(5000, '\xff')}) {
+                                    QByteArray("{\"records\": [1, \"x\", {}]}"), QByteArray(5000, '\xff'),
+                                    QByteArray("{\"records\": [{\"name\": \"a.png\"}]} trailing")}) {
         QFile file(indexFile());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(bytes);
@@ -259,6 +267,19 @@ TEST_F(HistoryIndexTest, PipelinePruningSparesKeptCapturesAndForgetsTheRest) {
     QStringList names = index->records().keys();
     names.sort();
     EXPECT_EQ(names, (QStringList{"n1.png", "n3.png", "n4.png"}));
+}
+
+TEST_F(HistoryIndexTest, FollowingTheFolderPicksUpOtherProcessesChanges) {
+    auto index = open();
+    index->followFolder();
+    const QString added = writeImage("from the command line.png");
+    writeImage("upload.png.Xy12Ab"); // an atomic write's temporary file
+    ASSERT_TRUE(waitUntil([&] { return index->record("from the command line.png").has_value(); }));
+    index->waitForScans();
+    EXPECT_TRUE(index->matches("from the command line.png", "invoice"));
+    EXPECT_FALSE(index->record("upload.png.Xy12Ab"));
+    QFile::remove(added);
+    EXPECT_TRUE(waitUntil([&] { return !index->record("from the command line.png"); }));
 }
 
 } // namespace

@@ -1,0 +1,83 @@
+#include "ui/main/MainWindow.h"
+
+#include "history/HistoryIndex.h"
+#include "ui/AppIcon.h"
+#include "ui/main/HomePage.h"
+#include "ui/main/LibraryPage.h"
+#include "ui/main/SettingsPage.h"
+
+#include <QHBoxLayout>
+#include <QListWidget>
+#include <QPointer>
+#include <QStackedWidget>
+
+namespace ui {
+namespace {
+
+QPointer<MainWindow>& instance() {
+    static QPointer<MainWindow> window;
+    return window;
+}
+
+} // namespace
+
+MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
+    : QWidget(parent), m_sidebar(new QListWidget(this)), m_pages(new QStackedWidget(this)),
+      m_home(new HomePage(index, this)), m_library(new LibraryPage(index, this)),
+      m_settings(new SettingsPage(this)) {
+    setWindowTitle(QStringLiteral("Pictavia"));
+    setWindowIcon(appIcon());
+    resize(1100, 720);
+
+    for (const QString& name : {tr("Home"), tr("Library"), tr("Settings")})
+        m_sidebar->addItem(name);
+    m_sidebar->setFixedWidth(170);
+    m_sidebar->setFrameShape(QFrame::NoFrame);
+    m_sidebar->setSpacing(3);
+    QFont font = m_sidebar->font();
+    font.setPointSizeF(font.pointSizeF() * 1.1);
+    m_sidebar->setFont(font);
+    m_sidebar->setBackgroundRole(QPalette::Window);
+    m_pages->addWidget(m_home);
+    m_pages->addWidget(m_library);
+    m_pages->addWidget(m_settings);
+
+    auto* layout = new QHBoxLayout(this);
+    layout->addWidget(m_sidebar);
+    layout->addWidget(m_pages, 1);
+    connect(m_sidebar, &QListWidget::currentRowChanged, m_pages, &QStackedWidget::setCurrentIndex);
+    connect(m_home, &HomePage::showLibrary, this, [this] { showPage(Page::Library); });
+    connect(m_settings, &SettingsPage::changed, this, &MainWindow::preferenceChanged);
+    m_sidebar->setCurrentRow(0);
+}
+
+MainWindow* MainWindow::existing() {
+    return instance().data();
+}
+
+MainWindow& MainWindow::shown(Page page) {
+    if (!instance()) instance() = new MainWindow(HistoryIndex::shared());
+    MainWindow& window = *instance();
+    window.showPage(page);
+    window.show();
+    window.raise();
+    window.activateWindow();
+    return window;
+}
+
+void MainWindow::showPage(Page page) {
+    m_sidebar->setCurrentRow(static_cast<int>(page));
+    switch (page) {
+    case Page::Home:
+        break;
+    case Page::Library:
+        m_library->focusSearch();
+        break;
+    case Page::Settings:
+        m_settings->reload();
+        m_settings->focusSearch();
+        break;
+    }
+}
+
+} // namespace ui

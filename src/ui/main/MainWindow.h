@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QWidget>
+
+class HistoryIndex;
+class QListWidget;
+class QStackedWidget;
+
+namespace ui {
+
+class HomePage;
+class LibraryPage;
+class SettingsPage;
+
+// The application's one main window: home, the library of captures and the settings,
+// picked in a sidebar. Closing it hides it; the application goes on in the tray.
+class MainWindow : public QWidget {
+    Q_OBJECT
+public:
+    enum class Page { Home, Library, Settings };
+
+    explicit MainWindow(HistoryIndex& index, QWidget* parent = nullptr);
+
+    // The window of this run, made on first use, on the page asked for and in front.
+    static MainWindow& shown(Page page);
+    // The window when it was made, else null.
+    static MainWindow* existing();
+
+    void showPage(Page page);
+
+signals:
+    // A preference was changed on the settings page.
+    void preferenceChanged(const QString& key);
+
+private:
+    QListWidget* m_sidebar;
+    QStackedWidget* m_pages;
+    HomePage* m_home;
+    LibraryPage* m_library;
+    SettingsPage* m_settings;
+};
+
+} // namespace ui

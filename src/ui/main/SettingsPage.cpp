@@ -1,0 +1,213 @@
+#include "ui/main/SettingsPage.h"
+
+#include "app/Prefs.h"
+#include "app/SettingsCatalog.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace ui {
+
+using SettingsCatalog::Control;
+using SettingsCatalog::Setting;
+
+SettingsPage::SettingsPage(QWidget* parent)
+    : QWidget(parent), m_search(new QLineEdit(this)), m_nothing(new QLabel(this)) {
+    m_search->setPlaceholderText(tr("Search settings"));
+    m_search->setClearButtonEnabled(true);
+    m_nothing->setForegroundRole(QPalette::PlaceholderText);
+    m_nothing->setAlignment(Qt::AlignCenter);
+    m_nothing->hide();
+
+    auto* content = new QWidget;
+    auto* rows = new QVBoxLayout(content);
+    rows->setSpacing(2);
+    for (const QString& section : SettingsCatalog::sections()) {
+        auto* header = new QLabel(section, content);
+        QFont font = header->font();
+        font.setPointSizeF(font.pointSizeF() * 1.15);
+        font.setWeight(QFont::DemiBold);
+        header->setFont(font);
+        header->setContentsMargins(0, 14, 0, 4);
+        rows->addWidget(header);
+        m_headers.insert(section, header);
+        for (const Setting& setting : SettingsCatalog::settings())
+            if (setting.section == section) rows->addWidget(makeRow(setting));
+    }
+    rows->addStretch(1);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidget(content);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_search);
+    layout->addWidget(m_nothing);
+    layout->addWidget(scroll, 1);
+    connect(m_search, &QLineEdit::textChanged, this, &SettingsPage::search);
+    // Return takes the keyboard to the first setting found.
+    connect(m_search, &QLineEdit::returnPressed, this, [this] {
+        for (const Setting& setting : SettingsCatalog::settings())
+            if (m_rows.value(setting.key)->isVisible()) {
+                QWidget* control = m_controls.value(setting.key);
+                if (auto* edit = control->findChild<QLineEdit*>(QStringLiteral("value"))) control = edit;
+                control->setFocus(Qt::TabFocusReason);
+                return;
+            }
+    });
+    reload();
+}
+
+void SettingsPage::focusSearch() {
+    m_search->setFocus();
+    m_search->selectAll();
+}
+
+QWidget* SettingsPage::makeRow(const Setting& setting) {
+    auto* row = new QWidget;
+    auto* title = new QLabel(setting.title, row);
+    auto* detail = new QLabel(setting.detail, row);
+    detail->setForegroundRole(QPalette::PlaceholderText);
+    detail->setWordWrap(true);
+    QFont small = detail->font();
+    small.setPointSizeF(small.pointSizeF() * 0.9);
+    detail->setFont(small);
+    auto* words = new QVBoxLayout;
+    words->setSpacing(0);
+    words->addWidget(title);
+    words->addWidget(detail);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addLayout(words, 1);
+    QWidget* control = makeControl(setting);
+    control->setParent(row);
+    layout->addWidget(control, 0, Qt::AlignVCenter);
+    title->setBuddy(control);
+    row->setToolTip(setting.key);
+    m_rows.insert(setting.key, row);
+    m_controls.insert(setting.key, control);
+    return row;
+}
+
+QWidget* SettingsPage::makeControl(const Setting& setting) {
+    const QString key = setting.key;
+    switch (setting.control) {
+    case Control::Toggle: {
+        auto* box = new QCheckBox;
+        box->setAccessibleName(setting.title);
+        connect(box, &QCheckBox::toggled, this, [this, key](bool on) { write(key, on); });
+        return box;
+    }
+    case Control::Number:
+    case Control::Percent: {
+        auto* spin = new QSpinBox;
+        spin->setRange(setting.minimum, setting.maximum);
+        if (!setting.unit.isEmpty())
+            spin->setSuffix(setting.unit == u"%" ? setting.unit : u' ' + setting.unit);
+        spin->setAccessibleName(setting.title);
+        const bool percent = setting.control == Control::Percent;
+        connect(spin, &QSpinBox::valueChanged, this, [this, key, percent](int value) {
+            write(key, percent ? QVariant(value / 100.0) : QVariant(value));
+        });
+        return spin;
+    }
+    case Control::Choice: {
+        auto* combo = new QComboBox;
+        for (const SettingsCatalog::Choice& choice : setting.choices)
+            combo->addItem(choice.label, choice.value);
+        combo->setAccessibleName(setting.title);
+        connect(combo, &QComboBox::activated, this,
+                [this, key, combo](int index) { write(key, combo->itemData(index).toString()); });
+        return combo;
+    }
+    case Control::Text:
+    case Control::Folder:
+    case Control::File: {
+        auto* holder = new QWidget;
+        auto* layout = new QHBoxLayout(holder);
+        layout->setContentsMargins(0, 0, 0, 0);
+        auto* edit = new QLineEdit(holder);
+        edit->setObjectName(QStringLiteral("value"));
+        edit->setMinimumWidth(260);
+        edit->setAccessibleName(setting.title);
+        layout->addWidget(edit);
+        connect(edit, &QLineEdit::editingFinished, this, [this, key, edit] { write(key, edit->text()); });
+        if (setting.control != Control::Text) {
+            auto* choose = new QPushButton(tr("Choose…"), holder);
+            layout->addWidget(choose);
+            const bool folder = setting.control == Control::Folder;
+            connect(choose, &QPushButton::clicked, this, [this, key, edit, folder] {
+                const QString start = folder ? Prefs::saveDirectory() : edit->text();
+                const QString chosen =
+                    folder ? QFileDialog::getExistingDirectory(this, tr("Choose a Folder"), start)
+                           : QFileDialog::getOpenFileName(this, tr("Choose a File"), start);
+                if (chosen.isEmpty()) return;
+                edit->setText(chosen);
+                write(key, chosen);
+            });
+        }
+        return holder;
+    }
+    }
+    return new QWidget;
+}
+
+void SettingsPage::write(const QString& key, const QVariant& value) {
+    if (Prefs::value(key) == value) return;
+    Prefs::setValue(key, value);
+    emit changed(key);
+}
+
+void SettingsPage::reload() {
+    for (const Setting& setting : SettingsCatalog::settings()) {
+        QWidget* control = m_controls.value(setting.key);
+        const QSignalBlocker quiet(control);
+        const QVariant value = Prefs::value(setting.key);
+        if (auto* box = qobject_cast<QCheckBox*>(control)) {
+            box->setChecked(value.toBool());
+        } else if (auto* spin = qobject_cast<QSpinBox*>(control)) {
+            spin->setValue(setting.control == Control::Percent ? int(std::lround(value.toDouble() * 100))
+                                                               : value.toInt());
+        } else if (auto* combo = qobject_cast<QComboBox*>(control)) {
+            // A value written by hand that the list lacks is shown, not replaced.
+            int index = combo->findData(value.toString());
+            if (index < 0) {
+                combo->addItem(value.toString(), value.toString());
+                index = combo->count() - 1;
+            }
+            combo->setCurrentIndex(index);
+        } else if (auto* edit = control->findChild<QLineEdit*>(QStringLiteral("value"))) {
+            edit->setText(value.toString());
+        }
+    }
+}
+
+void SettingsPage::search(const QString& query) {
+    if (m_search->text() != query) m_search->setText(query);
+    QHash<QString, bool> sectionShown;
+    for (const Setting& setting : SettingsCatalog::settings()) {
+        const bool shown = SettingsCatalog::matches(setting, query);
+        m_rows.value(setting.key)->setVisible(shown);
+        sectionShown[setting.section] |= shown;
+    }
+    bool any = false;
+    for (auto it = m_headers.begin(); it != m_headers.end(); ++it) {
+        it.value()->setVisible(sectionShown.value(it.key()));
+        any |= sectionShown.value(it.key());
+    }
+    m_nothing->setText(tr("No setting matches “%1”.").arg(query.trimmed()));
+    m_nothing->setVisible(!any);
+}
+
+} // namespace ui
