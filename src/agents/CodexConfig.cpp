@@ -100,6 +100,9 @@ QByteArray basicString(const QString& text) {
 Stripped strip(const QByteArray& text) {
     Stripped result;
     Header section = Header::other;
+    // Comment lines at the end of Pictavia's section, right above someone else's table,
+    // are that table's and stay with it.
+    QByteArrayList attached;
     for (qsizetype start = 0; start < text.size();) {
         const qsizetype newline = text.indexOf('\n', start);
         const qsizetype end = newline < 0 ? text.size() : newline + 1;
@@ -109,16 +112,22 @@ Stripped strip(const QByteArray& text) {
         if (trimmed.startsWith('[')) {
             section = headerKind(trimmed);
             if (section == Header::other) {
+                result.lines += attached;
                 result.lines.append(line);
             } else {
                 result.found = true;
             }
+            attached.clear();
             continue;
         }
         if (section == Header::other) {
             result.lines.append(line);
             continue;
         }
+        if (trimmed.startsWith('#'))
+            attached.append(line);
+        else
+            attached.clear();
         // Only the main table's own key counts: a sub-table such as [mcp_servers.pictavia.env]
         // may well hold a variable called "command".
         const qsizetype equals = trimmed.indexOf('=');

@@ -19,7 +19,8 @@ struct Stripped {
 };
 
 // Removes [mcp_servers.pictavia] and its sub-tables ([mcp_servers.pictavia.env] and the
-// like) with every line in them, up to the next table of anyone else.
+// like) with every line in them, up to the next table of anyone else; only comments
+// directly above that table stay, as its own.
 Stripped strip(const QByteArray& text);
 
 // The stripped lines joined back into a file.
