@@ -22,6 +22,8 @@ packages=(
   libarchive-dev
   # history: parsing the index file
   libsimdjson-dev
+  # tests: reading the Codex configuration the agent installer writes
+  libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # pictavia:// URLs opened through the desktop's handler registry

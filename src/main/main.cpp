@@ -1,5 +1,6 @@
 // pictavia: the desktop application and its command line.
 
+#include "main/AgentsCommand.h"
 #include "main/CaptureCommand.h"
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
@@ -54,6 +55,9 @@ Commands:
   history export --pdf|--zip|--styled DEST NAMES...
                                    captures from the history as one PDF, one ZIP or
                                    styled copies in a folder
+  agents status|connect|disconnect [CLIENT]
+                                   Pictavia's MCP server in AI clients (Claude, Codex,
+                                   Cursor, VS Code, Windsurf; see "pictavia agents --help")
   help                             show this help
 )";
 
@@ -104,6 +108,8 @@ int main(int argc, char** argv) {
         code = runHistoryExportCommand(rest.mid(1));
     else if (command == u"history")
         code = runHistoryCommand(rest);
+    else if (command == u"agents")
+        code = runAgentsCommand(rest);
     else
         std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
     // Everything a command leaves behind is written by now (files, preferences, output);
