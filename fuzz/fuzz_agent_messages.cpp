@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         LineFramer framer;
         while (left > 0) {
             const qsizetype n = std::min(left, cut);
-            if (!framer.append(bytes, n, [&](QByteArray message) { session.receive(message); })) break;
+            if (!framer.append(bytes, n, [&](const QByteArray& message) { session.receive(message); })) break;
             bytes += n;
             left -= n;
         }

@@ -43,7 +43,7 @@ void AgentConnection::readAvailable() {
     }
     // A handler may close the connection or even delete it.
     QPointer self(this);
-    const bool fits = m_framer.commit(n, [&](QByteArray message) {
+    const bool fits = m_framer.commit(n, [&](const QByteArray& message) {
         if (self && onMessage) onMessage(message);
     });
     if (self && !fits) close();

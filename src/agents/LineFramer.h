@@ -14,7 +14,7 @@ public:
     static constexpr qsizetype readChunk = 256 * 1024;
     static constexpr qsizetype maxRemainder = 64 * 1024 * 1024;
 
-    using Deliver = std::function<void(QByteArray message)>;
+    using Deliver = std::function<void(const QByteArray& message)>;
 
     // Room for readChunk bytes; valid until the next commit.
     char* prepare();

@@ -152,7 +152,7 @@ void MCPSession::cancelAll() {
         task->cancel();
 }
 
-void MCPSession::awaitApproval(std::function<void(Answer)> question, Answer then) {
+void MCPSession::awaitApproval(const std::function<void(Answer)>& question, Answer then) {
     if (m_pendingApproval) {
         m_pendingApproval->push_back(std::move(then));
         return;

@@ -55,7 +55,7 @@ public:
     // Asks `question` once at a time: calls arriving while it is open get the same
     // answer. `question` answers through the function it is given.
     using Answer = std::function<void(bool)>;
-    void awaitApproval(std::function<void(Answer)> question, Answer then);
+    void awaitApproval(const std::function<void(Answer)>& question, Answer then);
 
     const QUuid& id() const { return m_id; }
     const PeerIdentity& peer() const { return m_peer; }

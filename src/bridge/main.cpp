@@ -56,6 +56,7 @@ int connectToPictavia(const std::string& path, std::string& problem) {
 // Starts `pictavia --background`, detached from this process and its pipes.
 bool launch(const std::string& program, const std::vector<std::string>& environment) {
     std::vector<char*> env;
+    env.reserve(environment.size() + 1);
     for (const std::string& entry : environment)
         env.push_back(const_cast<char*>(entry.c_str()));
     env.push_back(nullptr);

@@ -12,8 +12,9 @@ std::vector<QByteArray> feed(LineFramer& framer, const std::vector<QByteArray>& 
     std::vector<QByteArray> messages;
     bool ok = true;
     for (const QByteArray& bytes : reads)
-        ok = framer.append(bytes.constData(), bytes.size(), [&](QByteArray m) { messages.push_back(m); }) &&
-             ok;
+        ok = framer.append(bytes.constData(), bytes.size(), [&](const QByteArray& m) {
+            messages.push_back(m);
+        }) && ok;
     if (fits) *fits = ok;
     return messages;
 }
