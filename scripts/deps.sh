@@ -38,6 +38,14 @@ packages=(
   python3 dbus-daemon
 )
 
+# The MCP client library the end-to-end tests drive pictavia-mcp with, where npm is at
+# hand; without it that test is skipped.
+mcp_client="$(cd "$(dirname "$0")/.." && pwd)/tests/e2e/mcp"
+if command -v npm >/dev/null && [ ! -d "$mcp_client/node_modules/@modelcontextprotocol/sdk" ]; then
+  npm install --prefix "$mcp_client" --no-package-lock --no-audit --no-fund --silent >/dev/null 2>&1 ||
+    echo "deps: could not install the MCP client library; its end-to-end test is skipped" >&2
+fi
+
 missing=()
 for p in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
