@@ -1,5 +1,6 @@
 #include "editor/EditorModel.h"
 #include "editor/ProjectStore.h"
+#include "support/EventLoop.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,7 @@
 namespace {
 
 using testsupport::PlatformTest;
+using testsupport::waitUntil;
 
 QImage canvas(int w = 200, int h = 100) {
     QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
@@ -24,12 +26,6 @@ Annotation mark(EditorTool tool, QPointF p1, QPointF p2 = {}, int number = 1) {
     a.p2 = p2;
     a.number = number;
     return a;
-}
-
-template <typename Done> void waitUntil(Done done) {
-    QDeadlineTimer deadline(5000);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
 class EditorModelTest : public PlatformTest {};

@@ -3,6 +3,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/OutputPipeline.h"
 #include "editor/ProjectStore.h"
+#include "support/EventLoop.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -16,6 +17,8 @@
 #include <memory>
 
 namespace {
+
+using testsupport::waitUntil;
 
 class HistoryIndexTest : public testsupport::PlatformTest {
 protected:
@@ -36,12 +39,6 @@ protected:
         const QString path = HistoryManager::directory() + "/" + name;
         image.save(path);
         return path;
-    }
-    static bool waitUntil(const std::function<bool()>& done) {
-        QDeadlineTimer deadline(5000);
-        while (!done() && !deadline.hasExpired())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        return done();
     }
     static void pump(int ms) {
         QDeadlineTimer deadline(ms);

@@ -2,6 +2,7 @@
 
 #include "capture/HistoryManager.h"
 #include "history/HistoryIndex.h"
+#include "support/EventLoop.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -13,6 +14,8 @@
 #include <memory>
 
 namespace {
+
+using testsupport::waitUntil;
 
 class LibraryModelTest : public testsupport::PlatformTest {
 protected:
@@ -30,13 +33,6 @@ protected:
         image.save(path, "PNG");
         index->index(path, {});
         return path;
-    }
-
-    static bool waitUntil(const std::function<bool()>& done) {
-        QDeadlineTimer deadline(5000);
-        while (!done() && !deadline.hasExpired())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        return done();
     }
 
     std::unique_ptr<HistoryIndex> index;
