@@ -338,6 +338,10 @@ void AgentAccess::authorize(Category category, const QString& action, MCPSession
     });
 }
 
+void AgentAccess::announceAction(const QString& text) {
+    if (announce() && m_announcer) m_announcer(text);
+}
+
 void AgentAccess::addActivity(ActivityEntry entry) {
     m_activity.prepend(std::move(entry));
     while (m_activity.size() > activityLimit)

@@ -61,6 +61,12 @@ public:
     ~AgentAccess() override;
 
     void setAsker(Asker asker) { m_asker = std::move(asker); }
+    // Shows a notice on screen; set by the window layer.
+    void setAnnouncer(std::function<void(const QString& text)> announcer) {
+        m_announcer = std::move(announcer);
+    }
+    // "Claude took a screenshot": shown when the user wants notices of agent actions.
+    void announceAction(const QString& text);
 
     bool enabled() const;
     void setEnabled(bool on);
@@ -109,4 +115,5 @@ private:
     QList<ActivityEntry> m_activity;
     QTimer m_saveTimer;
     Asker m_asker;
+    std::function<void(const QString&)> m_announcer;
 };

@@ -1,5 +1,6 @@
 #include "main/DesktopApp.h"
 
+#include "agents/AgentAccess.h"
 #include "agents/AgentServer.h"
 #include "agents/CodeIdentity.h"
 #include "app/AppPaths.h"
@@ -25,6 +26,7 @@
 #include "ui/QuickAccessOverlay.h"
 #include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
+#include "ui/agents/AgentPromptPanel.h"
 #include "ui/editor/EditorWindow.h"
 #include "ui/main/FileManager.h"
 #include "ui/main/MainWindow.h"
@@ -194,6 +196,8 @@ int run(int argc, char** argv, const QStringList& arguments) {
     QObject::connect(&server, &InstanceChannel::Server::received, &app,
                      [](const QStringList& arguments) { handle(arguments, false); });
     // AI agents: served once everything else is ready, like the instance socket.
+    AgentAccess::shared().setAsker(&ui::AgentPromptPanel::ask);
+    AgentAccess::shared().setAnnouncer(&ui::AgentNotice::show);
     AgentServer& agents = AgentServer::shared();
     agents.start();
     if (const auto& error = agents.lastError()) std::fprintf(stderr, "pictavia: %s\n", qPrintable(*error));
@@ -201,6 +205,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     if (!failures.isEmpty()) Toast::show(Hotkeys::failureMessage(failures), 6.0);
     const int code = QApplication::exec();
     agents.stop();
+    AgentAccess::shared().saveActivityNow();
     PostCaptureAction::waitForAll();
     HistoryIndex::shared().saveNow();
     Prefs::sync();

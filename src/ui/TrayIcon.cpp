@@ -128,6 +128,8 @@ void TrayIcon::rebuild() {
     }
     m_menu.addSeparator();
     m_menu.addAction(tr("Open Pictavia"), this, [] { MainWindow::shown(MainWindow::Page::Home); });
+    if (section("agents"))
+        m_menu.addAction(tr("AI Agents…"), this, [] { MainWindow::shown(MainWindow::Page::Agents); });
     m_menu.addAction(tr("Settings…"), this,
                      [] { URLCommands::handle(QUrl(QStringLiteral("pictavia://settings"))); });
     m_menu.addAction(tr("Quit Pictavia"), this, &TrayIcon::quitRequested);

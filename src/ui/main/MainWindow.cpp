@@ -1,7 +1,9 @@
 #include "ui/main/MainWindow.h"
 
+#include "agents/AgentAccess.h"
 #include "history/HistoryIndex.h"
 #include "ui/AppIcon.h"
+#include "ui/main/AgentsPage.h"
 #include "ui/main/HomePage.h"
 #include "ui/main/LibraryPage.h"
 #include "ui/main/SettingsPage.h"
@@ -29,7 +31,7 @@ MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
     setWindowIcon(appIcon());
     resize(1100, 720);
 
-    for (const QString& name : {tr("Home"), tr("Library"), tr("Settings")})
+    for (const QString& name : {tr("Home"), tr("Library"), tr("AI Agents"), tr("Settings")})
         m_sidebar->addItem(name);
     m_sidebar->setFixedWidth(170);
     m_sidebar->setFrameShape(QFrame::NoFrame);
@@ -40,6 +42,7 @@ MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
     m_sidebar->setBackgroundRole(QPalette::Window);
     m_pages->addWidget(m_home);
     m_pages->addWidget(m_library);
+    m_pages->addWidget(m_agents);
     m_pages->addWidget(m_settings);
 
     auto* layout = new QHBoxLayout(this);
@@ -72,6 +75,9 @@ void MainWindow::showPage(Page page) {
         break;
     case Page::Library:
         m_library->focusSearch();
+        break;
+    case Page::Agents:
+        m_agents->reload();
         break;
     case Page::Settings:
         m_settings->reload();

@@ -8,16 +8,17 @@ class QStackedWidget;
 
 namespace ui {
 
+class AgentsPage;
 class HomePage;
 class LibraryPage;
 class SettingsPage;
 
-// The application's one main window: home, the library of captures and the settings,
-// picked in a sidebar. Closing it hides it; the application goes on in the tray.
+// The application's one main window: home, the library of captures, AI agents and the
+// settings, picked in a sidebar. Closing it hides it; the application goes on in the tray.
 class MainWindow : public QWidget {
     Q_OBJECT
 public:
-    enum class Page { Home, Library, Settings };
+    enum class Page { Home, Library, Agents, Settings };
 
     explicit MainWindow(HistoryIndex& index, QWidget* parent = nullptr);
 
@@ -37,6 +38,7 @@ private:
     QStackedWidget* m_pages;
     HomePage* m_home;
     LibraryPage* m_library;
+    AgentsPage* m_agents;
     SettingsPage* m_settings;
 };
 
