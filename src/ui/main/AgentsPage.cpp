@@ -93,7 +93,8 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
         connect(combo, &QComboBox::activated, this, [this, combo, category](int index) {
             m_access.setPolicy(static_cast<AgentAccess::Policy>(combo->itemData(index).toInt()), category);
         });
-        policyForm->addRow(AgentAccess::actionTitle(category), combo);
+        // "&" would be taken for a mnemonic.
+        policyForm->addRow(AgentAccess::actionTitle(category).replace(u'&', QStringLiteral("&&")), combo);
         m_policies.append(combo);
     }
     layout->addLayout(policyForm);

@@ -26,7 +26,7 @@ QPointer<MainWindow>& instance() {
 MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
     : QWidget(parent), m_sidebar(new QListWidget(this)), m_pages(new QStackedWidget(this)),
       m_home(new HomePage(index, this)), m_library(new LibraryPage(index, this)),
-      m_settings(new SettingsPage(this)) {
+      m_agents(new AgentsPage(AgentAccess::shared(), this)), m_settings(new SettingsPage(this)) {
     setWindowTitle(QStringLiteral("Pictavia"));
     setWindowIcon(appIcon());
     resize(1100, 720);
