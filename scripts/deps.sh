@@ -38,13 +38,22 @@ packages=(
   python3 dbus-daemon
 )
 
-# The MCP client library the end-to-end tests drive pictavia-mcp with, where npm is at
-# hand; without it that test is skipped.
-mcp_client="$(cd "$(dirname "$0")/.." && pwd)/tests/e2e/mcp"
-if command -v npm >/dev/null && [ ! -d "$mcp_client/node_modules/@modelcontextprotocol/sdk" ]; then
-  npm install --prefix "$mcp_client" --no-package-lock --no-audit --no-fund --silent >/dev/null 2>&1 ||
-    echo "deps: could not install the MCP client library; its end-to-end test is skipped" >&2
-fi
+# npm for the MCP clients below, from Debian where no Node.js is installed yet.
+command -v npm >/dev/null || packages+=(nodejs npm)
+
+install_mcp_clients() {
+  # The MCP clients the end-to-end tests drive pictavia-mcp with (tests/e2e/mcp/package.json).
+  local dir
+  dir="$(cd "$(dirname "$0")/.." && pwd)/tests/e2e/mcp"
+  command -v npm >/dev/null || return 0
+  for module in @modelcontextprotocol/sdk @modelcontextprotocol/conformance supergateway node; do
+    if [ ! -f "$dir/node_modules/$module/package.json" ]; then
+      npm install --prefix "$dir" --no-package-lock --no-audit --no-fund --silent >/dev/null 2>&1 ||
+        echo "deps: could not install the MCP clients from npm; their end-to-end tests are skipped" >&2
+      return 0
+    fi
+  done
+}
 
 missing=()
 for p in "${packages[@]}"; do
@@ -53,7 +62,10 @@ for p in "${packages[@]}"; do
   fi
 done
 
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -eq 0 ]; then
+  install_mcp_clients
+  exit 0
+fi
 
 sudo=""
 if [ "$(id -u)" -ne 0 ]; then
@@ -64,3 +76,4 @@ echo "deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 $sudo apt-get update -qq
 $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+install_mcp_clients
