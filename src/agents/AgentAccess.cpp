@@ -3,6 +3,7 @@
 #include "agents/MCPSession.h"
 #include "app/AppPaths.h"
 #include "app/Prefs.h"
+#include "common/RawValues.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,10 +25,6 @@ const QString approvedKey = QStringLiteral("agentApprovedClients");
 constexpr AgentAccess::Category categories[] = {AgentAccess::Category::capture, AgentAccess::Category::record,
                                                 AgentAccess::Category::history,
                                                 AgentAccess::Category::manage};
-constexpr AgentAccess::Policy policies[] = {AgentAccess::Policy::allow, AgentAccess::Policy::ask,
-                                            AgentAccess::Policy::off};
-constexpr AgentAccess::ImageSharing sharings[] = {
-    AgentAccess::ImageSharing::full, AgentAccess::ImageSharing::textOnly, AgentAccess::ImageSharing::none};
 
 bool storedFlag(const QString& key, bool fallback) {
     const QVariant value = Prefs::value(key);
@@ -76,70 +73,55 @@ AgentAccess::~AgentAccess() {
     if (m_saveTimer.isActive()) saveActivityNow();
 }
 
+namespace {
+
+struct CategoryInfo {
+    AgentAccess::Category category;
+    const char* name;
+    const char* title;
+    const char* symbol;
+};
+
+constexpr CategoryInfo categoryTable[] = {
+    {AgentAccess::Category::capture, "capture", "See the screen", "camera.viewfinder"},
+    {AgentAccess::Category::record, "record", "Record the screen", "record.circle"},
+    {AgentAccess::Category::history, "history", "Browse capture history", "clock.arrow.circlepath"},
+    {AgentAccess::Category::manage, "manage", "Delete captures & change settings", "slider.horizontal.3"},
+};
+
+const CategoryInfo& infoOf(AgentAccess::Category category) {
+    for (const CategoryInfo& info : categoryTable)
+        if (info.category == category) return info;
+    return categoryTable[0];
+}
+
+constexpr RawValues policyNames{std::array{std::pair{AgentAccess::Policy::allow, "allow"},
+                                           std::pair{AgentAccess::Policy::ask, "ask"},
+                                           std::pair{AgentAccess::Policy::off, "off"}}};
+constexpr RawValues sharingNames{std::array{std::pair{AgentAccess::ImageSharing::full, "full"},
+                                            std::pair{AgentAccess::ImageSharing::textOnly, "textOnly"},
+                                            std::pair{AgentAccess::ImageSharing::none, "none"}}};
+
+} // namespace
+
 QString AgentAccess::categoryName(Category category) {
-    switch (category) {
-    case Category::capture:
-        return QStringLiteral("capture");
-    case Category::record:
-        return QStringLiteral("record");
-    case Category::history:
-        return QStringLiteral("history");
-    case Category::manage:
-        return QStringLiteral("manage");
-    }
-    return {};
+    return QLatin1String(infoOf(category).name);
 }
 
 QString AgentAccess::actionTitle(Category category) {
-    switch (category) {
-    case Category::capture:
-        return QStringLiteral("See the screen");
-    case Category::record:
-        return QStringLiteral("Record the screen");
-    case Category::history:
-        return QStringLiteral("Browse capture history");
-    case Category::manage:
-        return QStringLiteral("Delete captures & change settings");
-    }
-    return {};
+    return QString::fromUtf8(infoOf(category).title);
 }
 
 QString AgentAccess::symbolOf(Category category) {
-    switch (category) {
-    case Category::capture:
-        return QStringLiteral("camera.viewfinder");
-    case Category::record:
-        return QStringLiteral("record.circle");
-    case Category::history:
-        return QStringLiteral("clock.arrow.circlepath");
-    case Category::manage:
-        return QStringLiteral("slider.horizontal.3");
-    }
-    return {};
+    return QLatin1String(infoOf(category).symbol);
 }
 
 QString AgentAccess::policyName(Policy policy) {
-    switch (policy) {
-    case Policy::allow:
-        return QStringLiteral("allow");
-    case Policy::ask:
-        return QStringLiteral("ask");
-    case Policy::off:
-        return QStringLiteral("off");
-    }
-    return {};
+    return policyNames.raw(policy);
 }
 
 QString AgentAccess::imageSharingName(ImageSharing sharing) {
-    switch (sharing) {
-    case ImageSharing::full:
-        return QStringLiteral("full");
-    case ImageSharing::textOnly:
-        return QStringLiteral("textOnly");
-    case ImageSharing::none:
-        return QStringLiteral("none");
-    }
-    return {};
+    return sharingNames.raw(sharing);
 }
 
 QString AgentAccess::imageSharingExplanation(ImageSharing sharing) {
@@ -166,10 +148,8 @@ void AgentAccess::setEnabled(bool on) {
 }
 
 AgentAccess::Policy AgentAccess::policy(Category category) const {
-    const QString stored = storedObject(policiesKey).value(categoryName(category)).toString();
-    for (const Policy policy : policies)
-        if (policyName(policy) == stored) return policy;
-    return defaultPolicy(category);
+    return policyNames.parse(storedObject(policiesKey).value(categoryName(category)).toString())
+        .value_or(defaultPolicy(category));
 }
 
 void AgentAccess::setPolicy(Policy policy, Category category) {
@@ -181,10 +161,7 @@ void AgentAccess::setPolicy(Policy policy, Category category) {
 }
 
 AgentAccess::ImageSharing AgentAccess::imageSharing() const {
-    const QVariant stored = Prefs::value(sharingKey);
-    for (const ImageSharing sharing : sharings)
-        if (stored.toString() == imageSharingName(sharing)) return sharing;
-    return ImageSharing::full;
+    return sharingNames.parse(Prefs::value(sharingKey).toString()).value_or(ImageSharing::full);
 }
 
 void AgentAccess::setImageSharing(ImageSharing sharing) {
