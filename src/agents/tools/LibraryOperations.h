@@ -1,0 +1,50 @@
+#pragma once
+
+#include "common/Result.h"
+#include "history/HistoryRecord.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+class HistoryIndex;
+
+// What the library tools do with the history: search it, describe one capture, keep,
+// rename and delete. Main thread.
+namespace LibraryOperations {
+
+struct SearchRequest {
+    QString query;
+    std::optional<HistoryRecord::Kind> kind;
+    std::optional<QDateTime> since;
+    std::optional<QDateTime> until;
+    bool keptOnly = false;
+    int limit = 20; // 1 to 200
+    int offset = 0;
+};
+
+// "image", "screenshot", "video", "recording", "gif"; none for anything else.
+std::optional<HistoryRecord::Kind> kindNamed(const QString& name);
+
+// ISO 8601 dates and times, "today", "yesterday", or an age like "7d", "12h", "2w" before
+// `now`; none when the text is none of these. A bare date means its start (`until`: its end).
+std::optional<QDateTime> parseDate(const QString& text, const QDateTime& now, bool endOfDay = false);
+
+// {"total", "offset", "count", "captures": [{capture_id, path, kind, date, width, height,
+// app, window, kept, duration, snippet}]}, newest first.
+QJsonObject search(const HistoryIndex& index, const SearchRequest& request);
+
+// One record as the tools list it; the snippet only when searching found one.
+QJsonObject describe(const HistoryRecord& record, const QString& path, const std::optional<QString>& snippet = {});
+
+enum class Action { Keep, Unkeep, Rename, Delete };
+std::optional<Action> actionNamed(const QString& name);
+
+// Keep, unkeep and rename; delete removes the file, its project and its record. The
+// result describes the capture afterwards ({"capture_id", "deleted": true} for delete).
+Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action action,
+                           const QString& newName = {});
+
+} // namespace LibraryOperations
