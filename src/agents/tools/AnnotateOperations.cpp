@@ -140,7 +140,8 @@ Result<Style> readStyle(const QJsonObject& object) {
     if (style.strokeWidth && (*style.strokeWidth <= 0 || *style.strokeWidth > 200))
         return Error{QStringLiteral("`stroke_width` must be between 0 and 200")};
     style.opacity = number(object.value(u"opacity"));
-    if (style.opacity) style.opacity = std::clamp(*style.opacity > 1 ? *style.opacity / 100 : *style.opacity, 0.0, 1.0);
+    if (style.opacity)
+        style.opacity = std::clamp(*style.opacity > 1 ? *style.opacity / 100 : *style.opacity, 0.0, 1.0);
     style.shadow = boolean(object.value(u"shadow"));
     style.fontSize = number(object.value(u"font_size"));
     if (style.fontSize && (*style.fontSize < 4 || *style.fontSize > 800))
@@ -149,7 +150,8 @@ Result<Style> readStyle(const QJsonObject& object) {
     if (const auto textStyle = text(object.value(u"text_style"))) {
         style.textStyle = textStyleNames.parse(textStyle->toLower());
         if (!style.textStyle)
-            return Error{QStringLiteral("`text_style` must be plain, filled or outlined, not “%1”").arg(*textStyle)};
+            return Error{
+                QStringLiteral("`text_style` must be plain, filled or outlined, not “%1”").arg(*textStyle)};
     }
     if (const auto blur = text(object.value(u"blur_style"))) {
         const QString lower = blur->toLower();
@@ -170,7 +172,8 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     if (typeName.isEmpty()) typeName = text(object.value(u"op")).value_or(QString());
     if (typeName.isEmpty()) typeName = text(object.value(u"tool")).value_or(QString());
     if (typeName.isEmpty())
-        return Error{QStringLiteral("Operation %1 has no `type` (one of %2).").arg(index).arg(names().join(u", "))};
+        return Error{
+            QStringLiteral("Operation %1 has no `type` (one of %2).").arg(index).arg(names().join(u", "))};
     const auto kind = kindNamed(typeName);
     if (!kind)
         return Error{QStringLiteral("Operation %1: unknown type “%2”. Use one of %3.")
@@ -189,7 +192,9 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         op.occurrence = int(std::lround(*occurrence));
     }
     op.position = text(object.value(u"position")).value_or(QString()).toLower();
-    if (!op.position.isEmpty() && !QStringList{QStringLiteral("below"), QStringLiteral("above"), QStringLiteral("left"), QStringLiteral("right")}.contains(op.position))
+    if (!op.position.isEmpty() && !QStringList{QStringLiteral("below"), QStringLiteral("above"),
+                                               QStringLiteral("left"), QStringLiteral("right")}
+                                       .contains(op.position))
         return fail(QStringLiteral("`position` must be below, above, left or right"));
     op.align = text(object.value(u"align")).value_or(QString()).toLower();
     op.from = point(object.value(u"from"));
@@ -199,7 +204,8 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     for (const auto& p : {op.from, op.to, op.at})
         if (p && !hasFinite(*p)) return fail(QStringLiteral("coordinates must be finite numbers"));
     if (object.contains(u"rect") && !op.rect)
-        return fail(QStringLiteral("`rect` needs x, y, width and height (an object or [x, y, width, height])"));
+        return fail(
+            QStringLiteral("`rect` needs x, y, width and height (an object or [x, y, width, height])"));
 
     const bool targeted = op.targetText.has_value();
     switch (op.kind) {
@@ -214,14 +220,16 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     case Kind::Blur:
     case Kind::Pixelate:
     case Kind::Spotlight:
-        if (!targeted && !op.rect) return fail(QStringLiteral("needs `rect` {x, y, width, height}, or `target_text`"));
+        if (!targeted && !op.rect)
+            return fail(QStringLiteral("needs `rect` {x, y, width, height}, or `target_text`"));
         if (op.rect && (op.rect->width() <= 0 || op.rect->height() <= 0))
             return fail(QStringLiteral("`rect` must have a width and height above 0"));
         break;
     case Kind::Text:
         op.text = object.value(u"text").toString();
         if (op.text.trimmed().isEmpty()) return fail(QStringLiteral("needs `text`"));
-        if (!targeted && !op.at) return fail(QStringLiteral("needs `at` {x, y} (top left of the text), or `target_text`"));
+        if (!targeted && !op.at)
+            return fail(QStringLiteral("needs `at` {x, y} (top left of the text), or `target_text`"));
         break;
     case Kind::Counter:
     case Kind::Step:
@@ -229,19 +237,23 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
             if (*n < 0 || *n > 9999) return fail(QStringLiteral("`number` must be between 0 and 9999"));
             op.number = int(std::lround(*n));
         }
-        if (!targeted && !op.at) return fail(QStringLiteral("needs `at` {x, y} (the badge's centre), or `target_text`"));
+        if (!targeted && !op.at)
+            return fail(QStringLiteral("needs `at` {x, y} (the badge's centre), or `target_text`"));
         break;
     case Kind::Emoji:
         op.text = text(object.value(u"emoji")).value_or(text(object.value(u"text")).value_or(QString()));
         if (op.text.isEmpty()) return fail(QStringLiteral("needs `emoji`, e.g. \"👍\""));
         op.size = number(object.value(u"size"));
-        if (op.size && (*op.size < 8 || *op.size > 1000)) return fail(QStringLiteral("`size` must be between 8 and 1000"));
-        if (!targeted && !op.at) return fail(QStringLiteral("needs `at` {x, y} (top left of the emoji), or `target_text`"));
+        if (op.size && (*op.size < 8 || *op.size > 1000))
+            return fail(QStringLiteral("`size` must be between 8 and 1000"));
+        if (!targeted && !op.at)
+            return fail(QStringLiteral("needs `at` {x, y} (top left of the emoji), or `target_text`"));
         break;
     case Kind::Freehand: {
         for (const auto& value : object.value(u"points").toArray()) {
             const auto p = point(value);
-            if (!p || !hasFinite(*p)) return fail(QStringLiteral("every entry of `points` must be a point {x, y} or [x, y]"));
+            if (!p || !hasFinite(*p))
+                return fail(QStringLiteral("every entry of `points` must be a point {x, y} or [x, y]"));
             op.points.append(*p);
         }
         if (op.points.size() < 2) return fail(QStringLiteral("needs `points`, at least two"));
@@ -250,9 +262,11 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     case Kind::Crop:
         if (const auto aspect = text(object.value(u"aspect"))) {
             op.aspect = parseAspect(*aspect);
-            if (!op.aspect) return fail(QStringLiteral("`aspect` must look like \"16:9\", not “%1”").arg(*aspect));
+            if (!op.aspect)
+                return fail(QStringLiteral("`aspect` must look like \"16:9\", not “%1”").arg(*aspect));
         }
-        if (!op.rect && !op.aspect) return fail(QStringLiteral("needs `rect` or `aspect` (\"16:9\", \"1:1\"…)"));
+        if (!op.rect && !op.aspect)
+            return fail(QStringLiteral("needs `rect` or `aspect` (\"16:9\", \"1:1\"…)"));
         break;
     case Kind::Rotate: {
         const auto degrees = number(object.value(u"degrees"));
@@ -263,7 +277,8 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         break;
     }
     case Kind::Flip: {
-        const QString direction = text(object.value(u"direction")).value_or(QStringLiteral("horizontal")).toLower();
+        const QString direction =
+            text(object.value(u"direction")).value_or(QStringLiteral("horizontal")).toLower();
         if (direction != u"horizontal" && direction != u"vertical")
             return fail(QStringLiteral("`direction` must be horizontal or vertical"));
         op.horizontal = direction == u"horizontal";
@@ -272,10 +287,12 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     case Kind::Resize:
         op.width = number(object.value(u"width"));
         op.scale = number(object.value(u"scale"));
-        if (!op.width && !op.scale) return fail(QStringLiteral("needs `width` (pixels) or `scale` (e.g. 0.5)"));
+        if (!op.width && !op.scale)
+            return fail(QStringLiteral("needs `width` (pixels) or `scale` (e.g. 0.5)"));
         if (op.width && (*op.width < 1 || *op.width > 20000))
             return fail(QStringLiteral("`width` must be between 1 and 20000"));
-        if (op.scale && (*op.scale <= 0 || *op.scale > 8)) return fail(QStringLiteral("`scale` must be above 0 and at most 8"));
+        if (op.scale && (*op.scale <= 0 || *op.scale > 8))
+            return fail(QStringLiteral("`scale` must be above 0 and at most 8"));
         break;
     case Kind::ExpandCanvas: {
         const double all = number(object.value(u"all")).value_or(0);
@@ -284,7 +301,8 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         op.bottom = number(object.value(u"bottom")).value_or(all);
         op.right = number(object.value(u"right")).value_or(all);
         for (double side : {op.top, op.left, op.bottom, op.right})
-            if (side < 0 || side > 10000) return fail(QStringLiteral("margins must be between 0 and 10000 pixels"));
+            if (side < 0 || side > 10000)
+                return fail(QStringLiteral("margins must be between 0 and 10000 pixels"));
         if (op.top + op.left + op.bottom + op.right <= 0)
             return fail(QStringLiteral("needs `all` or one of top, left, bottom, right"));
         if (const auto fill = text(object.value(u"fill"))) {
@@ -302,7 +320,8 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         op.padding = number(object.value(u"padding"));
         op.cornerRadius = number(object.value(u"corner_radius"));
         if (op.backgroundStyle && !Backgrounds::parse(*op.backgroundStyle))
-            return fail(QStringLiteral("unknown background style “%1” (list_styles has them)").arg(*op.backgroundStyle));
+            return fail(QStringLiteral("unknown background style “%1” (list_styles has them)")
+                            .arg(*op.backgroundStyle));
         if (!op.preset && !op.backgroundStyle && !op.padding && !op.cornerRadius)
             return fail(QStringLiteral("needs `preset` or `style`, `padding`, `corner_radius`"));
         break;
@@ -325,7 +344,8 @@ QString placementOf(const Operation& op) {
 const QStringList& names() {
     static const QStringList list = [] {
         QStringList all;
-        for (const auto& named : kinds) all << QString::fromLatin1(named.name);
+        for (const auto& named : kinds)
+            all << QString::fromLatin1(named.name);
         return all;
     }();
     return list;
@@ -339,27 +359,42 @@ QString name(Kind kind) {
 
 std::optional<EditorTool> toolOf(Kind kind) {
     switch (kind) {
-    case Kind::Arrow: return EditorTool::Arrow;
-    case Kind::Line: return EditorTool::Line;
-    case Kind::Rectangle: return EditorTool::Rect;
-    case Kind::Ellipse: return EditorTool::Ellipse;
-    case Kind::Highlight: return EditorTool::Highlight;
+    case Kind::Arrow:
+        return EditorTool::Arrow;
+    case Kind::Line:
+        return EditorTool::Line;
+    case Kind::Rectangle:
+        return EditorTool::Rect;
+    case Kind::Ellipse:
+        return EditorTool::Ellipse;
+    case Kind::Highlight:
+        return EditorTool::Highlight;
     case Kind::Blur:
-    case Kind::Pixelate: return EditorTool::Blur;
-    case Kind::Spotlight: return EditorTool::Spotlight;
-    case Kind::Text: return EditorTool::Text;
-    case Kind::Counter: return EditorTool::Counter;
-    case Kind::Step: return EditorTool::Step;
-    case Kind::Emoji: return EditorTool::Emoji;
-    case Kind::Freehand: return EditorTool::Freehand;
-    default: return std::nullopt;
+    case Kind::Pixelate:
+        return EditorTool::Blur;
+    case Kind::Spotlight:
+        return EditorTool::Spotlight;
+    case Kind::Text:
+        return EditorTool::Text;
+    case Kind::Counter:
+        return EditorTool::Counter;
+    case Kind::Step:
+        return EditorTool::Step;
+    case Kind::Emoji:
+        return EditorTool::Emoji;
+    case Kind::Freehand:
+        return EditorTool::Freehand;
+    default:
+        return std::nullopt;
     }
 }
 
 std::optional<Coordinates> coordinatesNamed(const QString& name) {
     const QString lower = name.trimmed().toLower();
-    if (lower.isEmpty() || lower == u"pixels" || lower == u"image" || lower == u"px") return Coordinates::Pixels;
-    if (lower == u"normalized" || lower == u"normalised" || lower == u"relative") return Coordinates::Normalized;
+    if (lower.isEmpty() || lower == u"pixels" || lower == u"image" || lower == u"px")
+        return Coordinates::Pixels;
+    if (lower == u"normalized" || lower == u"normalised" || lower == u"relative")
+        return Coordinates::Normalized;
     if (lower == u"preview") return Coordinates::Preview;
     return std::nullopt;
 }
@@ -372,7 +407,8 @@ std::optional<QColor> parseColor(const QString& text) {
         bool ok = false;
         const uint value = trimmed.mid(1).toUInt(&ok, 16);
         if (!ok) return std::nullopt;
-        return QColor(int(value >> 24 & 0xff), int(value >> 16 & 0xff), int(value >> 8 & 0xff), int(value & 0xff));
+        return QColor(int(value >> 24 & 0xff), int(value >> 16 & 0xff), int(value >> 8 & 0xff),
+                      int(value & 0xff));
     }
     QColor color = QColor::fromString(trimmed.startsWith(u'#') ? trimmed : trimmed.toLower());
     if (!color.isValid() && !trimmed.startsWith(u'#')) color = QColor::fromString(u'#' + trimmed);
@@ -400,12 +436,14 @@ std::optional<double> parseAspect(const QString& text) {
 }
 
 Result<QList<Operation>> parse(const QJsonArray& operations) {
-    if (operations.isEmpty()) return Error{QStringLiteral("`operations` is empty: give at least one operation.")};
+    if (operations.isEmpty())
+        return Error{QStringLiteral("`operations` is empty: give at least one operation.")};
     if (operations.size() > 200) return Error{QStringLiteral("At most 200 operations per call.")};
     QList<Operation> parsed;
     for (int i = 0; i < operations.size(); ++i) {
         if (!operations[i].isObject())
-            return Error{QStringLiteral("Operation %1 is not an object like {\"type\": \"arrow\", …}.").arg(i + 1)};
+            return Error{
+                QStringLiteral("Operation %1 is not an object like {\"type\": \"arrow\", …}.").arg(i + 1)};
         auto op = parseOne(operations[i].toObject(), i + 1);
         if (!op) return op.error();
         parsed.append(*op);
@@ -417,7 +455,8 @@ Result<QRectF> locate(const QString& phrase, int occurrence, const QImage& image
     const QList<TextBox> boxes = finder ? finder(phrase, image) : TextLocator::find(phrase, image);
     if (boxes.isEmpty()) return Error{QStringLiteral("“%1” was not found in the image").arg(phrase)};
     if (occurrence > boxes.size())
-        return Error{QStringLiteral("“%1” occurs %2 time(s), not %3").arg(phrase).arg(boxes.size()).arg(occurrence)};
+        return Error{
+            QStringLiteral("“%1” occurs %2 time(s), not %3").arg(phrase).arg(boxes.size()).arg(occurrence)};
     return boxes[occurrence - 1].rect;
 }
 
@@ -429,13 +468,18 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
         const double previewScale = options.previewScale > 0 ? options.previewScale : 1.0;
         auto map = [&](QPointF p) {
             switch (options.coordinates) {
-            case Coordinates::Normalized: return QPointF(p.x() * size.width(), p.y() * size.height());
-            case Coordinates::Preview: return p * previewScale;
-            case Coordinates::Pixels: break;
+            case Coordinates::Normalized:
+                return QPointF(p.x() * size.width(), p.y() * size.height());
+            case Coordinates::Preview:
+                return p * previewScale;
+            case Coordinates::Pixels:
+                break;
             }
             return p;
         };
-        auto mapRect = [&](const QRectF& r) { return QRectF(map(r.topLeft()), map(r.bottomRight())).normalized(); };
+        auto mapRect = [&](const QRectF& r) {
+            return QRectF(map(r.topLeft()), map(r.bottomRight())).normalized();
+        };
         // Lengths scale like x coordinates.
         auto mapLength = [&](double length) {
             if (options.coordinates == Coordinates::Normalized) return length * size.width();
@@ -516,8 +560,11 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
                         x = target->right() - textSize.width();
                     QPointF at(x, target->bottom() + 8);
                     if (place == u"above") at.setY(target->top() - 8 - textSize.height());
-                    if (place == u"left") at = QPointF(target->left() - 12 - textSize.width(), target->center().y() - textSize.height() / 2);
-                    if (place == u"right") at = QPointF(target->right() + 12, target->center().y() - textSize.height() / 2);
+                    if (place == u"left")
+                        at = QPointF(target->left() - 12 - textSize.width(),
+                                     target->center().y() - textSize.height() / 2);
+                    if (place == u"right")
+                        at = QPointF(target->right() + 12, target->center().y() - textSize.height() / 2);
                     a.p1 = at;
                 } else {
                     a.p1 = map(*op.at);
@@ -527,15 +574,19 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             }
             case Kind::Counter:
             case Kind::Step: {
-                a.number = op.number.value_or(op.kind == Kind::Counter ? model.nextCounter() : model.nextStep());
+                a.number =
+                    op.number.value_or(op.kind == Kind::Counter ? model.nextCounter() : model.nextStep());
                 if (target) {
                     const double gap = 10;
-                    const QSizeF badge = op.kind == Kind::Step ? a.stepPillSize() : QSizeF(a.fontSize * 1.7, a.fontSize * 1.7);
+                    const QSizeF badge =
+                        op.kind == Kind::Step ? a.stepPillSize() : QSizeF(a.fontSize * 1.7, a.fontSize * 1.7);
                     const QString place = placementOf(op);
                     QPointF centre(target->left() - gap - badge.width() / 2, target->center().y());
                     if (place == u"right") centre.setX(target->right() + gap + badge.width() / 2);
-                    if (place == u"above") centre = QPointF(target->center().x(), target->top() - gap - badge.height() / 2);
-                    if (place == u"below") centre = QPointF(target->center().x(), target->bottom() + gap + badge.height() / 2);
+                    if (place == u"above")
+                        centre = QPointF(target->center().x(), target->top() - gap - badge.height() / 2);
+                    if (place == u"below")
+                        centre = QPointF(target->center().x(), target->bottom() + gap + badge.height() / 2);
                     a.p1 = centre;
                 } else {
                     a.p1 = map(*op.at);
@@ -551,8 +602,11 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
                     const QString place = placementOf(op);
                     QPointF at(target->right() + 8, target->center().y() - emoji.height() / 2);
                     if (place == u"left") at.setX(target->left() - 8 - emoji.width());
-                    if (place == u"above") at = QPointF(target->center().x() - emoji.width() / 2, target->top() - 8 - emoji.height());
-                    if (place == u"below") at = QPointF(target->center().x() - emoji.width() / 2, target->bottom() + 8);
+                    if (place == u"above")
+                        at = QPointF(target->center().x() - emoji.width() / 2,
+                                     target->top() - 8 - emoji.height());
+                    if (place == u"below")
+                        at = QPointF(target->center().x() - emoji.width() / 2, target->bottom() + 8);
                     a.p1 = at;
                 } else {
                     a.p1 = map(*op.at);
@@ -561,7 +615,8 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
                 break;
             }
             case Kind::Freehand:
-                for (const QPointF& p : op.points) a.points.append(map(p));
+                for (const QPointF& p : op.points)
+                    a.points.append(map(p));
                 a.p1 = a.points.first();
                 a.p2 = a.points.last();
                 break;
@@ -570,7 +625,8 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             }
             model.addAnnotation(a);
             ++applied.annotationsAdded;
-            applied.steps << label.chopped(2) + (target ? QStringLiteral(" at “%1”").arg(*op.targetText) : QString());
+            applied.steps << label.chopped(2) +
+                                 (target ? QStringLiteral(" at “%1”").arg(*op.targetText) : QString());
             continue;
         }
 
@@ -616,7 +672,8 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             model.pushUndo();
             if (op.preset) {
                 const auto preset = PresetStore::shared().findByName(*op.preset);
-                if (!preset) return Error{label + QStringLiteral("there is no beautify preset “%1”.").arg(*op.preset)};
+                if (!preset)
+                    return Error{label + QStringLiteral("there is no beautify preset “%1”.").arg(*op.preset)};
                 model.setBackground(Backgrounds::parse(preset->style).value_or(BackgroundStyle::None));
                 model.setPadding(preset->padding);
                 model.setCornerRadius(preset->radius);

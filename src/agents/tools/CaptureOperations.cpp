@@ -99,7 +99,9 @@ std::optional<QString> historyPath(const QString& captureID) {
 Result<std::unique_ptr<EditorModel>> openForEditing(const QString& path, bool keepExisting) {
     if (keepExisting) return ClipboardOpener::modelForFile(path);
     const QImage image = readImage(path);
-    if (image.isNull()) return Error{QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
+    if (image.isNull())
+        return Error{
+            QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
     auto model = std::make_unique<EditorModel>(image, ClipboardOpener::scaleOf(image));
     model->sourceURL = path;
     return model;
@@ -112,20 +114,23 @@ std::optional<SaveMode> saveModeNamed(const QString& name) {
     return std::nullopt;
 }
 
-Result<Saved> storeNew(const QImage& image, double scale, const QString& baseName, const std::optional<QString>& format,
-                       const CaptureContext& context) {
+Result<Saved> storeNew(const QImage& image, double scale, const QString& baseName,
+                       const std::optional<QString>& format, const CaptureContext& context) {
     if (image.isNull()) return Error{QStringLiteral("There is nothing to save.")};
     QString chosen = Prefs::text(QStringLiteral("imageFormat"));
     if (format) {
         const auto named = imageFormatNamed(*format);
-        if (!named) return Error{QStringLiteral("Unknown image format “%1”: use png, jpg, heic or webp.").arg(*format)};
+        if (!named)
+            return Error{
+                QStringLiteral("Unknown image format “%1”: use png, jpg, heic or webp.").arg(*format)};
         chosen = *named;
     }
     const auto encoded = ImageUtils::encode(image, chosen, scale);
-    QString name = baseName.isEmpty()
-                       ? QFileInfo(FileNamer::filename(encoded.format, QDateTime::currentDateTime(), context, scale))
-                             .completeBaseName()
-                       : FileNamer::sanitize(baseName);
+    QString name =
+        baseName.isEmpty()
+            ? QFileInfo(FileNamer::filename(encoded.format, QDateTime::currentDateTime(), context, scale))
+                  .completeBaseName()
+            : FileNamer::sanitize(baseName);
     const auto stored = HistoryManager::store(encoded.bytes, name + u'.' + encoded.format);
     if (!stored) return stored.error();
     HistoryManager::addToIndex(*stored, context);
@@ -135,20 +140,23 @@ Result<Saved> storeNew(const QImage& image, double scale, const QString& baseNam
     return saved;
 }
 
-Result<Saved> saveEdited(EditorModel& model, const QString& sourcePath, SaveMode mode, const std::optional<QString>& format) {
+Result<Saved> saveEdited(EditorModel& model, const QString& sourcePath, SaveMode mode,
+                         const std::optional<QString>& format) {
     const auto image = model.renderFinal();
     if (!image) return Error{QStringLiteral("The edited image is empty.")};
     const QFileInfo source(sourcePath);
     if (mode == SaveMode::Replace) {
         if (!historyPath(source.fileName()) || QFileInfo(*historyPath(source.fileName())) != source)
-            return Error{QStringLiteral("Only captures in Pictavia's history can be replaced; use save \"new\" for "
-                                        "other files.")};
+            return Error{
+                QStringLiteral("Only captures in Pictavia's history can be replaced; use save \"new\" for "
+                               "other files.")};
         const auto encoded = ImageUtils::encode(*image, source.suffix().toLower(), model.scale());
         if (!writeAtomically(source.absoluteFilePath(), encoded.bytes))
             return Error{QStringLiteral("Could not write %1.").arg(source.absoluteFilePath())};
         model.sourceURL = source.absoluteFilePath();
         if (!ProjectStore::save(model.makeProject(), model.sourceURL))
-            return Error{QStringLiteral("The image was saved but its editable project could not be written.")};
+            return Error{
+                QStringLiteral("The image was saved but its editable project could not be written.")};
         HistoryManager::addToIndex(model.sourceURL, {});
         Saved saved = describe(model.sourceURL);
         saved.width = image->width();
@@ -170,26 +178,29 @@ Result<Saved> saveEdited(EditorModel& model, const QString& sourcePath, SaveMode
 // --- Redaction ----------------------------------------------------------------------------------
 
 QJsonObject toJson(const Finding& finding) {
-    return {{QStringLiteral("kind"), finding.kind},
-            {QStringLiteral("text"), finding.sample},
-            {QStringLiteral("rect"), QJsonObject{{QStringLiteral("x"), std::round(finding.rect.x())},
-                                                 {QStringLiteral("y"), std::round(finding.rect.y())},
-                                                 {QStringLiteral("width"), std::round(finding.rect.width())},
-                                                 {QStringLiteral("height"), std::round(finding.rect.height())}}}};
+    return {
+        {QStringLiteral("kind"), finding.kind},
+        {QStringLiteral("text"), finding.sample},
+        {QStringLiteral("rect"), QJsonObject{{QStringLiteral("x"), std::round(finding.rect.x())},
+                                             {QStringLiteral("y"), std::round(finding.rect.y())},
+                                             {QStringLiteral("width"), std::round(finding.rect.width())},
+                                             {QStringLiteral("height"), std::round(finding.rect.height())}}}};
 }
 
-Result<QList<Finding>> findSensitive(const QImage& image, const QStringList& kinds, const QStringList& alsoHide,
-                                     const TextFinder& finder) {
+Result<QList<Finding>> findSensitive(const QImage& image, const QStringList& kinds,
+                                     const QStringList& alsoHide, const TextFinder& finder) {
     for (const QString& kind : kinds)
         if (!SensitiveScanner::kinds().contains(kind))
-            return Error{QStringLiteral("Unknown kind “%1”: use %2.").arg(kind, SensitiveScanner::kinds().join(u", "))};
+            return Error{QStringLiteral("Unknown kind “%1”: use %2.")
+                             .arg(kind, SensitiveScanner::kinds().join(u", "))};
     QList<Finding> findings;
     for (const SensitiveHit& hit : SensitiveScanner::scan(image))
         if (kinds.isEmpty() || kinds.contains(hit.kind)) findings.append({hit.kind, hit.sample, hit.rect});
     for (const QString& phrase : alsoHide) {
         if (phrase.trimmed().isEmpty()) continue;
         const auto boxes = finder ? finder(phrase, image) : TextLocator::find(phrase, image);
-        for (const TextBox& box : boxes) findings.append({QStringLiteral("text"), box.text, box.rect});
+        for (const TextBox& box : boxes)
+            findings.append({QStringLiteral("text"), box.text, box.rect});
     }
     return findings;
 }
@@ -240,31 +251,37 @@ Result<bool> removeBackground(EditorModel& model, const CutOutOptions& options) 
     if (!lifted) return lifted.error();
     QImage cutOut = *lifted;
     if (opaqueBounds(cutOut).isEmpty())
-        return Error{QStringLiteral("No clear subject was found in this image (UI screenshots often have none).")};
+        return Error{
+            QStringLiteral("No clear subject was found in this image (UI screenshots often have none).")};
     if (options.cropToSubject) cutOut = cutOut.copy(opaqueBounds(cutOut));
     const QString background = options.background.trimmed();
     const QString lower = background.toLower();
-    if (!options.backgroundImage.isNull() || (!lower.isEmpty() && lower != u"transparent" && lower != u"none" &&
-                                              !Backgrounds::parse(background))) {
+    if (!options.backgroundImage.isNull() || (!lower.isEmpty() && lower != u"transparent" &&
+                                              lower != u"none" && !Backgrounds::parse(background))) {
         // A colour or another image goes behind the subject in the pixels.
         std::optional<QColor> color;
         if (options.backgroundImage.isNull()) {
             color = QColor::fromString(background.startsWith(u'#') ? background : lower);
             if (!color->isValid())
-                return Error{QStringLiteral("“%1” is not a background style, colour or \"transparent\".").arg(background)};
+                return Error{QStringLiteral("“%1” is not a background style, colour or \"transparent\".")
+                                 .arg(background)};
         }
         const int pad = int(std::lround(options.padding * model.scale()));
-        QImage canvas(cutOut.width() + 2 * pad, cutOut.height() + 2 * pad, QImage::Format_ARGB32_Premultiplied);
+        QImage canvas(cutOut.width() + 2 * pad, cutOut.height() + 2 * pad,
+                      QImage::Format_ARGB32_Premultiplied);
         canvas.fill(color.value_or(Qt::transparent));
         QPainter painter(&canvas);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         if (!color) {
             // Scaled to cover the canvas, centred.
             const QImage& behind = options.backgroundImage;
-            const double factor = std::max(double(canvas.width()) / behind.width(), double(canvas.height()) / behind.height());
+            const double factor =
+                std::max(double(canvas.width()) / behind.width(), double(canvas.height()) / behind.height());
             const QSizeF size(behind.width() * factor, behind.height() * factor);
-            painter.drawImage(QRectF(QPointF((canvas.width() - size.width()) / 2, (canvas.height() - size.height()) / 2), size),
-                              behind);
+            painter.drawImage(
+                QRectF(QPointF((canvas.width() - size.width()) / 2, (canvas.height() - size.height()) / 2),
+                       size),
+                behind);
         }
         if (options.shadow) {
             const QImage shadowed = ImageUtils::withDropShadow(cutOut, model.scale());
@@ -298,8 +315,10 @@ Result<bool> beautify(EditorModel& model, const BeautifyOptions& options) {
         const auto preset = PresetStore::shared().findByName(*options.preset);
         if (!preset) {
             QStringList names;
-            for (const auto& known : PresetStore::shared().presets()) names << known.name;
-            return Error{QStringLiteral("There is no beautify preset “%1”. Presets: %2.").arg(*options.preset, names.join(u", "))};
+            for (const auto& known : PresetStore::shared().presets())
+                names << known.name;
+            return Error{QStringLiteral("There is no beautify preset “%1”. Presets: %2.")
+                             .arg(*options.preset, names.join(u", "))};
         }
         model.setBackground(Backgrounds::parse(preset->style).value_or(BackgroundStyle::None));
         model.setPadding(preset->padding);
@@ -308,7 +327,8 @@ Result<bool> beautify(EditorModel& model, const BeautifyOptions& options) {
     if (options.background) {
         const auto style = Backgrounds::parse(*options.background);
         if (!style || *style == BackgroundStyle::CustomImage)
-            return Error{QStringLiteral("Unknown background “%1” (list_styles → backgrounds).").arg(*options.background)};
+            return Error{QStringLiteral("Unknown background “%1” (list_styles → backgrounds).")
+                             .arg(*options.background)};
         if (*style == BackgroundStyle::Desktop && model.backdropImage().isNull())
             return Error{QStringLiteral("This capture has no desktop behind it; only window captures do.")};
         model.setBackground(*style);
@@ -322,13 +342,15 @@ Result<bool> beautify(EditorModel& model, const BeautifyOptions& options) {
         model.setPadding(active.padding);
         model.setCornerRadius(active.radius);
     }
-    if (model.background() != BackgroundStyle::None && model.padding() <= 0 && !options.padding) model.setPadding(64);
+    if (model.background() != BackgroundStyle::None && model.padding() <= 0 && !options.padding)
+        model.setPadding(64);
     return true;
 }
 
 // --- Combine -----------------------------------------------------------------------------------
 
-QImage combine(const QList<QImage>& images, bool vertical, double spacing, const std::optional<QColor>& fill) {
+QImage combine(const QList<QImage>& images, bool vertical, double spacing,
+               const std::optional<QColor>& fill) {
     if (images.isEmpty()) return {};
     EditorModel model(images.first(), 1.0);
     model.combine(images.mid(1), vertical, spacing, fill);
@@ -357,9 +379,11 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
             target = FileNamer::uniquePath(QFileInfo(target).absolutePath(), QFileInfo(target).fileName());
         if (format == u"pdf") {
             exported.items = HistoryBatch::writePDF(request.files, target);
-            if (exported.items == 0) return Error{QStringLiteral("None of the captures is an image a PDF can hold.")};
+            if (exported.items == 0)
+                return Error{QStringLiteral("None of the captures is an image a PDF can hold.")};
         } else {
-            if (!HistoryBatch::zip(request.files, target)) return Error{QStringLiteral("Could not write %1.").arg(target)};
+            if (!HistoryBatch::zip(request.files, target))
+                return Error{QStringLiteral("Could not write %1.").arg(target)};
             exported.items = int(request.files.size());
         }
         exported.paths << target;
@@ -370,9 +394,11 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
     if (!format.isEmpty() && format != u"original") {
         converted = imageFormatNamed(format);
         if (!converted)
-            return Error{QStringLiteral("Unknown format “%1”: use png, jpeg, heic, webp, pdf or zip.").arg(request.format)};
+            return Error{QStringLiteral("Unknown format “%1”: use png, jpeg, heic, webp, pdf or zip.")
+                             .arg(request.format)};
     }
-    if (!QDir().mkpath(destination)) return Error{QStringLiteral("Could not create the folder %1.").arg(destination)};
+    if (!QDir().mkpath(destination))
+        return Error{QStringLiteral("Could not create the folder %1.").arg(destination)};
     const QDir folder(destination);
     for (const QString& file : request.files) {
         const QFileInfo info(file);
@@ -381,18 +407,22 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
         QString name = info.fileName();
         if (changes && converted) name = info.completeBaseName() + u'.' + *converted;
         QString target = folder.filePath(name);
-        if (QFileInfo::exists(target) && !request.overwrite) target = FileNamer::uniquePath(destination, name);
+        if (QFileInfo::exists(target) && !request.overwrite)
+            target = FileNamer::uniquePath(destination, name);
         if (changes) {
             QImage image = readImage(file);
             if (image.isNull()) return Error{QStringLiteral("Could not read %1.").arg(file)};
             if (request.maxWidth && image.width() > *request.maxWidth) {
-                const int height = std::max(1, int(std::lround(image.height() * double(*request.maxWidth) / image.width())));
+                const int height =
+                    std::max(1, int(std::lround(image.height() * double(*request.maxWidth) / image.width())));
                 image = ImageUtils::scaled(image, QSize(*request.maxWidth, height));
             }
             const auto encoded = ImageUtils::encode(image, converted.value_or(info.suffix().toLower()));
             if (encoded.format != QFileInfo(target).suffix().toLower())
-                target = FileNamer::uniquePath(destination, QFileInfo(target).completeBaseName() + u'.' + encoded.format);
-            if (!writeAtomically(target, encoded.bytes)) return Error{QStringLiteral("Could not write %1.").arg(target)};
+                target = FileNamer::uniquePath(destination,
+                                               QFileInfo(target).completeBaseName() + u'.' + encoded.format);
+            if (!writeAtomically(target, encoded.bytes))
+                return Error{QStringLiteral("Could not write %1.").arg(target)};
         } else {
             if (QFileInfo::exists(target)) QFile::remove(target);
             if (!QFile::copy(file, target)) return Error{QStringLiteral("Could not write %1.").arg(target)};

@@ -68,8 +68,8 @@ struct Finding {
 using TextFinder = std::function<QList<TextBox>(const QString& phrase, const QImage& image)>;
 // What the scanner finds, limited to `kinds` when given (unknown kinds are an error), plus
 // every occurrence of each text in `alsoHide`.
-Result<QList<Finding>> findSensitive(const QImage& image, const QStringList& kinds, const QStringList& alsoHide,
-                                     const TextFinder& finder = {});
+Result<QList<Finding>> findSensitive(const QImage& image, const QStringList& kinds,
+                                     const QStringList& alsoHide, const TextFinder& finder = {});
 // Blurs the boxes into the base image itself, so nothing of them survives in the project.
 void burnIn(EditorModel& model, const QList<Finding>& findings, BlurStyle style);
 QJsonObject toJson(const Finding& finding);
@@ -78,9 +78,9 @@ QJsonObject toJson(const Finding& finding);
 
 struct CutOutOptions {
     QString background = QStringLiteral("transparent"); // transparent, a style, a colour
-    QImage backgroundImage;                              // another capture behind the subject
-    double padding = 0;                                  // points
-    double cornerRadius = 0;                             // points
+    QImage backgroundImage;                             // another capture behind the subject
+    double padding = 0;                                 // points
+    double cornerRadius = 0;                            // points
     bool shadow = true;
     bool cropToSubject = false;
 };

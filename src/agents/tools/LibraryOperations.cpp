@@ -40,11 +40,13 @@ std::optional<QDateTime> parseDate(const QString& text, const QDateTime& now, bo
         return now.addSecs(-amount * seconds);
     }
     if (const QDate day = QDate::fromString(text.trimmed(), Qt::ISODate); day.isValid()) return dayBound(day);
-    if (QDateTime time = QDateTime::fromString(text.trimmed(), Qt::ISODateWithMs); time.isValid()) return time;
+    if (QDateTime time = QDateTime::fromString(text.trimmed(), Qt::ISODateWithMs); time.isValid())
+        return time;
     return std::nullopt;
 }
 
-QJsonObject describe(const HistoryRecord& record, const QString& path, const std::optional<QString>& snippet) {
+QJsonObject describe(const HistoryRecord& record, const QString& path,
+                     const std::optional<QString>& snippet) {
     QJsonObject item{{QStringLiteral("capture_id"), record.name},
                      {QStringLiteral("path"), path},
                      {QStringLiteral("kind"), HistoryRecord::kindName(record.kind)},
@@ -102,7 +104,8 @@ std::optional<Action> actionNamed(const QString& name) {
     return std::nullopt;
 }
 
-Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action action, const QString& newName) {
+Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action action,
+                           const QString& newName) {
     const QString name = QFileInfo(captureID.trimmed()).fileName();
     const QDir folder(index.historyDirectory());
     if (name.isEmpty() || !QFileInfo(folder.filePath(name)).isFile())
@@ -128,7 +131,9 @@ Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action
     }
     }
     const auto record = index.record(current);
-    if (!record) return QJsonObject{{QStringLiteral("capture_id"), current}, {QStringLiteral("path"), folder.filePath(current)}};
+    if (!record)
+        return QJsonObject{{QStringLiteral("capture_id"), current},
+                           {QStringLiteral("path"), folder.filePath(current)}};
     QJsonObject described = describe(*record, folder.filePath(current));
     described.insert(QStringLiteral("kept"), index.isKept(current));
     if (current != name) described.insert(QStringLiteral("previous_id"), name);

@@ -37,7 +37,8 @@ std::optional<QDateTime> parseDate(const QString& text, const QDateTime& now, bo
 QJsonObject search(const HistoryIndex& index, const SearchRequest& request);
 
 // One record as the tools list it; the snippet only when searching found one.
-QJsonObject describe(const HistoryRecord& record, const QString& path, const std::optional<QString>& snippet = {});
+QJsonObject describe(const HistoryRecord& record, const QString& path,
+                     const std::optional<QString>& snippet = {});
 
 enum class Action { Keep, Unkeep, Rename, Delete };
 std::optional<Action> actionNamed(const QString& name);

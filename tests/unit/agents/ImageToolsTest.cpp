@@ -21,13 +21,14 @@ const QSize imageSize(400, 200);
 // measured from the bottom as recognisers report it.
 platform::RecognizedLine line(const QString& text, QPoint topLeft) {
     const auto normalised = [](const QRectF& r) {
-        return QRectF(r.x() / imageSize.width(), 1.0 - r.bottom() / imageSize.height(), r.width() / imageSize.width(),
-                      r.height() / imageSize.height());
+        return QRectF(r.x() / imageSize.width(), 1.0 - r.bottom() / imageSize.height(),
+                      r.width() / imageSize.width(), r.height() / imageSize.height());
     };
     platform::RecognizedLine l{text, 0.9f, normalised(QRectF(topLeft, QSizeF(10.0 * text.size(), 20))), {}};
     for (qsizetype i = 0; i < text.size(); ++i)
-        l.characterBoxes << (text[i].isSpace() ? QRectF()
-                                               : normalised(QRectF(topLeft.x() + 10.0 * i, topLeft.y(), 10, 20)));
+        l.characterBoxes << (text[i].isSpace()
+                                 ? QRectF()
+                                 : normalised(QRectF(topLeft.x() + 10.0 * i, topLeft.y(), 10, 20)));
     return l;
 }
 
@@ -62,18 +63,21 @@ TEST_F(ImageToolsTest, ParsingNamesTheOperationAndWhatIsMissing) {
     EXPECT_EQ(parseError("[]"), "`operations` is empty: give at least one operation.");
     EXPECT_EQ(parseError("[5]"), "Operation 1 is not an object like {\"type\": \"arrow\", …}.");
     EXPECT_TRUE(parseError("[{\"from\": [1, 2]}]").startsWith("Operation 1 has no `type`"));
-    EXPECT_TRUE(parseError("[{\"type\": \"arrow\", \"from\": [0, 0], \"to\": [5, 5]}, {\"type\": \"sparkle\"}]")
-                    .startsWith("Operation 2: unknown type “sparkle”. Use one of arrow, line"));
+    EXPECT_TRUE(
+        parseError("[{\"type\": \"arrow\", \"from\": [0, 0], \"to\": [5, 5]}, {\"type\": \"sparkle\"}]")
+            .startsWith("Operation 2: unknown type “sparkle”. Use one of arrow, line"));
     EXPECT_EQ(parseError("[{\"type\": \"arrow\", \"from\": [0, 0]}]"),
               "Operation 1 (arrow): needs `from` and `to` points ({x, y} or [x, y]), or `target_text`.");
-    EXPECT_EQ(parseError("[{\"type\": \"rectangle\", \"rect\": {\"x\": 1}}]"),
-              "Operation 1 (rectangle): `rect` needs x, y, width and height (an object or [x, y, width, height]).");
+    EXPECT_EQ(
+        parseError("[{\"type\": \"rectangle\", \"rect\": {\"x\": 1}}]"),
+        "Operation 1 (rectangle): `rect` needs x, y, width and height (an object or [x, y, width, height]).");
     EXPECT_EQ(parseError("[{\"type\": \"blur\", \"rect\": [0, 0, 0, 10]}]"),
               "Operation 1 (blur): `rect` must have a width and height above 0.");
     EXPECT_EQ(parseError("[{\"type\": \"text\", \"at\": [0, 0]}]"), "Operation 1 (text): needs `text`.");
     EXPECT_EQ(parseError("[{\"type\": \"arrow\", \"from\": [0,0], \"to\": [1,1], \"color\": \"blurple\"}]"),
               "Operation 1 (arrow): `color` “blurple” is not a colour name, #hex or \"brand\".");
-    EXPECT_EQ(parseError("[{\"type\": \"crop\"}]"), "Operation 1 (crop): needs `rect` or `aspect` (\"16:9\", \"1:1\"…).");
+    EXPECT_EQ(parseError("[{\"type\": \"crop\"}]"),
+              "Operation 1 (crop): needs `rect` or `aspect` (\"16:9\", \"1:1\"…).");
     EXPECT_EQ(parseError("[{\"type\": \"rotate\", \"degrees\": 45}]"),
               "Operation 1 (rotate): `degrees` must be 90, -90 or 180.");
     EXPECT_EQ(parseError("[{\"type\": \"background\", \"style\": \"plaid\"}]"),
@@ -118,11 +122,13 @@ TEST_F(ImageToolsTest, OperationsMakeTheirAnnotationKindsAndImageChanges) {
 
     const auto& a = model.annotations();
     ASSERT_EQ(a.size(), 14);
-    const QList<EditorTool> tools{EditorTool::Arrow, EditorTool::Line,    EditorTool::Rect,      EditorTool::Ellipse,
-                                  EditorTool::Highlight, EditorTool::Blur, EditorTool::Blur,     EditorTool::Spotlight,
-                                  EditorTool::Text,  EditorTool::Step,    EditorTool::Step,      EditorTool::Counter,
-                                  EditorTool::Emoji, EditorTool::Freehand};
-    for (int i = 0; i < tools.size(); ++i) EXPECT_EQ(a[i].tool, tools[i]) << i;
+    const QList<EditorTool> tools{EditorTool::Arrow,   EditorTool::Line,      EditorTool::Rect,
+                                  EditorTool::Ellipse, EditorTool::Highlight, EditorTool::Blur,
+                                  EditorTool::Blur,    EditorTool::Spotlight, EditorTool::Text,
+                                  EditorTool::Step,    EditorTool::Step,      EditorTool::Counter,
+                                  EditorTool::Emoji,   EditorTool::Freehand};
+    for (int i = 0; i < tools.size(); ++i)
+        EXPECT_EQ(a[i].tool, tools[i]) << i;
     EXPECT_EQ(a[0].color, QColor(Qt::blue));
     EXPECT_EQ(a[0].lineWidth, 6);
     EXPECT_EQ(a[5].blurStyle, BlurStyle::Gaussian);
@@ -215,7 +221,8 @@ TEST_F(ImageToolsTest, EditedCapturesAreSavedAsNewEditableCapturesOrInPlace) {
     ASSERT_TRUE(again);
     EXPECT_EQ((*again)->annotations().size(), 1);
     ASSERT_TRUE(apply(**again, *parse(ops(R"([{"type": "step", "at": [20, 20]}])")), {}));
-    const auto replaced = CaptureOperations::saveEdited(**again, saved->path, CaptureOperations::SaveMode::Replace);
+    const auto replaced =
+        CaptureOperations::saveEdited(**again, saved->path, CaptureOperations::SaveMode::Replace);
     ASSERT_TRUE(replaced);
     EXPECT_EQ(replaced->id, saved->id);
     EXPECT_EQ(ProjectStore::load(saved->path)->annotations.size(), 2);
@@ -238,7 +245,8 @@ TEST_F(ImageToolsTest, EditedCapturesAreSavedAsNewEditableCapturesOrInPlace) {
 TEST_F(ImageToolsTest, RedactionListsOnADryRunAndBurnsTheBoxesIn) {
     textRecognition->lines = {line("mail jane@example.com now", {20, 40}), line("Secret plan", {20, 120})};
     QPainter(&image).fillRect(QRect(20, 40, 250, 20), Qt::black);
-    for (int x = 70; x < 200; x += 4) image.setPixelColor(x, 50, Qt::white);
+    for (int x = 70; x < 200; x += 4)
+        image.setPixelColor(x, 50, Qt::white);
 
     const auto found = CaptureOperations::findSensitive(image, {}, {"Secret"});
     ASSERT_TRUE(found);
@@ -257,7 +265,8 @@ TEST_F(ImageToolsTest, RedactionListsOnADryRunAndBurnsTheBoxesIn) {
     CaptureOperations::burnIn(model, *found, BlurStyle::Pixelate);
     // No annotation holds the secret: the pixels themselves changed.
     EXPECT_TRUE(model.annotations().isEmpty());
-    EXPECT_NE(model.baseImage().copy(70, 40, 130, 20), image.convertToFormat(model.baseImage().format()).copy(70, 40, 130, 20));
+    EXPECT_NE(model.baseImage().copy(70, 40, 130, 20),
+              image.convertToFormat(model.baseImage().format()).copy(70, 40, 130, 20));
     EXPECT_EQ(model.baseImage().pixelColor(300, 180), QColor(Qt::white));
     EXPECT_EQ(ProjectDocument::fromBinary(model.makeProject().toBinary())->imagePNG,
               model.makeProject().imagePNG);
@@ -285,7 +294,8 @@ TEST_F(ImageToolsTest, ExportWritesFilesOnePDFOrOneZIP) {
     EXPECT_TRUE(pdf->paths[0].endsWith(".pdf"));
     EXPECT_TRUE(QFileInfo::exists(pdf->paths[0]));
 
-    const auto zip = CaptureOperations::exportCaptures({files, out.filePath("bundle.zip"), "zip", std::nullopt, false});
+    const auto zip =
+        CaptureOperations::exportCaptures({files, out.filePath("bundle.zip"), "zip", std::nullopt, false});
     ASSERT_TRUE(zip);
     EXPECT_EQ(zip->items, 3);
     EXPECT_EQ(zip->paths, QStringList{out.filePath("bundle.zip")});
@@ -296,9 +306,11 @@ TEST_F(ImageToolsTest, ExportWritesFilesOnePDFOrOneZIP) {
     EXPECT_EQ(QImage(jpegs->paths[0]).width(), 100);
     EXPECT_TRUE(jpegs->paths[0].endsWith("a.jpg"));
     // Taken names get another; overwrite replaces.
-    const auto twice = CaptureOperations::exportCaptures({{files[0]}, out.filePath("small"), "jpeg", 100, false});
+    const auto twice =
+        CaptureOperations::exportCaptures({{files[0]}, out.filePath("small"), "jpeg", 100, false});
     EXPECT_NE(twice->paths[0], jpegs->paths[0]);
-    const auto over = CaptureOperations::exportCaptures({{files[0]}, out.filePath("small"), "jpeg", 100, true});
+    const auto over =
+        CaptureOperations::exportCaptures({{files[0]}, out.filePath("small"), "jpeg", 100, true});
     EXPECT_EQ(over->paths[0], jpegs->paths[0]);
 
     // The default destination is the save folder.
@@ -345,7 +357,8 @@ TEST_F(ImageToolsTest, BackgroundRemovalKeepsTheSubjectAndAddsWhatGoesBehind) {
 
 TEST_F(ImageToolsTest, BeautifyByPresetOrStyle) {
     EditorModel model(image, 1.0);
-    ASSERT_TRUE(CaptureOperations::beautify(model, {std::nullopt, QString("sunset"), 40.0, 12.0, std::nullopt}));
+    ASSERT_TRUE(
+        CaptureOperations::beautify(model, {std::nullopt, QString("sunset"), 40.0, 12.0, std::nullopt}));
     EXPECT_EQ(model.background(), BackgroundStyle::Sunset);
     EXPECT_EQ(model.padding(), 40);
     EXPECT_EQ(model.cornerRadius(), 12);

@@ -75,10 +75,12 @@ protected:
 };
 
 TEST_F(LibraryToolsTest, SearchFiltersByWordsKindDatesAndKeptNewestFirst) {
-    EXPECT_EQ(ids(SearchRequest()), (QStringList{"today.png", "clip.mp4", "week.gif", "kept.png", "old.png"}));
+    EXPECT_EQ(ids(SearchRequest()),
+              (QStringList{"today.png", "clip.mp4", "week.gif", "kept.png", "old.png"}));
     EXPECT_EQ(ids(request("invoice")), (QStringList{"today.png", "clip.mp4", "old.png"}));
     EXPECT_EQ(ids(request("invoice", Kind::Image)), (QStringList{"today.png", "old.png"}));
-    EXPECT_EQ(ids(request("", std::nullopt, now.addDays(-7))), (QStringList{"today.png", "clip.mp4", "week.gif"}));
+    EXPECT_EQ(ids(request("", std::nullopt, now.addDays(-7))),
+              (QStringList{"today.png", "clip.mp4", "week.gif"}));
     EXPECT_EQ(ids(request("", std::nullopt, std::nullopt, now.addDays(-2))),
               (QStringList{"week.gif", "kept.png", "old.png"}));
     EXPECT_EQ(ids(request("", std::nullopt, std::nullopt, std::nullopt, true)), QStringList{"kept.png"});
