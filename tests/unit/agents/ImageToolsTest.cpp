@@ -1,5 +1,7 @@
 #include "agents/tools/AnnotateOperations.h"
 #include "agents/tools/CaptureOperations.h"
+#include "agents/tools/DesktopActions.h"
+#include "agents/tools/ImageEdits.h"
 #include "capture/HistoryManager.h"
 #include "editor/EditorModel.h"
 #include "editor/ProjectStore.h"
@@ -364,6 +366,63 @@ TEST_F(ImageToolsTest, BeautifyByPresetOrStyle) {
     EXPECT_EQ(model.cornerRadius(), 12);
     EXPECT_FALSE(CaptureOperations::beautify(model, {QString("No such preset"), {}, {}, {}, {}}));
     EXPECT_FALSE(CaptureOperations::beautify(model, {{}, QString("desktop"), {}, {}, {}}));
+}
+
+TEST_F(ImageToolsTest, AnnotateStoresANewCaptureAndOpensItWhenAsked) {
+    QStringList opened;
+    DesktopActions::Hooks hooks;
+    hooks.openEditor = [&opened](const QString& file) { opened << file; };
+    DesktopActions::setHooks(hooks);
+    const QString original = capture();
+    ImageEdits::Delivery delivery;
+    delivery.openInEditor = true;
+    const auto done =
+        ImageEdits::annotate(original, ops(R"([{"type": "arrow", "from": [0.1, 0.1], "to": [0.5, 0.5]}])"),
+                             "normalized", 1.0, true, delivery);
+    DesktopActions::setHooks({});
+    ASSERT_TRUE(done) << done.error().message.toStdString();
+    EXPECT_EQ(done->json["capture_id"].toString(), "Shot edited.png");
+    EXPECT_EQ(done->json["annotations_added"].toInt(), 1);
+    EXPECT_EQ(done->image.size(), imageSize);
+    EXPECT_EQ(opened, QStringList{done->json["path"].toString()});
+    EXPECT_TRUE(done->notes.contains("Opened in Pictavia's editor."));
+    EXPECT_FALSE(ImageEdits::annotate(original, ops("[]"), "pixels", 1.0, true, {}));
+    EXPECT_FALSE(
+        ImageEdits::annotate(original, ops(R"([{"type": "clear_annotations"}])"), "inches", 1.0, true, {}));
+}
+
+TEST_F(ImageToolsTest, RedactDryRunChangesNothingAndARealRunStoresARedactedCapture) {
+    textRecognition->lines = {line("mail jane@example.com now", {20, 40})};
+    const QString original = capture();
+    const auto dry = ImageEdits::redact(original, {}, {}, "", true, {});
+    ASSERT_TRUE(dry) << dry.error().message.toStdString();
+    EXPECT_EQ(dry->json["count"].toInt(), 1);
+    EXPECT_EQ(dry->json["found"].toArray()[0].toObject()["kind"].toString(), "email");
+    EXPECT_FALSE(dry->json.contains("capture_id"));
+    EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files).size(), 1);
+
+    const auto real = ImageEdits::redact(original, {}, {}, "blur", false, {});
+    ASSERT_TRUE(real) << real.error().message.toStdString();
+    EXPECT_EQ(real->json["count"].toInt(), 1);
+    EXPECT_EQ(real->json["capture_id"].toString(), "Shot edited.png");
+    EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files).size(), 2);
+    EXPECT_TRUE(ProjectStore::load(real->json["path"].toString())->annotations.isEmpty());
+    EXPECT_FALSE(ImageEdits::redact(original, {}, {}, "smudge", false, {}));
+}
+
+TEST_F(ImageToolsTest, CombineStoresOneNewCapture) {
+    const QString a = capture("a.png");
+    image = QImage(100, 50, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    const QString b = capture("b.png");
+    const auto done = ImageEdits::combine({a, b}, "horizontal", 20, "white", {});
+    ASSERT_TRUE(done) << done.error().message.toStdString();
+    EXPECT_EQ(done->json["width"].toInt(), 520);
+    EXPECT_EQ(done->json["height"].toInt(), 200);
+    EXPECT_EQ(done->json["capture_id"].toString(), "a combined.png");
+    EXPECT_EQ(ImageEdits::combine({a}, "", 0, "", {}).error().message,
+              "Give at least two captures to combine.");
+    EXPECT_FALSE(ImageEdits::combine({a, b}, "diagonal", 0, "", {}));
 }
 
 } // namespace
