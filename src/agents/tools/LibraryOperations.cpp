@@ -1,5 +1,7 @@
 #include "agents/tools/LibraryOperations.h"
 
+#include "editor/EditorTypes.h"
+#include "editor/ProjectStore.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryIndex.h"
 
@@ -9,6 +11,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cmath>
 
 namespace LibraryOperations {
 
@@ -93,6 +96,56 @@ QJsonObject search(const HistoryIndex& index, const SearchRequest& request) {
             {QStringLiteral("offset"), offset},
             {QStringLiteral("count"), int(captures.size())},
             {QStringLiteral("captures"), captures}};
+}
+
+QJsonObject details(const HistoryIndex& index, const QString& path, bool includeText,
+                    bool includeAnnotations) {
+    const QFileInfo file(path);
+    const bool inHistory = QDir(index.historyDirectory()).absolutePath() == file.absolutePath();
+    const auto record = inHistory ? index.record(file.fileName()) : std::nullopt;
+    QJsonObject item;
+    if (record) {
+        item = describe(*record, file.absoluteFilePath());
+    } else {
+        HistoryRecord bare;
+        bare.name = file.fileName();
+        bare.kind = HistoryRecord::kindOf(bare.name);
+        bare.date = file.lastModified();
+        item = describe(bare, file.absoluteFilePath());
+        if (!inHistory) item.remove(QStringLiteral("capture_id"));
+    }
+    item.insert(QStringLiteral("file_name"), file.fileName());
+    if (includeText) {
+        const QString text = record ? record->textString() : QString();
+        item.insert(QStringLiteral("text"), text);
+        if (record && record->text.isEmpty() && index.pending() > 0)
+            item.insert(QStringLiteral("text_pending"), true);
+    }
+    const bool editable = inHistory && ProjectStore::has(file.absoluteFilePath());
+    item.insert(QStringLiteral("editable"), editable);
+    if (includeAnnotations && editable) {
+        QJsonArray annotations;
+        if (const auto project = ProjectStore::load(file.absoluteFilePath())) {
+            for (const Annotation& a : project->annotations) {
+                const QRectF box = a.bounds();
+                QJsonObject entry{{QStringLiteral("tool"), editorToolNames.raw(a.tool)},
+                                  {QStringLiteral("rect"),
+                                   QJsonObject{{QStringLiteral("x"), std::round(box.x())},
+                                               {QStringLiteral("y"), std::round(box.y())},
+                                               {QStringLiteral("width"), std::round(box.width())},
+                                               {QStringLiteral("height"), std::round(box.height())}}},
+                                  {QStringLiteral("color"), a.color.name()}};
+                if (!a.text.isEmpty()) entry.insert(QStringLiteral("text"), a.text);
+                if (a.tool == EditorTool::Counter || a.tool == EditorTool::Step)
+                    entry.insert(QStringLiteral("number"), a.number);
+                annotations.append(entry);
+            }
+            if (project->background != u"none")
+                item.insert(QStringLiteral("background"), project->background);
+        }
+        item.insert(QStringLiteral("annotations"), annotations);
+    }
+    return item;
 }
 
 std::optional<Action> actionNamed(const QString& name) {

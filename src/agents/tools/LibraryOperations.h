@@ -40,6 +40,11 @@ QJsonObject search(const HistoryIndex& index, const SearchRequest& request);
 QJsonObject describe(const HistoryRecord& record, const QString& path,
                      const std::optional<QString>& snippet = {});
 
+// get_capture: the record (or, for a file outside the history, what the file says), the
+// text read from it, and its editable annotations as {"tool", "rect", "text", "number"}.
+QJsonObject details(const HistoryIndex& index, const QString& path, bool includeText,
+                    bool includeAnnotations);
+
 enum class Action { Keep, Unkeep, Rename, Delete };
 std::optional<Action> actionNamed(const QString& name);
 

@@ -1,9 +1,12 @@
+#include "agents/tools/CaptureActions.h"
+#include "agents/tools/DesktopActions.h"
 #include "agents/tools/LibraryOperations.h"
 #include "capture/HistoryManager.h"
 #include "editor/ProjectStore.h"
 #include "history/HistoryIndex.h"
 #include "support/FakePlatform.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -142,6 +145,76 @@ TEST_F(LibraryToolsTest, ManageKeepsRenamesAndDeletes) {
     EXPECT_FALSE(manage(*index, "../index.json", Action::Delete));
     EXPECT_EQ(actionNamed("UNKEEP"), Action::Unkeep);
     EXPECT_FALSE(actionNamed("archive"));
+}
+
+TEST_F(LibraryToolsTest, DetailsCarryTextAndAnnotations) {
+    const QString path = HistoryManager::directory() + "/today.png";
+    QJsonObject plain = details(*index, path, true, true);
+    EXPECT_EQ(plain["capture_id"].toString(), "today.png");
+    EXPECT_EQ(plain["text"].toString(), "Invoice from Corvanta");
+    EXPECT_FALSE(plain["editable"].toBool());
+    EXPECT_FALSE(plain.contains("annotations"));
+
+    ProjectDocument project;
+    QImage image(8, 8, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    project.imagePNG = QByteArray();
+    {
+        QBuffer buffer(&project.imagePNG);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+    }
+    Annotation step;
+    step.tool = EditorTool::Step;
+    step.p1 = step.p2 = QPointF(4, 4);
+    step.number = 3;
+    project.annotations = {step};
+    ASSERT_TRUE(ProjectStore::save(project, path));
+    const QJsonObject edited = details(*index, path, false, true);
+    EXPECT_FALSE(edited.contains("text"));
+    EXPECT_TRUE(edited["editable"].toBool());
+    ASSERT_EQ(edited["annotations"].toArray().size(), 1);
+    EXPECT_EQ(edited["annotations"].toArray()[0].toObject()["tool"].toString(), "step");
+    EXPECT_EQ(edited["annotations"].toArray()[0].toObject()["number"].toInt(), 3);
+}
+
+TEST_F(LibraryToolsTest, CopyPinAndShowGoThroughTheDesktop) {
+    const QString path = HistoryManager::directory() + "/today.png";
+    ASSERT_TRUE(CaptureActions::copy({}, "hello"));
+    EXPECT_EQ(clipboard->texts, QStringList{"hello"});
+    const auto image = CaptureActions::copy(path, {});
+    ASSERT_TRUE(image) << image.error().message.toStdString();
+    EXPECT_EQ((*image)["copied"].toString(), "image");
+    EXPECT_EQ(clipboard->images.size(), 1);
+    EXPECT_EQ((*CaptureActions::copy(HistoryManager::directory() + "/clip.mp4", {}))["copied"].toString(),
+              "file");
+    EXPECT_FALSE(CaptureActions::copy({}, {}));
+
+    // Without the windows every desktop action says so.
+    EXPECT_FALSE(CaptureActions::show({}, "library"));
+    QStringList calls;
+    DesktopActions::Hooks hooks;
+    hooks.pin = [&calls](const QImage& pinned, double) { calls << QString("pin %1").arg(pinned.width()); };
+    hooks.pins = [&calls](const QString& action) {
+        calls << action;
+        return 2;
+    };
+    hooks.showPage = [&calls](const QString& page) { calls << "page " + page; };
+    hooks.reveal = [&calls](const QStringList& files) {
+        calls << "reveal " + QFileInfo(files[0]).fileName();
+    };
+    hooks.openEditor = [&calls](const QString& file) { calls << "edit " + QFileInfo(file).fileName(); };
+    DesktopActions::setHooks(hooks);
+    EXPECT_TRUE(CaptureActions::pin(QImage(5, 5, QImage::Format_RGB32), 1.0, {}));
+    EXPECT_EQ((*CaptureActions::pin({}, 1.0, "close"))["pins"].toInt(), 2);
+    EXPECT_FALSE(CaptureActions::pin({}, 1.0, "spin"));
+    EXPECT_TRUE(CaptureActions::show({}, "history"));
+    EXPECT_TRUE(CaptureActions::show(path, "finder"));
+    EXPECT_TRUE(CaptureActions::show(path, {}));
+    EXPECT_FALSE(CaptureActions::show(HistoryManager::directory() + "/clip.mp4", "editor"));
+    EXPECT_FALSE(CaptureActions::show(path, "print"));
+    DesktopActions::setHooks({});
+    EXPECT_EQ(calls, (QStringList{"pin 5", "close", "page library", "reveal today.png", "edit today.png"}));
 }
 
 } // namespace
