@@ -63,7 +63,7 @@ bool writeAtomically(const QString& path, const QByteArray& bytes) {
 } // namespace
 
 QJsonObject Saved::toJson() const {
-    return {{QStringLiteral("capture_id"), id},
+    return {{QStringLiteral("id"), id},
             {QStringLiteral("path"), path},
             {QStringLiteral("width"), width},
             {QStringLiteral("height"), height},

@@ -31,7 +31,7 @@ struct Saved {
     int width = 0;
     int height = 0;
     qint64 bytes = 0;
-    QJsonObject toJson() const; // "capture_id", "path", "width", "height", "bytes"
+    QJsonObject toJson() const; // "id", "path", "width", "height", "bytes"
 };
 Saved describe(const QString& path);
 

@@ -27,7 +27,7 @@ struct Delivery {
 };
 
 struct Outcome {
-    QJsonObject json; // the capture ("capture_id", "path", ...) and what the tool adds
+    QJsonObject json; // the capture ("id", "path", ...) and what the tool adds
     QStringList notes;
     QImage image; // the result, for a preview
     QString summary;

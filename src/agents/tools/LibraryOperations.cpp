@@ -50,7 +50,7 @@ std::optional<QDateTime> parseDate(const QString& text, const QDateTime& now, bo
 
 QJsonObject describe(const HistoryRecord& record, const QString& path,
                      const std::optional<QString>& snippet) {
-    QJsonObject item{{QStringLiteral("capture_id"), record.name},
+    QJsonObject item{{QStringLiteral("id"), record.name},
                      {QStringLiteral("path"), path},
                      {QStringLiteral("kind"), HistoryRecord::kindName(record.kind)},
                      {QStringLiteral("date"), record.date.toUTC().toString(Qt::ISODate)},
@@ -112,7 +112,7 @@ QJsonObject details(const HistoryIndex& index, const QString& path, bool include
         bare.kind = HistoryRecord::kindOf(bare.name);
         bare.date = file.lastModified();
         item = describe(bare, file.absoluteFilePath());
-        if (!inHistory) item.remove(QStringLiteral("capture_id"));
+        if (!inHistory) item.remove(QStringLiteral("id"));
     }
     item.insert(QStringLiteral("file_name"), file.fileName());
     if (includeText) {
@@ -180,12 +180,12 @@ Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action
     case Action::Delete: {
         const auto removed = HistoryFiles::remove(index, name);
         if (!removed) return removed.error();
-        return QJsonObject{{QStringLiteral("capture_id"), name}, {QStringLiteral("deleted"), true}};
+        return QJsonObject{{QStringLiteral("id"), name}, {QStringLiteral("deleted"), true}};
     }
     }
     const auto record = index.record(current);
     if (!record)
-        return QJsonObject{{QStringLiteral("capture_id"), current},
+        return QJsonObject{{QStringLiteral("id"), current},
                            {QStringLiteral("path"), folder.filePath(current)}};
     QJsonObject described = describe(*record, folder.filePath(current));
     described.insert(QStringLiteral("kept"), index.isKept(current));

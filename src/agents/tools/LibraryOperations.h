@@ -32,7 +32,7 @@ std::optional<HistoryRecord::Kind> kindNamed(const QString& name);
 // `now`; none when the text is none of these. A bare date means its start (`until`: its end).
 std::optional<QDateTime> parseDate(const QString& text, const QDateTime& now, bool endOfDay = false);
 
-// {"total", "offset", "count", "captures": [{capture_id, path, kind, date, width, height,
+// {"total", "offset", "count", "captures": [{id, path, kind, date, width, height,
 // app, window, kept, duration, snippet}]}, newest first.
 QJsonObject search(const HistoryIndex& index, const SearchRequest& request);
 
@@ -49,7 +49,7 @@ enum class Action { Keep, Unkeep, Rename, Delete };
 std::optional<Action> actionNamed(const QString& name);
 
 // Keep, unkeep and rename; delete removes the file, its project and its record. The
-// result describes the capture afterwards ({"capture_id", "deleted": true} for delete).
+// result describes the capture afterwards ({"id", "deleted": true} for delete).
 Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action action,
                            const QString& newName = {});
 

@@ -381,7 +381,7 @@ TEST_F(ImageToolsTest, AnnotateStoresANewCaptureAndOpensItWhenAsked) {
                              "normalized", 1.0, true, delivery);
     DesktopActions::setHooks({});
     ASSERT_TRUE(done) << done.error().message.toStdString();
-    EXPECT_EQ(done->json["capture_id"].toString(), "Shot edited.png");
+    EXPECT_EQ(done->json["id"].toString(), "Shot edited.png");
     EXPECT_EQ(done->json["annotations_added"].toInt(), 1);
     EXPECT_EQ(done->image.size(), imageSize);
     EXPECT_EQ(opened, QStringList{done->json["path"].toString()});
@@ -398,13 +398,13 @@ TEST_F(ImageToolsTest, RedactDryRunChangesNothingAndARealRunStoresARedactedCaptu
     ASSERT_TRUE(dry) << dry.error().message.toStdString();
     EXPECT_EQ(dry->json["count"].toInt(), 1);
     EXPECT_EQ(dry->json["found"].toArray()[0].toObject()["kind"].toString(), "email");
-    EXPECT_FALSE(dry->json.contains("capture_id"));
+    EXPECT_FALSE(dry->json.contains("id"));
     EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files).size(), 1);
 
     const auto real = ImageEdits::redact(original, {}, {}, "blur", false, {});
     ASSERT_TRUE(real) << real.error().message.toStdString();
     EXPECT_EQ(real->json["count"].toInt(), 1);
-    EXPECT_EQ(real->json["capture_id"].toString(), "Shot edited.png");
+    EXPECT_EQ(real->json["id"].toString(), "Shot edited.png");
     EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files).size(), 2);
     EXPECT_TRUE(ProjectStore::load(real->json["path"].toString())->annotations.isEmpty());
     EXPECT_FALSE(ImageEdits::redact(original, {}, {}, "smudge", false, {}));
@@ -419,7 +419,7 @@ TEST_F(ImageToolsTest, CombineStoresOneNewCapture) {
     ASSERT_TRUE(done) << done.error().message.toStdString();
     EXPECT_EQ(done->json["width"].toInt(), 520);
     EXPECT_EQ(done->json["height"].toInt(), 200);
-    EXPECT_EQ(done->json["capture_id"].toString(), "a combined.png");
+    EXPECT_EQ(done->json["id"].toString(), "a combined.png");
     EXPECT_EQ(ImageEdits::combine({a}, "", 0, "", {}).error().message,
               "Give at least two captures to combine.");
     EXPECT_FALSE(ImageEdits::combine({a, b}, "diagonal", 0, "", {}));

@@ -69,7 +69,7 @@ protected:
     QStringList ids(const SearchRequest& request) const {
         QStringList list;
         for (const auto& item : search(*index, request)["captures"].toArray())
-            list << item.toObject()["capture_id"].toString();
+            list << item.toObject()["id"].toString();
         return list;
     }
 
@@ -95,7 +95,7 @@ TEST_F(LibraryToolsTest, SearchFiltersByWordsKindDatesAndKeptNewestFirst) {
     EXPECT_EQ(page["total"].toInt(), 5);
     EXPECT_EQ(page["count"].toInt(), 2);
     const QJsonObject first = page["captures"].toArray()[0].toObject();
-    EXPECT_EQ(first["capture_id"].toString(), "clip.mp4");
+    EXPECT_EQ(first["id"].toString(), "clip.mp4");
     EXPECT_EQ(first["kind"].toString(), "video");
     EXPECT_EQ(first["app"].toString(), "Firefox");
     EXPECT_TRUE(first["path"].toString().endsWith("/History/clip.mp4"));
@@ -129,7 +129,7 @@ TEST_F(LibraryToolsTest, ManageKeepsRenamesAndDeletes) {
     EXPECT_EQ(manage(*index, "today.png", Action::Rename).error().message, "rename needs `new_name`.");
     const auto renamed = manage(*index, "today.png", Action::Rename, "Invoice");
     ASSERT_TRUE(renamed) << renamed.error().message.toStdString();
-    EXPECT_EQ((*renamed)["capture_id"].toString(), "Invoice.png");
+    EXPECT_EQ((*renamed)["id"].toString(), "Invoice.png");
     EXPECT_EQ((*renamed)["previous_id"].toString(), "today.png");
     EXPECT_TRUE(QFile::exists(HistoryManager::directory() + "/Invoice.png"));
     EXPECT_TRUE(index->record("Invoice.png").has_value());
@@ -150,7 +150,7 @@ TEST_F(LibraryToolsTest, ManageKeepsRenamesAndDeletes) {
 TEST_F(LibraryToolsTest, DetailsCarryTextAndAnnotations) {
     const QString path = HistoryManager::directory() + "/today.png";
     QJsonObject plain = details(*index, path, true, true);
-    EXPECT_EQ(plain["capture_id"].toString(), "today.png");
+    EXPECT_EQ(plain["id"].toString(), "today.png");
     EXPECT_EQ(plain["text"].toString(), "Invoice from Corvanta");
     EXPECT_FALSE(plain["editable"].toBool());
     EXPECT_FALSE(plain.contains("annotations"));
