@@ -15,6 +15,18 @@
 
 namespace LibraryOperations {
 
+namespace {
+HistoryIndex* chosenIndex = nullptr;
+} // namespace
+
+HistoryIndex& activeIndex() {
+    return chosenIndex ? *chosenIndex : HistoryIndex::shared();
+}
+
+void useIndex(HistoryIndex* index) {
+    chosenIndex = index;
+}
+
 std::optional<HistoryRecord::Kind> kindNamed(const QString& name) {
     const QString lower = name.trimmed().toLower();
     if (lower == u"image" || lower == u"images" || lower == u"screenshot" || lower == u"screenshots")

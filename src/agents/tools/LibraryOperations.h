@@ -15,6 +15,11 @@ class HistoryIndex;
 // rename and delete. Main thread.
 namespace LibraryOperations {
 
+// The index the library tools work on: HistoryIndex::shared() unless another is set (tests
+// give each case its own folder). Null goes back to the shared one.
+HistoryIndex& activeIndex();
+void useIndex(HistoryIndex* index);
+
 struct SearchRequest {
     QString query;
     std::optional<HistoryRecord::Kind> kind;
