@@ -6,6 +6,7 @@
 #include "capture/FileNamer.h"
 #include "editor/EditorModel.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -17,21 +18,6 @@ QImage readImage(const QString& path) {
     auto model = CaptureOperations::openForEditing(path, false);
     if (!model) return {};
     return (*model)->baseImage();
-}
-
-// Stores the model and delivers it; the JSON describes the stored capture.
-Result<Outcome> finish(EditorModel& model, const QString& path, const Delivery& delivery,
-                       const QString& summary) {
-    const auto saved = CaptureOperations::saveEdited(model, path, delivery.save, delivery.format);
-    if (!saved) return saved.error();
-    Outcome outcome;
-    outcome.json = saved->toJson();
-    if (delivery.save == CaptureOperations::SaveMode::Replace)
-        outcome.json.insert(QStringLiteral("replaced"), true);
-    outcome.image = model.renderFinal().value_or(QImage());
-    outcome.notes = deliver(*saved, outcome.image, delivery);
-    outcome.summary = summary + QStringLiteral(" → ") + saved->id;
-    return outcome;
 }
 
 } // namespace
@@ -77,9 +63,27 @@ QStringList deliver(const CaptureOperations::Saved& saved, const QImage& image, 
     return notes;
 }
 
-Result<Outcome> annotate(const QString& path, const QJsonArray& operations, const QString& coordinates,
-                         double previewScale, bool keepExisting, const Delivery& delivery,
-                         const CaptureOperations::TextFinder& finder) {
+namespace {
+
+Result<Outcome> now(const Result<Prepared>& prepared, const QString& path, const Delivery& delivery) {
+    if (!prepared) return prepared.error();
+    return store(*prepared, path, delivery);
+}
+
+// Hands the model to the main thread, where it is stored.
+Prepared prepared(std::unique_ptr<EditorModel> model, const QString& summary) {
+    if (QCoreApplication::instance()) model->moveToThread(QCoreApplication::instance()->thread());
+    Prepared result;
+    result.model = std::move(model);
+    result.summary = summary;
+    return result;
+}
+
+} // namespace
+
+Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operations,
+                                 const QString& coordinates, double previewScale, bool keepExisting,
+                                 const CaptureOperations::TextFinder& finder) {
     const auto system = AnnotateOperations::coordinatesNamed(coordinates);
     if (!system)
         return Error{
@@ -95,20 +99,19 @@ Result<Outcome> annotate(const QString& path, const QJsonArray& operations, cons
     options.findText = finder;
     const auto applied = AnnotateOperations::apply(**model, *parsed, options);
     if (!applied) return applied.error();
-    auto finished =
-        finish(**model, path, delivery,
-               QStringLiteral("%1 operation(s) on %2").arg(parsed->size()).arg(QFileInfo(path).fileName()));
-    if (!finished) return finished;
-    Outcome outcome = std::move(finished).value();
-    outcome.json.insert(QStringLiteral("annotations_added"), applied->annotationsAdded);
-    outcome.json.insert(QStringLiteral("annotations"), int((*model)->annotations().size()));
-    outcome.json.insert(QStringLiteral("operations"), QJsonArray::fromStringList(applied->steps));
-    return outcome;
+    const int annotations = int((*model)->annotations().size());
+    Prepared result =
+        prepared(std::move(model).value(),
+                 QStringLiteral("%1 operation(s) on %2").arg(parsed->size()).arg(QFileInfo(path).fileName()));
+    result.json.insert(QStringLiteral("annotations_added"), applied->annotationsAdded);
+    result.json.insert(QStringLiteral("annotations"), annotations);
+    result.json.insert(QStringLiteral("operations"), QJsonArray::fromStringList(applied->steps));
+    return result;
 }
 
-Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,
-                       const QString& style, bool dryRun, const Delivery& delivery,
-                       const CaptureOperations::TextFinder& finder) {
+Result<Prepared> prepareRedact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,
+                               const QString& style, bool dryRun,
+                               const CaptureOperations::TextFinder& finder) {
     const QString lower = style.trimmed().toLower();
     if (!lower.isEmpty() && lower != u"pixelate" && lower != u"blur" && lower != u"gaussian")
         return Error{QStringLiteral("`style` must be \"pixelate\" or \"blur\", not “%1”.").arg(style)};
@@ -119,49 +122,95 @@ Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStr
     QJsonArray items;
     for (const auto& finding : *found)
         items.append(CaptureOperations::toJson(finding));
+    const QString name = QFileInfo(path).fileName();
     if (dryRun || found->isEmpty()) {
-        Outcome outcome;
-        outcome.json = {{QStringLiteral("found"), items}, {QStringLiteral("count"), int(found->size())}};
-        outcome.notes << (found->isEmpty() ? QStringLiteral("No sensitive data found; nothing was changed.")
-                                           : QStringLiteral("Dry run: nothing was changed."));
-        outcome.summary =
-            QStringLiteral("Found %1 item(s) in %2").arg(found->size()).arg(QFileInfo(path).fileName());
-        return outcome;
+        Prepared listed;
+        listed.json = {{QStringLiteral("found"), items}, {QStringLiteral("count"), int(found->size())}};
+        listed.notes << (found->isEmpty() ? QStringLiteral("No sensitive data found; nothing was changed.")
+                                          : QStringLiteral("Dry run: nothing was changed."));
+        listed.summary = QStringLiteral("Found %1 item(s) in %2").arg(found->size()).arg(name);
+        return listed;
     }
     CaptureOperations::burnIn(
         **model, *found, lower == u"pixelate" || lower.isEmpty() ? BlurStyle::Pixelate : BlurStyle::Gaussian);
-    auto finished = finish(
-        **model, path, delivery,
-        QStringLiteral("Redacted %1 item(s) in %2").arg(found->size()).arg(QFileInfo(path).fileName()));
-    if (!finished) return finished;
-    Outcome outcome = std::move(finished).value();
-    outcome.json.insert(QStringLiteral("redacted"), items);
-    outcome.json.insert(QStringLiteral("count"), int(found->size()));
-    return outcome;
+    Prepared result = prepared(std::move(model).value(),
+                               QStringLiteral("Redacted %1 item(s) in %2").arg(found->size()).arg(name));
+    result.json.insert(QStringLiteral("redacted"), items);
+    result.json.insert(QStringLiteral("count"), int(found->size()));
+    return result;
 }
 
-Result<Outcome> removeBackground(const QString& path, const CaptureOperations::CutOutOptions& options,
-                                 const Delivery& delivery) {
+Result<Prepared> prepareRemoveBackground(const QString& path,
+                                         const CaptureOperations::CutOutOptions& options) {
     auto model = CaptureOperations::openForEditing(path, true);
     if (!model) return model.error();
     const auto done = CaptureOperations::removeBackground(**model, options);
     if (!done) return done.error();
-    Delivery adjusted = delivery;
+    Prepared result = prepared(std::move(model).value(),
+                               QStringLiteral("Background removed from %1").arg(QFileInfo(path).fileName()));
     // Transparency needs a format that keeps it.
     const QString background = options.background.trimmed().toLower();
-    if ((background.isEmpty() || background == u"transparent" || background == u"none") && !adjusted.format)
-        adjusted.format = QStringLiteral("png");
-    return finish(**model, path, adjusted,
-                  QStringLiteral("Background removed from %1").arg(QFileInfo(path).fileName()));
+    if (background.isEmpty() || background == u"transparent" || background == u"none")
+        result.json.insert(QStringLiteral("format"), QStringLiteral("png"));
+    return result;
 }
 
-Result<Outcome> beautify(const QString& path, const CaptureOperations::BeautifyOptions& options,
-                         const Delivery& delivery) {
+Result<Prepared> prepareBeautify(const QString& path, const CaptureOperations::BeautifyOptions& options) {
     auto model = CaptureOperations::openForEditing(path, true);
     if (!model) return model.error();
     const auto done = CaptureOperations::beautify(**model, options);
     if (!done) return done.error();
-    return finish(**model, path, delivery, QStringLiteral("Beautified %1").arg(QFileInfo(path).fileName()));
+    return prepared(std::move(model).value(),
+                    QStringLiteral("Beautified %1").arg(QFileInfo(path).fileName()));
+}
+
+Result<Outcome> store(const Prepared& prepared, const QString& path, const Delivery& delivery) {
+    Outcome outcome;
+    outcome.notes = prepared.notes;
+    outcome.summary = prepared.summary;
+    if (!prepared.model) {
+        outcome.json = prepared.json;
+        return outcome;
+    }
+    Delivery adjusted = delivery;
+    QJsonObject extra = prepared.json;
+    if (extra.contains(QStringLiteral("format")) && !adjusted.format)
+        adjusted.format = extra.value(QStringLiteral("format")).toString();
+    extra.remove(QStringLiteral("format"));
+    const auto saved = CaptureOperations::saveEdited(*prepared.model, path, adjusted.save, adjusted.format);
+    if (!saved) return saved.error();
+    outcome.json = saved->toJson();
+    if (adjusted.save == CaptureOperations::SaveMode::Replace)
+        outcome.json.insert(QStringLiteral("replaced"), true);
+    for (auto it = extra.constBegin(); it != extra.constEnd(); ++it)
+        outcome.json.insert(it.key(), it.value());
+    outcome.image = prepared.model->renderFinal().value_or(QImage());
+    outcome.notes += deliver(*saved, outcome.image, adjusted);
+    outcome.summary += QStringLiteral(" → ") + saved->id;
+    return outcome;
+}
+
+Result<Outcome> annotate(const QString& path, const QJsonArray& operations, const QString& coordinates,
+                         double previewScale, bool keepExisting, const Delivery& delivery,
+                         const CaptureOperations::TextFinder& finder) {
+    return now(prepareAnnotate(path, operations, coordinates, previewScale, keepExisting, finder), path,
+               delivery);
+}
+
+Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,
+                       const QString& style, bool dryRun, const Delivery& delivery,
+                       const CaptureOperations::TextFinder& finder) {
+    return now(prepareRedact(path, kinds, alsoHide, style, dryRun, finder), path, delivery);
+}
+
+Result<Outcome> removeBackground(const QString& path, const CaptureOperations::CutOutOptions& options,
+                                 const Delivery& delivery) {
+    return now(prepareRemoveBackground(path, options), path, delivery);
+}
+
+Result<Outcome> beautify(const QString& path, const CaptureOperations::BeautifyOptions& options,
+                         const Delivery& delivery) {
+    return now(prepareBeautify(path, options), path, delivery);
 }
 
 Result<Outcome> combine(const QStringList& paths, const QString& direction, double spacing,
