@@ -35,30 +35,6 @@ namespace {
     throw ToolError{message, denied};
 }
 
-// Runs `body` with errors it throws turned into answers: for continuations that run after
-// the tool's run() has returned.
-void guarded(const ToolDone& done, const std::function<void()>& body) {
-    try {
-        body();
-    } catch (const ToolError& error) {
-        done(error);
-    }
-}
-
-// Asks the category gate, then runs `then`; a refusal answers `done`.
-void gate(const ToolContext& context, AgentAccess::Category category, const QString& action, ToolDone done,
-          std::function<void()> then) {
-    if (!context.session) fail(QStringLiteral("Cancelled."));
-    AgentAccess::shared().authorize(category, action, *context.session,
-                                    [done, then = std::move(then)](std::optional<QString> refusal) {
-                                        if (refusal) {
-                                            done(ToolError{*refusal, true});
-                                            return;
-                                        }
-                                        guarded(done, then);
-                                    });
-}
-
 QJsonObject rectObject(const QRectF& rect) {
     return QJsonObject{{QStringLiteral("x"), rect.x()},
                        {QStringLiteral("y"), rect.y()},
@@ -245,7 +221,7 @@ DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context
         options.autoBeautify = *beautify;
         if (*beautify) options.preset = PresetStore::shared().active();
     }
-    if (AgentAccess::shared().announce() && context.session)
+    if (context.access().announce() && context.session)
         options.announcement = context.session->displayName() + QStringLiteral(" took a screenshot");
     return options;
 }
@@ -265,7 +241,8 @@ void answerCapture(const ToolArgs& args, const ToolContext& context,
     if (context.session) context.session->ownedCaptures.insert(QFileInfo(delivered.historyFile).fileName());
     out.summary = QStringLiteral("Took a screenshot of ") +
                   describeTarget(facts.value(QStringLiteral("target")).toString());
-    ToolMedia::finishWithPreview(std::move(out), stored, ToolMedia::wantsImage(args), std::move(done));
+    ToolMedia::finishWithPreview(std::move(out), stored, ToolMedia::wantsImage(args), std::move(done),
+                                 context.access());
 }
 
 void captureNow(const ToolArgs& args, const ToolContext& context, ToolDone done) {
@@ -317,7 +294,7 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
     *connection = QObject::connect(
         &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
             QObject::disconnect(*connection);
-            guarded(done, [&] {
+            answeringErrors(done, [&] {
                 QStringList added = (historyNames() - before).values();
                 if (added.isEmpty()) fail(QStringLiteral("The user cancelled the selection."));
                 std::sort(added.begin(), added.end());
@@ -343,7 +320,7 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone d
         fail(
             QStringLiteral("window_size is not available: Pictavia cannot resize other apps' windows on this "
                            "system. Resize the window first, then capture it."));
-    gate(context, AgentAccess::Category::capture, QStringLiteral("take a screenshot"), done, [=] {
+    context.authorize(AgentAccess::Category::capture, QStringLiteral("take a screenshot"), done, [=] {
         if (interactiveTargets.contains(target)) {
             captureInteractively(args, context, target, done);
             return;
@@ -354,7 +331,7 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone d
             return;
         }
         QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
-                           [=] { guarded(done, [&] { captureNow(args, context, done); }); });
+                           [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
     });
 }
 
@@ -376,7 +353,7 @@ QJsonArray boxList(const QList<TextBox>& boxes, const std::function<QString(cons
     return list;
 }
 
-void readImage(const ToolArgs& args, const ToolContext&, const QImage& image, QJsonObject facts,
+void readImage(const ToolArgs& args, const ToolContext& context, const QImage& image, QJsonObject facts,
                ToolDone done) {
     const QString detail = args.string(QStringLiteral("detail")).value_or(QStringLiteral("text")).toLower();
     if (!QStringList{QStringLiteral("text"), QStringLiteral("lines"), QStringLiteral("words")}.contains(
@@ -384,7 +361,7 @@ void readImage(const ToolArgs& args, const ToolContext&, const QImage& image, QJ
         fail(QStringLiteral("`detail` is \"text\", \"lines\" or \"words\"."));
     const auto phrase = args.string(QStringLiteral("find"));
     const bool copy = args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false);
-    const bool redact = AgentAccess::shared().redactForAgents();
+    const bool redact = context.access().redactForAgents();
     QtConcurrent::run([image, detail, phrase]() {
         Reading reading;
         const auto text = TextRecognizer::recognize(image);
@@ -421,7 +398,7 @@ void readImage(const ToolArgs& args, const ToolContext&, const QImage& image, QJ
 }
 
 void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done) {
-    if (AgentAccess::shared().imageSharing() == AgentAccess::ImageSharing::none)
+    if (context.access().imageSharing() == AgentAccess::ImageSharing::none)
         fail(QStringLiteral("The user lets agents learn only file names and sizes, not the text in captures. "
                             "They can change this in Pictavia ▸ AI Agents."),
              true);
@@ -434,10 +411,11 @@ void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done
         if (!screenTargets.contains(name))
             fail(QStringLiteral("Unknown target “%1”. Use screen, area, window or previous_area.")
                      .arg(*target));
-        gate(context, AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done, [=] {
-            const Grab grabbed = grab(args, name);
-            readImage(args, context, grabbed.image, grabFacts(grabbed), done);
-        });
+        context.authorize(AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done,
+                          [=] {
+                              const Grab grabbed = grab(args, name);
+                              readImage(args, context, grabbed.image, grabFacts(grabbed), done);
+                          });
         return;
     }
     if (args.has(QStringLiteral("page")) && args.integer(QStringLiteral("page")).value_or(1) != 1)
@@ -448,7 +426,7 @@ void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done
         readImage(args, context, image, ToolMedia::describe(source.file, QImage()), done);
     };
     if (!source.captureId.isEmpty())
-        gate(context, AgentAccess::Category::history, QStringLiteral("read a capture"), done, read);
+        context.authorize(AgentAccess::Category::history, QStringLiteral("read a capture"), done, read);
     else
         read();
 }

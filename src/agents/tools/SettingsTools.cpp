@@ -235,7 +235,7 @@ void updateSettings(const ToolArgs& args, const ToolContext& context, ToolDone d
     for (const auto& [setting, value] : changes)
         described.append(QStringLiteral("%1 to %2").arg(QLatin1String(setting->name), value.toString()));
     const QString action = QStringLiteral("change settings: ") + described.join(QStringLiteral(", "));
-    AgentAccess::shared().authorize(
+    context.access().authorize(
         AgentAccess::Category::manage, action, *context.session,
         [changes, described, done](std::optional<QString> refusal) {
             if (refusal) {
