@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 
 #include <cmath>
+#include <exception>
 #include <limits>
 
 namespace {
@@ -161,6 +162,33 @@ void ToolContext::checkCancelled() const {
 
 void ToolContext::progress(double done, std::optional<double> total, const QString& message) const {
     if (session && progressToken) session->notifyProgress(*progressToken, done, total, message);
+}
+
+AgentAccess& ToolContext::access() const {
+    return policy ? *policy : AgentAccess::shared();
+}
+
+void ToolContext::authorize(AgentAccess::Category category, const QString& action, const ToolDone& done,
+                            std::function<void()> then) const {
+    if (!session) throw ToolError{QStringLiteral("Cancelled.")};
+    access().authorize(category, action, *session,
+                       [done, then = std::move(then)](std::optional<QString> refusal) {
+                           if (refusal) {
+                               done(ToolError{*refusal, true});
+                               return;
+                           }
+                           answeringErrors(done, then);
+                       });
+}
+
+void answeringErrors(const ToolDone& done, const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const ToolError& error) {
+        done(error);
+    } catch (const std::exception& error) {
+        done(Error{QString::fromUtf8(error.what()), QStringLiteral("std"), 0});
+    }
 }
 
 // MARK: - Tools

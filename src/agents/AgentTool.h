@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agents/AgentAccess.h"
 #include "agents/AgentToolProvider.h"
 #include "common/Result.h"
 
@@ -81,6 +82,12 @@ private:
     QJsonObject m_raw;
 };
 
+// A tool's outcome: its output, a ToolError, or an Error from a subsystem (shown with its
+// domain and code).
+using ToolOutcome = std::variant<ToolOutput, ToolError, Error>;
+// Answered exactly once, then or later, on the main thread.
+using ToolDone = std::function<void(ToolOutcome)>;
+
 // Where a call comes from, and whether it has been cancelled.
 struct ToolContext {
     QPointer<MCPSession> session;
@@ -93,13 +100,20 @@ struct ToolContext {
     void checkCancelled() const;
     // Reports progress when the caller asked for it.
     void progress(double done, std::optional<double> total = {}, const QString& message = {}) const;
+
+    // The access policy of the catalogue that dispatched the call; the shared one when unset.
+    AgentAccess* policy = nullptr;
+    AgentAccess& access() const;
+    // The category gate for one kind of action ("take a screenshot"): a refusal answers
+    // `done` as denied; otherwise `then` runs, then or after the user's answer, with the
+    // ToolErrors it throws answered to `done`. Throws "Cancelled." when the session is gone.
+    void authorize(AgentAccess::Category category, const QString& action, const ToolDone& done,
+                   std::function<void()> then) const;
 };
 
-// A tool's outcome: its output, a ToolError, or an Error from a subsystem (shown with its
-// domain and code).
-using ToolOutcome = std::variant<ToolOutput, ToolError, Error>;
-// Answered exactly once, then or later, on the main thread.
-using ToolDone = std::function<void(ToolOutcome)>;
+// Runs `body`, answering the ToolErrors it throws to `done`: for continuations that run
+// after a tool's run() has returned (timers, workers, prompts).
+void answeringErrors(const ToolDone& done, const std::function<void()>& body);
 
 // One tool of the catalogue.
 struct AgentTool {

@@ -81,8 +81,8 @@ void AgentTools::call(const ToolCallRequest& request, ToolCallDone done) {
     };
     // Tools live as long as the catalogue, which the server holds for its sessions' lifetime.
     const auto run = tool->run;
-    m_access.authorizeClient(*request.session, [request, done, log, run,
-                                                name](std::optional<QString> refusal) {
+    m_access.authorizeClient(*request.session, [request, done, log, run, name,
+                                                access](std::optional<QString> refusal) {
         if (refusal) {
             log(QStringLiteral("Refused"), QStringLiteral("denied"));
             done(ToolOutput::error(*refusal));
@@ -101,9 +101,9 @@ void AgentTools::call(const ToolCallRequest& request, ToolCallDone done) {
                 log(std::get<Error>(outcome).message, QStringLiteral("error"));
             done(resultOf(outcome));
         };
-        ToolContext context{request.session, request.progressToken,
-                            request.cancellation ? request.cancellation
-                                                 : std::make_shared<ToolCancellation>()};
+        ToolContext context{
+            request.session, request.progressToken,
+            request.cancellation ? request.cancellation : std::make_shared<ToolCancellation>(), access};
         try {
             context.checkCancelled();
             run(ToolArgs(request.arguments), context, finish);

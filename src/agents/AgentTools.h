@@ -44,7 +44,12 @@ private:
 // `std::vector<AgentTool> AgentToolGroups::<group>()`, its tools in order. This list puts
 // the groups in catalogue order (status, capture, recording, video, image, library with
 // the output tools, settings); a new group is one more line here.
-#define PICTAVIA_AGENT_TOOL_GROUPS(GROUP) GROUP(status) GROUP(image) GROUP(library)
+#define PICTAVIA_AGENT_TOOL_GROUPS(GROUP)                                                                    \
+    GROUP(status)                                                                                            \
+    GROUP(capture)                                                                                           \
+    GROUP(image)                                                                                             \
+    GROUP(library)                                                                                           \
+    GROUP(settings)
 
 namespace AgentToolGroups {
 #define PICTAVIA_DECLARE_TOOL_GROUP(group) std::vector<AgentTool> group();

@@ -1,6 +1,7 @@
 #include "main/DesktopApp.h"
 
 #include "agents/AgentServer.h"
+#include "agents/AgentTools.h"
 #include "agents/CodeIdentity.h"
 #include "agents/tools/DesktopActions.h"
 #include "app/AppPaths.h"
@@ -248,6 +249,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
                      [](const QStringList& arguments) { handle(arguments, false); });
     // AI agents: served once everything else is ready, like the instance socket.
     AgentServer& agents = AgentServer::shared();
+    agents.setToolProvider(std::make_shared<AgentTools>());
     agents.start();
     if (const auto& error = agents.lastError()) std::fprintf(stderr, "pictavia: %s\n", qPrintable(*error));
     handle(arguments, true);

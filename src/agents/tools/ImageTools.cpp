@@ -36,21 +36,6 @@ template <typename T> T unwrap(Result<T> result) {
     return std::move(result).value();
 }
 
-// Asks the category gate, then runs `then`; a refusal answers `done` as denied.
-void gate(const ToolContext& context, AgentAccess::Category category, const QString& action, ToolDone done,
-          std::function<void()> then) {
-    if (!context.session) fail(QStringLiteral("Cancelled."));
-    AgentAccess::shared().authorize(category, action, *context.session,
-                                    [done, then = std::move(then)](std::optional<QString> refusal) {
-                                        if (refusal) return done(ToolError{*refusal, true});
-                                        try {
-                                            then();
-                                        } catch (const ToolError& error) {
-                                            done(error);
-                                        }
-                                    });
-}
-
 // Runs `then` at once for the client's own captures and files outside the
 // history, behind the "history" gate for anything else of the user's.
 void withCaptures(const ToolContext& context, const QStringList& ids, const QString& action, ToolDone done,
@@ -59,7 +44,7 @@ void withCaptures(const ToolContext& context, const QStringList& ids, const QStr
         return !id.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(id));
     });
     if (foreign)
-        return gate(context, AgentAccess::Category::history, action, std::move(done), std::move(then));
+        return context.authorize(AgentAccess::Category::history, action, std::move(done), std::move(then));
     then();
 }
 
@@ -99,7 +84,8 @@ void answer(const ToolArgs& args, const ToolContext& context, const ImageEdits::
     const QString file = outcome.json.value(QStringLiteral("path")).toString();
     if (!file.isEmpty()) ToolMedia::deliver(args, file, outcome.image, output);
     ToolMedia::finishWithPreview(std::move(output), outcome.image,
-                                 !file.isEmpty() && ToolMedia::wantsImage(args), std::move(done));
+                                 !file.isEmpty() && ToolMedia::wantsImage(args), std::move(done),
+                                 context.access());
 }
 
 // Prepares the edit on a worker thread (recognition and cut-outs take a while), then

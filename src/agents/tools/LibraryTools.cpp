@@ -27,21 +27,6 @@ template <typename T> T unwrap(Result<T> result) {
     return std::move(result).value();
 }
 
-// Asks the category gate, then runs `then`; a refusal answers `done` as denied.
-void gate(const ToolContext& context, AgentAccess::Category category, const QString& action, ToolDone done,
-          std::function<void()> then) {
-    if (!context.session) fail(QStringLiteral("Cancelled."));
-    AgentAccess::shared().authorize(category, action, *context.session,
-                                    [done, then = std::move(then)](std::optional<QString> refusal) {
-                                        if (refusal) return done(ToolError{*refusal, true});
-                                        try {
-                                            then();
-                                        } catch (const ToolError& error) {
-                                            done(error);
-                                        }
-                                    });
-}
-
 // A capture of the user's history that this client did not make itself.
 bool isForeign(const ToolContext& context, const QString& captureId) {
     return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
@@ -49,8 +34,8 @@ bool isForeign(const ToolContext& context, const QString& captureId) {
 
 // Text an agent receives passes the same masking as previews when the user asks
 // for it.
-QString maskedText(const QString& text) {
-    if (!AgentAccess::shared().redactForAgents()) return text;
+QString maskedText(const ToolContext& context, const QString& text) {
+    if (!context.access().redactForAgents()) return text;
     return SensitiveScanner::redactText(text, SensitiveScanner::kinds());
 }
 
@@ -76,28 +61,29 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, ToolDone do
     request.keptOnly = args.boolean(QStringLiteral("kept_only")).value_or(false);
     request.limit = args.integer(QStringLiteral("limit")).value_or(20);
     request.offset = args.integer(QStringLiteral("offset")).value_or(0);
-    gate(context, AgentAccess::Category::history, QStringLiteral("search your capture history"), done, [=] {
-        const AgentAccess::ImageSharing sharing = AgentAccess::shared().imageSharing();
-        QJsonObject result = LibraryOperations::search(LibraryOperations::activeIndex(), request);
-        // Snippets are text read from the pixels: an agent allowed file names
-        // only gets none.
-        QJsonArray captures = result.value(QStringLiteral("captures")).toArray();
-        for (auto&& value : captures) {
-            QJsonObject item = value.toObject();
-            if (sharing == AgentAccess::ImageSharing::none)
-                item.remove(QStringLiteral("snippet"));
-            else if (item.contains(QStringLiteral("snippet")))
-                item.insert(QStringLiteral("snippet"),
-                            maskedText(item.value(QStringLiteral("snippet")).toString()));
-            value = item;
-        }
-        result.insert(QStringLiteral("captures"), captures);
-        ToolOutput output;
-        output.json = result;
-        output.summary = request.query.isEmpty() ? QStringLiteral("Listed history")
-                                                 : QStringLiteral("Searched for “%1”").arg(request.query);
-        done(std::move(output));
-    });
+    context.authorize(
+        AgentAccess::Category::history, QStringLiteral("search your capture history"), done, [=] {
+            const AgentAccess::ImageSharing sharing = context.access().imageSharing();
+            QJsonObject result = LibraryOperations::search(LibraryOperations::activeIndex(), request);
+            // Snippets are text read from the pixels: an agent allowed file names
+            // only gets none.
+            QJsonArray captures = result.value(QStringLiteral("captures")).toArray();
+            for (auto&& value : captures) {
+                QJsonObject item = value.toObject();
+                if (sharing == AgentAccess::ImageSharing::none)
+                    item.remove(QStringLiteral("snippet"));
+                else if (item.contains(QStringLiteral("snippet")))
+                    item.insert(QStringLiteral("snippet"),
+                                maskedText(context, item.value(QStringLiteral("snippet")).toString()));
+                value = item;
+            }
+            result.insert(QStringLiteral("captures"), captures);
+            ToolOutput output;
+            output.json = result;
+            output.summary = request.query.isEmpty() ? QStringLiteral("Listed history")
+                                                     : QStringLiteral("Searched for “%1”").arg(request.query);
+            done(std::move(output));
+        });
 }
 
 void getCapture(const ToolArgs& args, const ToolContext& context, ToolDone done) {
@@ -107,25 +93,25 @@ void getCapture(const ToolArgs& args, const ToolContext& context, ToolDone done)
     const bool wantsAnnotations = args.boolean(QStringLiteral("include_annotations")).value_or(true);
     const bool wantsImage = args.boolean(QStringLiteral("include_image")).value_or(true);
     const auto run = [=] {
-        const AgentAccess::ImageSharing sharing = AgentAccess::shared().imageSharing();
+        const AgentAccess::ImageSharing sharing = context.access().imageSharing();
         ToolOutput output;
         output.json = LibraryOperations::details(LibraryOperations::activeIndex(), source.file,
                                                  wantsText && sharing != AgentAccess::ImageSharing::none,
                                                  wantsAnnotations);
         if (output.json.contains(QStringLiteral("text")))
             output.json.insert(QStringLiteral("text"),
-                               maskedText(output.json.value(QStringLiteral("text")).toString()));
+                               maskedText(context, output.json.value(QStringLiteral("text")).toString()));
         output.summary = QStringLiteral("Opened ") + QFileInfo(source.file).fileName();
         const bool isImage =
             HistoryRecord::kindOf(QFileInfo(source.file).fileName()) == HistoryRecord::Kind::Image;
         // Videos have no frame reader here yet: their details come without a
         // preview.
         const QImage image = wantsImage && isImage ? ToolMedia::loadImage(source.file) : QImage();
-        ToolMedia::finishWithPreview(std::move(output), image, !image.isNull(), done);
+        ToolMedia::finishWithPreview(std::move(output), image, !image.isNull(), done, context.access());
     };
     if (isForeign(context, source.captureId))
-        gate(context, AgentAccess::Category::history, QStringLiteral("open a capture from your history"),
-             done, run);
+        context.authorize(AgentAccess::Category::history, QStringLiteral("open a capture from your history"),
+                          done, run);
     else
         run();
 }
@@ -156,11 +142,11 @@ void manageCapture(const ToolArgs& args, const ToolContext& context, ToolDone do
     };
     // Deleting always asks the "manage" gate, even for the client's own captures.
     if (*action == LibraryOperations::Action::Delete)
-        gate(context, AgentAccess::Category::manage, QStringLiteral("delete the capture “%1”").arg(id), done,
-             run);
+        context.authorize(AgentAccess::Category::manage, QStringLiteral("delete the capture “%1”").arg(id),
+                          done, run);
     else if (isForeign(context, id))
-        gate(context, AgentAccess::Category::history,
-             QStringLiteral("%1 the capture “%2”").arg(actionName.toLower(), id), done, run);
+        context.authorize(AgentAccess::Category::history,
+                          QStringLiteral("%1 the capture “%2”").arg(actionName.toLower(), id), done, run);
     else
         run();
 }

@@ -76,8 +76,7 @@ QJsonObject outputSettings() {
     };
 }
 
-QJsonObject agentSettings() {
-    AgentAccess& access = AgentAccess::shared();
+QJsonObject agentSettings(AgentAccess& access) {
     QJsonObject policies;
     for (const auto category : {AgentAccess::Category::capture, AgentAccess::Category::record,
                                 AgentAccess::Category::history, AgentAccess::Category::manage})
@@ -92,7 +91,7 @@ QJsonObject agentSettings() {
     };
 }
 
-void getStatus(const ToolArgs&, const ToolContext&, ToolDone done) {
+void getStatus(const ToolArgs&, const ToolContext& context, ToolDone done) {
     const auto& services = platform::services();
     ToolOutput out;
     out.json = QJsonObject{
@@ -106,7 +105,7 @@ void getStatus(const ToolArgs&, const ToolContext&, ToolDone done) {
         {QStringLiteral("recording"), false},
         {QStringLiteral("history"), historySummary()},
         {QStringLiteral("output"), outputSettings()},
-        {QStringLiteral("agent_access"), agentSettings()},
+        {QStringLiteral("agent_access"), agentSettings(context.access())},
     };
     out.summary = QStringLiteral("Read the status");
     done(std::move(out));

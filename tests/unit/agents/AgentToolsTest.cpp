@@ -114,8 +114,9 @@ protected:
         access = std::make_unique<AgentAccess>(home.path() + "/data/agent-activity.json");
         std::vector<AgentTool> list{
             tool("quiet",
-                 [this](const ToolArgs& args, const ToolContext&, ToolDone done) {
+                 [this](const ToolArgs& args, const ToolContext& context, ToolDone done) {
                      ++runs;
+                     seenAccess = &context.access();
                      lastArgs = args.raw();
                      done(ToolOutput());
                  }),
@@ -155,6 +156,7 @@ protected:
     std::unique_ptr<MCPSession> session;
     int runs = 0;
     QJsonObject lastArgs;
+    AgentAccess* seenAccess = nullptr;
     ToolDone held;
 };
 
@@ -181,6 +183,7 @@ TEST_F(DispatchTest, ApprovedClientsRunToolsAndEveryCallIsLogged) {
     EXPECT_EQ(call("quiet", QJsonObject{{"a", 1}}), ToolOutput().result());
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(lastArgs, (QJsonObject{{"a", 1}}));
+    EXPECT_EQ(seenAccess, access.get()); // tools ask the catalogue's own policy
     EXPECT_FALSE(call("summarised")["isError"].toBool());
     const QJsonObject refused = call("refusing");
     EXPECT_TRUE(refused["isError"].toBool());
