@@ -51,6 +51,13 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
                      QJsonObject{{"target", "area"},
                                  {"rect", QJsonArray{area.x(), area.y(), area.width(), area.height()}}}}},
         QJsonObject{{"name", "no_such_tool"}, {"arguments", QJsonObject()}},
+        // An arrow on the screenshot taken above, saved as a new capture.
+        QJsonObject{{"name", "annotate_image"},
+                    {"arguments",
+                     QJsonObject{{"capture_id", "$last_id"},
+                                 {"operations", QJsonArray{QJsonObject{{"type", "arrow"},
+                                                                       {"from", QJsonArray{20, 20}},
+                                                                       {"to", QJsonArray{160, 120}}}}}}}},
     };
     const ProcessOutput out =
         app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
@@ -73,7 +80,7 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
 
     const QJsonArray results = report["calls"].toArray();
-    ASSERT_EQ(results.size(), 4);
+    ASSERT_EQ(results.size(), 5);
     const QJsonObject status = structured(results[0].toObject());
     EXPECT_FALSE(results[0].toObject()["isError"].toBool());
     ASSERT_FALSE(status["displays"].toArray().isEmpty()) << out.out;
@@ -95,6 +102,15 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(results[3].toObject()["content"].toArray().at(0).toObject()["text"].toString(),
               QString::fromUtf8("Unknown tool “no_such_tool”. Call tools/list for the available tools."));
     EXPECT_TRUE(results[3].toObject()["isError"].toBool());
+
+    const QJsonObject annotated = results[4].toObject();
+    ASSERT_FALSE(annotated["isError"].toBool()) << out.out;
+    const QJsonObject edited = structured(annotated);
+    EXPECT_NE(edited["id"].toString(), captured["id"].toString());
+    EXPECT_TRUE(app.captures().contains(edited["id"].toString())) << out.out;
+    EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
+    EXPECT_EQ(edited["annotations_added"].toInt(), 1);
+    EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 // An MCP client as AI applications use it: starts pictavia-mcp (the first argument) over
 // stdio with a client's bare environment, runs the protocol's housekeeping and the tool
 // calls given as a JSON array of {name, arguments} (the second argument), and prints what
-// came back as one JSON object.
+// came back as one JSON object. An argument written "$last_id" stands for the "id" of the
+// latest earlier result that had one (a capture the client made).
 import { Client } from "@modelcontextprotocol/sdk/client/index.js";
 import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
 
@@ -21,7 +22,17 @@ try {
   report.ping = await client.ping();
   report.tools = await client.listTools();
   report.calls = [];
-  for (const call of calls) report.calls.push(await client.callTool(call));
+  let lastId;
+  for (const call of calls) {
+    const args = Object.fromEntries(
+      Object.entries(call.arguments ?? {}).map(([key, value]) => [key, value === "$last_id" ? lastId : value]));
+    const result = await client.callTool({ ...call, arguments: args });
+    report.calls.push(result);
+    try {
+      const fields = JSON.parse(result.content?.[0]?.text ?? "");
+      if (typeof fields.id === "string") lastId = fields.id;
+    } catch {}
+  }
   report.resources = await client.listResources();
   report.prompts = await client.listPrompts();
 } catch (error) {
