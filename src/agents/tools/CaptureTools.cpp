@@ -6,6 +6,7 @@
 #include "agents/ToolMedia.h"
 #include "agents/tools/ToolInfo.h"
 #include "app/Prefs.h"
+#include "app/Toast.h"
 #include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
@@ -330,6 +331,11 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone d
             captureNow(args, context, done);
             return;
         }
+        if (context.access().announce() && context.session)
+            Toast::show(QStringLiteral("%1 takes a screenshot in %2 s")
+                            .arg(context.session->displayName())
+                            .arg(delay),
+                        std::min(delay, 5));
         QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
                            [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
     });
