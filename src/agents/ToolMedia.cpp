@@ -1,5 +1,7 @@
 #include "agents/ToolMedia.h"
 
+#include "agents/MCPSession.h"
+
 #include "capture/GaussianBlur.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
@@ -232,6 +234,35 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
     if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
         fail(QStringLiteral("Cannot write %1: %2").arg(destination, out.errorString()));
     output.json.insert(QStringLiteral("saved_to"), QFileInfo(destination).absoluteFilePath());
+}
+
+OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const CaptureContext& context,
+                                       const std::optional<QString>& format) {
+    DeliveryOptions options;
+    options.copyToClipboard = false;
+    options.showQuickAccess = false;
+    options.askForName = false;
+    options.autoBeautify = false;
+    options.playSound = false;
+    options.autoSave = false;
+    options.format = format;
+    const auto delivered = OutputPipeline::deliverImage(image, scale, false, false, context, options);
+    if (!delivered) fail(QStringLiteral("The image could not be stored in Pictavia's history."));
+    return *delivered;
+}
+
+void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,
+                 const QJsonObject& fields, const QString& summary, ToolDone done) {
+    ToolOutput out;
+    const QImage image = loadImage(file);
+    out.json = describe(file, image);
+    for (auto it = fields.begin(); it != fields.end(); ++it)
+        out.json.insert(it.key(), it.value());
+    deliver(args, file, image, out);
+    if (context.session && out.json.contains(QStringLiteral("id")))
+        context.session->ownedCaptures.insert(out.json.value(QStringLiteral("id")).toString());
+    out.summary = summary;
+    finishWithPreview(std::move(out), image, wantsImage(args), std::move(done), context.access());
 }
 
 } // namespace ToolMedia

@@ -6,6 +6,7 @@
 #include "agents/ToolMedia.h"
 #include "agents/tools/ToolInfo.h"
 #include "app/Prefs.h"
+#include "app/Toast.h"
 #include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
@@ -226,23 +227,19 @@ DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context
     return options;
 }
 
-// The answer for a capture stored in history.
+// The answer for a capture stored in history. The pipeline has copied it and shown its
+// thumbnail as asked; what is left of the output properties is save_to.
 void answerCapture(const ToolArgs& args, const ToolContext& context,
                    const OutputPipeline::Delivered& delivered, QJsonObject facts, ToolDone done) {
-    ToolOutput out;
-    const QImage stored = ToolMedia::loadImage(delivered.historyFile);
-    out.json = ToolMedia::describe(delivered.historyFile, stored);
-    for (auto it = facts.begin(); it != facts.end(); ++it)
-        out.json.insert(it.key(), it.value());
-    if (!delivered.savedFile.isEmpty()) out.json.insert(QStringLiteral("saved_file"), delivered.savedFile);
-    if (delivered.copied) out.json.insert(QStringLiteral("copied"), true);
-    ToolArgs saveOnly(QJsonObject{{QStringLiteral("save_to"), args.raw().value(QStringLiteral("save_to"))}});
-    ToolMedia::deliver(saveOnly, delivered.historyFile, stored, out);
-    if (context.session) context.session->ownedCaptures.insert(QFileInfo(delivered.historyFile).fileName());
-    out.summary = QStringLiteral("Took a screenshot of ") +
-                  describeTarget(facts.value(QStringLiteral("target")).toString());
-    ToolMedia::finishWithPreview(std::move(out), stored, ToolMedia::wantsImage(args), std::move(done),
-                                 context.access());
+    QJsonObject remaining = args.raw();
+    remaining.remove(QStringLiteral("copy_to_clipboard"));
+    remaining.remove(QStringLiteral("show_thumbnail"));
+    if (!delivered.savedFile.isEmpty()) facts.insert(QStringLiteral("saved_file"), delivered.savedFile);
+    if (delivered.copied) facts.insert(QStringLiteral("copied"), true);
+    const QString summary = QStringLiteral("Took a screenshot of ") +
+                            describeTarget(facts.value(QStringLiteral("target")).toString());
+    ToolMedia::finishImage(ToolArgs(remaining), context, delivered.historyFile, facts, summary,
+                           std::move(done));
 }
 
 void captureNow(const ToolArgs& args, const ToolContext& context, ToolDone done) {
@@ -330,6 +327,11 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone d
             captureNow(args, context, done);
             return;
         }
+        if (context.access().announce() && context.session)
+            Toast::show(QStringLiteral("%1 takes a screenshot in %2 s")
+                            .arg(context.session->displayName())
+                            .arg(delay),
+                        std::min(delay, 5));
         QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
                            [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
     });

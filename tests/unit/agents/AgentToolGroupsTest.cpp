@@ -118,6 +118,27 @@ TEST_F(AgentToolGroupsTest, ScreenshotsOfAnAreaAreStoredAndPreviewed) {
     EXPECT_TRUE(std::get<ToolOutput>(run("take_screenshot", {{"target", "screen"}})).images.isEmpty());
 }
 
+TEST_F(AgentToolGroupsTest, WindowsAreCapturedByAppAndTitle) {
+    screen->windowList = {{11, 100, "Firefox", "News", 0, QRect(0, 0, 400, 300)},
+                          {12, 100, "Firefox", "Mail", 0, QRect(100, 100, 300, 200)}};
+    QImage pixels(300, 200, QImage::Format_ARGB32);
+    pixels.fill(Qt::red);
+    screen->windowPixels.insert(12, pixels);
+    const QString copy = home.path() + "/copies/mail.png";
+    const QJsonObject result = json(run("take_screenshot", {{"app", "FIREFOX"},
+                                                            {"window_title", "mail"},
+                                                            {"window_shadow", false},
+                                                            {"save_to", copy},
+                                                            {"return_image", false}}));
+    EXPECT_EQ(result["target"], "window");
+    EXPECT_EQ(result["window"]["id"].toInt(), 12);
+    EXPECT_EQ(result["width"].toInt(), 300);
+    EXPECT_EQ(result["saved_to"], copy);
+    EXPECT_EQ(QImage(copy).size(), QSize(300, 200));
+    const QJsonObject shadowed = json(run("take_screenshot", {{"window_id", 12}, {"window_shadow", true}}));
+    EXPECT_GT(shadowed["width"].toInt(), 300);
+}
+
 TEST_F(AgentToolGroupsTest, ScreenshotsExplainWhatIsMissing) {
     EXPECT_TRUE(failure(run("take_screenshot", {{"target", "area"}})).contains("needs `rect`"));
     EXPECT_TRUE(failure(run("take_screenshot", {{"app", "Nothing"}}))

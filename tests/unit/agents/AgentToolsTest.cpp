@@ -5,6 +5,7 @@
 #include "agents/AgentConnection.h"
 #include "agents/MCPSession.h"
 #include "agents/ToolMedia.h"
+#include "app/Prefs.h"
 #include "capture/HistoryManager.h"
 
 #include "../support/EventLoop.h"
@@ -13,6 +14,7 @@
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QJsonDocument>
 #include <QSet>
@@ -363,6 +365,32 @@ TEST_F(ToolMediaTest, SourcesResolveWithClearErrors) {
     ToolMedia::deliver(ToolArgs(QJsonObject{{"save_to", home.path() + "/out/copy.jpg"}}), file,
                        resolved.image, out);
     EXPECT_EQ(QImageReader(home.path() + "/out/copy.jpg").format(), "jpeg");
+}
+
+TEST_F(ToolMediaTest, ToolImagesAreStoredQuietlyAndAnswered) {
+    Prefs::setValue("captureSound", true);
+    const auto stored = ToolMedia::storeCapture(stripes({30, 10}), 1.0, CaptureContext{}, QString("jpg"));
+    EXPECT_TRUE(stored.historyFile.endsWith(".jpg"));
+    EXPECT_TRUE(clipboard->images.isEmpty());
+    EXPECT_EQ(sound->shutters, 0);
+    EXPECT_TRUE(toasts->shown.isEmpty());
+
+    Recorder channel;
+    MCPSession session(&channel, PeerIdentity{}, std::make_shared<NoAgentTools>());
+    AgentAccess access(home.path() + "/activity.json");
+    const ToolContext context{&session, std::nullopt, nullptr, &access};
+    std::optional<ToolOutcome> outcome;
+    ToolMedia::finishImage(ToolArgs(QJsonObject{{"copy_to_clipboard", true}}), context, stored.historyFile,
+                           QJsonObject{{"kind", "test"}}, "Made an image",
+                           [&](ToolOutcome o) { outcome = o; });
+    ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }));
+    const auto& output = std::get<ToolOutput>(*outcome);
+    EXPECT_EQ(output.json["kind"], "test");
+    EXPECT_EQ(output.json["copied"], true);
+    EXPECT_EQ(output.json["width"].toInt(), 30);
+    EXPECT_EQ(output.summary, QString("Made an image"));
+    EXPECT_EQ(output.images.size(), 1);
+    EXPECT_TRUE(session.ownedCaptures.contains(QFileInfo(stored.historyFile).fileName()));
 }
 
 TEST_F(ToolMediaTest, PreviewsCanFinishOnAWorker) {
