@@ -44,6 +44,12 @@ void setHooks(Hooks h) {
     hooks() = std::move(h);
 }
 
+bool showQuickAccess(const QString& file, const QImage& image) {
+    if (!hooks().showQuickAccess) return false;
+    hooks().showQuickAccess(file, image);
+    return true;
+}
+
 std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
                                       const CaptureContext& context, const DeliveryOptions& options) {
     QImage image = input;

@@ -39,5 +39,7 @@ struct Hooks {
     std::function<void(const QString& text, const QStringList& codes)> showTextResult;
 };
 void setHooks(Hooks hooks);
+// Shows an image in the quick-access overlay now; false when no overlay is installed.
+bool showQuickAccess(const QString& file, const QImage& image);
 
 } // namespace OutputPipeline

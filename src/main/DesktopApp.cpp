@@ -2,7 +2,9 @@
 
 #include "agents/AgentAccess.h"
 #include "agents/AgentServer.h"
+#include "agents/AgentTools.h"
 #include "agents/CodeIdentity.h"
+#include "agents/tools/DesktopActions.h"
 #include "app/AppPaths.h"
 #include "app/Hotkeys.h"
 #include "app/Prefs.h"
@@ -23,6 +25,7 @@
 #include "platform/x11/X11GlobalHotkeys.h"
 #include "ui/AppIcon.h"
 #include "ui/DesktopSurfaces.h"
+#include "ui/PinWindow.h"
 #include "ui/QuickAccessOverlay.h"
 #include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
@@ -32,8 +35,10 @@
 #include "ui/main/MainWindow.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
+#include <QScreen>
 #include <QSocketNotifier>
 #include <QUrl>
 
@@ -122,6 +127,54 @@ void installDestinations() {
     HistoryBatch::setPanels(std::move(panels));
 }
 
+// What agents may show the user: pins, the editor, thumbnails, the file manager, pages.
+void installAgentDesktopActions() {
+    DesktopActions::Hooks hooks;
+    hooks.pin = [](const QImage& image, double scale) {
+        // Centred on the primary screen, in root-window pixels.
+        const QScreen* primary = QGuiApplication::primaryScreen();
+        const double ratio = primary ? primary->devicePixelRatio() : 1.0;
+        const QRect screen =
+            primary ? QRect(primary->geometry().topLeft() * ratio, primary->geometry().size() * ratio)
+                    : QRect();
+        const QSize size = image.size();
+        ui::PinWindow::show(image, scale,
+                            QRect(screen.center() - QPoint(size.width() / 2, size.height() / 2), size));
+    };
+    hooks.pins = [](const QString& action) {
+        int count = 0;
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            auto* pin = qobject_cast<ui::PinWindow*>(widget);
+            if (!pin) continue;
+            ++count;
+            if (action == u"hide")
+                pin->hide();
+            else if (action == u"show")
+                pin->QWidget::show();
+            else if (action == u"close")
+                pin->close();
+        }
+        return count;
+    };
+    hooks.openEditor = [](const QString& file) { ClipboardOpener::open(file); };
+    hooks.showQuickAccess = [](const QString& file, const QImage& image) {
+        ui::QuickAccess::show(file, image);
+    };
+    hooks.reveal = [](const QStringList& files) { ui::revealInFileManager(files); };
+    hooks.showPage = [](const QString& page) {
+        if (page == u"library")
+            ui::MainWindow::shown(ui::MainWindow::Page::Library);
+        else if (page == u"settings")
+            ui::MainWindow::shown(ui::MainWindow::Page::Settings);
+        else
+            ui::MainWindow::shown(ui::MainWindow::Page::Home);
+    };
+    hooks.openWithDefaultApp = [](const QString& file) {
+        return QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+    };
+    DesktopActions::setHooks(std::move(hooks));
+}
+
 void handle(const QStringList& arguments, bool firstStart) {
     bool background = false;
     for (const QString& argument : arguments) {
@@ -172,6 +225,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
 
     installPlatformExtras();
     installDestinations();
+    installAgentDesktopActions();
     CaptureCoordinator::installSurfaces(std::make_shared<ui::DesktopSurfaces>());
     OutputPipeline::Hooks hooks;
     hooks.showQuickAccess = [](const QString& file, const QImage& image) {
@@ -199,6 +253,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     AgentAccess::shared().setAsker(&ui::AgentPromptPanel::ask);
     AgentAccess::shared().setAnnouncer(&ui::AgentNotice::show);
     AgentServer& agents = AgentServer::shared();
+    agents.setToolProvider(std::make_shared<AgentTools>());
     agents.start();
     if (const auto& error = agents.lastError()) std::fprintf(stderr, "pictavia: %s\n", qPrintable(*error));
     handle(arguments, true);

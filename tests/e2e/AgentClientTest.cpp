@@ -1,7 +1,8 @@
 // The official MCP client library (from npm) against pictavia-mcp and the resident
-// application: what an AI application sees when it connects.
+// application: what an AI application sees when it connects, lists the tools and calls them.
 
 #include "AppSession.h"
+#include "TestWindow.h"
 #include "WaitUntil.h"
 
 #include <QFileInfo>
@@ -15,33 +16,101 @@ namespace {
 
 using namespace testsupport;
 
-TEST(AgentClientTest, TheMCPClientLibraryConnectsThroughTheBridge) {
+// The preferences approve the client the library announces ("claude-code"), as if the user
+// had allowed it once: no prompt window is needed to run its calls.
+const std::string approvedClient =
+    "showQuickAccess = false\n"
+    "copyToClipboard = false\n"
+    R"(agentApprovedClients = [{"key":"claude-code","name":"claude-code","approvedAt":"2026-01-01T00:00:00Z"}])"
+    "\n";
+
+QJsonObject structured(const QJsonObject& result) {
+    return QJsonDocument::fromJson(result["content"].toArray().at(0).toObject()["text"].toString().toUtf8())
+        .object();
+}
+
+TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     const QString node = QStandardPaths::findExecutable("node");
     if (node.isEmpty() ||
         !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
         GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
     auto server = XServer::start({.windowManager = false});
-    AppSession app(*server, "showQuickAccess = false\n");
+    AppSession app(*server, approvedClient);
     const QString socket = app.home().path() + "/.local/share/Pictavia/agent.sock";
     ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); })) << app.log();
+    const TestWindow window = openTestWindow(
+        *server,
+        {.pattern = "#ffffff", .size = QSize(360, 120), .position = QPoint(100, 100), .text = "Pelican"});
+    const QRect area = clientRect(*server, window.id);
 
-    const ProcessOutput out = app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN});
+    const QJsonArray calls{
+        QJsonObject{{"name", "get_status"}, {"arguments", QJsonObject()}},
+        QJsonObject{{"name", "take_screenshot"}, {"arguments", QJsonObject{{"target", "screen"}}}},
+        QJsonObject{{"name", "extract_text"},
+                    {"arguments",
+                     QJsonObject{{"target", "area"},
+                                 {"rect", QJsonArray{area.x(), area.y(), area.width(), area.height()}}}}},
+        QJsonObject{{"name", "no_such_tool"}, {"arguments", QJsonObject()}},
+        // An arrow on the screenshot taken above, saved as a new capture.
+        QJsonObject{{"name", "annotate_image"},
+                    {"arguments",
+                     QJsonObject{{"capture_id", "$last_id"},
+                                 {"operations", QJsonArray{QJsonObject{{"type", "arrow"},
+                                                                       {"from", QJsonArray{20, 20}},
+                                                                       {"to", QJsonArray{160, 120}}}}}}}},
+    };
+    const ProcessOutput out =
+        app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
+                                     QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()});
     ASSERT_EQ(out.exitCode, 0) << out.err;
     const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
-    ASSERT_FALSE(report.contains("error")) << out.out;
+    ASSERT_FALSE(report.contains("error")) << out.out << app.log();
     EXPECT_EQ(report["server"].toObject(),
               (QJsonObject{{"name", "pictavia"}, {"title", "Pictavia"}, {"version", "1.0.0"}}));
     EXPECT_EQ(report["capabilities"].toObject(),
               (QJsonObject{{"tools", QJsonObject{{"listChanged", false}}}}));
     EXPECT_TRUE(report["instructions"].toString().startsWith("Pictavia is a Linux screenshot"));
     EXPECT_EQ(report["ping"].toObject(), QJsonObject());
-    EXPECT_EQ(report["tools"].toObject()["tools"].toArray(), QJsonArray());
-    const QJsonObject call = report["call"].toObject();
-    EXPECT_TRUE(call["isError"].toBool());
-    EXPECT_EQ(call["content"].toArray().at(0).toObject()["text"].toString(),
-              QString::fromUtf8("Unknown tool “take_screenshot”. Call tools/list for the available tools."));
     EXPECT_EQ(report["resources"].toObject()["resources"].toArray(), QJsonArray());
     EXPECT_EQ(report["prompts"].toObject()["prompts"].toArray(), QJsonArray());
+
+    const QJsonArray tools = report["tools"].toObject()["tools"].toArray();
+    ASSERT_GE(tools.size(), 3);
+    EXPECT_EQ(tools[0].toObject()["name"], "get_status");
+    EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
+
+    const QJsonArray results = report["calls"].toArray();
+    ASSERT_EQ(results.size(), 5);
+    const QJsonObject status = structured(results[0].toObject());
+    EXPECT_FALSE(results[0].toObject()["isError"].toBool());
+    ASSERT_FALSE(status["displays"].toArray().isEmpty()) << out.out;
+    EXPECT_EQ(status["recording"], false);
+
+    const QJsonObject shot = results[1].toObject();
+    ASSERT_FALSE(shot["isError"].toBool()) << out.out;
+    const QJsonObject captured = structured(shot);
+    EXPECT_TRUE(app.captures().contains(captured["id"].toString())) << out.out;
+    EXPECT_GT(captured["width"].toInt(), 0);
+    const QJsonArray content = shot["content"].toArray();
+    ASSERT_EQ(content.size(), 2);
+    EXPECT_EQ(content[1].toObject()["type"], "image");
+
+    const QJsonObject read = results[2].toObject();
+    ASSERT_FALSE(read["isError"].toBool()) << out.out;
+    EXPECT_TRUE(structured(read)["text"].toString().contains("Pelican")) << out.out;
+
+    EXPECT_EQ(results[3].toObject()["content"].toArray().at(0).toObject()["text"].toString(),
+              QString::fromUtf8("Unknown tool “no_such_tool”. Call tools/list for the available tools."));
+    EXPECT_TRUE(results[3].toObject()["isError"].toBool());
+
+    const QJsonObject annotated = results[4].toObject();
+    ASSERT_FALSE(annotated["isError"].toBool()) << out.out;
+    const QJsonObject edited = structured(annotated);
+    EXPECT_NE(edited["id"].toString(), captured["id"].toString());
+    EXPECT_TRUE(app.captures().contains(edited["id"].toString())) << out.out;
+    EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
+    EXPECT_EQ(edited["annotations_added"].toInt(), 1);
+    EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
 }
 
 } // namespace

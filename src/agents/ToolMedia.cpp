@@ -1,0 +1,268 @@
+#include "agents/ToolMedia.h"
+
+#include "agents/MCPSession.h"
+
+#include "capture/GaussianBlur.h"
+#include "capture/HistoryManager.h"
+#include "capture/ImageUtils.h"
+#include "capture/OutputPipeline.h"
+#include "platform/Platform.h"
+#include "text/SensitiveScanner.h"
+#include "text/TextRecognizer.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFuture>
+#include <QPainter>
+#include <QSaveFile>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace ToolMedia {
+
+namespace {
+
+[[noreturn]] void fail(const QString& message) {
+    throw ToolError{message};
+}
+
+QImage decoded(const QByteArray& bytes) {
+    if (const auto& codecs = platform::services().codecs) {
+        QImage image = codecs->decode(bytes);
+        if (!image.isNull()) return image;
+    }
+    return QImage::fromData(bytes);
+}
+
+// Sensitive findings blurred beyond reading, in place.
+void blurHits(QImage& image, const QList<SensitiveHit>& hits, double factor) {
+    if (hits.isEmpty()) return;
+    image = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&image);
+    for (const SensitiveHit& hit : hits) {
+        const QRect area = QRectF(hit.rect.x() * factor, hit.rect.y() * factor, hit.rect.width() * factor,
+                                  hit.rect.height() * factor)
+                               .toAlignedRect()
+                               .adjusted(-2, -2, 2, 2)
+                               .intersected(image.rect());
+        if (area.isEmpty()) continue;
+        const double sigma = std::max(6.0, area.height() / 2.0);
+        painter.drawImage(area.topLeft(), GaussianBlur::blurred(image.copy(area), sigma));
+    }
+}
+
+QString previewMime(QByteArray& bytes, const QImage& image) {
+    bytes = ImageUtils::encoded(image, platform::ImageType::png, 1.0);
+    if (bytes.isEmpty()) bytes = ImageUtils::data(image, QStringLiteral("png"));
+    // Photos and busy screens compress badly as PNG; a good JPEG is smaller for the agent.
+    if (bytes.size() > 1'000'000 && !image.hasAlphaChannel()) {
+        const QByteArray jpeg = ImageUtils::jpegData(image, 0.85);
+        if (!jpeg.isEmpty()) {
+            bytes = jpeg;
+            return QStringLiteral("image/jpeg");
+        }
+    }
+    return QStringLiteral("image/png");
+}
+
+} // namespace
+
+QString historyFile(const QString& captureId) {
+    const QString id = captureId.trimmed();
+    if (id.isEmpty() || id.contains(u'/') || id == u"." || id == u"..")
+        fail(QStringLiteral("“%1” is not a capture id. Ids are history file names, as returned by the "
+                            "capture tools and search_history.")
+                 .arg(captureId));
+    const QString file = QDir(HistoryManager::directory()).filePath(id);
+    if (!QFileInfo(file).isFile())
+        fail(QStringLiteral("No capture “%1” in Pictavia's history. It may have been deleted; search_history "
+                            "lists what is there.")
+                 .arg(id));
+    return file;
+}
+
+QImage loadImage(const QString& file) {
+    QFile in(file);
+    if (!in.open(QIODevice::ReadOnly)) fail(QStringLiteral("Cannot read %1: %2").arg(file, in.errorString()));
+    QImage image = decoded(in.readAll());
+    if (image.isNull()) fail(QStringLiteral("%1 is not an image Pictavia can read.").arg(file));
+    return image;
+}
+
+Source resolve(const ToolArgs& args, bool load) {
+    Source source;
+    if (const auto id = args.string(QStringLiteral("capture_id"))) {
+        source.file = historyFile(*id);
+        source.captureId = QFileInfo(source.file).fileName();
+    } else if (const auto path = args.string(QStringLiteral("path"))) {
+        QString expanded = *path;
+        if (expanded.startsWith(QLatin1String("~/"))) expanded = QDir::homePath() + expanded.mid(1);
+        if (!QDir::isAbsolutePath(expanded)) fail(QStringLiteral("`path` must be absolute: %1").arg(*path));
+        const QFileInfo info(expanded);
+        if (!info.isFile()) fail(QStringLiteral("No file at %1.").arg(expanded));
+        source.file = info.absoluteFilePath();
+        if (QFileInfo(HistoryManager::directory()) == QFileInfo(info.absolutePath()))
+            source.captureId = info.fileName();
+    } else if (args.boolean(QStringLiteral("from_clipboard")).value_or(false)) {
+        const auto& clipboard = platform::services().clipboard;
+        if (!clipboard) fail(QStringLiteral("The clipboard is not available."));
+        const auto contents = clipboard->contents();
+        if (!contents.image.isNull()) {
+            source.image = contents.image;
+            return source;
+        }
+        if (contents.files.isEmpty()) fail(QStringLiteral("The clipboard holds no image."));
+        source.file = contents.files.first();
+    } else {
+        fail(QStringLiteral("Say which image to use: capture_id, path or from_clipboard."));
+    }
+    if (load) source.image = loadImage(source.file);
+    return source;
+}
+
+QJsonObject describe(const QString& file, const QImage& image) {
+    QJsonObject fields;
+    const QFileInfo info(file);
+    if (!file.isEmpty()) {
+        if (QFileInfo(HistoryManager::directory()) == QFileInfo(info.absolutePath()))
+            fields.insert(QStringLiteral("id"), info.fileName());
+        fields.insert(QStringLiteral("path"), info.absoluteFilePath());
+        fields.insert(QStringLiteral("bytes"), info.size());
+    }
+    if (!image.isNull()) {
+        fields.insert(QStringLiteral("width"), image.width());
+        fields.insert(QStringLiteral("height"), image.height());
+    }
+    return fields;
+}
+
+bool wantsImage(const ToolArgs& args) {
+    return args.boolean(QStringLiteral("return_image")).value_or(true);
+}
+
+void addPreview(ToolOutput& output, const QImage& image, AgentAccess::ImageSharing sharing, bool redact) {
+    if (image.isNull()) return;
+    switch (sharing) {
+    case AgentAccess::ImageSharing::none:
+        return;
+    case AgentAccess::ImageSharing::textOnly: {
+        const auto text = TextRecognizer::recognize(image);
+        if (!text) {
+            output.notes.append(QStringLiteral("The text of the image could not be read: ") +
+                                text.error().message);
+            return;
+        }
+        const QString shown = redact ? SensitiveScanner::redactText(*text, SensitiveScanner::kinds()) : *text;
+        output.notes.append(shown.trimmed().isEmpty() ? QStringLiteral("No text in the image.")
+                                                      : QStringLiteral("Text in the image:\n") + shown);
+        return;
+    }
+    case AgentAccess::ImageSharing::full:
+        break;
+    }
+    QImage preview = image;
+    const int longSide = std::max(image.width(), image.height());
+    double factor = 1.0;
+    if (longSide > previewMaxSide) {
+        factor = double(previewMaxSide) / longSide;
+        preview = image.scaled(image.size() * factor, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        factor = double(preview.width()) / image.width();
+    }
+    if (redact) blurHits(preview, SensitiveScanner::scan(image), factor);
+    QByteArray bytes;
+    const QString mime = previewMime(bytes, preview);
+    output.images.append({QString::fromLatin1(bytes.toBase64()), mime});
+}
+
+void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, ToolDone done,
+                       AgentAccess& access) {
+    if (!wanted || image.isNull() || access.imageSharing() == AgentAccess::ImageSharing::none) {
+        done(std::move(output));
+        return;
+    }
+    const auto sharing = access.imageSharing();
+    const bool redact = access.redactForAgents();
+    QtConcurrent::run([output = std::move(output), image, sharing, redact]() mutable {
+        addPreview(output, image, sharing, redact);
+        return output;
+    }).then(QCoreApplication::instance(), [done](ToolOutput finished) { done(std::move(finished)); });
+}
+
+void deliver(const ToolArgs& args, const QString& file, const QImage& image, ToolOutput& output) {
+    if (args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false)) {
+        const auto& clipboard = platform::services().clipboard;
+        if (!clipboard) fail(QStringLiteral("The clipboard is not available."));
+        clipboard->setImage(image);
+        output.json.insert(QStringLiteral("copied"), true);
+    }
+    if (args.boolean(QStringLiteral("show_thumbnail")).value_or(false))
+        output.json.insert(QStringLiteral("shown"), OutputPipeline::showQuickAccess(file, image));
+    const auto target = args.string(QStringLiteral("save_to"));
+    if (!target) return;
+    QString destination = *target;
+    if (destination.startsWith(QLatin1String("~/"))) destination = QDir::homePath() + destination.mid(1);
+    if (!QDir::isAbsolutePath(destination)) fail(QStringLiteral("`save_to` must be an absolute path."));
+    const QFileInfo sourceInfo(file);
+    const bool folder = QFileInfo(destination).isDir() || destination.endsWith(u'/');
+    if (folder) {
+        if (!QDir().mkpath(destination))
+            fail(QStringLiteral("Cannot create the folder %1.").arg(destination));
+        const QString name = file.isEmpty() ? QStringLiteral("Pictavia image.png") : sourceInfo.fileName();
+        destination = QDir(destination).filePath(name);
+    } else if (!QDir().mkpath(QFileInfo(destination).absolutePath())) {
+        fail(QStringLiteral("Cannot create the folder for %1.").arg(destination));
+    }
+    const QString suffix = QFileInfo(destination).suffix().toLower();
+    QByteArray bytes;
+    if (!file.isEmpty() && suffix == sourceInfo.suffix().toLower()) {
+        QFile in(file);
+        if (!in.open(QIODevice::ReadOnly)) fail(QStringLiteral("Cannot read %1.").arg(file));
+        bytes = in.readAll();
+    } else {
+        const QString format = suffix == u"jpeg" ? QStringLiteral("jpg") : suffix;
+        const ImageUtils::Encoded encoded = ImageUtils::encode(image, format);
+        if (!QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("webp"),
+                         QStringLiteral("heic")}
+                 .contains(format) ||
+            encoded.format != format)
+            fail(QStringLiteral("Pictavia cannot write .%1 files here; use png, jpg, webp or heic.")
+                     .arg(suffix));
+        bytes = encoded.bytes;
+    }
+    QSaveFile out(destination);
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
+        fail(QStringLiteral("Cannot write %1: %2").arg(destination, out.errorString()));
+    output.json.insert(QStringLiteral("saved_to"), QFileInfo(destination).absoluteFilePath());
+}
+
+OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const CaptureContext& context,
+                                       const std::optional<QString>& format) {
+    DeliveryOptions options;
+    options.copyToClipboard = false;
+    options.showQuickAccess = false;
+    options.askForName = false;
+    options.autoBeautify = false;
+    options.playSound = false;
+    options.autoSave = false;
+    options.format = format;
+    const auto delivered = OutputPipeline::deliverImage(image, scale, false, false, context, options);
+    if (!delivered) fail(QStringLiteral("The image could not be stored in Pictavia's history."));
+    return *delivered;
+}
+
+void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,
+                 const QJsonObject& fields, const QString& summary, ToolDone done) {
+    ToolOutput out;
+    const QImage image = loadImage(file);
+    out.json = describe(file, image);
+    for (auto it = fields.begin(); it != fields.end(); ++it)
+        out.json.insert(it.key(), it.value());
+    deliver(args, file, image, out);
+    if (context.session && out.json.contains(QStringLiteral("id")))
+        context.session->ownedCaptures.insert(out.json.value(QStringLiteral("id")).toString());
+    out.summary = summary;
+    finishWithPreview(std::move(out), image, wantsImage(args), std::move(done), context.access());
+}
+
+} // namespace ToolMedia

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "agents/AgentAccess.h"
+#include "agents/AgentTool.h"
+#include "capture/CaptureContext.h"
+#include "capture/OutputPipeline.h"
+
+#include <QImage>
+#include <QJsonObject>
+#include <QString>
+
+// What the image and library tools share: finding the image a call names, the preview an
+// agent is allowed to see, and the "output" properties. Functions documented as throwing
+// throw ToolError with the sentence for the agent; call them within a tool's run().
+namespace ToolMedia {
+
+// The long side of a preview, in pixels: what vision models take without scaling.
+constexpr int previewMaxSide = 1568;
+
+struct Source {
+    QString file;      // absolute path; empty when the image came from the clipboard
+    QString captureId; // the file name when the file is in the history folder
+    QImage image;      // null when not loaded
+};
+
+// The capture, file or clipboard image named by the `source`/`imageSource` properties.
+// Throws when none is given, the id or path leads nowhere, or (with `loadImage`) the file
+// is not a readable image.
+Source resolve(const ToolArgs& args, bool loadImage = true);
+// The history file of a capture id (a file name, nothing more); throws when there is none.
+QString historyFile(const QString& captureId);
+// Throws when the file cannot be read as an image.
+QImage loadImage(const QString& file);
+
+// {"id" (history files only), "path", "bytes", "width", "height"}.
+QJsonObject describe(const QString& file, const QImage& image);
+
+// "return_image", default true.
+bool wantsImage(const ToolArgs& args);
+
+// Adds what the user lets agents see of `image` to `output`: a preview of at most
+// previewMaxSide pixels with sensitive data blurred when asked (full), the recognised
+// text with sensitive data masked (textOnly), or nothing (none). Blocks for recognition.
+void addPreview(ToolOutput& output, const QImage& image, AgentAccess::ImageSharing sharing, bool redact);
+// The same on a worker thread, then answers `done` with the output on the main thread.
+// Without `wanted`, answers at once.
+void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, ToolDone done,
+                       AgentAccess& access = AgentAccess::shared());
+
+// The `output` properties for a finished image: copy_to_clipboard, show_thumbnail,
+// save_to (a folder, or a path whose extension picks the format). Records what happened in
+// `output.json` ("copied", "shown", "saved_to"). Throws when save_to cannot be written.
+void deliver(const ToolArgs& args, const QString& file, const QImage& image, ToolOutput& output);
+
+// Stores an image a tool made as a new capture in the history, quietly: no clipboard, no
+// thumbnail, no name prompt, no sound (the output properties decide what else happens).
+// `format` is "png", "jpg", "webp" or "heic"; the user's setting when empty. Throws when the
+// history cannot take it.
+OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const CaptureContext& context,
+                                       const std::optional<QString>& format = {});
+
+// The usual answer of a tool that leaves an image file: describe() of the file plus
+// `fields`, the output properties (see deliver), the capture counted as this session's,
+// `summary` for the log and the preview the user allows. Throws before answering when the
+// file cannot be read or save_to cannot be written.
+void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,
+                 const QJsonObject& fields, const QString& summary, ToolDone done);
+
+} // namespace ToolMedia

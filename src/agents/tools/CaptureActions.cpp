@@ -1,0 +1,108 @@
+#include "agents/tools/CaptureActions.h"
+
+#include "agents/tools/DesktopActions.h"
+#include "app/QuickActions.h"
+#include "editor/ClipboardOpener.h"
+#include "history/HistoryRecord.h"
+#include "platform/Platform.h"
+
+#include <QFileInfo>
+
+namespace CaptureActions {
+
+namespace {
+
+Error unavailable(const QString& what) {
+    return Error{what + QStringLiteral(" is not available: Pictavia is running without its windows.")};
+}
+
+QImage readImage(const QString& path) {
+    auto model = ClipboardOpener::modelForFile(path);
+    return model ? (*model)->baseImage() : QImage();
+}
+
+} // namespace
+
+Result<QJsonObject> copy(const QString& path, const QString& text) {
+    const auto& clipboard = platform::services().clipboard;
+    if (!clipboard) return unavailable(QStringLiteral("The clipboard"));
+    if (path.isEmpty()) {
+        if (text.isEmpty())
+            return Error{QStringLiteral("Give a capture (capture_id or path) or `text` to copy.")};
+        clipboard->setText(text);
+        return QJsonObject{{QStringLiteral("copied"), QStringLiteral("text")},
+                           {QStringLiteral("characters"), int(text.size())}};
+    }
+    if (HistoryRecord::kindOf(QFileInfo(path).fileName()) != HistoryRecord::Kind::Image) {
+        // Videos and GIFs: their path, which file managers and chat apps accept as a paste.
+        clipboard->setText(path);
+        return QJsonObject{{QStringLiteral("copied"), QStringLiteral("file")},
+                           {QStringLiteral("path"), path}};
+    }
+    const QImage image = readImage(path);
+    if (image.isNull())
+        return Error{
+            QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
+    QuickActions::copy(path, image);
+    return QJsonObject{{QStringLiteral("copied"), QStringLiteral("image")},
+                       {QStringLiteral("path"), path},
+                       {QStringLiteral("width"), image.width()},
+                       {QStringLiteral("height"), image.height()}};
+}
+
+Result<QJsonObject> pin(const QImage& image, double scale, const QString& action) {
+    const auto& hooks = DesktopActions::hooks();
+    const QString what = action.trimmed().isEmpty() ? QStringLiteral("pin") : action.trimmed().toLower();
+    if (what == u"pin") {
+        if (image.isNull())
+            return Error{QStringLiteral("Give an image to pin (capture_id, path or from_clipboard).")};
+        if (!hooks.pin) return unavailable(QStringLiteral("Pinning"));
+        hooks.pin(image, scale);
+        return QJsonObject{{QStringLiteral("pinned"), true},
+                           {QStringLiteral("width"), image.width()},
+                           {QStringLiteral("height"), image.height()}};
+    }
+    if (what != u"hide" && what != u"show" && what != u"close")
+        return Error{QStringLiteral("`action` must be pin, hide, show or close, not “%1”.").arg(action)};
+    if (!hooks.pins) return unavailable(QStringLiteral("Pinning"));
+    return QJsonObject{{QStringLiteral("action"), what}, {QStringLiteral("pins"), hooks.pins(what)}};
+}
+
+Result<QJsonObject> show(const QString& path, const QString& view) {
+    const auto& hooks = DesktopActions::hooks();
+    QString what = view.trimmed().toLower();
+    if (path.isEmpty()) {
+        if (what.isEmpty()) what = QStringLiteral("home");
+        if (what == u"history") what = QStringLiteral("library");
+        if (what != u"home" && what != u"library" && what != u"settings")
+            return Error{QStringLiteral("Without a capture, `view` is home, library or settings.")};
+        if (!hooks.showPage) return unavailable(QStringLiteral("The main window"));
+        hooks.showPage(what);
+        return QJsonObject{{QStringLiteral("shown"), what}};
+    }
+    if (what.isEmpty()) what = QStringLiteral("editor");
+    if (what == u"finder" || what == u"reveal") what = QStringLiteral("file_manager");
+    QJsonObject shown{{QStringLiteral("shown"), what}, {QStringLiteral("path"), path}};
+    if (what == u"editor") {
+        if (HistoryRecord::kindOf(QFileInfo(path).fileName()) != HistoryRecord::Kind::Image)
+            return Error{QStringLiteral("Only images open in the editor; use \"default_app\" for videos.")};
+        if (!hooks.openEditor) return unavailable(QStringLiteral("The editor"));
+        hooks.openEditor(path);
+    } else if (what == u"quick_access") {
+        if (!hooks.showQuickAccess) return unavailable(QStringLiteral("Quick Access"));
+        hooks.showQuickAccess(path, readImage(path));
+    } else if (what == u"file_manager") {
+        if (!hooks.reveal) return unavailable(QStringLiteral("The file manager"));
+        hooks.reveal({path});
+    } else if (what == u"default_app") {
+        if (!hooks.openWithDefaultApp) return unavailable(QStringLiteral("Opening files"));
+        if (!hooks.openWithDefaultApp(path))
+            return Error{QStringLiteral("No application opened %1.").arg(path)};
+    } else {
+        return Error{
+            QStringLiteral("With a capture, `view` is editor, quick_access, file_manager or default_app.")};
+    }
+    return shown;
+}
+
+} // namespace CaptureActions

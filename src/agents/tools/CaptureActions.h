@@ -1,0 +1,23 @@
+#pragma once
+
+#include "common/Result.h"
+
+#include <QImage>
+#include <QJsonObject>
+#include <QString>
+
+// copy_to_clipboard, pin_screenshot and show_in_pictavia without the agent plumbing.
+namespace CaptureActions {
+
+// An image capture goes on the clipboard as an image, a video as its path; or the text.
+Result<QJsonObject> copy(const QString& path, const QString& text);
+
+// "pin" (default) floats the image; "hide", "show" and "close" act on every pin.
+Result<QJsonObject> pin(const QImage& image, double scale, const QString& action);
+
+// With a file: "editor" (default), "quick_access", "file_manager" (also "finder", "reveal")
+// or "default_app". Without one: "home" (default), "library" (also "history") or
+// "settings".
+Result<QJsonObject> show(const QString& path, const QString& view);
+
+} // namespace CaptureActions

@@ -1,0 +1,565 @@
+// Screenshots, text recognition and the desktop around them, for agents. Every grab from
+// the screen passes the "capture" gate first; captures are stored like the user's own.
+#include "agents/AgentAccess.h"
+#include "agents/AgentTools.h"
+#include "agents/MCPSession.h"
+#include "agents/ToolMedia.h"
+#include "agents/tools/ToolInfo.h"
+#include "app/Prefs.h"
+#include "app/Toast.h"
+#include "capture/CaptureCoordinator.h"
+#include "capture/HistoryManager.h"
+#include "capture/ImageUtils.h"
+#include "capture/OutputPipeline.h"
+#include "capture/ScreenCaptureService.h"
+#include "editor/PresetStore.h"
+#include "editor/ProjectStore.h"
+#include "platform/Platform.h"
+#include "text/SensitiveScanner.h"
+#include "text/TextLocator.h"
+#include "text/TextRecognizer.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QFuture>
+#include <QTimer>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
+
+using namespace ToolSchema;
+
+namespace {
+
+[[noreturn]] void fail(const QString& message, bool denied = false) {
+    throw ToolError{message, denied};
+}
+
+QJsonObject rectObject(const QRectF& rect) {
+    return QJsonObject{{QStringLiteral("x"), rect.x()},
+                       {QStringLiteral("y"), rect.y()},
+                       {QStringLiteral("width"), rect.width()},
+                       {QStringLiteral("height"), rect.height()}};
+}
+
+// MARK: - Screen targets
+
+struct Grab {
+    QImage image; // as grabbed: a window without its shadow
+    double scale = 1.0;
+    CaptureContext context;
+    QString target;
+    std::optional<platform::WindowInfo> window;
+    std::optional<platform::DisplayInfo> display;
+    std::optional<QRectF> area;
+};
+
+const QStringList screenTargets{QStringLiteral("screen"), QStringLiteral("area"), QStringLiteral("window"),
+                                QStringLiteral("previous_area")};
+const QStringList interactiveTargets{QStringLiteral("select_area"), QStringLiteral("select_window")};
+
+QString targetOf(const ToolArgs& args) {
+    if (const auto target = args.string(QStringLiteral("target"))) return target->toLower();
+    if (args.has(QStringLiteral("app")) || args.has(QStringLiteral("window_id")))
+        return QStringLiteral("window");
+    if (args.rect(QStringLiteral("rect"))) return QStringLiteral("area");
+    return QStringLiteral("screen");
+}
+
+platform::DisplayInfo displayFor(const ToolArgs& args) {
+    ScreenCaptureService& service = ScreenCaptureService::shared();
+    if (const auto id = args.integer(QStringLiteral("display_id"))) {
+        if (const auto display = service.display(static_cast<uint32_t>(*id))) return *display;
+        fail(QStringLiteral("No display %1. get_status lists the displays.").arg(*id));
+    }
+    if (const auto display = service.displayUnderPointer()) return *display;
+    fail(QStringLiteral("No display is available."));
+}
+
+platform::WindowInfo windowFor(const ToolArgs& args) {
+    const QList<platform::WindowInfo> windows = ToolInfo::windows();
+    if (const auto id = args.integer(QStringLiteral("window_id"))) {
+        for (const auto& window : windows)
+            if (window.id == static_cast<uint32_t>(*id)) return window;
+        fail(QStringLiteral("No window %1 is on screen. list_windows shows the open windows.").arg(*id));
+    }
+    const auto app = args.string(QStringLiteral("app"));
+    if (!app) fail(QStringLiteral("Say which window: window_id or app (list_windows)."));
+    const auto title = args.string(QStringLiteral("window_title"));
+    const auto matches = [&](const platform::WindowInfo& window, bool exact) {
+        const bool named = exact ? window.ownerName.compare(*app, Qt::CaseInsensitive) == 0
+                                 : window.ownerName.contains(*app, Qt::CaseInsensitive);
+        return named && (!title || window.title.contains(*title, Qt::CaseInsensitive));
+    };
+    for (const bool exact : {true, false})
+        for (const auto& window : windows)
+            if (matches(window, exact)) return window;
+    fail(QStringLiteral("No window of “%1”%2 is on screen. list_windows shows the open windows.")
+             .arg(*app, title ? QStringLiteral(" titled “%1”").arg(*title) : QString()));
+}
+
+// The pixels of a non-interactive target. Throws with the reason when there are none.
+Grab grab(const ToolArgs& args, const QString& target) {
+    ScreenCaptureService& service = ScreenCaptureService::shared();
+    Grab result;
+    result.target = target;
+    if (target == u"window") {
+        const platform::WindowInfo window = windowFor(args);
+        auto capture = service.captureWindowWithBackdrop(window.id);
+        if (!capture) fail(capture.error().message);
+        result.image = capture->image;
+        result.scale = capture->scale;
+        result.window = capture->window;
+        result.context = CaptureContext::forWindow(capture->window);
+        return result;
+    }
+    result.context = CaptureContext::frontmost();
+    if (target == u"screen") {
+        const platform::DisplayInfo display = displayFor(args);
+        auto image = service.captureDisplay(display, true,
+                                            args.boolean(QStringLiteral("include_cursor")).value_or(false));
+        if (!image) fail(image.error().message);
+        result.image = ImageUtils::croppingNotch(*image, display);
+        result.scale = display.scale;
+        result.display = display;
+        return result;
+    }
+    std::optional<QRectF> area;
+    platform::DisplayInfo display;
+    if (target == u"area") {
+        area = args.rect(QStringLiteral("rect"));
+        if (!area || area->width() <= 0 || area->height() <= 0)
+            fail(QStringLiteral("Target \"area\" needs `rect` with a positive width and height."));
+        display = displayFor(args);
+    } else if (target == u"previous_area") {
+        const auto last = Prefs::lastArea();
+        if (!last) fail(QStringLiteral("There is no previous area yet: the user has not captured an area."));
+        const auto known = service.display(last->displayID);
+        if (!known) fail(QStringLiteral("The display of the previous area is no longer connected."));
+        area = last->rect;
+        display = *known;
+    } else {
+        fail(QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
+                            "select_window.")
+                 .arg(target));
+    }
+    auto image = service.captureArea(*area, display);
+    if (!image) fail(image.error().message);
+    result.image = *image;
+    result.scale = display.scale;
+    result.display = display;
+    result.area = area;
+    return result;
+}
+
+QJsonObject grabFacts(const Grab& grab) {
+    QJsonObject facts{{QStringLiteral("target"), grab.target}};
+    if (grab.display) facts.insert(QStringLiteral("display_id"), static_cast<qint64>(grab.display->id));
+    if (grab.area) facts.insert(QStringLiteral("rect"), rectObject(*grab.area));
+    if (grab.window)
+        facts.insert(QStringLiteral("window"),
+                     QJsonObject{{QStringLiteral("id"), static_cast<qint64>(grab.window->id)},
+                                 {QStringLiteral("app"), grab.window->ownerName},
+                                 {QStringLiteral("title"), grab.window->title}});
+    if (grab.scale != 1.0) facts.insert(QStringLiteral("scale"), grab.scale);
+    return facts;
+}
+
+// Covers the desktop icons for one capture, unless they are covered already.
+class IconsHidden {
+public:
+    explicit IconsHidden(bool wanted);
+    ~IconsHidden() {
+        if (m_covered) platform::services().desktopCover->uncover();
+    }
+    IconsHidden(const IconsHidden&) = delete;
+    IconsHidden& operator=(const IconsHidden&) = delete;
+
+private:
+    bool m_covered = false;
+};
+
+bool desktopIconsHidden = false; // by set_desktop_icons
+
+IconsHidden::IconsHidden(bool wanted) {
+    if (!wanted || desktopIconsHidden || !platform::services().desktopCover) return;
+    platform::services().desktopCover->cover();
+    m_covered = true;
+}
+
+// MARK: - take_screenshot
+
+QString describeTarget(const QString& target) {
+    if (target == u"window") return QStringLiteral("a window");
+    if (target == u"area" || target == u"previous_area" || target == u"select_area")
+        return QStringLiteral("an area");
+    if (target == u"select_window") return QStringLiteral("a window");
+    return QStringLiteral("the screen");
+}
+
+DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context) {
+    DeliveryOptions options;
+    options.copyToClipboard = args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false);
+    options.showQuickAccess = args.boolean(QStringLiteral("show_thumbnail")).value_or(false);
+    options.askForName = false;
+    if (const auto format = args.string(QStringLiteral("format"))) {
+        QString name = format->toLower();
+        if (name == u"jpeg") name = QStringLiteral("jpg");
+        if (!QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("webp"),
+                         QStringLiteral("heic")}
+                 .contains(name))
+            fail(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
+        options.format = name;
+    }
+    if (const auto preset = args.string(QStringLiteral("preset"))) {
+        const auto found = PresetStore::shared().findByName(*preset);
+        if (!found)
+            fail(QStringLiteral("No beautify preset “%1”. list_styles lists the presets.").arg(*preset));
+        options.autoBeautify = true;
+        options.preset = *found;
+    } else if (const auto beautify = args.boolean(QStringLiteral("beautify"))) {
+        options.autoBeautify = *beautify;
+        if (*beautify) options.preset = PresetStore::shared().active();
+    }
+    if (context.access().announce() && context.session)
+        options.announcement = context.session->displayName() + QStringLiteral(" took a screenshot");
+    return options;
+}
+
+// The answer for a capture stored in history. The pipeline has copied it and shown its
+// thumbnail as asked; what is left of the output properties is save_to.
+void answerCapture(const ToolArgs& args, const ToolContext& context,
+                   const OutputPipeline::Delivered& delivered, QJsonObject facts, ToolDone done) {
+    QJsonObject remaining = args.raw();
+    remaining.remove(QStringLiteral("copy_to_clipboard"));
+    remaining.remove(QStringLiteral("show_thumbnail"));
+    if (!delivered.savedFile.isEmpty()) facts.insert(QStringLiteral("saved_file"), delivered.savedFile);
+    if (delivered.copied) facts.insert(QStringLiteral("copied"), true);
+    const QString summary = QStringLiteral("Took a screenshot of ") +
+                            describeTarget(facts.value(QStringLiteral("target")).toString());
+    ToolMedia::finishImage(ToolArgs(remaining), context, delivered.historyFile, facts, summary,
+                           std::move(done));
+}
+
+void captureNow(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    context.checkCancelled();
+    const QString target = targetOf(args);
+    const DeliveryOptions options = deliveryOptions(args, context);
+    Grab grabbed;
+    {
+        IconsHidden icons(args.boolean(QStringLiteral("hide_desktop_icons")).value_or(false));
+        grabbed = grab(args, target);
+    }
+    QImage image = grabbed.image;
+    const bool windowCapture = grabbed.window.has_value();
+    const bool shadow =
+        windowCapture &&
+        args.boolean(QStringLiteral("window_shadow")).value_or(Prefs::flag(QStringLiteral("windowShadow")));
+    if (shadow) image = ImageUtils::withDropShadow(image, grabbed.scale);
+    if (grabbed.area && target == u"area")
+        Prefs::setLastArea(Prefs::Area{*grabbed.area, grabbed.display->id});
+    const auto delivered =
+        OutputPipeline::deliverImage(image, grabbed.scale, false, windowCapture, grabbed.context, options);
+    if (!delivered) fail(QStringLiteral("The capture could not be stored in the history."));
+    if (windowCapture && Prefs::flag(QStringLiteral("saveEditableProjects"))) {
+        ProjectDocument project;
+        project.imagePNG = ImageUtils::data(grabbed.image, QStringLiteral("png"));
+        project.scale = grabbed.scale;
+        project.padding = shadow ? 48 : 0;
+        project.isWindowCapture = true;
+        project.windowShadow = shadow;
+        project.sourceFileName = QFileInfo(delivered->historyFile).fileName();
+        ProjectStore::save(project, delivered->historyFile);
+    }
+    answerCapture(args, context, *delivered, grabFacts(grabbed), std::move(done));
+}
+
+QSet<QString> historyNames() {
+    const QStringList names = QDir(HistoryManager::directory()).entryList(QDir::Files | QDir::NoDotAndDotDot);
+    return QSet<QString>(names.begin(), names.end());
+}
+
+// The user picks on screen; the capture is the file the flow adds to the history.
+void captureInteractively(const ToolArgs& args, const ToolContext& context, const QString& target,
+                          ToolDone done) {
+    CaptureCoordinator& coordinator = CaptureCoordinator::shared();
+    if (coordinator.busy())
+        fail(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
+    const QSet<QString> before = historyNames();
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = QObject::connect(
+        &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
+            QObject::disconnect(*connection);
+            answeringErrors(done, [&] {
+                QStringList added = (historyNames() - before).values();
+                if (added.isEmpty()) fail(QStringLiteral("The user cancelled the selection."));
+                std::sort(added.begin(), added.end());
+                OutputPipeline::Delivered delivered;
+                delivered.historyFile = QDir(HistoryManager::directory()).filePath(added.last());
+                answerCapture(args, context, delivered, QJsonObject{{QStringLiteral("target"), target}},
+                              done);
+            });
+        });
+    if (target == u"select_window")
+        coordinator.captureWindow();
+    else
+        coordinator.captureArea();
+}
+
+void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    const QString target = targetOf(args);
+    if (!screenTargets.contains(target) && !interactiveTargets.contains(target))
+        fail(QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
+                            "select_window.")
+                 .arg(target));
+    if (args.has(QStringLiteral("window_size")))
+        fail(
+            QStringLiteral("window_size is not available: Pictavia cannot resize other apps' windows on this "
+                           "system. Resize the window first, then capture it."));
+    context.authorize(AgentAccess::Category::capture, QStringLiteral("take a screenshot"), done, [=] {
+        if (interactiveTargets.contains(target)) {
+            captureInteractively(args, context, target, done);
+            return;
+        }
+        const int delay = std::clamp(args.integer(QStringLiteral("delay_seconds")).value_or(0), 0, 60);
+        if (delay == 0) {
+            captureNow(args, context, done);
+            return;
+        }
+        if (context.access().announce() && context.session)
+            Toast::show(QStringLiteral("%1 takes a screenshot in %2 s")
+                            .arg(context.session->displayName())
+                            .arg(delay),
+                        std::min(delay, 5));
+        QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
+                           [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
+    });
+}
+
+// MARK: - extract_text
+
+struct Reading {
+    QString text;
+    TextLocator::Reading boxes;
+    QList<TextBox> matches;
+    QStringList codes;
+};
+
+QJsonArray boxList(const QList<TextBox>& boxes, const std::function<QString(const QString&)>& shown) {
+    QJsonArray list;
+    for (const TextBox& box : boxes)
+        list.append(QJsonObject{{QStringLiteral("text"), shown(box.text)},
+                                {QStringLiteral("rect"), rectObject(box.rect.toAlignedRect())},
+                                {QStringLiteral("confidence"), qRound(box.confidence * 100) / 100.0}});
+    return list;
+}
+
+void readImage(const ToolArgs& args, const ToolContext& context, const QImage& image, QJsonObject facts,
+               ToolDone done) {
+    const QString detail = args.string(QStringLiteral("detail")).value_or(QStringLiteral("text")).toLower();
+    if (!QStringList{QStringLiteral("text"), QStringLiteral("lines"), QStringLiteral("words")}.contains(
+            detail))
+        fail(QStringLiteral("`detail` is \"text\", \"lines\" or \"words\"."));
+    const auto phrase = args.string(QStringLiteral("find"));
+    const bool copy = args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false);
+    const bool redact = context.access().redactForAgents();
+    QtConcurrent::run([image, detail, phrase]() {
+        Reading reading;
+        const auto text = TextRecognizer::recognize(image);
+        reading.text = text ? *text : QString();
+        if (detail != u"text") reading.boxes = TextLocator::read(image);
+        if (phrase) reading.matches = TextLocator::find(*phrase, image);
+        reading.codes = TextRecognizer::barcodePayloads(image);
+        return reading;
+    }).then(QCoreApplication::instance(), [=](const Reading& reading) {
+        const auto shown = [redact](const QString& text) {
+            return redact ? SensitiveScanner::redactText(text, SensitiveScanner::kinds()) : text;
+        };
+        ToolOutput out;
+        out.json = facts;
+        out.json.insert(QStringLiteral("width"), image.width());
+        out.json.insert(QStringLiteral("height"), image.height());
+        out.json.insert(QStringLiteral("text"), shown(reading.text));
+        if (detail != u"text") out.json.insert(QStringLiteral("lines"), boxList(reading.boxes.lines, shown));
+        if (detail == u"words") out.json.insert(QStringLiteral("words"), boxList(reading.boxes.words, shown));
+        if (phrase) out.json.insert(QStringLiteral("matches"), boxList(reading.matches, shown));
+        if (!reading.codes.isEmpty())
+            out.json.insert(QStringLiteral("codes"), QJsonArray::fromStringList(reading.codes));
+        if (copy && platform::services().clipboard) {
+            platform::services().clipboard->setText(reading.text);
+            out.json.insert(QStringLiteral("copied"), true);
+        }
+        if (reading.text.trimmed().isEmpty() && reading.codes.isEmpty())
+            out.notes.append(QStringLiteral("No text found."));
+        if (detail != u"text" || phrase)
+            out.notes.append(QStringLiteral("Boxes are in image pixels, top-left origin."));
+        out.summary = QStringLiteral("Read text");
+        done(std::move(out));
+    });
+}
+
+void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    if (context.access().imageSharing() == AgentAccess::ImageSharing::none)
+        fail(QStringLiteral("The user lets agents learn only file names and sizes, not the text in captures. "
+                            "They can change this in Pictavia ▸ AI Agents."),
+             true);
+    if (const auto target = args.string(QStringLiteral("target"))) {
+        const QString name = target->toLower();
+        if (interactiveTargets.contains(name))
+            fail(QStringLiteral(
+                "Reading text from a selection is not available here: use take_screenshot with "
+                "target select_area, then extract_text with its capture_id."));
+        if (!screenTargets.contains(name))
+            fail(QStringLiteral("Unknown target “%1”. Use screen, area, window or previous_area.")
+                     .arg(*target));
+        context.authorize(AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done,
+                          [=] {
+                              const Grab grabbed = grab(args, name);
+                              readImage(args, context, grabbed.image, grabFacts(grabbed), done);
+                          });
+        return;
+    }
+    if (args.has(QStringLiteral("page")) && args.integer(QStringLiteral("page")).value_or(1) != 1)
+        fail(QStringLiteral("Only images can be read for now; documents with pages are not supported."));
+    const ToolMedia::Source source = ToolMedia::resolve(args, false);
+    const auto read = [=] {
+        const QImage image = source.image.isNull() ? ToolMedia::loadImage(source.file) : source.image;
+        readImage(args, context, image, ToolMedia::describe(source.file, QImage()), done);
+    };
+    if (!source.captureId.isEmpty())
+        context.authorize(AgentAccess::Category::history, QStringLiteral("read a capture"), done, read);
+    else
+        read();
+}
+
+// MARK: - arrange_window, set_desktop_icons
+
+void arrangeWindow(const ToolArgs& args, const ToolContext&, ToolDone) {
+    windowFor(args); // says which window is meant when none is on screen
+    fail(QStringLiteral(
+        "Pictavia cannot move or resize other apps' windows on this system. Arrange the window "
+        "by hand, or capture it as it is."));
+}
+
+void setDesktopIcons(const ToolArgs& args, const ToolContext&, ToolDone done) {
+    const auto hidden = args.boolean(QStringLiteral("hidden"));
+    if (!hidden)
+        fail(QStringLiteral("`hidden` is required: true hides the desktop icons, false shows them."));
+    const auto& cover = platform::services().desktopCover;
+    if (!cover) fail(QStringLiteral("Desktop icons cannot be hidden on this system."));
+    if (*hidden)
+        cover->cover();
+    else
+        cover->uncover();
+    desktopIconsHidden = *hidden;
+    ToolOutput out;
+    out.json.insert(QStringLiteral("hidden"), *hidden);
+    out.summary =
+        *hidden ? QStringLiteral("Hid the desktop icons") : QStringLiteral("Showed the desktop icons");
+    done(std::move(out));
+}
+
+Properties windowChoice() {
+    return {
+        {QStringLiteral("window_id"), integer(QStringLiteral("Window to change (list_windows)."))},
+        {QStringLiteral("app"), string(QStringLiteral("Pick the frontmost window of this app (name, "
+                                                      "case-insensitive)."))},
+        {QStringLiteral("window_title"), string(QStringLiteral("With `app`: the window whose title contains "
+                                                               "this text."))}};
+}
+
+} // namespace
+
+std::vector<AgentTool> AgentToolGroups::capture() {
+    const Properties takeProperties = merged(
+        screenTarget(),
+        {output(),
+         {{QStringLiteral("target"),
+           string(QStringLiteral("What to capture. Default: \"window\" when app/window_id "
+                                 "is given, \"area\" when rect is given, else \"screen\"."))},
+          {QStringLiteral("delay_seconds"),
+           integer(QStringLiteral("Wait this long first, with an on-screen countdown (0 to 60)."), 0, 60)},
+          {QStringLiteral("include_cursor"),
+           boolean(QStringLiteral("Show the mouse pointer (screen and area only)."))},
+          {QStringLiteral("hide_desktop_icons"),
+           boolean(QStringLiteral("Hide desktop icons (and widgets) just for this capture."))},
+          {QStringLiteral("window_shadow"),
+           boolean(QStringLiteral(
+               "Window captures: keep the window's drop shadow. Default: the user's setting."))},
+          {QStringLiteral("window_size"),
+           string(QStringLiteral(
+               "Window captures: resize the window first, e.g. \"1280x800\" (points; add \"px\" "
+               "for pixels, e.g. \"2540x1520px\")."))},
+          {QStringLiteral("beautify"),
+           boolean(QStringLiteral("Put the shot on a background with padding and rounded corners."))},
+          {QStringLiteral("preset"),
+           string(QStringLiteral("Beautify preset name (list_styles). Implies beautify."))},
+          {QStringLiteral("format"), string(QStringLiteral("Image format. Default: the user's setting."))}}});
+    const Properties textProperties = merged(
+        imageSource(),
+        {{{QStringLiteral("target"), string(QStringLiteral("Read from the screen instead of a file."))},
+          {QStringLiteral("display_id"), screenTarget().value(QStringLiteral("display_id"))},
+          {QStringLiteral("rect"), screenTarget().value(QStringLiteral("rect"))},
+          {QStringLiteral("window_id"), screenTarget().value(QStringLiteral("window_id"))},
+          {QStringLiteral("app"), screenTarget().value(QStringLiteral("app"))},
+          {QStringLiteral("window_title"), screenTarget().value(QStringLiteral("window_title"))},
+          {QStringLiteral("detail"),
+           string(QStringLiteral("\"text\" (default), \"lines\" or \"words\" to also get "
+                                 "boxes."))},
+          {QStringLiteral("find"), string(QStringLiteral("Also return the boxes where this text appears."))},
+          {QStringLiteral("page"),
+           integer(QStringLiteral("With a PDF or Word `path`: the page to read, 1 = first. "
+                                  "Default 1."))},
+          {QStringLiteral("copy_to_clipboard"),
+           boolean(QStringLiteral("Copy the text to the clipboard."))}}});
+    const Properties arrangeProperties = merged(
+        windowChoice(),
+        {{{QStringLiteral("width"), number(QStringLiteral("New width."))},
+          {QStringLiteral("height"), number(QStringLiteral("New height."))},
+          {QStringLiteral("size"),
+           string(
+               QStringLiteral("Shorthand like \"1280x800\", \"1440x900\", \"1920x1080\", \"1080x1080\"."))},
+          {QStringLiteral("pixels"),
+           boolean(QStringLiteral("Read width/height as pixels of the final capture instead of points."))},
+          {QStringLiteral("x"), number(QStringLiteral("New left edge, global points."))},
+          {QStringLiteral("y"), number(QStringLiteral("New top edge, global points."))},
+          {QStringLiteral("center"), boolean(QStringLiteral("Centre the window on its display."))},
+          {QStringLiteral("bring_to_front"),
+           boolean(
+               QStringLiteral("Raise the window above others. This activates the app, which takes keyboard "
+                              "focus."))}}});
+    return {
+        {QStringLiteral("take_screenshot"), QStringLiteral("Take a screenshot"),
+         QStringLiteral(
+             "Captures the screen and saves it to Pictavia's history. Targets: \"screen\" (a whole "
+             "display), \"area\" (a rect on a display), \"window\" (one app window, clean, with "
+             "transparency and shadow), \"previous_area\" (the last area the user captured), "
+             "\"select_area\" / \"select_window\" (the user picks on screen). Returns the capture id, "
+             "file path, size and a preview."),
+         false, false, object(takeProperties), takeScreenshot},
+        {QStringLiteral("extract_text"), QStringLiteral("Read text (OCR)"),
+         QStringLiteral(
+             "Reads text and QR codes/barcodes with Tesseract, on this computer. From a capture, a file, "
+             "the clipboard, or straight from the screen (target screen/area/window — nothing is "
+             "saved). Optionally returns line or word boxes in image pixels, finds where a phrase "
+             "appears, or copies the text."),
+         true, false, object(textProperties), extractText},
+        {QStringLiteral("arrange_window"), QStringLiteral("Resize or move a window"),
+         QStringLiteral(
+             "Sets another app's window to an exact size and/or position (e.g. Firefox at 1280×800 for "
+             "consistent screenshots) or centres it. Sizes are points unless `pixels` is true (a HiDPI "
+             "screen has 2 pixels per point). Needs a window manager that lets other programs move "
+             "windows. Returns the frame the app actually accepted (apps can enforce minimum sizes)."),
+         false, false, object(arrangeProperties), arrangeWindow},
+        {QStringLiteral("set_desktop_icons"), QStringLiteral("Hide or show desktop icons"),
+         QStringLiteral(
+             "Covers (or uncovers) desktop icons and widgets for clean screenshots and recordings. "
+             "Nothing in the file manager changes."),
+         false, false,
+         object({{QStringLiteral("hidden"),
+                  boolean(QStringLiteral("true hides them, false shows them again."))}},
+                {QStringLiteral("hidden")}),
+         setDesktopIcons},
+    };
+}

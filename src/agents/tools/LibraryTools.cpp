@@ -1,0 +1,279 @@
+// The history for agents: searching and opening captures passes the "history"
+// gate, deleting the "manage" gate; then the output tools that copy, pin and
+// show things.
+#include "agents/AgentAccess.h"
+#include "agents/AgentTools.h"
+#include "agents/MCPSession.h"
+#include "agents/ToolMedia.h"
+#include "agents/tools/CaptureActions.h"
+#include "agents/tools/LibraryOperations.h"
+#include "editor/ClipboardOpener.h"
+#include "history/HistoryIndex.h"
+#include "text/SensitiveScanner.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+using namespace ToolSchema;
+
+namespace {
+
+[[noreturn]] void fail(const QString& message) {
+    throw ToolError{message, false};
+}
+
+template <typename T> T unwrap(Result<T> result) {
+    if (!result) fail(result.error().message);
+    return std::move(result).value();
+}
+
+// A capture of the user's history that this client did not make itself.
+bool isForeign(const ToolContext& context, const QString& captureId) {
+    return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
+}
+
+// Text an agent receives passes the same masking as previews when the user asks
+// for it.
+QString maskedText(const ToolContext& context, const QString& text) {
+    if (!context.access().redactForAgents()) return text;
+    return SensitiveScanner::redactText(text, SensitiveScanner::kinds());
+}
+
+void searchHistory(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    LibraryOperations::SearchRequest request;
+    const QDateTime now = QDateTime::currentDateTime();
+    request.query = args.string(QStringLiteral("query")).value_or(QString());
+    if (const auto kind = args.string(QStringLiteral("kind")); kind && kind->toLower() != u"all") {
+        request.kind = LibraryOperations::kindNamed(*kind);
+        if (!request.kind) fail(QStringLiteral("`kind` must be image, video or gif, not “%1”.").arg(*kind));
+    }
+    for (const auto& [key, target, endOfDay] : {std::tuple{QStringLiteral("since"), &request.since, false},
+                                                std::tuple{QStringLiteral("until"), &request.until, true}}) {
+        const auto text = args.string(key);
+        if (!text) continue;
+        *target = LibraryOperations::parseDate(*text, now, endOfDay);
+        if (!*target)
+            fail(QStringLiteral("`%1` must be a date like 2026-03-01, an ISO time, "
+                                "\"today\", \"yesterday\" or an "
+                                "age like \"7d\".")
+                     .arg(key));
+    }
+    request.keptOnly = args.boolean(QStringLiteral("kept_only")).value_or(false);
+    request.limit = args.integer(QStringLiteral("limit")).value_or(20);
+    request.offset = args.integer(QStringLiteral("offset")).value_or(0);
+    context.authorize(
+        AgentAccess::Category::history, QStringLiteral("search your capture history"), done, [=] {
+            const AgentAccess::ImageSharing sharing = context.access().imageSharing();
+            QJsonObject result = LibraryOperations::search(LibraryOperations::activeIndex(), request);
+            // Snippets are text read from the pixels: an agent allowed file names
+            // only gets none.
+            QJsonArray captures = result.value(QStringLiteral("captures")).toArray();
+            for (auto&& value : captures) {
+                QJsonObject item = value.toObject();
+                if (sharing == AgentAccess::ImageSharing::none)
+                    item.remove(QStringLiteral("snippet"));
+                else if (item.contains(QStringLiteral("snippet")))
+                    item.insert(QStringLiteral("snippet"),
+                                maskedText(context, item.value(QStringLiteral("snippet")).toString()));
+                value = item;
+            }
+            result.insert(QStringLiteral("captures"), captures);
+            ToolOutput output;
+            output.json = result;
+            output.summary = request.query.isEmpty() ? QStringLiteral("Listed history")
+                                                     : QStringLiteral("Searched for “%1”").arg(request.query);
+            done(std::move(output));
+        });
+}
+
+void getCapture(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    const ToolMedia::Source source = ToolMedia::resolve(args, false);
+    if (source.file.isEmpty()) fail(QStringLiteral("Give a capture_id or path."));
+    const bool wantsText = args.boolean(QStringLiteral("include_text")).value_or(true);
+    const bool wantsAnnotations = args.boolean(QStringLiteral("include_annotations")).value_or(true);
+    const bool wantsImage = args.boolean(QStringLiteral("include_image")).value_or(true);
+    const auto run = [=] {
+        const AgentAccess::ImageSharing sharing = context.access().imageSharing();
+        ToolOutput output;
+        output.json = LibraryOperations::details(LibraryOperations::activeIndex(), source.file,
+                                                 wantsText && sharing != AgentAccess::ImageSharing::none,
+                                                 wantsAnnotations);
+        if (output.json.contains(QStringLiteral("text")))
+            output.json.insert(QStringLiteral("text"),
+                               maskedText(context, output.json.value(QStringLiteral("text")).toString()));
+        output.summary = QStringLiteral("Opened ") + QFileInfo(source.file).fileName();
+        const bool isImage =
+            HistoryRecord::kindOf(QFileInfo(source.file).fileName()) == HistoryRecord::Kind::Image;
+        // Videos have no frame reader here yet: their details come without a
+        // preview.
+        const QImage image = wantsImage && isImage ? ToolMedia::loadImage(source.file) : QImage();
+        ToolMedia::finishWithPreview(std::move(output), image, !image.isNull(), done, context.access());
+    };
+    if (isForeign(context, source.captureId))
+        context.authorize(AgentAccess::Category::history, QStringLiteral("open a capture from your history"),
+                          done, run);
+    else
+        run();
+}
+
+void manageCapture(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+    const QString actionName = args.string(QStringLiteral("action")).value_or(QString());
+    const auto action = LibraryOperations::actionNamed(actionName);
+    if (!action) fail(QStringLiteral("`action` must be keep, unkeep, rename or delete."));
+    const ToolMedia::Source source = ToolMedia::resolve(args, false);
+    if (source.captureId.isEmpty())
+        fail(QStringLiteral("Only captures in Pictavia's history can be managed: "
+                            "give a capture_id."));
+    const QString newName = args.string(QStringLiteral("new_name")).value_or(QString());
+    if (*action == LibraryOperations::Action::Rename && newName.isEmpty())
+        fail(QStringLiteral("rename needs `new_name`."));
+    const QString id = source.captureId;
+    const auto run = [=] {
+        ToolOutput output;
+        output.json =
+            unwrap(LibraryOperations::manage(LibraryOperations::activeIndex(), id, *action, newName));
+        output.summary = actionName.toLower() + u' ' + id;
+        // A renamed capture of the client's own stays its own.
+        const QString current = output.json.value(QStringLiteral("id")).toString();
+        if (context.session && context.session->ownedCaptures.remove(id) &&
+            *action != LibraryOperations::Action::Delete)
+            context.session->ownedCaptures.insert(current);
+        done(std::move(output));
+    };
+    // Deleting always asks the "manage" gate, even for the client's own captures.
+    if (*action == LibraryOperations::Action::Delete)
+        context.authorize(AgentAccess::Category::manage, QStringLiteral("delete the capture “%1”").arg(id),
+                          done, run);
+    else if (isForeign(context, id))
+        context.authorize(AgentAccess::Category::history,
+                          QStringLiteral("%1 the capture “%2”").arg(actionName.toLower(), id), done, run);
+    else
+        run();
+}
+
+void copyToClipboard(const ToolArgs& args, const ToolContext&, ToolDone done) {
+    const QString text = args.raw().value(QStringLiteral("text")).toString();
+    QString file;
+    if (text.isEmpty()) file = ToolMedia::resolve(args, false).file;
+    ToolOutput output;
+    output.json = unwrap(CaptureActions::copy(file, text));
+    output.summary = file.isEmpty() ? QStringLiteral("Copied text")
+                                    : QStringLiteral("Copied ") + QFileInfo(file).fileName();
+    done(std::move(output));
+}
+
+void pinScreenshot(const ToolArgs& args, const ToolContext&, ToolDone done) {
+    const QString action = args.string(QStringLiteral("action")).value_or(QStringLiteral("pin")).toLower();
+    QImage image;
+    double scale = 1.0;
+    if (action == u"pin") {
+        const ToolMedia::Source source = ToolMedia::resolve(args, true);
+        image = source.image;
+        scale = ClipboardOpener::scaleOf(image);
+    }
+    ToolOutput output;
+    output.json = unwrap(CaptureActions::pin(image, scale, action));
+    output.summary = action == u"pin" ? QStringLiteral("Pinned an image") : action + QStringLiteral(" pins");
+    done(std::move(output));
+}
+
+void showInPictavia(const ToolArgs& args, const ToolContext&, ToolDone done) {
+    QString file;
+    if (args.has(QStringLiteral("capture_id")) || args.has(QStringLiteral("path")))
+        file = ToolMedia::resolve(args, false).file;
+    QString view = args.string(QStringLiteral("view")).value_or(QString());
+    if (view == u"settings" || args.has(QStringLiteral("settings_tab"))) view = QStringLiteral("settings");
+    ToolOutput output;
+    output.json = unwrap(CaptureActions::show(file, view));
+    output.summary = QStringLiteral("Showed ") + output.json.value(QStringLiteral("shown")).toString();
+    done(std::move(output));
+}
+
+} // namespace
+
+std::vector<AgentTool> AgentToolGroups::library() {
+    const Properties searchProperties{
+        {QStringLiteral("query"),
+         string(QStringLiteral("Words to find (all must occur). Empty lists everything."))},
+        {QStringLiteral("kind"),
+         string(QStringLiteral("Only this kind."),
+                {QStringLiteral("image"), QStringLiteral("video"), QStringLiteral("gif")})},
+        {QStringLiteral("since"), string(QStringLiteral("Captured at or after: a date (2026-03-01), an "
+                                                        "ISO time, \"today\", \"yesterday\" or "
+                                                        "an age like \"7d\"."))},
+        {QStringLiteral("until"), string(QStringLiteral("Captured at or before, written like `since`."))},
+        {QStringLiteral("kept_only"), boolean(QStringLiteral("Only captures the user keeps."))},
+        {QStringLiteral("limit"), integer(QStringLiteral("At most this many results. Default 20."), 1, 200)},
+        {QStringLiteral("offset"), integer(QStringLiteral("Skip this many results first, for paging."), 0)}};
+    const Properties getProperties = merged(
+        source(),
+        {{{QStringLiteral("include_image"), boolean(QStringLiteral("Include a preview. Default true."))},
+          {QStringLiteral("include_text"),
+           boolean(QStringLiteral("Include the text read from it. Default true."))},
+          {QStringLiteral("include_annotations"),
+           boolean(QStringLiteral("Include its editable annotations. Default true."))}}});
+    const Properties manageProperties = merged(
+        source(), {{{QStringLiteral("action"), string(QStringLiteral("What to do."),
+                                                      {QStringLiteral("keep"), QStringLiteral("unkeep"),
+                                                       QStringLiteral("rename"), QStringLiteral("delete")})},
+                    {QStringLiteral("new_name"),
+                     string(QStringLiteral("For rename: the new file name (extension optional)."))}}});
+    const Properties copyProperties =
+        merged(source(),
+               {{{QStringLiteral("text"), string(QStringLiteral("Copy this text instead of a capture."))}}});
+    const Properties pinProperties =
+        merged(imageSource(),
+               {{{QStringLiteral("action"), string(QStringLiteral("Default \"pin\"."),
+                                                   {QStringLiteral("pin"), QStringLiteral("hide"),
+                                                    QStringLiteral("show"), QStringLiteral("close")})}}});
+    const Properties showProperties = merged(
+        source(), {{{QStringLiteral("view"),
+                     string(QStringLiteral("With a capture: editor (default), quick_access, "
+                                           "file_manager or default_app. "
+                                           "Without one: home (default), library or settings."),
+                            {QStringLiteral("editor"), QStringLiteral("quick_access"),
+                             QStringLiteral("file_manager"), QStringLiteral("default_app"),
+                             QStringLiteral("home"), QStringLiteral("library"), QStringLiteral("settings")})},
+                    {QStringLiteral("settings_tab"), string(QStringLiteral("The settings page to open."))}}});
+
+    return {
+        {QStringLiteral("search_history"), QStringLiteral("Search capture history"),
+         QStringLiteral("Full-text search over the user's captures: the text "
+                        "Pictavia read out of every screenshot "
+                        "and recording, plus app name, window title and file "
+                        "name. Filter by kind and date. Newest "
+                        "first."),
+         true, false, object(searchProperties), searchHistory},
+        {QStringLiteral("get_capture"), QStringLiteral("Open a capture"),
+         QStringLiteral("Details of one capture: file, size, date, app and "
+                        "window it came from, the text Pictavia "
+                        "read from it, its editable annotations, and a preview "
+                        "(a frame for videos)."),
+         true, false, object(getProperties), getCapture},
+        {QStringLiteral("manage_capture"), QStringLiteral("Keep, rename or delete a capture"),
+         QStringLiteral("\"keep\" protects a capture from the history limit, "
+                        "\"unkeep\" removes that, \"rename\" "
+                        "changes its file name, \"delete\" removes it from "
+                        "history (asks the user unless they "
+                        "allowed it)."),
+         false, true, object(manageProperties, {QStringLiteral("action")}), manageCapture},
+        {QStringLiteral("copy_to_clipboard"), QStringLiteral("Copy to clipboard"),
+         QStringLiteral("Puts a capture (as an image, or the file for videos) or "
+                        "some text on the clipboard."),
+         false, false, object(copyProperties), copyToClipboard},
+        {QStringLiteral("pin_screenshot"), QStringLiteral("Pin a screenshot on screen"),
+         QStringLiteral("Floats an image above all windows (a reference the user "
+                        "can keep in view), or hides, shows "
+                        "or closes all pins."),
+         false, false, object(pinProperties), pinScreenshot},
+        {QStringLiteral("show_in_pictavia"), QStringLiteral("Show something to the user"),
+         QStringLiteral("Opens a capture or an application window for the user: "
+                        "with a capture, \"editor\" "
+                        "(annotate it themselves), \"quick_access\" (the "
+                        "floating thumbnail), \"file_manager\" "
+                        "(reveal the file), \"default_app\"; without a capture, "
+                        "\"home\", \"library\", "
+                        "\"settings\"."),
+         false, false, object(showProperties), showInPictavia},
+    };
+}

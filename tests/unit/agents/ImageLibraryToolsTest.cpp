@@ -1,0 +1,176 @@
+// The image and library tools as agents call them: arguments, the gates, what
+// is stored.
+#include "agents/AgentAccess.h"
+#include "agents/AgentConnection.h"
+#include "agents/AgentTools.h"
+#include "agents/MCPSession.h"
+#include "agents/tools/LibraryOperations.h"
+#include "app/Prefs.h"
+#include "capture/HistoryManager.h"
+#include "editor/ProjectStore.h"
+#include "history/HistoryIndex.h"
+
+#include "support/EventLoop.h"
+#include "support/FakePlatform.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+class Quiet : public AgentChannel {
+public:
+    void send(QByteArray) override {}
+    void close() override {}
+};
+
+class ImageLibraryToolsTest : public PlatformTest {
+protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        ASSERT_TRUE(QDir().mkpath(HistoryManager::directory()));
+        Prefs::setValue("imageFormat", "png");
+        AgentAccess::shared().setAsker(nullptr);
+        AgentAccess::shared().setPolicy(AgentAccess::Policy::allow, AgentAccess::Category::history);
+        AgentAccess::shared().setPolicy(AgentAccess::Policy::ask, AgentAccess::Category::manage);
+        index = std::make_unique<HistoryIndex>(home.path() + "/data/Pictavia/index.json",
+                                               HistoryManager::directory());
+        LibraryOperations::useIndex(index.get());
+    }
+    void TearDown() override {
+        LibraryOperations::useIndex(nullptr);
+        AgentAccess::shared().setAsker(nullptr);
+        PlatformTest::TearDown();
+    }
+
+    QString capture(const QString& name) {
+        QImage image(300, 200, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        const QString path = HistoryManager::directory() + "/" + name;
+        EXPECT_TRUE(image.save(path, "PNG"));
+        return path;
+    }
+
+    ToolOutcome run(const QString& name, const QJsonObject& arguments = {}) {
+        static const std::vector<AgentTool> tools = [] {
+            std::vector<AgentTool> all = AgentToolGroups::image();
+            for (AgentTool& tool : AgentToolGroups::library())
+                all.push_back(std::move(tool));
+            return all;
+        }();
+        const auto it =
+            std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
+        if (it == tools.end()) return ToolError{"missing " + name};
+        std::optional<ToolOutcome> outcome;
+        const ToolContext context{&session, std::nullopt, std::make_shared<ToolCancellation>()};
+        try {
+            it->run(ToolArgs(arguments), context, [&](ToolOutcome o) { outcome = std::move(o); });
+        } catch (const ToolError& error) {
+            return error;
+        }
+        EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); })) << name.toStdString();
+        return outcome.value_or(ToolError{"no answer"});
+    }
+    static QJsonObject json(const ToolOutcome& outcome) {
+        if (const auto* error = std::get_if<ToolError>(&outcome))
+            ADD_FAILURE() << error->message.toStdString();
+        const auto* output = std::get_if<ToolOutput>(&outcome);
+        return output ? output->json : QJsonObject();
+    }
+    static std::optional<ToolError> failure(const ToolOutcome& outcome) {
+        if (const auto* error = std::get_if<ToolError>(&outcome)) return *error;
+        return std::nullopt;
+    }
+
+    std::unique_ptr<HistoryIndex> index;
+    Quiet channel;
+    MCPSession session{&channel, PeerIdentity{}, std::make_shared<NoAgentTools>()};
+};
+
+TEST_F(ImageLibraryToolsTest, AnnotateStoresANewEditableCaptureWithAPreview) {
+    capture("Shot.png");
+    const ToolOutcome outcome = run(
+        "annotate_image",
+        {{"capture_id", "Shot.png"},
+         {"operations", QJsonArray{QJsonObject{
+                            {"type", "arrow"}, {"from", QJsonArray{10, 10}}, {"to", QJsonArray{100, 80}}}}}});
+    const QJsonObject result = json(outcome);
+    EXPECT_EQ(result["id"].toString(), "Shot edited.png");
+    EXPECT_EQ(result["width"].toInt(), 300);
+    EXPECT_TRUE(ProjectStore::has(result["path"].toString()));
+    EXPECT_TRUE(session.ownedCaptures.contains("Shot edited.png"));
+    EXPECT_EQ(std::get<ToolOutput>(outcome).images.size(), 1);
+
+    const auto bad =
+        failure(run("annotate_image", {{"capture_id", "Shot.png"},
+                                       {"operations", QJsonArray{QJsonObject{{"type", "arrow"}}}}}));
+    ASSERT_TRUE(bad);
+    EXPECT_EQ(bad->message, "Operation 1 (arrow): needs `from` and `to` points "
+                            "({x, y} or [x, y]), or `target_text`.");
+}
+
+TEST_F(ImageLibraryToolsTest, HistoryCapturesPassTheHistoryGate) {
+    capture("Theirs.png");
+    AgentAccess::shared().setPolicy(AgentAccess::Policy::off, AgentAccess::Category::history);
+    const auto refused = failure(run("get_capture", {{"capture_id", "Theirs.png"}}));
+    ASSERT_TRUE(refused);
+    EXPECT_TRUE(refused->denied);
+    EXPECT_EQ(refused->message, "Browse capture history is turned off for AI "
+                                "agents in Pictavia ▸ AI Agents.");
+    EXPECT_TRUE(failure(run("search_history", {{"query", "x"}})));
+    // The client's own captures need no permission.
+    session.ownedCaptures.insert("Theirs.png");
+    EXPECT_EQ(
+        json(run("get_capture", {{"capture_id", "Theirs.png"}, {"include_image", false}}))["id"].toString(),
+        "Theirs.png");
+}
+
+TEST_F(ImageLibraryToolsTest, DeletingAsksTheUserAndRenamingDoesNot) {
+    capture("Old.png");
+    index->index(HistoryManager::directory() + "/Old.png", {});
+    session.ownedCaptures.insert("Old.png");
+    QStringList asked;
+    AgentAccess::shared().setAsker([&asked](const AgentAccess::Prompt& prompt, auto answer) {
+        asked << prompt.title;
+        answer(AgentAccess::Answer::declined);
+    });
+    const QJsonObject renamed =
+        json(run("manage_capture", {{"capture_id", "Old.png"}, {"action", "rename"}, {"new_name", "New"}}));
+    EXPECT_EQ(renamed["id"].toString(), "New.png");
+    EXPECT_TRUE(asked.isEmpty());
+    EXPECT_TRUE(session.ownedCaptures.contains("New.png"));
+
+    const auto declined = failure(run("manage_capture", {{"capture_id", "New.png"}, {"action", "delete"}}));
+    ASSERT_TRUE(declined);
+    EXPECT_TRUE(declined->denied);
+    EXPECT_EQ(asked.size(), 1);
+    EXPECT_TRUE(asked[0].endsWith("wants to delete the capture “New.png”")) << asked[0].toStdString();
+    EXPECT_TRUE(QFileInfo::exists(HistoryManager::directory() + "/New.png"));
+
+    AgentAccess::shared().setAsker(
+        [](const AgentAccess::Prompt&, auto answer) { answer(AgentAccess::Answer::allowedOnce); });
+    EXPECT_TRUE(
+        json(run("manage_capture", {{"capture_id", "New.png"}, {"action", "delete"}}))["deleted"].toBool());
+    EXPECT_FALSE(QFileInfo::exists(HistoryManager::directory() + "/New.png"));
+}
+
+TEST_F(ImageLibraryToolsTest, RedactDryRunListsOnly) {
+    capture("Mail.png");
+    session.ownedCaptures.insert("Mail.png");
+    platform::RecognizedLine line{"write to jane@example.com", 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
+    for (int i = 0; i < line.text.size(); ++i)
+        line.characterBoxes << QRectF(0.1 + 0.03 * i, 0.5, 0.03, 0.1);
+    textRecognition->lines = {line};
+    const QJsonObject dry =
+        json(run("redact_sensitive_data", {{"capture_id", "Mail.png"}, {"dry_run", true}}));
+    EXPECT_EQ(dry["count"].toInt(), 1);
+    EXPECT_FALSE(dry.contains("id"));
+    const QJsonObject real = json(run("redact_sensitive_data", {{"capture_id", "Mail.png"}}));
+    EXPECT_EQ(real["id"].toString(), "Mail edited.png");
+}
+
+} // namespace
