@@ -331,6 +331,12 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     return op;
 }
 
+// Images agents make stay within what an editor window and a preview can handle.
+constexpr double maxPixels = 50e6;
+QString tooLarge() {
+    return QStringLiteral("the result would be larger than 50 megapixels.");
+}
+
 // Text goes below its target by default; badges and emoji sit to its left.
 QString placementOf(const Operation& op) {
     if (!op.position.isEmpty()) return op.position;
@@ -660,14 +666,20 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             break;
         case Kind::Resize: {
             const double width = op.width ? mapLength(*op.width) : size.width() * *op.scale;
+            const double height = size.height() * width / std::max(1.0, size.width());
+            if (width * height > maxPixels) return Error{label + tooLarge()};
             model.resizeImage(std::max(1, int(std::lround(width))));
             break;
         }
-        case Kind::ExpandCanvas:
-            model.expandCanvas(int(std::lround(mapLength(op.top))), int(std::lround(mapLength(op.left))),
-                               int(std::lround(mapLength(op.bottom))), int(std::lround(mapLength(op.right))),
-                               op.fill);
+        case Kind::ExpandCanvas: {
+            const int top = int(std::lround(mapLength(op.top))), left = int(std::lround(mapLength(op.left)));
+            const int bottom = int(std::lround(mapLength(op.bottom))),
+                      right = int(std::lround(mapLength(op.right)));
+            if ((size.width() + left + right) * (size.height() + top + bottom) > maxPixels)
+                return Error{label + tooLarge()};
+            model.expandCanvas(top, left, bottom, right, op.fill);
             break;
+        }
         case Kind::Background: {
             model.pushUndo();
             if (op.preset) {

@@ -146,6 +146,13 @@ TEST_F(ImageToolsTest, OperationsMakeTheirAnnotationKindsAndImageChanges) {
     EXPECT_EQ(model.imageSize(), QSizeF(420, 220));
     EXPECT_EQ(a[0].p1, QPointF(20, 20));
     EXPECT_EQ(model.baseImage().pixelColor(0, 0), QColor(Qt::black));
+
+    // Results stay within 50 megapixels.
+    const auto huge = apply(model, *parse(ops(R"([{"type": "resize", "width": 20000}])")), {});
+    ASSERT_FALSE(huge);
+    EXPECT_EQ(huge.error().message, "Operation 1 (resize): the result would be larger than 50 megapixels.");
+    EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "expand_canvas", "all": 5000}])")), {}));
+    EXPECT_EQ(model.imageSize(), QSizeF(420, 220));
 }
 
 TEST_F(ImageToolsTest, NormalizedAndPreviewCoordinatesAreConverted) {
