@@ -408,14 +408,7 @@ std::optional<Coordinates> coordinatesNamed(const QString& name) {
 std::optional<QColor> parseColor(const QString& text) {
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty()) return std::nullopt;
-    // CSS writes alpha last (#rrggbbaa); Qt reads #aarrggbb.
-    if (trimmed.startsWith(u'#') && trimmed.size() == 9) {
-        bool ok = false;
-        const uint value = trimmed.mid(1).toUInt(&ok, 16);
-        if (!ok) return std::nullopt;
-        return QColor(int(value >> 24 & 0xff), int(value >> 16 & 0xff), int(value >> 8 & 0xff),
-                      int(value & 0xff));
-    }
+    // Eight hex digits carry alpha first (#AARRGGBB), as list_styles tells agents.
     QColor color = QColor::fromString(trimmed.startsWith(u'#') ? trimmed : trimmed.toLower());
     if (!color.isValid() && !trimmed.startsWith(u'#')) color = QColor::fromString(u'#' + trimmed);
     if (!color.isValid()) return std::nullopt;
