@@ -99,7 +99,7 @@ std::optional<QJsonArray> ToolArgs::array(const QString& key) const {
 
 QStringList ToolArgs::strings(const QString& key) const {
     QStringList list;
-    for (const QJsonValue& element : m_raw.value(key).toArray()) {
+    for (const auto& element : m_raw.value(key).toArray()) {
         if (element.isString())
             list.append(element.toString());
         else if (element.isDouble())
