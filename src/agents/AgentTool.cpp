@@ -307,7 +307,7 @@ Properties imageSource() {
                                                                     "clipboard."))},
           {QStringLiteral("page"),
            integer(QStringLiteral("With a PDF `path`: the page to use, 1 = first. Default 1. PDFs are "
-                                  "rendered at 2× like a Retina screenshot."))}}});
+                                  "rendered at 2× like a HiDPI screenshot."))}}});
 }
 
 Properties output() {
