@@ -99,7 +99,7 @@ std::optional<QJsonArray> ToolArgs::array(const QString& key) const {
 
 QStringList ToolArgs::strings(const QString& key) const {
     QStringList list;
-    for (const QJsonValue& element : m_raw.value(key).toArray()) {
+    for (const auto& element : m_raw.value(key).toArray()) {
         if (element.isString())
             list.append(element.toString());
         else if (element.isDouble())
@@ -307,7 +307,7 @@ Properties imageSource() {
                                                                     "clipboard."))},
           {QStringLiteral("page"),
            integer(QStringLiteral("With a PDF `path`: the page to use, 1 = first. Default 1. PDFs are "
-                                  "rendered at 2× like a Retina screenshot."))}}});
+                                  "rendered at 2× like a HiDPI screenshot."))}}});
 }
 
 Properties output() {

@@ -124,7 +124,7 @@ struct AgentTool {
     bool destructive = false;
     QJsonObject schema;
     // Runs on the main thread. May throw ToolError before it returns; later, it answers `done`.
-    std::function<void(const ToolArgs& args, const ToolContext& context, ToolDone done)> run;
+    std::function<void(const ToolArgs& args, const ToolContext& context, const ToolDone& done)> run;
 
     // The tools/list entry.
     QJsonObject listing() const;

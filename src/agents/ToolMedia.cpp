@@ -74,7 +74,7 @@ QString historyFile(const QString& captureId) {
         fail(QStringLiteral("“%1” is not a capture id. Ids are history file names, as returned by the "
                             "capture tools and search_history.")
                  .arg(captureId));
-    const QString file = QDir(HistoryManager::directory()).filePath(id);
+    QString file = QDir(HistoryManager::directory()).filePath(id);
     if (!QFileInfo(file).isFile())
         fail(QStringLiteral("No capture “%1” in Pictavia's history. It may have been deleted; search_history "
                             "lists what is there.")
@@ -175,7 +175,7 @@ void addPreview(ToolOutput& output, const QImage& image, AgentAccess::ImageShari
     output.images.append({QString::fromLatin1(bytes.toBase64()), mime});
 }
 
-void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, ToolDone done,
+void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, const ToolDone& done,
                        AgentAccess& access) {
     if (!wanted || image.isNull() || access.imageSharing() == AgentAccess::ImageSharing::none) {
         done(std::move(output));
@@ -252,7 +252,7 @@ OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const 
 }
 
 void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,
-                 const QJsonObject& fields, const QString& summary, ToolDone done) {
+                 const QJsonObject& fields, const QString& summary, const ToolDone& done) {
     ToolOutput out;
     const QImage image = loadImage(file);
     out.json = describe(file, image);
@@ -262,7 +262,7 @@ void finishImage(const ToolArgs& args, const ToolContext& context, const QString
     if (context.session && out.json.contains(QStringLiteral("id")))
         context.session->ownedCaptures.insert(out.json.value(QStringLiteral("id")).toString());
     out.summary = summary;
-    finishWithPreview(std::move(out), image, wantsImage(args), std::move(done), context.access());
+    finishWithPreview(std::move(out), image, wantsImage(args), done, context.access());
 }
 
 } // namespace ToolMedia

@@ -44,7 +44,7 @@ bool wantsImage(const ToolArgs& args);
 void addPreview(ToolOutput& output, const QImage& image, AgentAccess::ImageSharing sharing, bool redact);
 // The same on a worker thread, then answers `done` with the output on the main thread.
 // Without `wanted`, answers at once.
-void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, ToolDone done,
+void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, const ToolDone& done,
                        AgentAccess& access = AgentAccess::shared());
 
 // The `output` properties for a finished image: copy_to_clipboard, show_thumbnail,
@@ -64,6 +64,6 @@ OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const 
 // `summary` for the log and the preview the user allows. Throws before answering when the
 // file cannot be read or save_to cannot be written.
 void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,
-                 const QJsonObject& fields, const QString& summary, ToolDone done);
+                 const QJsonObject& fields, const QString& summary, const ToolDone& done);
 
 } // namespace ToolMedia

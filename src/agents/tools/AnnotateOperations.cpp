@@ -331,6 +331,12 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     return op;
 }
 
+// Images agents make stay within what an editor window and a preview can handle.
+constexpr double maxPixels = 50e6;
+QString tooLarge() {
+    return QStringLiteral("the result would be larger than 50 megapixels.");
+}
+
 // Text goes below its target by default; badges and emoji sit to its left.
 QString placementOf(const Operation& op) {
     if (!op.position.isEmpty()) return op.position;
@@ -402,14 +408,7 @@ std::optional<Coordinates> coordinatesNamed(const QString& name) {
 std::optional<QColor> parseColor(const QString& text) {
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty()) return std::nullopt;
-    // CSS writes alpha last (#rrggbbaa); Qt reads #aarrggbb.
-    if (trimmed.startsWith(u'#') && trimmed.size() == 9) {
-        bool ok = false;
-        const uint value = trimmed.mid(1).toUInt(&ok, 16);
-        if (!ok) return std::nullopt;
-        return QColor(int(value >> 24 & 0xff), int(value >> 16 & 0xff), int(value >> 8 & 0xff),
-                      int(value & 0xff));
-    }
+    // Eight hex digits carry alpha first (#AARRGGBB), as list_styles tells agents.
     QColor color = QColor::fromString(trimmed.startsWith(u'#') ? trimmed : trimmed.toLower());
     if (!color.isValid() && !trimmed.startsWith(u'#')) color = QColor::fromString(u'#' + trimmed);
     if (!color.isValid()) return std::nullopt;
@@ -660,14 +659,20 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             break;
         case Kind::Resize: {
             const double width = op.width ? mapLength(*op.width) : size.width() * *op.scale;
+            const double height = size.height() * width / std::max(1.0, size.width());
+            if (width * height > maxPixels) return Error{label + tooLarge()};
             model.resizeImage(std::max(1, int(std::lround(width))));
             break;
         }
-        case Kind::ExpandCanvas:
-            model.expandCanvas(int(std::lround(mapLength(op.top))), int(std::lround(mapLength(op.left))),
-                               int(std::lround(mapLength(op.bottom))), int(std::lround(mapLength(op.right))),
-                               op.fill);
+        case Kind::ExpandCanvas: {
+            const int top = int(std::lround(mapLength(op.top))), left = int(std::lround(mapLength(op.left)));
+            const int bottom = int(std::lround(mapLength(op.bottom))),
+                      right = int(std::lround(mapLength(op.right)));
+            if ((size.width() + left + right) * (size.height() + top + bottom) > maxPixels)
+                return Error{label + tooLarge()};
+            model.expandCanvas(top, left, bottom, right, op.fill);
             break;
+        }
         case Kind::Background: {
             model.pushUndo();
             if (op.preset) {

@@ -103,7 +103,7 @@ struct Operation {
 // Every operation checked; the first problem as "Operation N (type): what is wrong."
 Result<QList<Operation>> parse(const QJsonArray& operations);
 
-// Colours as agents name them: "#rgb", "#rrggbb", "#rrggbbaa" or a CSS name; none otherwise.
+// Colours as agents name them: "#RGB", "#RRGGBB", "#AARRGGBB" or a CSS name; none otherwise.
 std::optional<QColor> parseColor(const QString& text);
 // "16:9", "4:3", "1:1", "square", or a plain ratio like 1.5; none otherwise.
 std::optional<double> parseAspect(const QString& text);

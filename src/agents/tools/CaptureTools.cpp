@@ -230,7 +230,7 @@ DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context
 // The answer for a capture stored in history. The pipeline has copied it and shown its
 // thumbnail as asked; what is left of the output properties is save_to.
 void answerCapture(const ToolArgs& args, const ToolContext& context,
-                   const OutputPipeline::Delivered& delivered, QJsonObject facts, ToolDone done) {
+                   const OutputPipeline::Delivered& delivered, QJsonObject facts, const ToolDone& done) {
     QJsonObject remaining = args.raw();
     remaining.remove(QStringLiteral("copy_to_clipboard"));
     remaining.remove(QStringLiteral("show_thumbnail"));
@@ -238,11 +238,10 @@ void answerCapture(const ToolArgs& args, const ToolContext& context,
     if (delivered.copied) facts.insert(QStringLiteral("copied"), true);
     const QString summary = QStringLiteral("Took a screenshot of ") +
                             describeTarget(facts.value(QStringLiteral("target")).toString());
-    ToolMedia::finishImage(ToolArgs(remaining), context, delivered.historyFile, facts, summary,
-                           std::move(done));
+    ToolMedia::finishImage(ToolArgs(remaining), context, delivered.historyFile, facts, summary, done);
 }
 
-void captureNow(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void captureNow(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     context.checkCancelled();
     const QString target = targetOf(args);
     const DeliveryOptions options = deliveryOptions(args, context);
@@ -272,7 +271,7 @@ void captureNow(const ToolArgs& args, const ToolContext& context, ToolDone done)
         project.sourceFileName = QFileInfo(delivered->historyFile).fileName();
         ProjectStore::save(project, delivered->historyFile);
     }
-    answerCapture(args, context, *delivered, grabFacts(grabbed), std::move(done));
+    answerCapture(args, context, *delivered, grabFacts(grabbed), done);
 }
 
 QSet<QString> historyNames() {
@@ -282,7 +281,7 @@ QSet<QString> historyNames() {
 
 // The user picks on screen; the capture is the file the flow adds to the history.
 void captureInteractively(const ToolArgs& args, const ToolContext& context, const QString& target,
-                          ToolDone done) {
+                          const ToolDone& done) {
     CaptureCoordinator& coordinator = CaptureCoordinator::shared();
     if (coordinator.busy())
         fail(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
@@ -307,7 +306,7 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
         coordinator.captureArea();
 }
 
-void takeScreenshot(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void takeScreenshot(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QString target = targetOf(args);
     if (!screenTargets.contains(target) && !interactiveTargets.contains(target))
         fail(QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
@@ -355,8 +354,8 @@ QJsonArray boxList(const QList<TextBox>& boxes, const std::function<QString(cons
     return list;
 }
 
-void readImage(const ToolArgs& args, const ToolContext& context, const QImage& image, QJsonObject facts,
-               ToolDone done) {
+void readImage(const ToolArgs& args, const ToolContext& context, const QImage& image,
+               const QJsonObject& facts, const ToolDone& done) {
     const QString detail = args.string(QStringLiteral("detail")).value_or(QStringLiteral("text")).toLower();
     if (!QStringList{QStringLiteral("text"), QStringLiteral("lines"), QStringLiteral("words")}.contains(
             detail))
@@ -399,7 +398,7 @@ void readImage(const ToolArgs& args, const ToolContext& context, const QImage& i
     });
 }
 
-void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void extractText(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     if (context.access().imageSharing() == AgentAccess::ImageSharing::none)
         fail(QStringLiteral("The user lets agents learn only file names and sizes, not the text in captures. "
                             "They can change this in Pictavia ▸ AI Agents."),
@@ -435,14 +434,14 @@ void extractText(const ToolArgs& args, const ToolContext& context, ToolDone done
 
 // MARK: - arrange_window, set_desktop_icons
 
-void arrangeWindow(const ToolArgs& args, const ToolContext&, ToolDone) {
+void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone&) {
     windowFor(args); // says which window is meant when none is on screen
     fail(QStringLiteral(
         "Pictavia cannot move or resize other apps' windows on this system. Arrange the window "
         "by hand, or capture it as it is."));
 }
 
-void setDesktopIcons(const ToolArgs& args, const ToolContext&, ToolDone done) {
+void setDesktopIcons(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     const auto hidden = args.boolean(QStringLiteral("hidden"));
     if (!hidden)
         fail(QStringLiteral("`hidden` is required: true hides the desktop icons, false shows them."));

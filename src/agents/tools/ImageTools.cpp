@@ -38,24 +38,22 @@ template <typename T> T unwrap(Result<T> result) {
 
 // Runs `then` at once for the client's own captures and files outside the
 // history, behind the "history" gate for anything else of the user's.
-void withCaptures(const ToolContext& context, const QStringList& ids, const QString& action, ToolDone done,
-                  std::function<void()> then) {
+void withCaptures(const ToolContext& context, const QStringList& ids, const QString& action,
+                  const ToolDone& done, std::function<void()> then) {
     const bool foreign = std::any_of(ids.begin(), ids.end(), [&context](const QString& id) {
         return !id.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(id));
     });
-    if (foreign)
-        return context.authorize(AgentAccess::Category::history, action, std::move(done), std::move(then));
+    if (foreign) return context.authorize(AgentAccess::Category::history, action, done, std::move(then));
     then();
 }
 
 // The capture a call edits: only files, not the clipboard, since the result is
 // stored beside its source.
 ToolMedia::Source editedSource(const ToolArgs& args) {
-    const ToolMedia::Source source = ToolMedia::resolve(args, false);
+    ToolMedia::Source source = ToolMedia::resolve(args, false);
     if (source.file.isEmpty())
-        fail(QStringLiteral("Give a capture_id or path to edit; clipboard images "
-                            "can be pinned or copied, not "
-                            "edited in place."));
+        fail(QStringLiteral("Give a capture_id or path to edit; clipboard images can be pinned or copied, "
+                            "not edited in place."));
     return source;
 }
 
@@ -74,7 +72,7 @@ ImageEdits::Delivery deliveryOf(const ToolArgs& args) {
 // The outcome of an edit as the tool's answer, with the preview the user lets
 // agents see. The stored result is the client's own from now on.
 void answer(const ToolArgs& args, const ToolContext& context, const ImageEdits::Outcome& outcome,
-            ToolDone done) {
+            const ToolDone& done) {
     const QString id = outcome.json.value(QStringLiteral("id")).toString();
     if (!id.isEmpty() && context.session) context.session->ownedCaptures.insert(id);
     ToolOutput output;
@@ -84,14 +82,13 @@ void answer(const ToolArgs& args, const ToolContext& context, const ImageEdits::
     const QString file = outcome.json.value(QStringLiteral("path")).toString();
     if (!file.isEmpty()) ToolMedia::deliver(args, file, outcome.image, output);
     ToolMedia::finishWithPreview(std::move(output), outcome.image,
-                                 !file.isEmpty() && ToolMedia::wantsImage(args), std::move(done),
-                                 context.access());
+                                 !file.isEmpty() && ToolMedia::wantsImage(args), done, context.access());
 }
 
 // Prepares the edit on a worker thread (recognition and cut-outs take a while), then
 // stores it and answers on the main thread.
 void inBackground(const ToolArgs& args, const ToolContext& context, const QString& path,
-                  const ImageEdits::Delivery& delivery, ToolDone done,
+                  const ImageEdits::Delivery& delivery, const ToolDone& done,
                   std::function<Result<ImageEdits::Prepared>()> prepare) {
     QtConcurrent::run([prepare = std::move(prepare)] {
         return std::make_shared<Result<ImageEdits::Prepared>>(prepare());
@@ -121,12 +118,11 @@ double previewScaleOf(const QString& file) {
     return double(longSide) / ToolMedia::previewMaxSide;
 }
 
-void annotateImage(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const auto operations = args.array(QStringLiteral("operations"));
     if (!operations)
-        fail(QStringLiteral(
-            "`operations` is required: a list like [{\"type\": \"arrow\", \"from\": [x, y], \"to\": "
-            "[x, y]}]."));
+        fail(QStringLiteral("`operations` is required: a list like [{\"type\": \"arrow\", \"from\": [x, y], "
+                            "\"to\": [x, y]}]."));
     // Bad operations are reported before anything is read.
     unwrap(AnnotateOperations::parse(*operations));
     const ToolMedia::Source source = editedSource(args);
@@ -145,7 +141,7 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, ToolDone do
                  });
 }
 
-void redactSensitiveData(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void redactSensitiveData(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = editedSource(args);
     const ImageEdits::Delivery delivery = deliveryOf(args);
     const QStringList kinds = args.strings(QStringLiteral("kinds"));
@@ -161,7 +157,7 @@ void redactSensitiveData(const ToolArgs& args, const ToolContext& context, ToolD
                  });
 }
 
-void removeBackground(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void removeBackground(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = editedSource(args);
     const ImageEdits::Delivery delivery = deliveryOf(args);
     CaptureOperations::CutOutOptions options;
@@ -184,7 +180,7 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, ToolDone
     });
 }
 
-void beautifyImage(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void beautifyImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = editedSource(args);
     const ImageEdits::Delivery delivery = deliveryOf(args);
     CaptureOperations::BeautifyOptions options;
@@ -215,7 +211,7 @@ std::pair<QStringList, QStringList> captureFiles(const ToolArgs& args) {
     return {files, ids};
 }
 
-void combineImages(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void combineImages(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const auto [files, ids] = captureFiles(args);
     ImageEdits::Delivery delivery;
     delivery.format = args.string(QStringLiteral("format"));
@@ -231,7 +227,7 @@ void combineImages(const ToolArgs& args, const ToolContext& context, ToolDone do
                  });
 }
 
-void exportCaptures(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void exportCaptures(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     CaptureOperations::ExportRequest request;
     const auto [files, ids] = captureFiles(args);
     request.files = files;
@@ -256,34 +252,19 @@ void exportCaptures(const ToolArgs& args, const ToolContext& context, ToolDone d
 
 std::vector<AgentTool> AgentToolGroups::image() {
     const Properties editing = merged(imageSource(), {editOutput()});
-    const QString annotateDescription =
-        QStringLiteral("Draws on a capture with Pictavia's editor and saves the result as an "
-                       "editable capture. Operations "
-                       "run "
-                       "in order:\n"
-                       "arrow/line {from, to} · "
-                       "rectangle/ellipse/highlight/blur/pixelate/spotlight {rect} · text {at, "
-                       "text, "
-                       "font_size, font, text_style: plain|filled|outlined} · step/counter {at, "
-                       "number?} (numbered badges) "
-                       "· "
-                       "emoji {at, emoji, size} · freehand {points} · crop {rect | aspect: "
-                       "\"16:9\"} · rotate {degrees: "
-                       "90|-90|180} · flip {direction} · resize {width | scale} · expand_canvas "
-                       "{top,left,bottom,right | "
-                       "all, "
-                       "fill} · background {preset | style, padding, corner_radius} · "
-                       "clear_annotations.\n"
-                       "Instead of coordinates, most operations accept `target_text`: Pictavia "
-                       "finds that text in the image "
-                       "and aims at it (an arrow points at it, a box/highlight/blur covers it, "
-                       "a step badge sits beside it, "
-                       "text goes below it). Style per operation: color (name, #hex, or "
-                       "\"brand\"), stroke_width, opacity, "
-                       "shadow, font_size.\n"
-                       "Coordinates are image pixels, top-left origin, unless `coordinates` "
-                       "says \"normalized\" (0–1) or "
-                       "\"preview\" (pixels of the preview you were shown).");
+    const QString annotateDescription = QStringLiteral(
+        "Draws on a capture with Pictavia's editor and saves the result as an editable capture. Operations "
+        "run in order:\narrow/line {from, to} · rectangle/ellipse/highlight/blur/pixelate/spotlight {rect} · "
+        "text {at, text, font_size, font, text_style: plain|filled|outlined} · step/counter {at, number?} "
+        "(numbered badges) · emoji {at, emoji, size} · freehand {points} · crop {rect | aspect: \"16:9\"} · "
+        "rotate {degrees: 90|-90|180} · flip {direction} · resize {width | scale} · expand_canvas "
+        "{top,left,bottom,right | all, fill} · background {preset | style, padding, corner_radius} · "
+        "clear_annotations.\nInstead of coordinates, most operations accept `target_text`: Pictavia finds "
+        "that text in the image and aims at it (an arrow points at it, a box/highlight/blur covers it, a "
+        "step badge sits beside it, text goes below it). Style per operation: color (name, #hex, or "
+        "\"brand\"), stroke_width, opacity, shadow, font_size.\nCoordinates are image pixels, top-left "
+        "origin, unless `coordinates` says \"normalized\" (0–1) or \"preview\" (pixels of the preview you "
+        "were shown).");
     const QJsonObject operation{
         {QStringLiteral("type"), QStringLiteral("object")},
         {QStringLiteral("properties"),
@@ -295,8 +276,8 @@ std::vector<AgentTool> AgentToolGroups::image() {
              {QStringLiteral("at"), point(QStringLiteral("Top left of text or emoji; centre of a badge."))},
              {QStringLiteral("points"),
               array(point(QStringLiteral("A point.")), QStringLiteral("Freehand path."))},
-             {QStringLiteral("target_text"), string(QStringLiteral("Aim at this text, found in the image, "
-                                                                   "instead of coordinates."))},
+             {QStringLiteral("target_text"),
+              string(QStringLiteral("Aim at this text, found in the image, instead of coordinates."))},
              {QStringLiteral("occurrence"),
               integer(QStringLiteral("Which match of target_text, 1 = first."), 1)},
              {QStringLiteral("position"),
@@ -348,8 +329,8 @@ std::vector<AgentTool> AgentToolGroups::image() {
           {QStringLiteral("coordinates"),
            string(QStringLiteral("How to read coordinates. Default \"pixels\"."),
                   {QStringLiteral("pixels"), QStringLiteral("normalized"), QStringLiteral("preview")})},
-          {QStringLiteral("keep_existing"), boolean(QStringLiteral("Keep the capture's existing editable "
-                                                                   "annotations. Default true."))}}});
+          {QStringLiteral("keep_existing"),
+           boolean(QStringLiteral("Keep the capture's existing editable annotations. Default true."))}}});
     const Properties redactProperties = merged(
         editing,
         {{{QStringLiteral("kinds"),
@@ -364,8 +345,8 @@ std::vector<AgentTool> AgentToolGroups::image() {
     const Properties cutOutProperties = merged(
         editing,
         {{{QStringLiteral("background"),
-           string(QStringLiteral("\"transparent\" (default), a background style, "
-                                 "or a colour (#hex or name)."))},
+           string(
+               QStringLiteral("\"transparent\" (default), a background style, or a colour (#hex or name)."))},
           {QStringLiteral("background_capture_id"),
            string(QStringLiteral("Put this capture behind the subject."))},
           {QStringLiteral("background_path"),
@@ -378,9 +359,9 @@ std::vector<AgentTool> AgentToolGroups::image() {
     const Properties beautifyProperties = merged(
         editing,
         {{{QStringLiteral("preset"), string(QStringLiteral("Beautify preset name (list_styles)."))},
-          {QStringLiteral("background"), string(QStringLiteral("A background style (list_styles → "
-                                                               "backgrounds); window captures also "
-                                                               "\"desktop\" or \"none\"."))},
+          {QStringLiteral("background"),
+           string(QStringLiteral("A background style (list_styles → backgrounds); window captures also "
+                                 "\"desktop\" or \"none\"."))},
           {QStringLiteral("padding"), number(QStringLiteral("Padding around the image, in points."), 0)},
           {QStringLiteral("corner_radius"), number(QStringLiteral("Corner radius, in points."), 0)},
           {QStringLiteral("window_shadow"),
@@ -396,66 +377,53 @@ std::vector<AgentTool> AgentToolGroups::image() {
            string(QStringLiteral("Colour behind and between them. Default transparent."))},
           {QStringLiteral("format"), string(QStringLiteral("Image format. Default: the user's setting."))},
           {QStringLiteral("open_in_editor"),
-           boolean(QStringLiteral("Open the result in Pictavia's editor so the "
-                                  "user can adjust it."))}}});
+           boolean(QStringLiteral("Open the result in Pictavia's editor so the user can adjust it."))}}});
     const Properties exportProperties{
         {QStringLiteral("captures"),
          array(string(QStringLiteral("A capture id.")), QStringLiteral("The captures."))},
-        {QStringLiteral("destination"), string(QStringLiteral("A folder (or, for pdf and zip, a file path). "
-                                                              "Default: the user's save folder."))},
+        {QStringLiteral("destination"),
+         string(QStringLiteral(
+             "A folder (or, for pdf and zip, a file path). Default: the user's save folder."))},
         {QStringLiteral("format"),
-         string(QStringLiteral("Convert to an image format, or write one PDF or "
-                               "ZIP. Default: files as they are."),
+         string(QStringLiteral(
+                    "Convert to an image format, or write one PDF or ZIP. Default: files as they are."),
                 {QStringLiteral("png"), QStringLiteral("jpeg"), QStringLiteral("heic"),
                  QStringLiteral("webp"), QStringLiteral("pdf"), QStringLiteral("zip")})},
         {QStringLiteral("max_width"), integer(QStringLiteral("Shrink wider images to this width."), 1)},
-        {QStringLiteral("overwrite"), boolean(QStringLiteral("Replace files of the same name. Default false: "
-                                                             "a free name is used."))}};
+        {QStringLiteral("overwrite"),
+         boolean(QStringLiteral("Replace files of the same name. Default false: a free name is used."))}};
 
     return {
         {QStringLiteral("annotate_image"), QStringLiteral("Annotate an image"), annotateDescription, false,
          false, object(annotateProperties, {QStringLiteral("operations")}), annotateImage},
         {QStringLiteral("redact_sensitive_data"), QStringLiteral("Redact sensitive data"),
-         QStringLiteral("Finds emails, phone numbers, card numbers, IBANs, API "
-                        "keys/tokens, JWTs and IP addresses "
-                        "in an image (on this computer) and blurs them "
-                        "permanently. The hidden pixels are not kept "
-                        "anywhere. Can also hide any text you name. Use dry_run "
-                        "to only list what was found."),
+         QStringLiteral(
+             "Finds emails, phone numbers, card numbers, IBANs, API keys/tokens, JWTs and IP addresses in an "
+             "image (on this computer) and blurs them permanently. The hidden pixels are not kept anywhere. "
+             "Can also hide any text you name. Use dry_run to only list what was found."),
          false, false, object(redactProperties), redactSensitiveData},
         {QStringLiteral("remove_background"), QStringLiteral("Remove background"),
-         QStringLiteral("Cuts the subject (people, products, pets, objects) out "
-                        "of an image with on-device "
-                        "background removal, then optionally puts something new "
-                        "behind it: keep it "
-                        "\"transparent\" (PNG), a background style (list_styles "
-                        "→ backgrounds, e.g. glassOcean, "
-                        "corvanta, white), a solid color (#hex or name), or "
-                        "another image (background_capture_id / "
-                        "background_path). The shadow follows the subject's "
-                        "outline. Works best on photos; plain "
-                        "UI screenshots often have no clear subject."),
+         QStringLiteral("Cuts the subject (people, products, pets, objects) out of an image with on-device "
+                        "background removal, then optionally puts something new behind it: keep it "
+                        "\"transparent\" (PNG), a background style (list_styles → backgrounds, e.g. "
+                        "glassOcean, corvanta, white), a solid color (#hex or name), or another image "
+                        "(background_capture_id / background_path). The shadow follows the subject's "
+                        "outline. Works best on photos; plain UI screenshots often have no clear subject."),
          false, false, object(cutOutProperties), removeBackground},
         {QStringLiteral("beautify_image"), QStringLiteral("Beautify an image"),
-         QStringLiteral("Puts a capture on a gradient, glass or solid background "
-                        "with padding, rounded corners and "
-                        "a shadow, by preset name or explicit style. Window "
-                        "captures can also swap what is behind "
-                        "the window: \"desktop\" (the real desktop it was "
-                        "captured on), \"none\" (transparent) or "
-                        "any style."),
+         QStringLiteral("Puts a capture on a gradient, glass or solid background with padding, rounded "
+                        "corners and a shadow, by preset name or explicit style. Window captures can also "
+                        "swap what is behind the window: \"desktop\" (the real desktop it was captured on), "
+                        "\"none\" (transparent) or any style."),
          false, false, object(beautifyProperties), beautifyImage},
         {QStringLiteral("combine_images"), QStringLiteral("Combine images"),
-         QStringLiteral("Stacks several captures into one image, vertically or "
-                        "side by side, with spacing, e.g. "
-                        "before/after or a step-by-step strip."),
+         QStringLiteral("Stacks several captures into one image, vertically or side by side, with spacing, "
+                        "e.g. before/after or a step-by-step strip."),
          false, false, object(combineProperties, {QStringLiteral("captures")}), combineImages},
         {QStringLiteral("export_captures"), QStringLiteral("Export captures"),
-         QStringLiteral("Writes captures out of Pictavia: as individual files "
-                        "(optionally converted to "
-                        "PNG/JPEG/HEIC/WebP and resized), as one PDF (one page "
-                        "per image), or as a ZIP. Default "
-                        "destination: the user's save folder."),
+         QStringLiteral("Writes captures out of Pictavia: as individual files (optionally converted to "
+                        "PNG/JPEG/HEIC/WebP and resized), as one PDF (one page per image), or as a ZIP. "
+                        "Default destination: the user's save folder."),
          false, false, object(exportProperties, {QStringLiteral("captures")}), exportCaptures},
     };
 }

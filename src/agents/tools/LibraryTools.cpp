@@ -39,7 +39,7 @@ QString maskedText(const ToolContext& context, const QString& text) {
     return SensitiveScanner::redactText(text, SensitiveScanner::kinds());
 }
 
-void searchHistory(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     LibraryOperations::SearchRequest request;
     const QDateTime now = QDateTime::currentDateTime();
     request.query = args.string(QStringLiteral("query")).value_or(QString());
@@ -53,9 +53,8 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, ToolDone do
         if (!text) continue;
         *target = LibraryOperations::parseDate(*text, now, endOfDay);
         if (!*target)
-            fail(QStringLiteral("`%1` must be a date like 2026-03-01, an ISO time, "
-                                "\"today\", \"yesterday\" or an "
-                                "age like \"7d\".")
+            fail(QStringLiteral("`%1` must be a date like 2026-03-01, an ISO time, \"today\", \"yesterday\" "
+                                "or an age like \"7d\".")
                      .arg(key));
     }
     request.keptOnly = args.boolean(QStringLiteral("kept_only")).value_or(false);
@@ -86,7 +85,7 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, ToolDone do
         });
 }
 
-void getCapture(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = ToolMedia::resolve(args, false);
     if (source.file.isEmpty()) fail(QStringLiteral("Give a capture_id or path."));
     const bool wantsText = args.boolean(QStringLiteral("include_text")).value_or(true);
@@ -116,14 +115,13 @@ void getCapture(const ToolArgs& args, const ToolContext& context, ToolDone done)
         run();
 }
 
-void manageCapture(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void manageCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QString actionName = args.string(QStringLiteral("action")).value_or(QString());
     const auto action = LibraryOperations::actionNamed(actionName);
     if (!action) fail(QStringLiteral("`action` must be keep, unkeep, rename or delete."));
     const ToolMedia::Source source = ToolMedia::resolve(args, false);
     if (source.captureId.isEmpty())
-        fail(QStringLiteral("Only captures in Pictavia's history can be managed: "
-                            "give a capture_id."));
+        fail(QStringLiteral("Only captures in Pictavia's history can be managed: give a capture_id."));
     const QString newName = args.string(QStringLiteral("new_name")).value_or(QString());
     if (*action == LibraryOperations::Action::Rename && newName.isEmpty())
         fail(QStringLiteral("rename needs `new_name`."));
@@ -151,7 +149,7 @@ void manageCapture(const ToolArgs& args, const ToolContext& context, ToolDone do
         run();
 }
 
-void copyToClipboard(const ToolArgs& args, const ToolContext&, ToolDone done) {
+void copyToClipboard(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     const QString text = args.raw().value(QStringLiteral("text")).toString();
     QString file;
     if (text.isEmpty()) file = ToolMedia::resolve(args, false).file;
@@ -162,7 +160,7 @@ void copyToClipboard(const ToolArgs& args, const ToolContext&, ToolDone done) {
     done(std::move(output));
 }
 
-void pinScreenshot(const ToolArgs& args, const ToolContext&, ToolDone done) {
+void pinScreenshot(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     const QString action = args.string(QStringLiteral("action")).value_or(QStringLiteral("pin")).toLower();
     QImage image;
     double scale = 1.0;
@@ -177,7 +175,7 @@ void pinScreenshot(const ToolArgs& args, const ToolContext&, ToolDone done) {
     done(std::move(output));
 }
 
-void showInPictavia(const ToolArgs& args, const ToolContext&, ToolDone done) {
+void showInPictavia(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     QString file;
     if (args.has(QStringLiteral("capture_id")) || args.has(QStringLiteral("path")))
         file = ToolMedia::resolve(args, false).file;
@@ -198,9 +196,9 @@ std::vector<AgentTool> AgentToolGroups::library() {
         {QStringLiteral("kind"),
          string(QStringLiteral("Only this kind."),
                 {QStringLiteral("image"), QStringLiteral("video"), QStringLiteral("gif")})},
-        {QStringLiteral("since"), string(QStringLiteral("Captured at or after: a date (2026-03-01), an "
-                                                        "ISO time, \"today\", \"yesterday\" or "
-                                                        "an age like \"7d\"."))},
+        {QStringLiteral("since"),
+         string(QStringLiteral("Captured at or after: a date (2026-03-01), an ISO time, \"today\", "
+                               "\"yesterday\" or an age like \"7d\"."))},
         {QStringLiteral("until"), string(QStringLiteral("Captured at or before, written like `since`."))},
         {QStringLiteral("kept_only"), boolean(QStringLiteral("Only captures the user keeps."))},
         {QStringLiteral("limit"), integer(QStringLiteral("At most this many results. Default 20."), 1, 200)},
@@ -228,9 +226,8 @@ std::vector<AgentTool> AgentToolGroups::library() {
                                                     QStringLiteral("show"), QStringLiteral("close")})}}});
     const Properties showProperties = merged(
         source(), {{{QStringLiteral("view"),
-                     string(QStringLiteral("With a capture: editor (default), quick_access, "
-                                           "file_manager or default_app. "
-                                           "Without one: home (default), library or settings."),
+                     string(QStringLiteral("With a capture: editor (default), quick_access, file_manager or "
+                                           "default_app. Without one: home (default), library or settings."),
                             {QStringLiteral("editor"), QStringLiteral("quick_access"),
                              QStringLiteral("file_manager"), QStringLiteral("default_app"),
                              QStringLiteral("home"), QStringLiteral("library"), QStringLiteral("settings")})},
@@ -238,42 +235,33 @@ std::vector<AgentTool> AgentToolGroups::library() {
 
     return {
         {QStringLiteral("search_history"), QStringLiteral("Search capture history"),
-         QStringLiteral("Full-text search over the user's captures: the text "
-                        "Pictavia read out of every screenshot "
-                        "and recording, plus app name, window title and file "
-                        "name. Filter by kind and date. Newest "
-                        "first."),
+         QStringLiteral(
+             "Full-text search over the user's captures: the text Pictavia read out of every screenshot and "
+             "recording, plus app name, window title and file name. Filter by kind and date. Newest first."),
          true, false, object(searchProperties), searchHistory},
         {QStringLiteral("get_capture"), QStringLiteral("Open a capture"),
-         QStringLiteral("Details of one capture: file, size, date, app and "
-                        "window it came from, the text Pictavia "
-                        "read from it, its editable annotations, and a preview "
-                        "(a frame for videos)."),
+         QStringLiteral(
+             "Details of one capture: file, size, date, app and window it came from, the text Pictavia read "
+             "from it, its editable annotations, and a preview (a frame for videos)."),
          true, false, object(getProperties), getCapture},
         {QStringLiteral("manage_capture"), QStringLiteral("Keep, rename or delete a capture"),
-         QStringLiteral("\"keep\" protects a capture from the history limit, "
-                        "\"unkeep\" removes that, \"rename\" "
-                        "changes its file name, \"delete\" removes it from "
-                        "history (asks the user unless they "
-                        "allowed it)."),
+         QStringLiteral("\"keep\" protects a capture from the history limit, \"unkeep\" removes that, "
+                        "\"rename\" changes its file name, \"delete\" removes it from history (asks the user "
+                        "unless they allowed it)."),
          false, true, object(manageProperties, {QStringLiteral("action")}), manageCapture},
         {QStringLiteral("copy_to_clipboard"), QStringLiteral("Copy to clipboard"),
-         QStringLiteral("Puts a capture (as an image, or the file for videos) or "
-                        "some text on the clipboard."),
+         QStringLiteral(
+             "Puts a capture (as an image, or the file for videos) or some text on the clipboard."),
          false, false, object(copyProperties), copyToClipboard},
         {QStringLiteral("pin_screenshot"), QStringLiteral("Pin a screenshot on screen"),
-         QStringLiteral("Floats an image above all windows (a reference the user "
-                        "can keep in view), or hides, shows "
-                        "or closes all pins."),
+         QStringLiteral("Floats an image above all windows (a reference the user can keep in view), or "
+                        "hides, shows or closes all pins."),
          false, false, object(pinProperties), pinScreenshot},
         {QStringLiteral("show_in_pictavia"), QStringLiteral("Show something to the user"),
-         QStringLiteral("Opens a capture or an application window for the user: "
-                        "with a capture, \"editor\" "
-                        "(annotate it themselves), \"quick_access\" (the "
-                        "floating thumbnail), \"file_manager\" "
-                        "(reveal the file), \"default_app\"; without a capture, "
-                        "\"home\", \"library\", "
-                        "\"settings\"."),
+         QStringLiteral(
+             "Opens a capture or an application window for the user: with a capture, \"editor\" (annotate it "
+             "themselves), \"quick_access\" (the floating thumbnail), \"file_manager\" (reveal the file), "
+             "\"default_app\"; without a capture, \"home\", \"library\", \"settings\"."),
          false, false, object(showProperties), showInPictavia},
     };
 }

@@ -165,7 +165,7 @@ QVariant checked(const AgentSetting& setting, const QJsonValue& value) {
     const auto text = ToolArgs::stringFrom(value);
     if (rule.contains(QStringLiteral("enum"))) {
         QStringList values;
-        for (const QJsonValue& v : rule.value(QStringLiteral("enum")).toArray())
+        for (const auto& v : rule.value(QStringLiteral("enum")).toArray())
             values.append(v.toString());
         for (const QString& v : values)
             if (text && v.compare(*text, Qt::CaseInsensitive) == 0) return v;
@@ -196,7 +196,7 @@ QJsonObject settingsListing() {
     return all;
 }
 
-void getSettings(const ToolArgs&, const ToolContext&, ToolDone done) {
+void getSettings(const ToolArgs&, const ToolContext&, const ToolDone& done) {
     ToolOutput out;
     out.json.insert(QStringLiteral("settings"), settingsListing());
     out.notes.append(
@@ -207,7 +207,7 @@ void getSettings(const ToolArgs&, const ToolContext&, ToolDone done) {
     done(std::move(out));
 }
 
-void updateSettings(const ToolArgs& args, const ToolContext& context, ToolDone done) {
+void updateSettings(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QJsonValue given = args.raw().value(QStringLiteral("settings"));
     if (!given.isObject() || given.toObject().isEmpty())
         fail(

@@ -91,7 +91,7 @@ QJsonObject agentSettings(AgentAccess& access) {
     };
 }
 
-void getStatus(const ToolArgs&, const ToolContext& context, ToolDone done) {
+void getStatus(const ToolArgs&, const ToolContext& context, const ToolDone& done) {
     const auto& services = platform::services();
     ToolOutput out;
     out.json = QJsonObject{
@@ -111,7 +111,7 @@ void getStatus(const ToolArgs&, const ToolContext& context, ToolDone done) {
     done(std::move(out));
 }
 
-void listWindows(const ToolArgs& args, const ToolContext&, ToolDone done) {
+void listWindows(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     const auto filter = args.string(QStringLiteral("app"));
     const bool ownToo = filter && QStringLiteral("Pictavia").contains(*filter, Qt::CaseInsensitive);
     QJsonArray list;
@@ -131,7 +131,7 @@ void listWindows(const ToolArgs& args, const ToolContext&, ToolDone done) {
     done(std::move(out));
 }
 
-void listStyles(const ToolArgs&, const ToolContext&, ToolDone done) {
+void listStyles(const ToolArgs&, const ToolContext&, const ToolDone& done) {
     QJsonArray presets;
     for (const BeautifyPreset& preset : PresetStore::shared().presets())
         presets.append(QJsonObject{{QStringLiteral("name"), preset.name},

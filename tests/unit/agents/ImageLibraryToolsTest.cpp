@@ -109,8 +109,8 @@ TEST_F(ImageLibraryToolsTest, AnnotateStoresANewEditableCaptureWithAPreview) {
         failure(run("annotate_image", {{"capture_id", "Shot.png"},
                                        {"operations", QJsonArray{QJsonObject{{"type", "arrow"}}}}}));
     ASSERT_TRUE(bad);
-    EXPECT_EQ(bad->message, "Operation 1 (arrow): needs `from` and `to` points "
-                            "({x, y} or [x, y]), or `target_text`.");
+    EXPECT_EQ(bad->message,
+              "Operation 1 (arrow): needs `from` and `to` points ({x, y} or [x, y]), or `target_text`.");
 }
 
 TEST_F(ImageLibraryToolsTest, HistoryCapturesPassTheHistoryGate) {
@@ -119,8 +119,8 @@ TEST_F(ImageLibraryToolsTest, HistoryCapturesPassTheHistoryGate) {
     const auto refused = failure(run("get_capture", {{"capture_id", "Theirs.png"}}));
     ASSERT_TRUE(refused);
     EXPECT_TRUE(refused->denied);
-    EXPECT_EQ(refused->message, "Browse capture history is turned off for AI "
-                                "agents in Pictavia ▸ AI Agents.");
+    EXPECT_EQ(refused->message,
+              "Browse capture history is turned off for AI agents in Pictavia ▸ AI Agents.");
     EXPECT_TRUE(failure(run("search_history", {{"query", "x"}})));
     // The client's own captures need no permission.
     session.ownedCaptures.insert("Theirs.png");

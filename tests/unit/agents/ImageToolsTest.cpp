@@ -88,13 +88,17 @@ TEST_F(ImageToolsTest, ParsingNamesTheOperationAndWhatIsMissing) {
               "Operation 1 (step): `occurrence` counts from 1.");
 
     // Lenient readers: arrays or objects, numbers as text, other spellings of types.
-    const auto parsed = parse(ops(R"([{"type": "Rect", "rect": ["10", 20, 30, 40], "color": "#ff000080"},
+    const auto parsed = parse(ops(R"([{"type": "Rect", "rect": ["10", 20, 30, 40], "color": "#80ff0000"},
                                       {"type": "arrow", "from": {"x": 1, "y": 2}, "to": [3, 4]},
                                       {"type": "crop", "aspect": "16:9"}])"));
     ASSERT_TRUE(parsed) << parsed.error().message.toStdString();
     EXPECT_EQ(parsed->at(0).kind, Kind::Rectangle);
     EXPECT_EQ(*parsed->at(0).rect, QRectF(10, 20, 30, 40));
     EXPECT_EQ(parsed->at(0).style.color->alpha(), 128);
+    EXPECT_EQ(parsed->at(0).style.color->red(), 255);
+    EXPECT_EQ(parseColor("Pink"), QColor("pink"));
+    EXPECT_EQ(parseColor("00ff00"), QColor(Qt::green));
+    EXPECT_FALSE(parseColor("#12345"));
     EXPECT_EQ(*parsed->at(1).from, QPointF(1, 2));
     EXPECT_DOUBLE_EQ(*parsed->at(2).aspect, 16.0 / 9.0);
 }
@@ -146,6 +150,13 @@ TEST_F(ImageToolsTest, OperationsMakeTheirAnnotationKindsAndImageChanges) {
     EXPECT_EQ(model.imageSize(), QSizeF(420, 220));
     EXPECT_EQ(a[0].p1, QPointF(20, 20));
     EXPECT_EQ(model.baseImage().pixelColor(0, 0), QColor(Qt::black));
+
+    // Results stay within 50 megapixels.
+    const auto huge = apply(model, *parse(ops(R"([{"type": "resize", "width": 20000}])")), {});
+    ASSERT_FALSE(huge);
+    EXPECT_EQ(huge.error().message, "Operation 1 (resize): the result would be larger than 50 megapixels.");
+    EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "expand_canvas", "all": 5000}])")), {}));
+    EXPECT_EQ(model.imageSize(), QSizeF(420, 220));
 }
 
 TEST_F(ImageToolsTest, NormalizedAndPreviewCoordinatesAreConverted) {
