@@ -5,6 +5,7 @@
 #include "TestWindow.h"
 #include "WaitUntil.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -111,6 +112,41 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
     EXPECT_EQ(edited["annotations_added"].toInt(), 1);
     EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
+}
+
+TEST(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
+    const QString node = QStandardPaths::findExecutable("node");
+    if (node.isEmpty() ||
+        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
+        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+    auto server = XServer::start({.windowManager = true});
+    AppSession app(*server, "showQuickAccess = false\n");
+    ASSERT_TRUE(waitUntil([&] {
+        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
+    })) << app.log();
+    const std::string home = app.home().path().toStdString();
+    const QJsonArray calls{QJsonObject{{"name", "get_status"}, {"arguments", QJsonObject()}}};
+    ChildProcess& client =
+        server->startProcess(node.toStdString(),
+                             {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
+                              QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()},
+                             {{"HOME", home}});
+    const std::string title = "Pictavia · AI agent request";
+    ASSERT_TRUE(app.waitForWindows(title, 1)) << app.log();
+    app.screenshot("agent-request");
+    // Allow is the default button.
+    app.xdotool({"search", "--onlyvisible", "--name", "AI agent request", "windowactivate", "--sync"});
+    app.xdotool({"key", "Return"});
+    const ProcessOutput out = client.finish(std::chrono::seconds(20));
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
+    const QJsonObject status = report["calls"].toArray().at(0).toObject();
+    EXPECT_FALSE(status["isError"].toBool()) << out.out;
+    EXPECT_TRUE(structured(status).contains("displays")) << out.out;
+    // Remembered: the approval is in the preferences for the next session.
+    EXPECT_TRUE(waitUntil([&] {
+        QFile conf(app.home().path() + "/config/pictavia/pictavia.conf");
+        return conf.open(QIODevice::ReadOnly) && conf.readAll().contains("claude-code");
+    })) << "the approval was not stored";
 }
 
 } // namespace

@@ -88,7 +88,6 @@ AgentPromptPanel::AgentPromptPanel(const AgentAccess::Prompt& prompt,
 
     auto* decline = new QPushButton(tr("Don't Allow"), this);
     auto* allow = new QPushButton(prompt.allowTitle, this);
-    allow->setDefault(true);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(decline);
@@ -131,6 +130,11 @@ void AgentPromptPanel::closeEvent(QCloseEvent* event) {
 void AgentPromptPanel::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape) {
         finish(AgentAccess::Answer::declined);
+        return;
+    }
+    // Return answers with the main button, as in a dialog.
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        finish(AgentAccess::Answer::allowedOnce);
         return;
     }
     QWidget::keyPressEvent(event);
