@@ -81,8 +81,11 @@ void AgentTools::call(const ToolCallRequest& request, ToolCallDone done) {
     };
     // Tools live as long as the catalogue, which the server holds for its sessions' lifetime.
     const auto run = tool->run;
-    m_access.authorizeClient(*request.session, [request, done, log, run, name,
-                                                access](std::optional<QString> refusal) {
+    // Screenshots announce themselves in their own confirmation; other changes get the notice here.
+    const bool announced = !tool->readOnly && name != u"take_screenshot";
+    const QString title = tool->title;
+    m_access.authorizeClient(*request.session, [request, done, log, run, name, access, accessAlive, announced,
+                                                client, title](std::optional<QString> refusal) {
         if (refusal) {
             log(QStringLiteral("Refused"), QStringLiteral("denied"));
             done(ToolOutput::error(*refusal));
@@ -90,12 +93,14 @@ void AgentTools::call(const ToolCallRequest& request, ToolCallDone done) {
         }
         Usage::count(QStringLiteral("agent.") + name);
         auto answered = std::make_shared<bool>(false);
-        const ToolDone finish = [answered, done, log](ToolOutcome outcome) {
+        const ToolDone finish = [answered, done, log, access, accessAlive, announced, client,
+                                 title](ToolOutcome outcome) {
             if (*answered) return;
             *answered = true;
-            if (const auto* output = std::get_if<ToolOutput>(&outcome))
+            if (const auto* output = std::get_if<ToolOutput>(&outcome)) {
                 log(output->summary.value_or(QString()), QStringLiteral("ok"));
-            else if (const auto* failure = std::get_if<ToolError>(&outcome))
+                if (announced && accessAlive) access->announceAction(client + QStringLiteral(": ") + title);
+            } else if (const auto* failure = std::get_if<ToolError>(&outcome))
                 log(failure->message, failure->denied ? QStringLiteral("denied") : QStringLiteral("error"));
             else
                 log(std::get<Error>(outcome).message, QStringLiteral("error"));
