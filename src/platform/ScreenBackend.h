@@ -6,6 +6,7 @@
 #include <QList>
 #include <QPoint>
 #include <QRect>
+#include <QSize>
 #include <QString>
 
 #include <cstdint>
@@ -56,6 +57,18 @@ public:
     virtual std::optional<uint32_t> activeWindow() = 0;
 
     virtual QPoint pointerPosition() = 0;
+
+    // Asks the window manager to put a window's frame at `frameTopLeft` and give its client
+    // area `clientSize` (root pixels; either may be left as it is), and to raise and focus
+    // it. The manager and the app may adjust or refuse; read windows() for the result.
+    virtual Result<bool> arrangeWindow(uint32_t windowId, std::optional<QPoint> frameTopLeft,
+                                       std::optional<QSize> clientSize, bool raise) {
+        Q_UNUSED(windowId);
+        Q_UNUSED(frameTopLeft);
+        Q_UNUSED(clientSize);
+        Q_UNUSED(raise);
+        return Error{QStringLiteral("Windows cannot be moved or resized on this system.")};
+    }
 };
 
 } // namespace platform

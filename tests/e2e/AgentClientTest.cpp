@@ -149,4 +149,35 @@ TEST(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
     })) << "the approval was not stored";
 }
 
+TEST(AgentClientTest, ArrangeWindowResizesAndMovesAnotherAppsWindow) {
+    const QString node = QStandardPaths::findExecutable("node");
+    if (node.isEmpty() ||
+        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
+        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+    auto server = XServer::start({.windowManager = true});
+    AppSession app(*server, approvedClient);
+    ASSERT_TRUE(waitUntil([&] {
+        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
+    })) << app.log();
+    const TestWindow window =
+        openTestWindow(*server, {.size = QSize(320, 240), .position = QPoint(300, 300)});
+    const QJsonArray calls{QJsonObject{
+        {"name", "arrange_window"},
+        {"arguments",
+         QJsonObject{{"window_id", qint64(window.id)}, {"size", "500x350"}, {"x", 40}, {"y", 50}}}}};
+    const ProcessOutput out =
+        app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
+                                     QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()});
+    const QJsonObject result = QJsonDocument::fromJson(QByteArray::fromStdString(out.out))
+                                   .object()["calls"]
+                                   .toArray()
+                                   .at(0)
+                                   .toObject();
+    ASSERT_FALSE(result["isError"].toBool()) << out.out;
+    EXPECT_TRUE(structured(result)["changed"].toBool()) << out.out;
+    EXPECT_TRUE(waitUntil([&] { return clientRect(*server, window.id).size() == QSize(500, 350); }))
+        << "client area " << clientRect(*server, window.id).width() << "x"
+        << clientRect(*server, window.id).height();
+}
+
 } // namespace

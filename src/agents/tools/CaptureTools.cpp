@@ -23,10 +23,13 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QFuture>
+#include <QJsonObject>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 
 using namespace ToolSchema;
 
@@ -434,11 +437,88 @@ void extractText(const ToolArgs& args, const ToolContext& context, const ToolDon
 
 // MARK: - arrange_window, set_desktop_icons
 
-void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone&) {
-    windowFor(args); // says which window is meant when none is on screen
-    fail(QStringLiteral(
-        "Pictavia cannot move or resize other apps' windows on this system. Arrange the window "
-        "by hand, or capture it as it is."));
+// The display a window is mostly on: the one holding its centre, else the first.
+platform::DisplayInfo displayOf(const QRect& frame) {
+    const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
+    if (displays.isEmpty()) fail(QStringLiteral("No display is available."));
+    for (const auto& display : displays)
+        if (display.geometry.contains(frame.center())) return display;
+    return displays.first();
+}
+
+std::optional<QSize> requestedSize(const ToolArgs& args) {
+    std::optional<double> width = args.number(QStringLiteral("width"));
+    std::optional<double> height = args.number(QStringLiteral("height"));
+    if (const auto size = args.string(QStringLiteral("size"))) {
+        const QStringList parts = size->toLower().split(u'x');
+        bool wide = false, high = false;
+        if (parts.size() == 2) {
+            width = parts[0].trimmed().toDouble(&wide);
+            height = parts[1].trimmed().toDouble(&high);
+        }
+        if (!wide || !high) fail(QStringLiteral("`size` reads like \"1280x800\"."));
+    }
+    if (!width && !height) return std::nullopt;
+    if (!width || !height) fail(QStringLiteral("Give both width and height, or size like \"1280x800\"."));
+    if (*width < 1 || *height < 1) fail(QStringLiteral("Width and height must be positive."));
+    return QSize(qRound(*width), qRound(*height));
+}
+
+void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
+    const platform::WindowInfo window = windowFor(args);
+    const platform::DisplayInfo display = displayOf(window.frame);
+    const double scale = display.scale > 0 ? display.scale : 1.0;
+    // The size asked for is the app's own area; the window manager adds its decorations.
+    std::optional<QSize> client;
+    if (const std::optional<QSize> size = requestedSize(args)) {
+        const double factor = args.boolean(QStringLiteral("pixels")).value_or(false) ? 1.0 : scale;
+        client = QSize(qRound(size->width() * factor), qRound(size->height() * factor));
+    }
+    std::optional<QPoint> topLeft;
+    const auto x = args.number(QStringLiteral("x"));
+    const auto y = args.number(QStringLiteral("y"));
+    if (x || y)
+        topLeft =
+            QPoint(x ? qRound(*x * scale) : window.frame.x(), y ? qRound(*y * scale) : window.frame.y());
+    const bool raise = args.boolean(QStringLiteral("bring_to_front")).value_or(false);
+    auto& screen = platform::services().screen;
+    if (!screen) fail(QStringLiteral("No display is available."));
+    if (args.boolean(QStringLiteral("center")).value_or(false)) {
+        // Centred by the new size where one is asked for; decorations make it a few pixels off.
+        const QSize frame = client.value_or(window.frame.size());
+        topLeft = display.geometry.center() - QPoint(frame.width() / 2, frame.height() / 2);
+    }
+    if (!client && !topLeft && !raise)
+        fail(QStringLiteral(
+            "Say what to change: width and height (or size), x and y, center or bring_to_front."));
+    if (const auto asked = screen->arrangeWindow(window.id, topLeft, client, raise); !asked)
+        fail(asked.error().message);
+
+    // The window manager answers in its own time; report the frame once it settles.
+    const uint32_t id = window.id;
+    auto waited = std::make_shared<int>(0);
+    auto poll = std::make_shared<std::function<void()>>();
+    *poll = [id, done, waited, poll, before = window.frame, scale]() {
+        QRect frame = before;
+        for (const auto& candidate : ToolInfo::windows())
+            if (candidate.id == id) frame = candidate.frame;
+        if (frame == before && ++*waited < 10) {
+            QTimer::singleShot(100, *poll);
+            return;
+        }
+        ToolOutput out;
+        out.json.insert(QStringLiteral("window_id"), qint64(id));
+        out.json.insert(QStringLiteral("frame"),
+                        QJsonObject{{QStringLiteral("x"), frame.x() / scale},
+                                    {QStringLiteral("y"), frame.y() / scale},
+                                    {QStringLiteral("width"), frame.width() / scale},
+                                    {QStringLiteral("height"), frame.height() / scale}});
+        out.json.insert(QStringLiteral("changed"), frame != before);
+        out.summary = QStringLiteral("Arranged window %1").arg(id);
+        done(std::move(out));
+        *poll = nullptr; // breaks the cycle of the shared function holding itself
+    };
+    QTimer::singleShot(100, *poll);
 }
 
 void setDesktopIcons(const ToolArgs& args, const ToolContext&, const ToolDone& done) {

@@ -8,6 +8,10 @@
 
 #include <QSize>
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+
 #include <atomic>
 
 namespace platform::x11 {
@@ -51,6 +55,43 @@ public:
         Reply<xcb_query_pointer_reply_t> pointer{
             xcb_query_pointer_reply(c, xcb_query_pointer(c, m_connection->root()), nullptr)};
         return pointer ? QPoint(pointer->root_x, pointer->root_y) : QPoint();
+    }
+
+    Result<bool> arrangeWindow(uint32_t windowId, std::optional<QPoint> frameTopLeft,
+                               std::optional<QSize> clientSize, bool raise) override {
+        xcb_connection_t* c = m_connection->raw();
+        // The EWMH requests, as a pager sends them: the window manager keeps control of
+        // decorations and constraints.
+        const auto send = [&](const char* name, std::array<uint32_t, 5> data) {
+            Reply<xcb_intern_atom_reply_t> atom{
+                xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr)};
+            if (!atom) return false;
+            xcb_client_message_event_t event{};
+            event.response_type = XCB_CLIENT_MESSAGE;
+            event.format = 32;
+            event.window = windowId;
+            event.type = atom->atom;
+            std::copy(data.begin(), data.end(), event.data.data32);
+            xcb_send_event(c, 0, m_connection->root(),
+                           XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                           reinterpret_cast<const char*>(&event));
+            return true;
+        };
+        constexpr uint32_t northWestGravity = 1, fromPager = 2;
+        uint32_t flags = northWestGravity | fromPager << 12;
+        if (frameTopLeft) flags |= 1u << 8 | 1u << 9;
+        if (clientSize) flags |= 1u << 10 | 1u << 11;
+        bool sent = true;
+        if (frameTopLeft || clientSize)
+            sent = send("_NET_MOVERESIZE_WINDOW", {flags, uint32_t(frameTopLeft ? frameTopLeft->x() : 0),
+                                                   uint32_t(frameTopLeft ? frameTopLeft->y() : 0),
+                                                   uint32_t(clientSize ? clientSize->width() : 0),
+                                                   uint32_t(clientSize ? clientSize->height() : 0)});
+        if (raise) sent = send("_NET_ACTIVE_WINDOW", {fromPager, XCB_CURRENT_TIME, 0, 0, 0}) && sent;
+        xcb_flush(c);
+        if (!sent)
+            return Error{QStringLiteral("The window manager could not be asked to arrange the window.")};
+        return true;
     }
 
 private:
