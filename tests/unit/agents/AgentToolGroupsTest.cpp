@@ -185,8 +185,8 @@ TEST_F(AgentToolGroupsTest, DesktopIconsAndWindowArrangement) {
     EXPECT_FALSE(desktopCover->covered);
     EXPECT_TRUE(failure(run("set_desktop_icons")).contains("`hidden` is required"));
     screen->windowList = {{11, 100, "Firefox", "News", 0, QRect(0, 0, 400, 300)}};
-    EXPECT_TRUE(
-        failure(run("arrange_window", {{"app", "firefox"}, {"size", "1280x800"}})).contains("cannot be moved"));
+    EXPECT_TRUE(failure(run("arrange_window", {{"app", "firefox"}, {"size", "1280x800"}}))
+                    .contains("cannot be moved"));
 }
 
 TEST_F(AgentToolGroupsTest, SettingsChangeWithinLimitsAndAskFirst) {
