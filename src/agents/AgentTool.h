@@ -29,6 +29,17 @@ struct ToolError {
     bool denied = false;
 };
 
+// Ends a tool with a message for the agent; dispatch turns it into an error result.
+[[noreturn]] inline void failTool(const QString& message, bool denied = false) {
+    throw ToolError{message, denied};
+}
+
+// The value, or the tool ends with the failure's message.
+template <typename T> T unwrapTool(Result<T> result) {
+    if (!result) failTool(result.error().message);
+    return std::move(result).value();
+}
+
 // One image block of a result.
 struct ToolImage {
     QString data; // base64

@@ -23,10 +23,6 @@ namespace ToolMedia {
 
 namespace {
 
-[[noreturn]] void fail(const QString& message) {
-    throw ToolError{message};
-}
-
 QImage decoded(const QByteArray& bytes) {
     if (const auto& codecs = platform::services().codecs) {
         QImage image = codecs->decode(bytes);
@@ -71,22 +67,24 @@ QString previewMime(QByteArray& bytes, const QImage& image) {
 QString historyFile(const QString& captureId) {
     const QString id = captureId.trimmed();
     if (id.isEmpty() || id.contains(u'/') || id == u"." || id == u"..")
-        fail(QStringLiteral("“%1” is not a capture id. Ids are history file names, as returned by the "
-                            "capture tools and search_history.")
-                 .arg(captureId));
+        failTool(QStringLiteral("“%1” is not a capture id. Ids are history file names, as returned by the "
+                                "capture tools and search_history.")
+                     .arg(captureId));
     QString file = QDir(HistoryManager::directory()).filePath(id);
     if (!QFileInfo(file).isFile())
-        fail(QStringLiteral("No capture “%1” in Pictavia's history. It may have been deleted; search_history "
-                            "lists what is there.")
-                 .arg(id));
+        failTool(
+            QStringLiteral("No capture “%1” in Pictavia's history. It may have been deleted; search_history "
+                           "lists what is there.")
+                .arg(id));
     return file;
 }
 
 QImage loadImage(const QString& file) {
     QFile in(file);
-    if (!in.open(QIODevice::ReadOnly)) fail(QStringLiteral("Cannot read %1: %2").arg(file, in.errorString()));
+    if (!in.open(QIODevice::ReadOnly))
+        failTool(QStringLiteral("Cannot read %1: %2").arg(file, in.errorString()));
     QImage image = decoded(in.readAll());
-    if (image.isNull()) fail(QStringLiteral("%1 is not an image Pictavia can read.").arg(file));
+    if (image.isNull()) failTool(QStringLiteral("%1 is not an image Pictavia can read.").arg(file));
     return image;
 }
 
@@ -98,24 +96,25 @@ Source resolve(const ToolArgs& args, bool load) {
     } else if (const auto path = args.string(QStringLiteral("path"))) {
         QString expanded = *path;
         if (expanded.startsWith(QLatin1String("~/"))) expanded = QDir::homePath() + expanded.mid(1);
-        if (!QDir::isAbsolutePath(expanded)) fail(QStringLiteral("`path` must be absolute: %1").arg(*path));
+        if (!QDir::isAbsolutePath(expanded))
+            failTool(QStringLiteral("`path` must be absolute: %1").arg(*path));
         const QFileInfo info(expanded);
-        if (!info.isFile()) fail(QStringLiteral("No file at %1.").arg(expanded));
+        if (!info.isFile()) failTool(QStringLiteral("No file at %1.").arg(expanded));
         source.file = info.absoluteFilePath();
         if (QFileInfo(HistoryManager::directory()) == QFileInfo(info.absolutePath()))
             source.captureId = info.fileName();
     } else if (args.boolean(QStringLiteral("from_clipboard")).value_or(false)) {
         const auto& clipboard = platform::services().clipboard;
-        if (!clipboard) fail(QStringLiteral("The clipboard is not available."));
+        if (!clipboard) failTool(QStringLiteral("The clipboard is not available."));
         const auto contents = clipboard->contents();
         if (!contents.image.isNull()) {
             source.image = contents.image;
             return source;
         }
-        if (contents.files.isEmpty()) fail(QStringLiteral("The clipboard holds no image."));
+        if (contents.files.isEmpty()) failTool(QStringLiteral("The clipboard holds no image."));
         source.file = contents.files.first();
     } else {
-        fail(QStringLiteral("Say which image to use: capture_id, path or from_clipboard."));
+        failTool(QStringLiteral("Say which image to use: capture_id, path or from_clipboard."));
     }
     if (load) source.image = loadImage(source.file);
     return source;
@@ -192,7 +191,7 @@ void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, cons
 void deliver(const ToolArgs& args, const QString& file, const QImage& image, ToolOutput& output) {
     if (args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false)) {
         const auto& clipboard = platform::services().clipboard;
-        if (!clipboard) fail(QStringLiteral("The clipboard is not available."));
+        if (!clipboard) failTool(QStringLiteral("The clipboard is not available."));
         clipboard->setImage(image);
         output.json.insert(QStringLiteral("copied"), true);
     }
@@ -202,22 +201,22 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
     if (!target) return;
     QString destination = *target;
     if (destination.startsWith(QLatin1String("~/"))) destination = QDir::homePath() + destination.mid(1);
-    if (!QDir::isAbsolutePath(destination)) fail(QStringLiteral("`save_to` must be an absolute path."));
+    if (!QDir::isAbsolutePath(destination)) failTool(QStringLiteral("`save_to` must be an absolute path."));
     const QFileInfo sourceInfo(file);
     const bool folder = QFileInfo(destination).isDir() || destination.endsWith(u'/');
     if (folder) {
         if (!QDir().mkpath(destination))
-            fail(QStringLiteral("Cannot create the folder %1.").arg(destination));
+            failTool(QStringLiteral("Cannot create the folder %1.").arg(destination));
         const QString name = file.isEmpty() ? QStringLiteral("Pictavia image.png") : sourceInfo.fileName();
         destination = QDir(destination).filePath(name);
     } else if (!QDir().mkpath(QFileInfo(destination).absolutePath())) {
-        fail(QStringLiteral("Cannot create the folder for %1.").arg(destination));
+        failTool(QStringLiteral("Cannot create the folder for %1.").arg(destination));
     }
     const QString suffix = QFileInfo(destination).suffix().toLower();
     QByteArray bytes;
     if (!file.isEmpty() && suffix == sourceInfo.suffix().toLower()) {
         QFile in(file);
-        if (!in.open(QIODevice::ReadOnly)) fail(QStringLiteral("Cannot read %1.").arg(file));
+        if (!in.open(QIODevice::ReadOnly)) failTool(QStringLiteral("Cannot read %1.").arg(file));
         bytes = in.readAll();
     } else {
         const QString format = suffix == u"jpeg" ? QStringLiteral("jpg") : suffix;
@@ -226,13 +225,13 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
                          QStringLiteral("heic")}
                  .contains(format) ||
             encoded.format != format)
-            fail(QStringLiteral("Pictavia cannot write .%1 files here; use png, jpg, webp or heic.")
-                     .arg(suffix));
+            failTool(QStringLiteral("Pictavia cannot write .%1 files here; use png, jpg, webp or heic.")
+                         .arg(suffix));
         bytes = encoded.bytes;
     }
     QSaveFile out(destination);
     if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
-        fail(QStringLiteral("Cannot write %1: %2").arg(destination, out.errorString()));
+        failTool(QStringLiteral("Cannot write %1: %2").arg(destination, out.errorString()));
     output.json.insert(QStringLiteral("saved_to"), QFileInfo(destination).absoluteFilePath());
 }
 
@@ -247,7 +246,7 @@ OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const 
     options.autoSave = false;
     options.format = format;
     const auto delivered = OutputPipeline::deliverImage(image, scale, false, false, context, options);
-    if (!delivered) fail(QStringLiteral("The image could not be stored in Pictavia's history."));
+    if (!delivered) failTool(QStringLiteral("The image could not be stored in Pictavia's history."));
     return *delivered;
 }
 

@@ -35,10 +35,6 @@ using namespace ToolSchema;
 
 namespace {
 
-[[noreturn]] void fail(const QString& message, bool denied = false) {
-    throw ToolError{message, denied};
-}
-
 QJsonObject rectObject(const QRectF& rect) {
     return QJsonObject{{QStringLiteral("x"), rect.x()},
                        {QStringLiteral("y"), rect.y()},
@@ -74,10 +70,10 @@ platform::DisplayInfo displayFor(const ToolArgs& args) {
     ScreenCaptureService& service = ScreenCaptureService::shared();
     if (const auto id = args.integer(QStringLiteral("display_id"))) {
         if (const auto display = service.display(static_cast<uint32_t>(*id))) return *display;
-        fail(QStringLiteral("No display %1. get_status lists the displays.").arg(*id));
+        failTool(QStringLiteral("No display %1. get_status lists the displays.").arg(*id));
     }
     if (const auto display = service.displayUnderPointer()) return *display;
-    fail(QStringLiteral("No display is available."));
+    failTool(QStringLiteral("No display is available."));
 }
 
 platform::WindowInfo windowFor(const ToolArgs& args) {
@@ -85,10 +81,10 @@ platform::WindowInfo windowFor(const ToolArgs& args) {
     if (const auto id = args.integer(QStringLiteral("window_id"))) {
         for (const auto& window : windows)
             if (window.id == static_cast<uint32_t>(*id)) return window;
-        fail(QStringLiteral("No window %1 is on screen. list_windows shows the open windows.").arg(*id));
+        failTool(QStringLiteral("No window %1 is on screen. list_windows shows the open windows.").arg(*id));
     }
     const auto app = args.string(QStringLiteral("app"));
-    if (!app) fail(QStringLiteral("Say which window: window_id or app (list_windows)."));
+    if (!app) failTool(QStringLiteral("Say which window: window_id or app (list_windows)."));
     const auto title = args.string(QStringLiteral("window_title"));
     const auto matches = [&](const platform::WindowInfo& window, bool exact) {
         const bool named = exact ? window.ownerName.compare(*app, Qt::CaseInsensitive) == 0
@@ -98,8 +94,8 @@ platform::WindowInfo windowFor(const ToolArgs& args) {
     for (const bool exact : {true, false})
         for (const auto& window : windows)
             if (matches(window, exact)) return window;
-    fail(QStringLiteral("No window of “%1”%2 is on screen. list_windows shows the open windows.")
-             .arg(*app, title ? QStringLiteral(" titled “%1”").arg(*title) : QString()));
+    failTool(QStringLiteral("No window of “%1”%2 is on screen. list_windows shows the open windows.")
+                 .arg(*app, title ? QStringLiteral(" titled “%1”").arg(*title) : QString()));
 }
 
 // The pixels of a non-interactive target. Throws with the reason when there are none.
@@ -110,7 +106,7 @@ Grab grab(const ToolArgs& args, const QString& target) {
     if (target == u"window") {
         const platform::WindowInfo window = windowFor(args);
         auto capture = service.captureWindowWithBackdrop(window.id);
-        if (!capture) fail(capture.error().message);
+        if (!capture) failTool(capture.error().message);
         result.image = capture->image;
         result.scale = capture->scale;
         result.window = capture->window;
@@ -122,7 +118,7 @@ Grab grab(const ToolArgs& args, const QString& target) {
         const platform::DisplayInfo display = displayFor(args);
         auto image = service.captureDisplay(display, true,
                                             args.boolean(QStringLiteral("include_cursor")).value_or(false));
-        if (!image) fail(image.error().message);
+        if (!image) failTool(image.error().message);
         result.image = ImageUtils::croppingNotch(*image, display);
         result.scale = display.scale;
         result.display = display;
@@ -133,22 +129,24 @@ Grab grab(const ToolArgs& args, const QString& target) {
     if (target == u"area") {
         area = args.rect(QStringLiteral("rect"));
         if (!area || area->width() <= 0 || area->height() <= 0)
-            fail(QStringLiteral("Target \"area\" needs `rect` with a positive width and height."));
+            failTool(QStringLiteral("Target \"area\" needs `rect` with a positive width and height."));
         display = displayFor(args);
     } else if (target == u"previous_area") {
         const auto last = Prefs::lastArea();
-        if (!last) fail(QStringLiteral("There is no previous area yet: the user has not captured an area."));
+        if (!last)
+            failTool(QStringLiteral("There is no previous area yet: the user has not captured an area."));
         const auto known = service.display(last->displayID);
-        if (!known) fail(QStringLiteral("The display of the previous area is no longer connected."));
+        if (!known) failTool(QStringLiteral("The display of the previous area is no longer connected."));
         area = last->rect;
         display = *known;
     } else {
-        fail(QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
-                            "select_window.")
-                 .arg(target));
+        failTool(
+            QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
+                           "select_window.")
+                .arg(target));
     }
     auto image = service.captureArea(*area, display);
-    if (!image) fail(image.error().message);
+    if (!image) failTool(image.error().message);
     result.image = *image;
     result.scale = display.scale;
     result.display = display;
@@ -212,13 +210,13 @@ DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context
         if (!QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("webp"),
                          QStringLiteral("heic")}
                  .contains(name))
-            fail(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
+            failTool(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
         options.format = name;
     }
     if (const auto preset = args.string(QStringLiteral("preset"))) {
         const auto found = PresetStore::shared().findByName(*preset);
         if (!found)
-            fail(QStringLiteral("No beautify preset “%1”. list_styles lists the presets.").arg(*preset));
+            failTool(QStringLiteral("No beautify preset “%1”. list_styles lists the presets.").arg(*preset));
         options.autoBeautify = true;
         options.preset = *found;
     } else if (const auto beautify = args.boolean(QStringLiteral("beautify"))) {
@@ -263,7 +261,7 @@ void captureNow(const ToolArgs& args, const ToolContext& context, const ToolDone
         Prefs::setLastArea(Prefs::Area{*grabbed.area, grabbed.display->id});
     const auto delivered =
         OutputPipeline::deliverImage(image, grabbed.scale, false, windowCapture, grabbed.context, options);
-    if (!delivered) fail(QStringLiteral("The capture could not be stored in the history."));
+    if (!delivered) failTool(QStringLiteral("The capture could not be stored in the history."));
     if (windowCapture && Prefs::flag(QStringLiteral("saveEditableProjects"))) {
         ProjectDocument project;
         project.imagePNG = ImageUtils::data(grabbed.image, QStringLiteral("png"));
@@ -287,7 +285,7 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
                           const ToolDone& done) {
     CaptureCoordinator& coordinator = CaptureCoordinator::shared();
     if (coordinator.busy())
-        fail(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
+        failTool(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
     const QSet<QString> before = historyNames();
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = QObject::connect(
@@ -295,7 +293,7 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
             QObject::disconnect(*connection);
             answeringErrors(done, [&] {
                 QStringList added = (historyNames() - before).values();
-                if (added.isEmpty()) fail(QStringLiteral("The user cancelled the selection."));
+                if (added.isEmpty()) failTool(QStringLiteral("The user cancelled the selection."));
                 std::sort(added.begin(), added.end());
                 OutputPipeline::Delivered delivered;
                 delivered.historyFile = QDir(HistoryManager::directory()).filePath(added.last());
@@ -312,11 +310,12 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
 void takeScreenshot(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QString target = targetOf(args);
     if (!screenTargets.contains(target) && !interactiveTargets.contains(target))
-        fail(QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
-                            "select_window.")
-                 .arg(target));
+        failTool(
+            QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
+                           "select_window.")
+                .arg(target));
     if (args.has(QStringLiteral("window_size")))
-        fail(
+        failTool(
             QStringLiteral("window_size is not available: Pictavia cannot resize other apps' windows on this "
                            "system. Resize the window first, then capture it."));
     context.authorize(AgentAccess::Category::capture, QStringLiteral("take a screenshot"), done, [=] {
@@ -362,7 +361,7 @@ void readImage(const ToolArgs& args, const ToolContext& context, const QImage& i
     const QString detail = args.string(QStringLiteral("detail")).value_or(QStringLiteral("text")).toLower();
     if (!QStringList{QStringLiteral("text"), QStringLiteral("lines"), QStringLiteral("words")}.contains(
             detail))
-        fail(QStringLiteral("`detail` is \"text\", \"lines\" or \"words\"."));
+        failTool(QStringLiteral("`detail` is \"text\", \"lines\" or \"words\"."));
     const auto phrase = args.string(QStringLiteral("find"));
     const bool copy = args.boolean(QStringLiteral("copy_to_clipboard")).value_or(false);
     const bool redact = context.access().redactForAgents();
@@ -403,18 +402,19 @@ void readImage(const ToolArgs& args, const ToolContext& context, const QImage& i
 
 void extractText(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     if (context.access().imageSharing() == AgentAccess::ImageSharing::none)
-        fail(QStringLiteral("The user lets agents learn only file names and sizes, not the text in captures. "
-                            "They can change this in Pictavia ▸ AI Agents."),
-             true);
+        failTool(
+            QStringLiteral("The user lets agents learn only file names and sizes, not the text in captures. "
+                           "They can change this in Pictavia ▸ AI Agents."),
+            true);
     if (const auto target = args.string(QStringLiteral("target"))) {
         const QString name = target->toLower();
         if (interactiveTargets.contains(name))
-            fail(QStringLiteral(
+            failTool(QStringLiteral(
                 "Reading text from a selection is not available here: use take_screenshot with "
                 "target select_area, then extract_text with its capture_id."));
         if (!screenTargets.contains(name))
-            fail(QStringLiteral("Unknown target “%1”. Use screen, area, window or previous_area.")
-                     .arg(*target));
+            failTool(QStringLiteral("Unknown target “%1”. Use screen, area, window or previous_area.")
+                         .arg(*target));
         context.authorize(AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done,
                           [=] {
                               const Grab grabbed = grab(args, name);
@@ -423,7 +423,7 @@ void extractText(const ToolArgs& args, const ToolContext& context, const ToolDon
         return;
     }
     if (args.has(QStringLiteral("page")) && args.integer(QStringLiteral("page")).value_or(1) != 1)
-        fail(QStringLiteral("Only images can be read for now; documents with pages are not supported."));
+        failTool(QStringLiteral("Only images can be read for now; documents with pages are not supported."));
     const ToolMedia::Source source = ToolMedia::resolve(args, false);
     const auto read = [=] {
         const QImage image = source.image.isNull() ? ToolMedia::loadImage(source.file) : source.image;
@@ -440,7 +440,7 @@ void extractText(const ToolArgs& args, const ToolContext& context, const ToolDon
 // The display a window is mostly on: the one holding its centre, else the first.
 platform::DisplayInfo displayOf(const QRect& frame) {
     const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
-    if (displays.isEmpty()) fail(QStringLiteral("No display is available."));
+    if (displays.isEmpty()) failTool(QStringLiteral("No display is available."));
     for (const auto& display : displays)
         if (display.geometry.contains(frame.center())) return display;
     return displays.first();
@@ -456,11 +456,11 @@ std::optional<QSize> requestedSize(const ToolArgs& args) {
             width = parts[0].trimmed().toDouble(&wide);
             height = parts[1].trimmed().toDouble(&high);
         }
-        if (!wide || !high) fail(QStringLiteral("`size` reads like \"1280x800\"."));
+        if (!wide || !high) failTool(QStringLiteral("`size` reads like \"1280x800\"."));
     }
     if (!width && !height) return std::nullopt;
-    if (!width || !height) fail(QStringLiteral("Give both width and height, or size like \"1280x800\"."));
-    if (*width < 1 || *height < 1) fail(QStringLiteral("Width and height must be positive."));
+    if (!width || !height) failTool(QStringLiteral("Give both width and height, or size like \"1280x800\"."));
+    if (*width < 1 || *height < 1) failTool(QStringLiteral("Width and height must be positive."));
     return QSize(qRound(*width), qRound(*height));
 }
 
@@ -482,17 +482,17 @@ void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& don
             QPoint(x ? qRound(*x * scale) : window.frame.x(), y ? qRound(*y * scale) : window.frame.y());
     const bool raise = args.boolean(QStringLiteral("bring_to_front")).value_or(false);
     auto& screen = platform::services().screen;
-    if (!screen) fail(QStringLiteral("No display is available."));
+    if (!screen) failTool(QStringLiteral("No display is available."));
     if (args.boolean(QStringLiteral("center")).value_or(false)) {
         // Centred by the new size where one is asked for; decorations make it a few pixels off.
         const QSize frame = client.value_or(window.frame.size());
         topLeft = display.geometry.center() - QPoint(frame.width() / 2, frame.height() / 2);
     }
     if (!client && !topLeft && !raise)
-        fail(QStringLiteral(
+        failTool(QStringLiteral(
             "Say what to change: width and height (or size), x and y, center or bring_to_front."));
     if (const auto asked = screen->arrangeWindow(window.id, topLeft, client, raise); !asked)
-        fail(asked.error().message);
+        failTool(asked.error().message);
 
     // The window manager answers in its own time; report the frame once it settles.
     const uint32_t id = window.id;
@@ -524,9 +524,9 @@ void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& don
 void setDesktopIcons(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     const auto hidden = args.boolean(QStringLiteral("hidden"));
     if (!hidden)
-        fail(QStringLiteral("`hidden` is required: true hides the desktop icons, false shows them."));
+        failTool(QStringLiteral("`hidden` is required: true hides the desktop icons, false shows them."));
     const auto& cover = platform::services().desktopCover;
-    if (!cover) fail(QStringLiteral("Desktop icons cannot be hidden on this system."));
+    if (!cover) failTool(QStringLiteral("Desktop icons cannot be hidden on this system."));
     if (*hidden)
         cover->cover();
     else

@@ -27,15 +27,6 @@ using namespace ToolSchema;
 
 namespace {
 
-[[noreturn]] void fail(const QString& message) {
-    throw ToolError{message, false};
-}
-
-template <typename T> T unwrap(Result<T> result) {
-    if (!result) fail(result.error().message);
-    return std::move(result).value();
-}
-
 // Runs `then` at once for the client's own captures and files outside the
 // history, behind the "history" gate for anything else of the user's.
 void withCaptures(const ToolContext& context, const QStringList& ids, const QString& action,
@@ -52,8 +43,9 @@ void withCaptures(const ToolContext& context, const QStringList& ids, const QStr
 ToolMedia::Source editedSource(const ToolArgs& args) {
     ToolMedia::Source source = ToolMedia::resolve(args, false);
     if (source.file.isEmpty())
-        fail(QStringLiteral("Give a capture_id or path to edit; clipboard images can be pinned or copied, "
-                            "not edited in place."));
+        failTool(
+            QStringLiteral("Give a capture_id or path to edit; clipboard images can be pinned or copied, "
+                           "not edited in place."));
     return source;
 }
 
@@ -61,7 +53,7 @@ ImageEdits::Delivery deliveryOf(const ToolArgs& args) {
     ImageEdits::Delivery delivery;
     const QString save = args.string(QStringLiteral("save")).value_or(QString());
     const auto mode = CaptureOperations::saveModeNamed(save);
-    if (!mode) fail(QStringLiteral("`save` must be \"new\" or \"replace\", not “%1”.").arg(save));
+    if (!mode) failTool(QStringLiteral("`save` must be \"new\" or \"replace\", not “%1”.").arg(save));
     delivery.save = *mode;
     delivery.openInEditor = args.boolean(QStringLiteral("open_in_editor")).value_or(false);
     delivery.format = args.string(QStringLiteral("format"));
@@ -95,8 +87,8 @@ void inBackground(const ToolArgs& args, const ToolContext& context, const QStrin
     }).then(QCoreApplication::instance(), [=](const std::shared_ptr<Result<ImageEdits::Prepared>>& prepared) {
         try {
             context.checkCancelled();
-            if (!*prepared) fail(prepared->error().message);
-            const auto outcome = unwrap(ImageEdits::store(prepared->value(), path, delivery));
+            if (!*prepared) failTool(prepared->error().message);
+            const auto outcome = unwrapTool(ImageEdits::store(prepared->value(), path, delivery));
             if (outcome.json.contains(QStringLiteral("id"))) return answer(args, context, outcome, done);
             // Nothing stored (a dry run): the fields alone, no preview.
             ToolOutput output;
@@ -121,16 +113,17 @@ double previewScaleOf(const QString& file) {
 void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const auto operations = args.array(QStringLiteral("operations"));
     if (!operations)
-        fail(QStringLiteral("`operations` is required: a list like [{\"type\": \"arrow\", \"from\": [x, y], "
-                            "\"to\": [x, y]}]."));
+        failTool(
+            QStringLiteral("`operations` is required: a list like [{\"type\": \"arrow\", \"from\": [x, y], "
+                           "\"to\": [x, y]}]."));
     // Bad operations are reported before anything is read.
-    unwrap(AnnotateOperations::parse(*operations));
+    unwrapTool(AnnotateOperations::parse(*operations));
     const ToolMedia::Source source = editedSource(args);
     const ImageEdits::Delivery delivery = deliveryOf(args);
     const QString coordinates = args.string(QStringLiteral("coordinates")).value_or(QString());
     if (!AnnotateOperations::coordinatesNamed(coordinates))
-        fail(QStringLiteral("`coordinates` must be \"pixels\", \"normalized\" or \"preview\", not “%1”.")
-                 .arg(coordinates));
+        failTool(QStringLiteral("`coordinates` must be \"pixels\", \"normalized\" or \"preview\", not “%1”.")
+                     .arg(coordinates));
     const bool keepExisting = args.boolean(QStringLiteral("keep_existing")).value_or(true);
     withCaptures(context, {source.captureId}, QStringLiteral("annotate a capture from your history"), done,
                  [=] {
@@ -207,7 +200,7 @@ std::pair<QStringList, QStringList> captureFiles(const ToolArgs& args) {
         ids << QFileInfo(files.last()).fileName();
     }
     if (files.isEmpty())
-        fail(QStringLiteral("`captures` is required: a list of capture ids (or absolute paths)."));
+        failTool(QStringLiteral("`captures` is required: a list of capture ids (or absolute paths)."));
     return {files, ids};
 }
 
@@ -219,7 +212,7 @@ void combineImages(const ToolArgs& args, const ToolContext& context, const ToolD
     withCaptures(context, ids, QStringLiteral("combine captures from your history"), done,
                  [=, files = files] {
                      answer(args, context,
-                            unwrap(ImageEdits::combine(
+                            unwrapTool(ImageEdits::combine(
                                 files, args.string(QStringLiteral("direction")).value_or(QString()),
                                 args.number(QStringLiteral("spacing")).value_or(0),
                                 args.string(QStringLiteral("fill")).value_or(QString()), delivery)),
@@ -234,12 +227,12 @@ void exportCaptures(const ToolArgs& args, const ToolContext& context, const Tool
     request.destination = args.string(QStringLiteral("destination")).value_or(QString());
     request.format = args.string(QStringLiteral("format")).value_or(QString());
     if (const auto width = args.integer(QStringLiteral("max_width"))) {
-        if (*width < 1) fail(QStringLiteral("`max_width` must be at least 1."));
+        if (*width < 1) failTool(QStringLiteral("`max_width` must be at least 1."));
         request.maxWidth = *width;
     }
     request.overwrite = args.boolean(QStringLiteral("overwrite")).value_or(false);
     withCaptures(context, ids, QStringLiteral("export captures from your history"), done, [=] {
-        const auto exported = unwrap(CaptureOperations::exportCaptures(request));
+        const auto exported = unwrapTool(CaptureOperations::exportCaptures(request));
         ToolOutput output;
         output.json = {{QStringLiteral("paths"), QJsonArray::fromStringList(exported.paths)},
                        {QStringLiteral("count"), exported.items}};

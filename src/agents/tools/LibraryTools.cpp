@@ -18,15 +18,6 @@ using namespace ToolSchema;
 
 namespace {
 
-[[noreturn]] void fail(const QString& message) {
-    throw ToolError{message, false};
-}
-
-template <typename T> T unwrap(Result<T> result) {
-    if (!result) fail(result.error().message);
-    return std::move(result).value();
-}
-
 // A capture of the user's history that this client did not make itself.
 bool isForeign(const ToolContext& context, const QString& captureId) {
     return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
@@ -45,7 +36,8 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolD
     request.query = args.string(QStringLiteral("query")).value_or(QString());
     if (const auto kind = args.string(QStringLiteral("kind")); kind && kind->toLower() != u"all") {
         request.kind = LibraryOperations::kindNamed(*kind);
-        if (!request.kind) fail(QStringLiteral("`kind` must be image, video or gif, not “%1”.").arg(*kind));
+        if (!request.kind)
+            failTool(QStringLiteral("`kind` must be image, video or gif, not “%1”.").arg(*kind));
     }
     for (const auto& [key, target, endOfDay] : {std::tuple{QStringLiteral("since"), &request.since, false},
                                                 std::tuple{QStringLiteral("until"), &request.until, true}}) {
@@ -53,9 +45,10 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolD
         if (!text) continue;
         *target = LibraryOperations::parseDate(*text, now, endOfDay);
         if (!*target)
-            fail(QStringLiteral("`%1` must be a date like 2026-03-01, an ISO time, \"today\", \"yesterday\" "
-                                "or an age like \"7d\".")
-                     .arg(key));
+            failTool(
+                QStringLiteral("`%1` must be a date like 2026-03-01, an ISO time, \"today\", \"yesterday\" "
+                               "or an age like \"7d\".")
+                    .arg(key));
     }
     request.keptOnly = args.boolean(QStringLiteral("kept_only")).value_or(false);
     request.limit = args.integer(QStringLiteral("limit")).value_or(20);
@@ -87,7 +80,7 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolD
 
 void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = ToolMedia::resolve(args, false);
-    if (source.file.isEmpty()) fail(QStringLiteral("Give a capture_id or path."));
+    if (source.file.isEmpty()) failTool(QStringLiteral("Give a capture_id or path."));
     const bool wantsText = args.boolean(QStringLiteral("include_text")).value_or(true);
     const bool wantsAnnotations = args.boolean(QStringLiteral("include_annotations")).value_or(true);
     const bool wantsImage = args.boolean(QStringLiteral("include_image")).value_or(true);
@@ -118,18 +111,18 @@ void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone
 void manageCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QString actionName = args.string(QStringLiteral("action")).value_or(QString());
     const auto action = LibraryOperations::actionNamed(actionName);
-    if (!action) fail(QStringLiteral("`action` must be keep, unkeep, rename or delete."));
+    if (!action) failTool(QStringLiteral("`action` must be keep, unkeep, rename or delete."));
     const ToolMedia::Source source = ToolMedia::resolve(args, false);
     if (source.captureId.isEmpty())
-        fail(QStringLiteral("Only captures in Pictavia's history can be managed: give a capture_id."));
+        failTool(QStringLiteral("Only captures in Pictavia's history can be managed: give a capture_id."));
     const QString newName = args.string(QStringLiteral("new_name")).value_or(QString());
     if (*action == LibraryOperations::Action::Rename && newName.isEmpty())
-        fail(QStringLiteral("rename needs `new_name`."));
+        failTool(QStringLiteral("rename needs `new_name`."));
     const QString id = source.captureId;
     const auto run = [=] {
         ToolOutput output;
         output.json =
-            unwrap(LibraryOperations::manage(LibraryOperations::activeIndex(), id, *action, newName));
+            unwrapTool(LibraryOperations::manage(LibraryOperations::activeIndex(), id, *action, newName));
         output.summary = actionName.toLower() + u' ' + id;
         // A renamed capture of the client's own stays its own.
         const QString current = output.json.value(QStringLiteral("id")).toString();
@@ -154,7 +147,7 @@ void copyToClipboard(const ToolArgs& args, const ToolContext&, const ToolDone& d
     QString file;
     if (text.isEmpty()) file = ToolMedia::resolve(args, false).file;
     ToolOutput output;
-    output.json = unwrap(CaptureActions::copy(file, text));
+    output.json = unwrapTool(CaptureActions::copy(file, text));
     output.summary = file.isEmpty() ? QStringLiteral("Copied text")
                                     : QStringLiteral("Copied ") + QFileInfo(file).fileName();
     done(std::move(output));
@@ -170,7 +163,7 @@ void pinScreenshot(const ToolArgs& args, const ToolContext&, const ToolDone& don
         scale = ClipboardOpener::scaleOf(image);
     }
     ToolOutput output;
-    output.json = unwrap(CaptureActions::pin(image, scale, action));
+    output.json = unwrapTool(CaptureActions::pin(image, scale, action));
     output.summary = action == u"pin" ? QStringLiteral("Pinned an image") : action + QStringLiteral(" pins");
     done(std::move(output));
 }
@@ -182,7 +175,7 @@ void showInPictavia(const ToolArgs& args, const ToolContext&, const ToolDone& do
     QString view = args.string(QStringLiteral("view")).value_or(QString());
     if (view == u"settings" || args.has(QStringLiteral("settings_tab"))) view = QStringLiteral("settings");
     ToolOutput output;
-    output.json = unwrap(CaptureActions::show(file, view));
+    output.json = unwrapTool(CaptureActions::show(file, view));
     output.summary = QStringLiteral("Showed ") + output.json.value(QStringLiteral("shown")).toString();
     done(std::move(output));
 }

@@ -15,10 +15,6 @@ using namespace ToolSchema;
 
 namespace {
 
-[[noreturn]] void fail(const QString& message) {
-    throw ToolError{message};
-}
-
 struct AgentSetting {
     const char* name; // what agents call it
     const char* key;  // the preference
@@ -148,7 +144,7 @@ QVariant checked(const AgentSetting& setting, const QJsonValue& value) {
     const QString name = QLatin1String(setting.name);
     if (type == u"boolean") {
         const auto flag = ToolArgs::booleanFrom(value);
-        if (!flag) fail(QStringLiteral("“%1” takes true or false.").arg(name));
+        if (!flag) failTool(QStringLiteral("“%1” takes true or false.").arg(name));
         return *flag;
     }
     if (type == u"integer" || type == u"number") {
@@ -157,8 +153,9 @@ QVariant checked(const AgentSetting& setting, const QJsonValue& value) {
         const double min = rule.value(QStringLiteral("minimum")).toDouble();
         const double max = rule.value(QStringLiteral("maximum")).toDouble();
         if (!number || (hasRange && (*number < min || *number > max)))
-            fail(hasRange ? QStringLiteral("“%1” takes a number from %2 to %3.").arg(name).arg(min).arg(max)
-                          : QStringLiteral("“%1” takes a number.").arg(name));
+            failTool(hasRange
+                         ? QStringLiteral("“%1” takes a number from %2 to %3.").arg(name).arg(min).arg(max)
+                         : QStringLiteral("“%1” takes a number.").arg(name));
         if (type == u"integer") return static_cast<int>(std::round(*number));
         return *number;
     }
@@ -169,13 +166,14 @@ QVariant checked(const AgentSetting& setting, const QJsonValue& value) {
             values.append(v.toString());
         for (const QString& v : values)
             if (text && v.compare(*text, Qt::CaseInsensitive) == 0) return v;
-        fail(QStringLiteral("“%1” takes one of: %2.").arg(name, values.join(QStringLiteral(", "))));
+        failTool(QStringLiteral("“%1” takes one of: %2.").arg(name, values.join(QStringLiteral(", "))));
     }
-    if (!text) fail(QStringLiteral("“%1” takes a non-empty text.").arg(name));
+    if (!text) failTool(QStringLiteral("“%1” takes a non-empty text.").arg(name));
     if (key == u"saveDirectory") {
         QString path = *text;
         if (path.startsWith(QLatin1String("~/"))) path = QDir::homePath() + path.mid(1);
-        if (!QDir::isAbsolutePath(path)) fail(QStringLiteral("“save_folder” takes an absolute folder path."));
+        if (!QDir::isAbsolutePath(path))
+            failTool(QStringLiteral("“save_folder” takes an absolute folder path."));
         return path;
     }
     return *text;
@@ -210,7 +208,7 @@ void getSettings(const ToolArgs&, const ToolContext&, const ToolDone& done) {
 void updateSettings(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QJsonValue given = args.raw().value(QStringLiteral("settings"));
     if (!given.isObject() || given.toObject().isEmpty())
-        fail(
+        failTool(
             QStringLiteral("Pass `settings`: an object of setting names and new values (see get_settings)."));
     const QJsonObject requested = given.toObject();
     QList<std::pair<const AgentSetting*, QVariant>> changes;
@@ -229,8 +227,8 @@ void updateSettings(const ToolArgs& args, const ToolContext& context, const Tool
         }
         changes.append({setting, checked(*setting, it.value())});
     }
-    if (!refusals.isEmpty()) fail(refusals.join(u' ') + QStringLiteral(" Nothing was changed."));
-    if (!context.session) fail(QStringLiteral("Cancelled."));
+    if (!refusals.isEmpty()) failTool(refusals.join(u' ') + QStringLiteral(" Nothing was changed."));
+    if (!context.session) failTool(QStringLiteral("Cancelled."));
     QStringList described;
     for (const auto& [setting, value] : changes)
         described.append(QStringLiteral("%1 to %2").arg(QLatin1String(setting->name), value.toString()));
