@@ -8,17 +8,8 @@ build=$(cd "${1:-build}" && pwd)
 runs=${2:-30}
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d /tmp/pictavia-agent.XXXXXX)
-pids=()
-cleanup() {
-  local i
-  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-    kill "${pids[i]}" 2>/dev/null || true
-    wait "${pids[i]}" 2>/dev/null || true
-  done
-  rm -rf "$work"
-}
-trap cleanup EXIT
 source "$here/desktop.sh"
+trap 'stop_started; rm -rf "$work"' EXIT
 
 rm -f "$work/display"
 Xvfb -displayfd 4 -screen 0 1280x800x24 -nolisten tcp -noreset 4>"$work/display" 2>"$work/xvfb.log" &

@@ -27,20 +27,10 @@ pictavia_bin=$build/pictavia
 [ -x "$scene_bin" ] || { echo "capture: $scene_bin not found; configure $build first" >&2; exit 1; }
 
 work=$(mktemp -d /tmp/pictavia-capture-bench.XXXXXX)
-pids=()     # this screen size's X server, window manager and scene
-bus_pid=""  # the session bus, for all sizes
+bus_pid=""  # the session bus, for all sizes; `pids` holds this screen size's processes
 
-stop_screen() {
-  local i
-  # Newest first: the scene and window manager before the X server they talk to.
-  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-    kill "${pids[i]}" 2>/dev/null || true
-    wait "${pids[i]}" 2>/dev/null || true
-  done
-  pids=()
-}
 stop_all() {
-  stop_screen
+  stop_started
   if [ -n "$bus_pid" ]; then
     kill "$bus_pid" 2>/dev/null || true
     wait "$bus_pid" 2>/dev/null || true
@@ -199,5 +189,5 @@ elif "pictavia" not in medians:
     print("pictavia: not measured (see notes)")
 PY
 
-  stop_screen
+  stop_started
 done

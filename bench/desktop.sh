@@ -1,5 +1,17 @@
 # Sourced by the benchmark scripts: a private Xvfb desktop with openbox and the benchmark
-# scene. The caller keeps a `pids` array and stops them newest first.
+# scene. Started processes go into `pids`; stop_started stops them newest first.
+
+pids=()
+
+stop_started() {
+  local i
+  # Newest first: the scene and window manager before the X server they talk to.
+  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
+    kill "${pids[i]}" 2>/dev/null || true
+    wait "${pids[i]}" 2>/dev/null || true
+  done
+  pids=()
+}
 
 wait_for_path() { # path seconds: until something (a socket, say) is there
   local deadline=$((SECONDS + $2))

@@ -7,17 +7,8 @@ set -euo pipefail
 build=$(cd "${1:-build}" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d /tmp/pictavia-interactive.XXXXXX)
-pids=()
-cleanup() {
-  local i
-  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-    kill "${pids[i]}" 2>/dev/null || true
-    wait "${pids[i]}" 2>/dev/null || true
-  done
-  rm -rf "$work"
-}
-trap cleanup EXIT
 source "$here/desktop.sh"
+trap 'stop_started; rm -rf "$work"' EXIT
 start_desktop 1920 1080 "$build/bench/scene" "$work" || { echo "interactive: no desktop" >&2; exit 1; }
 
 if command -v dbus-daemon >/dev/null; then
