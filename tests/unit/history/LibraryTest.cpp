@@ -4,6 +4,7 @@
 #include "history/HistoryIndex.h"
 #include "history/LibraryQuery.h"
 #include "support/FakePlatform.h"
+#include "support/HistoryFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,21 +25,8 @@ protected:
 
     // An index holding these records, their files written to the history folder.
     void makeIndex(const QList<HistoryRecord>& records) {
-        QByteArray bytes = "{\"version\":1,\"records\":[";
-        for (const HistoryRecord& record : records) {
-            if (!bytes.endsWith('[')) bytes += ',';
-            record.appendJson(bytes);
-            QImage image(8, 8, QImage::Format_RGB32);
-            image.fill(Qt::white);
-            image.save(HistoryManager::directory() + "/" + record.name, "PNG");
-        }
-        bytes += "]}";
-        const QString file = home.path() + "/data/Pictavia/index.json";
-        QFile out(file);
-        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-        out.write(bytes);
-        out.close();
-        index = std::make_unique<HistoryIndex>(file, HistoryManager::directory());
+        index = testsupport::historyWith(records, home.path() + "/data");
+        ASSERT_TRUE(index);
     }
 
     static HistoryRecord record(const QString& name, const QDateTime& date, const QByteArray& text = {},
