@@ -302,7 +302,7 @@ void HistoryIndex::backfill() {
     for (const HistoryRecord& record : std::as_const(m_records))
         if (record.width == 0 && record.kind != HistoryRecord::Kind::Video && directory.exists(record.name))
             unscanned.append(directory.filePath(record.name));
-    indexUnknownFiles();
+    indexUnknownFiles(folderFiles());
     for (const QString& path : std::as_const(unscanned))
         enqueue(path);
 }
@@ -321,9 +321,8 @@ bool isCaptureName(const QString& name) {
 
 } // namespace
 
-void HistoryIndex::indexUnknownFiles() {
+void HistoryIndex::indexUnknownFiles(const QStringList& files) {
     const QDir directory(m_historyDirectory);
-    const QStringList files = directory.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
     for (const QString& name : files) {
         if (!isCaptureName(name) || m_records.contains(name)) continue;
         index(directory.filePath(name), {});
@@ -340,14 +339,20 @@ void HistoryIndex::followFolder() {
     connect(&m_folderTimer, &QTimer::timeout, this, &HistoryIndex::syncWithFolder);
 }
 
+QStringList HistoryIndex::folderFiles() const {
+    return QDir(m_historyDirectory).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
+}
+
 void HistoryIndex::syncWithFolder() {
-    const QDir directory(m_historyDirectory);
+    // One listing of the folder, not a look-up per record: a large history stays cheap.
+    const QStringList files = folderFiles();
+    const QSet<QString> present(files.begin(), files.end());
     QStringList gone;
     for (const HistoryRecord& record : std::as_const(m_records))
-        if (!directory.exists(record.name)) gone << record.name;
+        if (!present.contains(record.name)) gone << record.name;
     for (const QString& name : std::as_const(gone))
         remove(name);
-    indexUnknownFiles();
+    indexUnknownFiles(files);
 }
 
 void HistoryIndex::scheduleSave() {

@@ -105,7 +105,8 @@ private:
     void setHaystack(const QString& name, QByteArray haystack);
     void dropHaystack(const QString& name);
     void enqueue(const QString& path);
-    void indexUnknownFiles();
+    QStringList folderFiles() const;
+    void indexUnknownFiles(const QStringList& files);
     void drain();
     void apply(const ScanResult& result);
 

@@ -175,7 +175,8 @@ void LibraryPage::applyQuery() {
 void LibraryPage::updateState() {
     const int shown = m_model->rowCount();
     const int total = m_model->total();
-    const int selected = static_cast<int>(selectedNames().size());
+    const QStringList names = selectedNames();
+    const int selected = static_cast<int>(names.size());
     const QString noun = total == 1 ? tr("capture") : tr("captures");
     QString count = shown == total ? QStringLiteral("%1 %2").arg(total).arg(noun)
                                    : tr("%1 of %2 %3").arg(shown).arg(total).arg(noun);
@@ -194,11 +195,12 @@ void LibraryPage::updateState() {
     for (QAction* action : {m_open, m_reveal, m_copy, m_keep, m_delete, m_pdf, m_zip, m_styled, m_share})
         action->setEnabled(selected > 0);
     m_rename->setEnabled(selected == 1);
-    const QStringList names = selectedNames();
-    const bool allKept =
-        !names.isEmpty() &&
-        std::all_of(names.begin(), names.end(), [this](const QString& name) { return m_index.isKept(name); });
-    m_keep->setText(allKept ? tr("Don't Keep") : tr("Keep"));
+    m_keep->setText(allKept(names) ? tr("Don't Keep") : tr("Keep"));
+}
+
+bool LibraryPage::allKept(const QStringList& names) const {
+    return !names.isEmpty() && std::all_of(names.begin(), names.end(),
+                                           [this](const QString& name) { return m_index.isKept(name); });
 }
 
 QStringList LibraryPage::selectedNames() const {
@@ -254,11 +256,9 @@ void LibraryPage::copySelection() {
 
 void LibraryPage::toggleKeep() {
     const QStringList names = selectedNames();
-    const bool allKept =
-        !names.isEmpty() &&
-        std::all_of(names.begin(), names.end(), [this](const QString& name) { return m_index.isKept(name); });
+    const bool keep = !allKept(names);
     for (const QString& name : names)
-        m_index.setKeep(name, !allKept);
+        m_index.setKeep(name, keep);
     updateState();
 }
 

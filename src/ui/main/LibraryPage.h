@@ -32,6 +32,8 @@ private:
     void updateState();
 
     QStringList selectedNames() const;
+    // The selection is non-empty and every capture in it is kept.
+    bool allKept(const QStringList& names) const;
     QStringList selectedPaths() const;
 
     void openSelection();
