@@ -31,6 +31,8 @@ void install(Services replacement) {
     replaceIfGiven(s.barcodes, replacement.barcodes);
     replaceIfGiven(s.subjectLifter, replacement.subjectLifter);
     replaceIfGiven(s.archiver, replacement.archiver);
+    replaceIfGiven(s.media, replacement.media);
+    replaceIfGiven(s.documents, replacement.documents);
 }
 
 } // namespace platform

@@ -2,8 +2,10 @@
 
 #include "platform/Archiver.h"
 #include "platform/Clipboard.h"
+#include "platform/DocumentReader.h"
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
+#include "platform/MediaReader.h"
 #include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
@@ -30,6 +32,8 @@ struct Services {
     std::unique_ptr<BarcodeReader> barcodes;
     std::unique_ptr<SubjectLifter> subjectLifter;
     std::unique_ptr<Archiver> archiver;
+    std::unique_ptr<MediaReader> media;
+    std::unique_ptr<DocumentReader> documents;
 };
 
 // The installed services. Members are null until installed: callers check.
