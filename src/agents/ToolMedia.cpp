@@ -23,14 +23,6 @@ namespace ToolMedia {
 
 namespace {
 
-QImage decoded(const QByteArray& bytes) {
-    if (const auto& codecs = platform::services().codecs) {
-        QImage image = codecs->decode(bytes);
-        if (!image.isNull()) return image;
-    }
-    return QImage::fromData(bytes);
-}
-
 // Sensitive findings blurred beyond reading, in place.
 void blurHits(QImage& image, const QList<SensitiveHit>& hits, double factor) {
     if (hits.isEmpty()) return;
@@ -83,7 +75,7 @@ QImage loadImage(const QString& file) {
     QFile in(file);
     if (!in.open(QIODevice::ReadOnly))
         failTool(QStringLiteral("Cannot read %1: %2").arg(file, in.errorString()));
-    QImage image = decoded(in.readAll());
+    QImage image = ImageUtils::decoded(in.readAll());
     if (image.isNull()) failTool(QStringLiteral("%1 is not an image Pictavia can read.").arg(file));
     return image;
 }
@@ -233,21 +225,6 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
     if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
         failTool(QStringLiteral("Cannot write %1: %2").arg(destination, out.errorString()));
     output.json.insert(QStringLiteral("saved_to"), QFileInfo(destination).absoluteFilePath());
-}
-
-OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const CaptureContext& context,
-                                       const std::optional<QString>& format) {
-    DeliveryOptions options;
-    options.copyToClipboard = false;
-    options.showQuickAccess = false;
-    options.askForName = false;
-    options.autoBeautify = false;
-    options.playSound = false;
-    options.autoSave = false;
-    options.format = format;
-    const auto delivered = OutputPipeline::deliverImage(image, scale, false, false, context, options);
-    if (!delivered) failTool(QStringLiteral("The image could not be stored in Pictavia's history."));
-    return *delivered;
 }
 
 void finishImage(const ToolArgs& args, const ToolContext& context, const QString& file,

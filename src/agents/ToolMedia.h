@@ -2,8 +2,6 @@
 
 #include "agents/AgentAccess.h"
 #include "agents/AgentTool.h"
-#include "capture/CaptureContext.h"
-#include "capture/OutputPipeline.h"
 
 #include <QImage>
 #include <QJsonObject>
@@ -51,13 +49,6 @@ void finishWithPreview(ToolOutput output, const QImage& image, bool wanted, cons
 // save_to (a folder, or a path whose extension picks the format). Records what happened in
 // `output.json` ("copied", "shown", "saved_to"). Throws when save_to cannot be written.
 void deliver(const ToolArgs& args, const QString& file, const QImage& image, ToolOutput& output);
-
-// Stores an image a tool made as a new capture in the history, quietly: no clipboard, no
-// thumbnail, no name prompt, no sound (the output properties decide what else happens).
-// `format` is "png", "jpg", "webp" or "heic"; the user's setting when empty. Throws when the
-// history cannot take it.
-OutputPipeline::Delivered storeCapture(const QImage& image, double scale, const CaptureContext& context,
-                                       const std::optional<QString>& format = {});
 
 // The usual answer of a tool that leaves an image file: describe() of the file plus
 // `fields`, the output properties (see deliver), the capture counted as this session's,

@@ -6,6 +6,7 @@
 
 #include <QBuffer>
 #include <QColorSpace>
+#include <QFile>
 #include <QPainter>
 #include <QTransform>
 
@@ -104,6 +105,21 @@ QByteArray data(const QImage& image, const QString& format, double scale) {
 
 QByteArray jpegData(const QImage& image, double quality) {
     return encoded(image, platform::ImageType::jpeg, quality);
+}
+
+QImage decoded(const QByteArray& bytes) {
+    if (bytes.isEmpty()) return {};
+    if (const auto& codecs = platform::services().codecs) {
+        QImage image = codecs->decode(bytes);
+        if (!image.isNull()) return image;
+    }
+    return QImage::fromData(bytes);
+}
+
+QImage readFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    return decoded(file.readAll());
 }
 
 QByteArray encoded(const QImage& image, const QString& type, double quality, double scale) {

@@ -36,6 +36,12 @@ QByteArray jpegData(const QImage& image, double quality);
 QByteArray encoded(const QImage& image, const QString& type, double quality, double scale = 1.0);
 bool canEncode(const QString& type);
 
+// An image from file bytes, through our own decoders first (HEIC, WebP), then Qt's; a null
+// image when neither reads it.
+QImage decoded(const QByteArray& bytes);
+// decoded() of a file's bytes; a null image when the file cannot be read.
+QImage readFile(const QString& path);
+
 QImage convertedToSRGB(const QImage& image);
 QImage scaled(const QImage& image, const QSize& size);
 // Square blocks of `scale` pixels, each one colour.

@@ -1,6 +1,7 @@
 #include "editor/ClipboardOpener.h"
 
 #include "app/Toast.h"
+#include "capture/ImageUtils.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
 
@@ -25,11 +26,6 @@ void present(std::unique_ptr<EditorModel> model) {
         presenter()(std::move(model));
     else
         Toast::show(QStringLiteral("The image editor is not available in this version of Pictavia"));
-}
-
-QImage decode(const QByteArray& bytes) {
-    if (const auto& codecs = platform::services().codecs) return codecs->decode(bytes);
-    return QImage::fromData(bytes);
 }
 
 std::unique_ptr<EditorModel> fromDocument(const ProjectDocument& document, const QString& projectFile) {
@@ -72,7 +68,7 @@ Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path) {
             }
         }
     }
-    const QImage image = decode(bytes);
+    const QImage image = ImageUtils::decoded(bytes);
     if (image.isNull()) return Error{cannotOpen};
     auto model = std::make_unique<EditorModel>(image, scaleOf(image));
     model->sourceURL = path;

@@ -35,12 +35,6 @@ QImage drawable(const QImage& image) {
                                                          : QImage::Format_RGB32);
 }
 
-QImage decodePNG(const QByteArray& bytes) {
-    if (bytes.isEmpty()) return {};
-    if (const auto& codecs = platform::services().codecs) return codecs->decode(bytes);
-    return QImage::fromData(bytes);
-}
-
 std::optional<QByteArray> optionalPNG(const QImage& image) {
     if (image.isNull()) return std::nullopt;
     return ImageUtils::data(image, QStringLiteral("png"));
@@ -57,7 +51,7 @@ EditorModel::EditorModel(const QImage& image, double scale, QObject* parent) : Q
 EditorModel::~EditorModel() = default;
 
 std::unique_ptr<EditorModel> EditorModel::make(const ProjectDocument& document) {
-    const QImage image = decodePNG(document.imagePNG);
+    const QImage image = ImageUtils::decoded(document.imagePNG);
     if (image.isNull()) return nullptr;
     auto model = std::make_unique<EditorModel>(image, document.scale);
     EditorScene& scene = model->m_scene;
@@ -67,8 +61,9 @@ std::unique_ptr<EditorModel> EditorModel::make(const ProjectDocument& document) 
     scene.background = Backgrounds::parse(document.background).value_or(BackgroundStyle::None);
     scene.isWindowCapture = document.isWindowCapture;
     scene.windowShadow = document.windowShadow;
-    if (document.backdropPNG) scene.backdropImage = decodePNG(*document.backdropPNG);
-    if (document.customBackgroundPNG) scene.customBackground = decodePNG(*document.customBackgroundPNG);
+    if (document.backdropPNG) scene.backdropImage = ImageUtils::decoded(*document.backdropPNG);
+    if (document.customBackgroundPNG)
+        scene.customBackground = ImageUtils::decoded(*document.customBackgroundPNG);
     model->m_nextCounter = document.nextCounter;
     model->m_nextStep = document.nextStep;
     model->recalcBadgeCounters();
@@ -677,7 +672,7 @@ void EditorModel::chooseCustomBackground() {
     const QString path = m_panels.chooseImageFile();
     if (path.isEmpty()) return;
     QFile file(path);
-    const QImage image = file.open(QIODevice::ReadOnly) ? decodePNG(file.readAll()) : QImage();
+    const QImage image = file.open(QIODevice::ReadOnly) ? ImageUtils::decoded(file.readAll()) : QImage();
     if (image.isNull()) {
         Toast::show(QStringLiteral("Pictavia cannot open that file"));
         return;

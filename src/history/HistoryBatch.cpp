@@ -30,13 +30,6 @@ Panels& panels() {
     return p;
 }
 
-QImage decodeFile(const QString& path) {
-    QFile file(path);
-    const auto& codecs = platform::services().codecs;
-    if (!codecs || !file.open(QIODevice::ReadOnly)) return {};
-    return codecs->decode(file.readAll());
-}
-
 // Every operation starts here; false (after the toast) when there is nothing to act on.
 bool hasSelection(const QStringList& files) {
     if (!files.isEmpty()) return true;
@@ -71,7 +64,7 @@ int writePDF(const QStringList& files, const QString& destination) {
     QPainter painter;
     int pages = 0;
     for (const QString& path : files) {
-        const QImage image = decodeFile(path);
+        const QImage image = ImageUtils::readFile(path);
         if (image.isNull()) continue;
         // Exact, or Qt would round a near-standard size to A4 or Letter.
         writer.setPageSize(
@@ -111,7 +104,7 @@ int beautifyAndExport(const QStringList& files, const QString& folder,
     const QString format = Prefs::text(QStringLiteral("imageFormat"));
     int written = 0;
     for (const QString& path : files) {
-        const QImage image = decodeFile(path);
+        const QImage image = ImageUtils::readFile(path);
         if (image.isNull()) continue;
         const double scale = scaleOf(path);
         const QImage styled = Beautifier::apply(image, scale, style, hasTransparency(image));

@@ -2,6 +2,7 @@
 
 #include "app/AppPaths.h"
 #include "capture/HistoryManager.h"
+#include "capture/ImageUtils.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
 #include "platform/json/HistoryJson.h"
@@ -94,17 +95,6 @@ bool containsAll(const QByteArray& haystack, const QList<QByteArray>& words) {
     for (const QByteArray& word : words)
         if (!contains(haystack, word)) return false;
     return true;
-}
-
-QImage decode(const QString& path) {
-    if (const auto& codecs = platform::services().codecs) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly)) {
-            QImage image = codecs->decode(file.readAll());
-            if (!image.isNull()) return image;
-        }
-    }
-    return QImage(path);
 }
 
 } // namespace
@@ -533,7 +523,7 @@ HistoryIndex::ScanResult HistoryIndex::scan(const QString& path) {
     result.name = QFileInfo(path).fileName();
     switch (HistoryRecord::kindOf(path)) {
     case HistoryRecord::Kind::Image: {
-        const QImage image = decode(path);
+        const QImage image = ImageUtils::readFile(path);
         result.width = image.width();
         result.height = image.height();
         if (!image.isNull())

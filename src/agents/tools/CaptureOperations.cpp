@@ -32,17 +32,6 @@ namespace CaptureOperations {
 
 namespace {
 
-QImage readImage(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    const QByteArray bytes = file.readAll();
-    if (const auto& codecs = platform::services().codecs) {
-        QImage image = codecs->decode(bytes);
-        if (!image.isNull()) return image;
-    }
-    return QImage::fromData(bytes);
-}
-
 // "png", "jpg", "heic", "webp" from what agents write; none for anything else.
 std::optional<QString> imageFormatNamed(const QString& name) {
     const QString lower = name.trimmed().toLower();
@@ -81,7 +70,7 @@ Saved describe(const QString& path) {
     if (size.isValid()) {
         saved.width = size.width();
         saved.height = size.height();
-    } else if (const QImage image = readImage(path); !image.isNull()) {
+    } else if (const QImage image = ImageUtils::readFile(path); !image.isNull()) {
         saved.width = image.width();
         saved.height = image.height();
     }
@@ -98,7 +87,7 @@ std::optional<QString> historyPath(const QString& captureID) {
 
 Result<std::unique_ptr<EditorModel>> openForEditing(const QString& path, bool keepExisting) {
     if (keepExisting) return ClipboardOpener::modelForFile(path);
-    const QImage image = readImage(path);
+    const QImage image = ImageUtils::readFile(path);
     if (image.isNull())
         return Error{
             QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
@@ -134,6 +123,7 @@ Result<Saved> storeNew(const QImage& image, double scale, const QString& baseNam
     const auto stored = HistoryManager::store(encoded.bytes, name + u'.' + encoded.format);
     if (!stored) return stored.error();
     HistoryManager::addToIndex(*stored, context);
+    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
     Saved saved = describe(*stored);
     saved.width = image.width();
     saved.height = image.height();
@@ -410,7 +400,7 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
         if (QFileInfo::exists(target) && !request.overwrite)
             target = FileNamer::uniquePath(destination, name);
         if (changes) {
-            QImage image = readImage(file);
+            QImage image = ImageUtils::readFile(file);
             if (image.isNull()) return Error{QStringLiteral("Could not read %1.").arg(file)};
             if (request.maxWidth && image.width() > *request.maxWidth) {
                 const int height =

@@ -5,8 +5,10 @@
 #include "agents/AgentConnection.h"
 #include "agents/MCPSession.h"
 #include "agents/ToolMedia.h"
+#include "agents/tools/CaptureOperations.h"
 #include "app/Prefs.h"
 #include "capture/HistoryManager.h"
+#include "capture/ImageUtils.h"
 
 #include "../support/EventLoop.h"
 #include "../support/FakePlatform.h"
@@ -367,10 +369,21 @@ TEST_F(ToolMediaTest, SourcesResolveWithClearErrors) {
     EXPECT_EQ(QImageReader(home.path() + "/out/copy.jpg").format(), "jpeg");
 }
 
-TEST_F(ToolMediaTest, ToolImagesAreStoredQuietlyAndAnswered) {
+TEST_F(ToolMediaTest, ToolImagesAreStoredQuietlyWithinTheHistoryLimitAndAnswered) {
     Prefs::setValue("captureSound", true);
-    const auto stored = ToolMedia::storeCapture(stripes({30, 10}), 1.0, CaptureContext{}, QString("jpg"));
-    EXPECT_TRUE(stored.historyFile.endsWith(".jpg"));
+    Prefs::setValue("historyLimit", 2);
+    for (const QString name : {"old 1.png", "old 2.png"}) {
+        ASSERT_TRUE(HistoryManager::store(ImageUtils::data(stripes({4, 4}), "png"), name).ok());
+        QFile old(QDir(HistoryManager::directory()).filePath(name));
+        ASSERT_TRUE(old.open(QIODevice::ReadWrite));
+        old.setFileTime(QDateTime::currentDateTime().addDays(-1), QFileDevice::FileModificationTime);
+    }
+    const auto saved = CaptureOperations::storeNew(stripes({30, 10}), 1.0, "made", QString("jpg"), {});
+    ASSERT_TRUE(saved.ok()) << saved.error().message.toStdString();
+    const QString historyFile = saved->path;
+    EXPECT_TRUE(historyFile.endsWith("made.jpg"));
+    EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files).size(), 2) << "the oldest was pruned";
+    EXPECT_TRUE(QFile::exists(historyFile));
     EXPECT_TRUE(clipboard->images.isEmpty());
     EXPECT_EQ(sound->shutters, 0);
     EXPECT_TRUE(toasts->shown.isEmpty());
@@ -380,7 +393,7 @@ TEST_F(ToolMediaTest, ToolImagesAreStoredQuietlyAndAnswered) {
     AgentAccess access(home.path() + "/activity.json");
     const ToolContext context{&session, std::nullopt, nullptr, &access};
     std::optional<ToolOutcome> outcome;
-    ToolMedia::finishImage(ToolArgs(QJsonObject{{"copy_to_clipboard", true}}), context, stored.historyFile,
+    ToolMedia::finishImage(ToolArgs(QJsonObject{{"copy_to_clipboard", true}}), context, historyFile,
                            QJsonObject{{"kind", "test"}}, "Made an image",
                            [&](ToolOutcome o) { outcome = o; });
     ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }));
@@ -390,7 +403,7 @@ TEST_F(ToolMediaTest, ToolImagesAreStoredQuietlyAndAnswered) {
     EXPECT_EQ(output.json["width"].toInt(), 30);
     EXPECT_EQ(output.summary, QString("Made an image"));
     EXPECT_EQ(output.images.size(), 1);
-    EXPECT_TRUE(session.ownedCaptures.contains(QFileInfo(stored.historyFile).fileName()));
+    EXPECT_TRUE(session.ownedCaptures.contains(QFileInfo(historyFile).fileName()));
 }
 
 TEST_F(ToolMediaTest, PreviewsCanFinishOnAWorker) {

@@ -138,6 +138,38 @@ public:
     }
 };
 
+// Movies of one colour: every frame of a file is `frameColor` at `info.size`.
+class FakeMediaReader : public platform::MediaReader {
+public:
+    platform::MediaInfo mediaInfo{2.0, QSize(64, 48), 30, QStringLiteral("h264"), false, {}};
+    QColor frameColor = Qt::magenta;
+    QList<double> requestedTimes;
+    Result<platform::MediaInfo> info(const QString&) override { return mediaInfo; }
+    Result<QImage> frameAt(const QString&, double seconds) override {
+        requestedTimes.append(seconds);
+        QImage frame(mediaInfo.size, QImage::Format_ARGB32);
+        frame.fill(frameColor);
+        return frame;
+    }
+};
+
+// PDFs of `pages` pages; page n is 100 × 50 points filled with pageColors[n - 1].
+class FakeDocumentReader : public platform::DocumentReader {
+public:
+    QList<QColor> pageColors{Qt::red, Qt::green, Qt::blue};
+    bool handles(const QString& file) const override { return file.endsWith(QLatin1String(".pdf")); }
+    Result<int> pageCount(const QString&) override { return int(pageColors.size()); }
+    Result<QImage> renderPage(const QString&, int page, double scale) override {
+        if (page < 1 || page > pageColors.size())
+            return Error{QStringLiteral("The document has %1 pages; there is no page %2.")
+                             .arg(pageColors.size())
+                             .arg(page)};
+        QImage image(QSize(100, 50) * scale, QImage::Format_ARGB32);
+        image.fill(pageColors[page - 1]);
+        return image;
+    }
+};
+
 // Each test gets its own preferences and data folders, the real codecs and archiver
 // (neither needs a display) and fakes for everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
@@ -158,6 +190,8 @@ protected:
         auto r = std::make_unique<FakeTextRecognition>();
         auto b = std::make_unique<FakeBarcodes>();
         auto l = std::make_unique<FakeSubjectLifter>();
+        auto m = std::make_unique<FakeMediaReader>();
+        auto doc = std::make_unique<FakeDocumentReader>();
         screen = s.get();
         clipboard = c.get();
         sound = so.get();
@@ -168,10 +202,13 @@ protected:
         textRecognition = r.get();
         barcodes = b.get();
         subjectLifter = l.get();
+        media = m.get();
+        documents = doc.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
                            std::move(d), std::move(r), std::move(b), std::move(l),
-                           std::make_unique<platform::archive::LibarchiveArchiver>()});
+                           std::make_unique<platform::archive::LibarchiveArchiver>(), std::move(m),
+                           std::move(doc)});
     }
 
     QTemporaryDir home;
@@ -183,6 +220,8 @@ protected:
     FakeHotkeys* hotkeys = nullptr;
     FakeDesktopCover* desktopCover = nullptr;
     FakeTextRecognition* textRecognition = nullptr;
+    FakeMediaReader* media = nullptr;
+    FakeDocumentReader* documents = nullptr;
     FakeBarcodes* barcodes = nullptr;
     FakeSubjectLifter* subjectLifter = nullptr;
 };
