@@ -172,12 +172,16 @@ void ToolContext::authorize(AgentAccess::Category category, const QString& actio
                             std::function<void()> then) const {
     if (!session) throw ToolError{QStringLiteral("Cancelled.")};
     access().authorize(category, action, *session,
-                       [done, then = std::move(then)](std::optional<QString> refusal) {
+                       [context = *this, done, then = std::move(then)](std::optional<QString> refusal) {
                            if (refusal) {
                                done(ToolError{*refusal, true});
                                return;
                            }
-                           answeringErrors(done, then);
+                           // The client may have gone, or given up, while the user decided.
+                           answeringErrors(done, [&] {
+                               context.checkCancelled();
+                               then();
+                           });
                        });
 }
 

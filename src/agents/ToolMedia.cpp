@@ -2,6 +2,7 @@
 
 #include "agents/MCPSession.h"
 
+#include "capture/FileNamer.h"
 #include "capture/GaussianBlur.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
@@ -93,8 +94,6 @@ Source resolve(const ToolArgs& args, bool load) {
         const QFileInfo info(expanded);
         if (!info.isFile()) failTool(QStringLiteral("No file at %1.").arg(expanded));
         source.file = info.absoluteFilePath();
-        if (QFileInfo(HistoryManager::directory()) == QFileInfo(info.absolutePath()))
-            source.captureId = info.fileName();
     } else if (args.boolean(QStringLiteral("from_clipboard")).value_or(false)) {
         const auto& clipboard = platform::services().clipboard;
         if (!clipboard) failTool(QStringLiteral("The clipboard is not available."));
@@ -108,6 +107,8 @@ Source resolve(const ToolArgs& args, bool load) {
     } else {
         failTool(QStringLiteral("Say which image to use: capture_id, path or from_clipboard."));
     }
+    // However it was named, a file of the history is that capture.
+    source.captureId = HistoryManager::captureIdOf(source.file);
     if (load) source.image = loadImage(source.file);
     return source;
 }
@@ -116,8 +117,8 @@ QJsonObject describe(const QString& file, const QImage& image) {
     QJsonObject fields;
     const QFileInfo info(file);
     if (!file.isEmpty()) {
-        if (QFileInfo(HistoryManager::directory()) == QFileInfo(info.absolutePath()))
-            fields.insert(QStringLiteral("id"), info.fileName());
+        if (const QString id = HistoryManager::captureIdOf(file); !id.isEmpty())
+            fields.insert(QStringLiteral("id"), id);
         fields.insert(QStringLiteral("path"), info.absoluteFilePath());
         fields.insert(QStringLiteral("bytes"), info.size());
     }
@@ -126,6 +127,22 @@ QJsonObject describe(const QString& file, const QImage& image) {
         fields.insert(QStringLiteral("height"), image.height());
     }
     return fields;
+}
+
+bool isForeign(const ToolContext& context, const QString& captureId) {
+    return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
+}
+
+void withHistoryGate(const ToolContext& context, const QStringList& captureIds, const QString& action,
+                     const ToolDone& done, std::function<void()> then) {
+    const bool foreign = std::any_of(captureIds.begin(), captureIds.end(),
+                                     [&context](const QString& id) { return isForeign(context, id); });
+    if (foreign) return context.authorize(AgentAccess::Category::history, action, done, std::move(then));
+    then();
+}
+
+QString shownText(const QString& text, bool redact) {
+    return redact ? SensitiveScanner::redactText(text, SensitiveScanner::kinds()) : text;
 }
 
 bool wantsImage(const ToolArgs& args) {
@@ -144,7 +161,7 @@ void addPreview(ToolOutput& output, const QImage& image, AgentAccess::ImageShari
                                 text.error().message);
             return;
         }
-        const QString shown = redact ? SensitiveScanner::redactText(*text, SensitiveScanner::kinds()) : *text;
+        const QString shown = shownText(*text, redact);
         output.notes.append(shown.trimmed().isEmpty() ? QStringLiteral("No text in the image.")
                                                       : QStringLiteral("Text in the image:\n") + shown);
         return;
@@ -204,6 +221,12 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
     } else if (!QDir().mkpath(QFileInfo(destination).absolutePath())) {
         failTool(QStringLiteral("Cannot create the folder for %1.").arg(destination));
     }
+    if (!HistoryManager::captureIdOf(destination).isEmpty())
+        failTool(
+            QStringLiteral("`save_to` cannot be Pictavia's history folder; the result is already there."));
+    // An existing file is never replaced: the copy takes the next free name.
+    destination =
+        FileNamer::uniquePath(QFileInfo(destination).absolutePath(), QFileInfo(destination).fileName());
     const QString suffix = QFileInfo(destination).suffix().toLower();
     QByteArray bytes;
     if (!file.isEmpty() && suffix == sourceInfo.suffix().toLower()) {

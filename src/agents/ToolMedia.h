@@ -33,6 +33,17 @@ QImage loadImage(const QString& file);
 // {"id" (history files only), "path", "bytes", "width", "height"}.
 QJsonObject describe(const QString& file, const QImage& image);
 
+// A capture of the user's history that this client did not make itself.
+bool isForeign(const ToolContext& context, const QString& captureId);
+// Runs `then` at once when every id is empty (a file outside the history) or one of the
+// client's own captures; otherwise behind the "history" gate, asking about `action`.
+void withHistoryGate(const ToolContext& context, const QStringList& captureIds, const QString& action,
+                     const ToolDone& done, std::function<void()> then);
+
+// Text read from pixels as an agent may receive it: with sensitive data masked when
+// `redact` (the user's "hide sensitive data from agents").
+QString shownText(const QString& text, bool redact);
+
 // "return_image", default true.
 bool wantsImage(const ToolArgs& args);
 

@@ -249,6 +249,14 @@ const QStringList& sections() {
     return list;
 }
 
+std::optional<QString> sectionNamed(const QString& name) {
+    const auto folded = [](QString text) { return text.toLower().remove(u' ').remove(u'_').remove(u'-'); };
+    const QString wanted = folded(name);
+    for (const QString& section : sections())
+        if (folded(section) == wanted) return section;
+    return std::nullopt;
+}
+
 const QList<Setting>& settings() {
     static const QList<Setting> list = makeSettings();
     return list;

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <optional>
+
 // What the settings page shows for each preference: its section, a title and a line of
 // explanation in the user's words, and the kind of control that edits it. Found by the
 // words of a search.
@@ -38,6 +40,9 @@ struct Setting {
 
 // The sections, in page order.
 const QStringList& sections();
+// The section a name means, ignoring case, spaces, "_" and "-" ("after_capture" is
+// "After Capture"); none when no section has that name.
+std::optional<QString> sectionNamed(const QString& name);
 // Every preference with a registered default, in page order.
 const QList<Setting>& settings();
 const Setting* find(const QString& key);

@@ -101,6 +101,16 @@ void CaptureCoordinator::captureText() {
                        });
 }
 
+void CaptureCoordinator::selectTextArea(std::function<void(std::optional<QImage>)> done) {
+    if (m_selection) return done(std::nullopt);
+    beginAreaSelection(QStringLiteral("Select text to read. Esc cancels"), false,
+                       [this, done = std::move(done)](const SelectionOutcome& outcome) {
+                           if (outcome.kind != SelectionOutcome::Kind::selected) return done(std::nullopt);
+                           const auto grab = image(outcome.rect, outcome.target);
+                           done(grab ? std::optional<QImage>(grab->image) : std::nullopt);
+                       });
+}
+
 void CaptureCoordinator::scrollingCapture() {
     Toast::show(QStringLiteral("Scrolling capture is not available in this version of Pictavia"));
 }
@@ -116,6 +126,8 @@ void CaptureCoordinator::captureWindow() {
             m_frontmostContext = CaptureContext::forWindow(pick->windowID);
             if (const auto delivered = StillCapture::window(pick->windowID); !delivered)
                 showFailure(QStringLiteral("Window capture failed: "), delivered.error());
+            else
+                emit captured(delivered->historyFile);
         }
         endFlow();
     });
@@ -250,7 +262,9 @@ void CaptureCoordinator::captureRect(const QRectF& rect, const SelectionTarget& 
     }
     Prefs::setLastArea(Prefs::Area{rect, target.display.id});
     const DeliveryOptions options = copyOnly ? DeliveryOptions::copyOnly() : DeliveryOptions{};
-    OutputPipeline::deliverImage(grab->image, grab->scale, copyOnly, false, m_frontmostContext, options);
+    const auto delivered =
+        OutputPipeline::deliverImage(grab->image, grab->scale, copyOnly, false, m_frontmostContext, options);
+    if (delivered && !delivered->historyFile.isEmpty()) emit captured(delivered->historyFile);
 }
 
 void CaptureCoordinator::readText(const QRectF& rect, const SelectionTarget& target) {

@@ -41,6 +41,9 @@ public:
     void timedFullscreen(int seconds);
     void timedArea(int seconds);
     void captureText();
+    // The user drags out an area whose text an agent reads: `done` gets its pixels, not
+    // stored anywhere, or nothing when the user cancels.
+    void selectTextArea(std::function<void(std::optional<QImage>)> done);
     void scrollingCapture();
     // A given rectangle in points relative to a display (the one with the number, else the
     // one under the pointer), without any overlay: for URL commands and agents.
@@ -55,6 +58,8 @@ public:
 signals:
     // A flow ended, whatever its outcome (tests and the start-up code wait on it).
     void flowFinished();
+    // A flow stored a capture in the history (before it finishes).
+    void captured(const QString& historyFile);
 
 private:
     struct Grab {

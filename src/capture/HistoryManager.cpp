@@ -40,6 +40,15 @@ QString directory() {
     return AppPaths::dataDirectory() + QStringLiteral("/History");
 }
 
+QString captureIdOf(const QString& path) {
+    if (path.isEmpty()) return {};
+    const QFileInfo file(path);
+    const QString folder = QFileInfo(directory()).canonicalFilePath();
+    const QString parent = QFileInfo(file.absolutePath()).canonicalFilePath();
+    if (folder.isEmpty() || parent != folder) return {};
+    return file.fileName();
+}
+
 Result<QString> store(const QByteArray& bytes, const QString& fileName) {
     if (!QDir().mkpath(directory()))
         return Error{QStringLiteral("Cannot create the history folder %1").arg(directory())};

@@ -16,6 +16,10 @@ namespace HistoryManager {
 // $XDG_DATA_HOME/Pictavia/History
 QString directory();
 
+// The capture id (file name) of `path` when it lies in the history folder, by its real
+// location (symbolic links and ".." resolved); empty otherwise.
+QString captureIdOf(const QString& path);
+
 // Writes a capture under `fileName` (another name when it is taken) and returns its path.
 Result<QString> store(const QByteArray& bytes, const QString& fileName);
 

@@ -2,6 +2,8 @@
 
 #include "platform/Platform.h"
 
+#include <QPainter>
+
 #include <cmath>
 
 namespace {
@@ -62,12 +64,27 @@ double ScreenCaptureService::displayScale(const platform::DisplayInfo& display) 
     return main ? main->scale : 1.0;
 }
 
+Result<QImage> ScreenCaptureService::grabRoot(const QRect& rootRect, bool showCursor) const {
+    auto image = backend()->grabArea(rootRect);
+    if (!image || !showCursor) return image;
+    // The screen's pixels never include the pointer: it is drawn over them here.
+    if (const auto cursor = backend()->cursor()) {
+        QImage drawn = std::move(image).value();
+        if (drawn.format() != QImage::Format_ARGB32_Premultiplied && drawn.format() != QImage::Format_RGB32)
+            drawn = drawn.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&drawn);
+        painter.drawImage(cursor->topLeft - rootRect.topLeft(), cursor->image);
+        painter.end();
+        return drawn;
+    }
+    return image;
+}
+
 Result<QImage> ScreenCaptureService::captureDisplay(const platform::DisplayInfo& display,
                                                     bool excludeOwnWindows, bool showCursor) const {
     Q_UNUSED(excludeOwnWindows);
-    Q_UNUSED(showCursor);
     if (!backend()) return noScreen();
-    return backend()->grabArea(display.geometry);
+    return grabRoot(display.geometry, showCursor);
 }
 
 Result<ScreenCaptureService::DisplayCapture>
@@ -79,8 +96,8 @@ ScreenCaptureService::captureDisplay(uint32_t displayID, bool excludeOwnWindows,
     return DisplayCapture{std::move(image).value(), *found};
 }
 
-Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect,
-                                                 const platform::DisplayInfo& display) const {
+Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect, const platform::DisplayInfo& display,
+                                                 bool showCursor) const {
     if (!backend()) return noScreen();
     const double scale = display.scale;
     const QRect pixels(QPoint(static_cast<int>(std::floor(rect.left() * scale)),
@@ -89,7 +106,7 @@ Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect,
                               static_cast<int>(std::ceil(rect.bottom() * scale)) - 1));
     const QRect onScreen = pixels.translated(display.geometry.topLeft()).intersected(display.geometry);
     if (rect.isEmpty() || onScreen.isEmpty()) return Error{QStringLiteral("That area is off screen")};
-    return backend()->grabArea(onScreen);
+    return grabRoot(onScreen, showCursor);
 }
 
 Result<ScreenCaptureService::WindowCapture>

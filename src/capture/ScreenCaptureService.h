@@ -44,10 +44,15 @@ public:
                                           bool showCursor = false) const;
     // A rectangle in points relative to the display's top-left corner, clipped to the
     // display; fails with "That area is off screen" when nothing of it is on the display.
-    Result<QImage> captureArea(const QRectF& rect, const platform::DisplayInfo& display) const;
+    Result<QImage> captureArea(const QRectF& rect, const platform::DisplayInfo& display,
+                               bool showCursor = false) const;
     // One window with its frame; fails with "Window not found" (code 2).
     Result<WindowCapture> captureWindowWithBackdrop(uint32_t windowID, bool includeBackdrop = false) const;
 
     static Error displayNotFound();
     static Error windowNotFound();
+
+private:
+    // A rectangle of the root window, with the pointer drawn in when asked.
+    Result<QImage> grabRoot(const QRect& rootRect, bool showCursor) const;
 };

@@ -42,3 +42,11 @@ Result<BeautifyPreset> BeautifyPreset::decode(const QVariantMap& map) {
     preset.radius = *radius;
     return preset;
 }
+
+std::optional<BeautifyPreset> BeautifyPreset::named(const QList<BeautifyPreset>& presets,
+                                                    const QString& name) {
+    const QString wanted = name.trimmed();
+    for (const BeautifyPreset& preset : presets)
+        if (preset.name.compare(wanted, Qt::CaseInsensitive) == 0) return preset;
+    return std::nullopt;
+}

@@ -3,9 +3,12 @@
 #include "common/Result.h"
 #include "editor/BackgroundStyle.h"
 
+#include <QList>
 #include <QString>
 #include <QUuid>
 #include <QVariantMap>
+
+#include <optional>
 
 // A named beautify look: a background style with padding and corner radius in points.
 struct BeautifyPreset {
@@ -20,4 +23,7 @@ struct BeautifyPreset {
     // Keyed coding with the keys "id", "name", "style", "padding", "radius".
     QVariantMap encode() const;
     static Result<BeautifyPreset> decode(const QVariantMap& map);
+
+    // The preset of `presets` called `name`, ignoring case and surrounding spaces.
+    static std::optional<BeautifyPreset> named(const QList<BeautifyPreset>& presets, const QString& name);
 };

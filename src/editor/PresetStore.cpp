@@ -89,10 +89,7 @@ std::optional<BeautifyPreset> PresetStore::find(const QUuid& id) const {
 }
 
 std::optional<BeautifyPreset> PresetStore::findByName(const QString& name) const {
-    const QString wanted = name.trimmed();
-    for (const BeautifyPreset& preset : m_presets)
-        if (preset.name.compare(wanted, Qt::CaseInsensitive) == 0) return preset;
-    return std::nullopt;
+    return BeautifyPreset::named(m_presets, name);
 }
 
 void PresetStore::add(const BeautifyPreset& preset) {

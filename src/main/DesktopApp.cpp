@@ -161,13 +161,15 @@ void installAgentDesktopActions() {
         ui::QuickAccess::show(file, image);
     };
     hooks.reveal = [](const QStringList& files) { ui::revealInFileManager(files); };
-    hooks.showPage = [](const QString& page) {
-        if (page == u"library")
-            ui::MainWindow::shown(ui::MainWindow::Page::Library);
-        else if (page == u"settings")
-            ui::MainWindow::shown(ui::MainWindow::Page::Settings);
-        else
-            ui::MainWindow::shown(ui::MainWindow::Page::Home);
+    hooks.showPage = [](const QString& page, const QString& settingsSection) {
+        using Page = ui::MainWindow::Page;
+        const Page shown = page == u"library"    ? Page::Library
+                           : page == u"agents"   ? Page::Agents
+                           : page == u"settings" ? Page::Settings
+                                                 : Page::Home;
+        ui::MainWindow& window = ui::MainWindow::shown(shown);
+        if (shown == Page::Settings && !settingsSection.isEmpty())
+            window.showSettingsSection(settingsSection);
     };
     hooks.openWithDefaultApp = [](const QString& file) {
         return QDesktopServices::openUrl(QUrl::fromLocalFile(file));

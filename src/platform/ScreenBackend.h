@@ -58,6 +58,14 @@ public:
 
     virtual QPoint pointerPosition() = 0;
 
+    // The pointer as drawn now: its image (premultiplied ARGB) and where its top-left
+    // corner is on the root window. None where the system does not say.
+    struct Cursor {
+        QImage image;
+        QPoint topLeft;
+    };
+    virtual std::optional<Cursor> cursor() { return std::nullopt; }
+
     // Asks the window manager to put a window's frame at `frameTopLeft` and give its client
     // area `clientSize` (root pixels; either may be left as it is), and to raise and focus
     // it. The manager and the app may adjust or refuse; read windows() for the result.

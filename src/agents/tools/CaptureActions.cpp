@@ -2,7 +2,8 @@
 
 #include "agents/tools/DesktopActions.h"
 #include "app/QuickActions.h"
-#include "editor/ClipboardOpener.h"
+#include "app/SettingsCatalog.h"
+#include "capture/ImageUtils.h"
 #include "history/HistoryRecord.h"
 #include "platform/Platform.h"
 
@@ -14,11 +15,6 @@ namespace {
 
 Error unavailable(const QString& what) {
     return Error{what + QStringLiteral(" is not available: Pictavia is running without its windows.")};
-}
-
-QImage readImage(const QString& path) {
-    auto model = ClipboardOpener::modelForFile(path);
-    return model ? (*model)->baseImage() : QImage();
 }
 
 } // namespace
@@ -39,7 +35,7 @@ Result<QJsonObject> copy(const QString& path, const QString& text) {
         return QJsonObject{{QStringLiteral("copied"), QStringLiteral("file")},
                            {QStringLiteral("path"), path}};
     }
-    const QImage image = readImage(path);
+    const QImage image = ImageUtils::readFile(path);
     if (image.isNull())
         return Error{
             QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
@@ -68,20 +64,39 @@ Result<QJsonObject> pin(const QImage& image, double scale, const QString& action
     return QJsonObject{{QStringLiteral("action"), what}, {QStringLiteral("pins"), hooks.pins(what)}};
 }
 
-Result<QJsonObject> show(const QString& path, const QString& view) {
+Result<QJsonObject> show(const QString& path, const QString& view, const QString& settingsTab) {
     const auto& hooks = DesktopActions::hooks();
     QString what = view.trimmed().toLower();
     if (path.isEmpty()) {
+        QString section;
+        if (!settingsTab.trimmed().isEmpty()) {
+            // The AI agent settings have a page of their own.
+            const QString folded = settingsTab.toLower().remove(u' ').remove(u'_');
+            if (const auto named = SettingsCatalog::sectionNamed(settingsTab)) {
+                section = *named;
+                what = QStringLiteral("settings");
+            } else if (folded == u"agents" || folded == u"aiagents") {
+                what = QStringLiteral("agents");
+            } else {
+                return Error{QStringLiteral("No settings page “%1”. The pages are: %2, and AI Agents.")
+                                 .arg(settingsTab, SettingsCatalog::sections().join(QStringLiteral(", ")))};
+            }
+        }
         if (what.isEmpty()) what = QStringLiteral("home");
         if (what == u"history") what = QStringLiteral("library");
-        if (what != u"home" && what != u"library" && what != u"settings")
-            return Error{QStringLiteral("Without a capture, `view` is home, library or settings.")};
+        if (!QStringList{QStringLiteral("home"), QStringLiteral("library"), QStringLiteral("agents"),
+                         QStringLiteral("settings")}
+                 .contains(what))
+            return Error{
+                QStringLiteral("Without a capture, `view` is home, library, history, agents or settings.")};
         if (!hooks.showPage) return unavailable(QStringLiteral("The main window"));
-        hooks.showPage(what);
-        return QJsonObject{{QStringLiteral("shown"), what}};
+        hooks.showPage(what, section);
+        QJsonObject shown{{QStringLiteral("shown"), what}};
+        if (!section.isEmpty()) shown.insert(QStringLiteral("settings_tab"), section);
+        return shown;
     }
     if (what.isEmpty()) what = QStringLiteral("editor");
-    if (what == u"finder" || what == u"reveal") what = QStringLiteral("file_manager");
+    if (what == u"file_manager" || what == u"reveal") what = QStringLiteral("finder");
     QJsonObject shown{{QStringLiteral("shown"), what}, {QStringLiteral("path"), path}};
     if (what == u"editor") {
         if (HistoryRecord::kindOf(QFileInfo(path).fileName()) != HistoryRecord::Kind::Image)
@@ -90,8 +105,9 @@ Result<QJsonObject> show(const QString& path, const QString& view) {
         hooks.openEditor(path);
     } else if (what == u"quick_access") {
         if (!hooks.showQuickAccess) return unavailable(QStringLiteral("Quick Access"));
-        hooks.showQuickAccess(path, readImage(path));
-    } else if (what == u"file_manager") {
+        hooks.showQuickAccess(path, ImageUtils::readFile(path));
+    } else if (what == u"finder" || what == u"share") {
+        // Files are shared on this desktop from the file manager, the file selected.
         if (!hooks.reveal) return unavailable(QStringLiteral("The file manager"));
         hooks.reveal({path});
     } else if (what == u"default_app") {
@@ -100,7 +116,7 @@ Result<QJsonObject> show(const QString& path, const QString& view) {
             return Error{QStringLiteral("No application opened %1.").arg(path)};
     } else {
         return Error{
-            QStringLiteral("With a capture, `view` is editor, quick_access, file_manager or default_app.")};
+            QStringLiteral("With a capture, `view` is editor, quick_access, finder, share or default_app.")};
     }
     return shown;
 }

@@ -64,8 +64,7 @@ Saved describe(const QString& path) {
     Saved saved;
     saved.path = info.absoluteFilePath();
     saved.bytes = info.size();
-    const bool inHistory = QDir(HistoryManager::directory()).absolutePath() == info.absolutePath();
-    saved.id = inHistory ? info.fileName() : QString();
+    saved.id = HistoryManager::captureIdOf(path);
     const QSize size = QImageReader(path).size();
     if (size.isValid()) {
         saved.width = size.width();
@@ -75,14 +74,6 @@ Saved describe(const QString& path) {
         saved.height = image.height();
     }
     return saved;
-}
-
-std::optional<QString> historyPath(const QString& captureID) {
-    const QString name = QFileInfo(captureID.trimmed()).fileName();
-    if (name.isEmpty() || name.startsWith(u'.')) return std::nullopt;
-    const QString path = QDir(HistoryManager::directory()).filePath(name);
-    if (!QFileInfo(path).isFile()) return std::nullopt;
-    return path;
 }
 
 Result<std::unique_ptr<EditorModel>> openForEditing(const QString& path, bool keepExisting) {
@@ -136,7 +127,7 @@ Result<Saved> saveEdited(EditorModel& model, const QString& sourcePath, SaveMode
     if (!image) return Error{QStringLiteral("The edited image is empty.")};
     const QFileInfo source(sourcePath);
     if (mode == SaveMode::Replace) {
-        if (!historyPath(source.fileName()) || QFileInfo(*historyPath(source.fileName())) != source)
+        if (HistoryManager::captureIdOf(sourcePath).isEmpty())
             return Error{
                 QStringLiteral("Only captures in Pictavia's history can be replaced; use save \"new\" for "
                                "other files.")};
@@ -299,13 +290,20 @@ Result<bool> removeBackground(EditorModel& model, const CutOutOptions& options) 
 
 // --- Beautify ----------------------------------------------------------------------------------
 
+BeautifyOptions BeautifyOptions::withPresets() {
+    BeautifyOptions options;
+    options.presets = PresetStore::shared().presets();
+    options.active = PresetStore::shared().active();
+    return options;
+}
+
 Result<bool> beautify(EditorModel& model, const BeautifyOptions& options) {
     model.pushUndo();
     if (options.preset) {
-        const auto preset = PresetStore::shared().findByName(*options.preset);
+        const auto preset = BeautifyPreset::named(options.presets, *options.preset);
         if (!preset) {
             QStringList names;
-            for (const auto& known : PresetStore::shared().presets())
+            for (const auto& known : options.presets)
                 names << known.name;
             return Error{QStringLiteral("There is no beautify preset “%1”. Presets: %2.")
                              .arg(*options.preset, names.join(u", "))};
@@ -327,7 +325,7 @@ Result<bool> beautify(EditorModel& model, const BeautifyOptions& options) {
     if (options.cornerRadius) model.setCornerRadius(*options.cornerRadius);
     if (options.windowShadow) model.setWindowShadow(*options.windowShadow);
     if (!options.preset && !options.background && !options.padding && !options.cornerRadius) {
-        const BeautifyPreset active = PresetStore::shared().active();
+        const BeautifyPreset& active = options.active;
         model.setBackground(Backgrounds::parse(active.style).value_or(BackgroundStyle::None));
         model.setPadding(active.padding);
         model.setCornerRadius(active.radius);

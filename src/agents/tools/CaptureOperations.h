@@ -2,6 +2,7 @@
 
 #include "capture/CaptureContext.h"
 #include "common/Result.h"
+#include "editor/BeautifyPreset.h"
 #include "editor/EditorTypes.h"
 #include "text/SensitiveHit.h"
 #include "text/TextBox.h"
@@ -34,9 +35,6 @@ struct Saved {
     QJsonObject toJson() const; // "id", "path", "width", "height", "bytes"
 };
 Saved describe(const QString& path);
-
-// The capture's file in the history folder; none when it has no such file.
-std::optional<QString> historyPath(const QString& captureID);
 
 // An editor model of the capture with its editable annotations, when it has a project and
 // `keepExisting` is set; the plain pixels otherwise.
@@ -98,6 +96,13 @@ struct BeautifyOptions {
     std::optional<double> padding;
     std::optional<double> cornerRadius;
     std::optional<bool> windowShadow;
+    // The user's presets and the active one, read on the main thread: the preset store
+    // belongs to it, and the edit itself runs on a worker.
+    QList<BeautifyPreset> presets;
+    BeautifyPreset active;
+
+    // Options with the preset store's current presets.
+    static BeautifyOptions withPresets();
 };
 Result<bool> beautify(EditorModel& model, const BeautifyOptions& options);
 

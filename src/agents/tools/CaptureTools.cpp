@@ -15,7 +15,6 @@
 #include "editor/PresetStore.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
-#include "text/SensitiveScanner.h"
 #include "text/TextLocator.h"
 #include "text/TextRecognizer.h"
 
@@ -145,7 +144,8 @@ Grab grab(const ToolArgs& args, const QString& target) {
                            "select_window.")
                 .arg(target));
     }
-    auto image = service.captureArea(*area, display);
+    auto image =
+        service.captureArea(*area, display, args.boolean(QStringLiteral("include_cursor")).value_or(false));
     if (!image) failTool(image.error().message);
     result.image = *image;
     result.scale = display.scale;
@@ -187,6 +187,61 @@ IconsHidden::IconsHidden(bool wanted) {
     if (!wanted || desktopIconsHidden || !platform::services().desktopCover) return;
     platform::services().desktopCover->cover();
     m_covered = true;
+}
+
+// MARK: - Window sizes
+
+// The display a window is mostly on: the one holding its centre, else the first.
+platform::DisplayInfo displayOf(const QRect& frame) {
+    const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
+    if (displays.isEmpty()) failTool(QStringLiteral("No display is available."));
+    for (const auto& display : displays)
+        if (display.geometry.contains(frame.center())) return display;
+    return displays.first();
+}
+
+struct NamedSize {
+    QSizeF size;
+    bool inPixels = false; // "…px"; else points
+};
+
+// "1280x800" (points) or "2540x1520px" (pixels); none for anything else.
+std::optional<NamedSize> sizeNamed(const QString& text) {
+    QString lower = text.trimmed().toLower();
+    NamedSize named;
+    if (lower.endsWith(QLatin1String("px"))) {
+        named.inPixels = true;
+        lower.chop(2);
+    }
+    const QStringList parts = lower.split(u'x');
+    if (parts.size() != 2) return std::nullopt;
+    bool wide = false, high = false;
+    named.size = QSizeF(parts[0].trimmed().toDouble(&wide), parts[1].trimmed().toDouble(&high));
+    if (!wide || !high || !std::isfinite(named.size.width()) || !std::isfinite(named.size.height()) ||
+        named.size.width() < 1 || named.size.height() < 1 || named.size.width() > 16384 ||
+        named.size.height() > 16384)
+        return std::nullopt;
+    return named;
+}
+
+// The window manager answers in its own time: `then` gets the window's frame once it
+// differs from `before`, or after a second in any case.
+void afterWindowChanges(uint32_t id, const QRect& before, std::function<void(const QRect&)> then) {
+    auto waited = std::make_shared<int>(0);
+    auto poll = std::make_shared<std::function<void()>>();
+    *poll = [id, before, then = std::move(then), waited, poll]() {
+        QRect frame = before;
+        for (const auto& candidate : ToolInfo::windows())
+            if (candidate.id == id) frame = candidate.frame;
+        if (frame == before && ++*waited < 10) {
+            QTimer::singleShot(100, *poll);
+            return;
+        }
+        const auto finish = std::move(then);
+        *poll = nullptr; // breaks the cycle of the shared function holding itself
+        finish(frame);
+    };
+    QTimer::singleShot(100, *poll);
 }
 
 // MARK: - take_screenshot
@@ -257,8 +312,6 @@ void captureNow(const ToolArgs& args, const ToolContext& context, const ToolDone
         windowCapture &&
         args.boolean(QStringLiteral("window_shadow")).value_or(Prefs::flag(QStringLiteral("windowShadow")));
     if (shadow) image = ImageUtils::withDropShadow(image, grabbed.scale);
-    if (grabbed.area && target == u"area")
-        Prefs::setLastArea(Prefs::Area{*grabbed.area, grabbed.display->id});
     const auto delivered =
         OutputPipeline::deliverImage(image, grabbed.scale, false, windowCapture, grabbed.context, options);
     if (!delivered) failTool(QStringLiteral("The capture could not be stored in the history."));
@@ -275,28 +328,25 @@ void captureNow(const ToolArgs& args, const ToolContext& context, const ToolDone
     answerCapture(args, context, *delivered, grabFacts(grabbed), done);
 }
 
-QSet<QString> historyNames() {
-    const QStringList names = QDir(HistoryManager::directory()).entryList(QDir::Files | QDir::NoDotAndDotDot);
-    return QSet<QString>(names.begin(), names.end());
-}
-
-// The user picks on screen; the capture is the file the flow adds to the history.
+// The user picks on screen; the capture is the one the flow stores.
 void captureInteractively(const ToolArgs& args, const ToolContext& context, const QString& target,
                           const ToolDone& done) {
     CaptureCoordinator& coordinator = CaptureCoordinator::shared();
     if (coordinator.busy())
         failTool(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
-    const QSet<QString> before = historyNames();
-    auto connection = std::make_shared<QMetaObject::Connection>();
-    *connection = QObject::connect(
+    auto stored = std::make_shared<QString>();
+    auto connections = std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
+    connections->first =
+        QObject::connect(&coordinator, &CaptureCoordinator::captured, QCoreApplication::instance(),
+                         [stored](const QString& file) { *stored = file; });
+    connections->second = QObject::connect(
         &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
-            QObject::disconnect(*connection);
+            QObject::disconnect(connections->first);
+            QObject::disconnect(connections->second);
             answeringErrors(done, [&] {
-                QStringList added = (historyNames() - before).values();
-                if (added.isEmpty()) failTool(QStringLiteral("The user cancelled the selection."));
-                std::sort(added.begin(), added.end());
+                if (stored->isEmpty()) failTool(QStringLiteral("The user cancelled the selection."));
                 OutputPipeline::Delivered delivered;
-                delivered.historyFile = QDir(HistoryManager::directory()).filePath(added.last());
+                delivered.historyFile = *stored;
                 answerCapture(args, context, delivered, QJsonObject{{QStringLiteral("target"), target}},
                               done);
             });
@@ -307,6 +357,18 @@ void captureInteractively(const ToolArgs& args, const ToolContext& context, cons
         coordinator.captureArea();
 }
 
+// Waits `delay_seconds` first, with the countdown announced, then captures.
+void captureAfterDelay(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
+    const int delay = std::clamp(args.integer(QStringLiteral("delay_seconds")).value_or(0), 0, 60);
+    if (delay == 0) return captureNow(args, context, done);
+    if (context.access().announce() && context.session)
+        Toast::show(
+            QStringLiteral("%1 takes a screenshot in %2 s").arg(context.session->displayName()).arg(delay),
+            std::min(delay, 5));
+    QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
+                       [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
+}
+
 void takeScreenshot(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const QString target = targetOf(args);
     if (!screenTargets.contains(target) && !interactiveTargets.contains(target))
@@ -314,27 +376,34 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, const Tool
             QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area, select_area or "
                            "select_window.")
                 .arg(target));
-    if (args.has(QStringLiteral("window_size")))
-        failTool(
-            QStringLiteral("window_size is not available: Pictavia cannot resize other apps' windows on this "
-                           "system. Resize the window first, then capture it."));
+    std::optional<NamedSize> windowSize;
+    if (const auto text = args.string(QStringLiteral("window_size"))) {
+        if (target != u"window") failTool(QStringLiteral("`window_size` applies to window captures only."));
+        windowSize = sizeNamed(*text);
+        if (!windowSize)
+            failTool(QStringLiteral(
+                "`window_size` reads like \"1280x800\" (points) or \"2540x1520px\" (pixels)."));
+    }
     context.authorize(AgentAccess::Category::capture, QStringLiteral("take a screenshot"), done, [=] {
         if (interactiveTargets.contains(target)) {
             captureInteractively(args, context, target, done);
             return;
         }
-        const int delay = std::clamp(args.integer(QStringLiteral("delay_seconds")).value_or(0), 0, 60);
-        if (delay == 0) {
-            captureNow(args, context, done);
+        if (windowSize) {
+            // Resized first; the capture follows once the window manager has done it.
+            const platform::WindowInfo window = windowFor(args);
+            const double scale = windowSize->inPixels ? 1.0 : displayOf(window.frame).scale;
+            const QSize client = (windowSize->size * (scale > 0 ? scale : 1.0)).toSize();
+            auto& screen = platform::services().screen;
+            if (!screen) failTool(QStringLiteral("No display is available."));
+            if (const auto asked = screen->arrangeWindow(window.id, std::nullopt, client, false); !asked)
+                failTool(asked.error().message);
+            afterWindowChanges(window.id, window.frame, [args, context, done](const QRect&) {
+                answeringErrors(done, [&] { captureAfterDelay(args, context, done); });
+            });
             return;
         }
-        if (context.access().announce() && context.session)
-            Toast::show(QStringLiteral("%1 takes a screenshot in %2 s")
-                            .arg(context.session->displayName())
-                            .arg(delay),
-                        std::min(delay, 5));
-        QTimer::singleShot(delay * 1000, QCoreApplication::instance(),
-                           [=] { answeringErrors(done, [&] { captureNow(args, context, done); }); });
+        captureAfterDelay(args, context, done);
     });
 }
 
@@ -374,9 +443,7 @@ void readImage(const ToolArgs& args, const ToolContext& context, const QImage& i
         reading.codes = TextRecognizer::barcodePayloads(image);
         return reading;
     }).then(QCoreApplication::instance(), [=](const Reading& reading) {
-        const auto shown = [redact](const QString& text) {
-            return redact ? SensitiveScanner::redactText(text, SensitiveScanner::kinds()) : text;
-        };
+        const auto shown = [redact](const QString& text) { return ToolMedia::shownText(text, redact); };
         ToolOutput out;
         out.json = facts;
         out.json.insert(QStringLiteral("width"), image.width());
@@ -385,8 +452,12 @@ void readImage(const ToolArgs& args, const ToolContext& context, const QImage& i
         if (detail != u"text") out.json.insert(QStringLiteral("lines"), boxList(reading.boxes.lines, shown));
         if (detail == u"words") out.json.insert(QStringLiteral("words"), boxList(reading.boxes.words, shown));
         if (phrase) out.json.insert(QStringLiteral("matches"), boxList(reading.matches, shown));
-        if (!reading.codes.isEmpty())
-            out.json.insert(QStringLiteral("codes"), QJsonArray::fromStringList(reading.codes));
+        if (!reading.codes.isEmpty()) {
+            QJsonArray codes;
+            for (const QString& code : reading.codes)
+                codes.append(shown(code));
+            out.json.insert(QStringLiteral("codes"), codes);
+        }
         if (copy && platform::services().clipboard) {
             platform::services().clipboard->setText(reading.text);
             out.json.insert(QStringLiteral("copied"), true);
@@ -408,55 +479,46 @@ void extractText(const ToolArgs& args, const ToolContext& context, const ToolDon
             true);
     if (const auto target = args.string(QStringLiteral("target"))) {
         const QString name = target->toLower();
-        if (interactiveTargets.contains(name))
-            failTool(QStringLiteral(
-                "Reading text from a selection is not available here: use take_screenshot with "
-                "target select_area, then extract_text with its capture_id."));
-        if (!screenTargets.contains(name))
-            failTool(QStringLiteral("Unknown target “%1”. Use screen, area, window or previous_area.")
-                         .arg(*target));
-        context.authorize(AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done,
-                          [=] {
-                              const Grab grabbed = grab(args, name);
-                              readImage(args, context, grabbed.image, grabFacts(grabbed), done);
-                          });
+        if (name != u"select_area" && !screenTargets.contains(name))
+            failTool(
+                QStringLiteral("Unknown target “%1”. Use screen, area, window, previous_area or select_area.")
+                    .arg(*target));
+        context.authorize(
+            AgentAccess::Category::capture, QStringLiteral("read text on the screen"), done, [=] {
+                if (name != u"select_area") {
+                    const Grab grabbed = grab(args, name);
+                    return readImage(args, context, grabbed.image, grabFacts(grabbed), done);
+                }
+                CaptureCoordinator& coordinator = CaptureCoordinator::shared();
+                if (coordinator.busy())
+                    failTool(
+                        QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
+                coordinator.selectTextArea([=](const std::optional<QImage>& image) {
+                    answeringErrors(done, [&] {
+                        context.checkCancelled();
+                        if (!image) failTool(QStringLiteral("The user cancelled the selection."));
+                        readImage(args, context, *image, QJsonObject{{QStringLiteral("target"), name}}, done);
+                    });
+                });
+            });
         return;
     }
-    if (args.has(QStringLiteral("page")) && args.integer(QStringLiteral("page")).value_or(1) != 1)
-        failTool(QStringLiteral("Only images can be read for now; documents with pages are not supported."));
-    const ToolMedia::Source source = ToolMedia::resolve(args, false);
-    const auto read = [=] {
-        const QImage image = source.image.isNull() ? ToolMedia::loadImage(source.file) : source.image;
-        readImage(args, context, image, ToolMedia::describe(source.file, QImage()), done);
-    };
-    if (!source.captureId.isEmpty())
-        context.authorize(AgentAccess::Category::history, QStringLiteral("read a capture"), done, read);
-    else
-        read();
+    const ToolMedia::Source source = ToolMedia::resolve(args, true);
+    ToolMedia::withHistoryGate(context, {source.captureId}, QStringLiteral("read a capture"), done, [=] {
+        readImage(args, context, source.image, ToolMedia::describe(source.file, QImage()), done);
+    });
 }
 
 // MARK: - arrange_window, set_desktop_icons
-
-// The display a window is mostly on: the one holding its centre, else the first.
-platform::DisplayInfo displayOf(const QRect& frame) {
-    const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
-    if (displays.isEmpty()) failTool(QStringLiteral("No display is available."));
-    for (const auto& display : displays)
-        if (display.geometry.contains(frame.center())) return display;
-    return displays.first();
-}
 
 std::optional<QSize> requestedSize(const ToolArgs& args) {
     std::optional<double> width = args.number(QStringLiteral("width"));
     std::optional<double> height = args.number(QStringLiteral("height"));
     if (const auto size = args.string(QStringLiteral("size"))) {
-        const QStringList parts = size->toLower().split(u'x');
-        bool wide = false, high = false;
-        if (parts.size() == 2) {
-            width = parts[0].trimmed().toDouble(&wide);
-            height = parts[1].trimmed().toDouble(&high);
-        }
-        if (!wide || !high) failTool(QStringLiteral("`size` reads like \"1280x800\"."));
+        const auto parsed = sizeNamed(*size);
+        if (!parsed || parsed->inPixels) failTool(QStringLiteral("`size` reads like \"1280x800\"."));
+        width = parsed->size.width();
+        height = parsed->size.height();
     }
     if (!width && !height) return std::nullopt;
     if (!width || !height) failTool(QStringLiteral("Give both width and height, or size like \"1280x800\"."));
@@ -494,18 +556,8 @@ void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& don
     if (const auto asked = screen->arrangeWindow(window.id, topLeft, client, raise); !asked)
         failTool(asked.error().message);
 
-    // The window manager answers in its own time; report the frame once it settles.
     const uint32_t id = window.id;
-    auto waited = std::make_shared<int>(0);
-    auto poll = std::make_shared<std::function<void()>>();
-    *poll = [id, done, waited, poll, before = window.frame, scale]() {
-        QRect frame = before;
-        for (const auto& candidate : ToolInfo::windows())
-            if (candidate.id == id) frame = candidate.frame;
-        if (frame == before && ++*waited < 10) {
-            QTimer::singleShot(100, *poll);
-            return;
-        }
+    afterWindowChanges(id, window.frame, [id, done, before = window.frame, scale](const QRect& frame) {
         ToolOutput out;
         out.json.insert(QStringLiteral("window_id"), qint64(id));
         out.json.insert(QStringLiteral("frame"),
@@ -516,9 +568,7 @@ void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& don
         out.json.insert(QStringLiteral("changed"), frame != before);
         out.summary = QStringLiteral("Arranged window %1").arg(id);
         done(std::move(out));
-        *poll = nullptr; // breaks the cycle of the shared function holding itself
-    };
-    QTimer::singleShot(100, *poll);
+    });
 }
 
 void setDesktopIcons(const ToolArgs& args, const ToolContext&, const ToolDone& done) {

@@ -19,8 +19,9 @@ struct Hooks {
     std::function<void(const QString& file)> openEditor;
     std::function<void(const QString& file, const QImage& image)> showQuickAccess;
     std::function<void(const QStringList& files)> reveal;
-    // "home", "library" or "settings".
-    std::function<void(const QString& page)> showPage;
+    // "home", "library", "agents" or "settings", the latter scrolled to `settingsSection`
+    // when one is given.
+    std::function<void(const QString& page, const QString& settingsSection)> showPage;
     // Opens the file in the desktop's default application; false when none took it.
     std::function<bool(const QString& file)> openWithDefaultApp;
 };

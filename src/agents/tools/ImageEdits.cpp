@@ -2,56 +2,17 @@
 
 #include "agents/tools/AnnotateOperations.h"
 #include "agents/tools/DesktopActions.h"
-#include "app/QuickActions.h"
-#include "capture/FileNamer.h"
+#include "capture/ImageUtils.h"
 #include "editor/EditorModel.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 
 namespace ImageEdits {
 
-namespace {
-
-QImage readImage(const QString& path) {
-    auto model = CaptureOperations::openForEditing(path, false);
-    if (!model) return {};
-    return (*model)->baseImage();
-}
-
-} // namespace
-
-QStringList deliver(const CaptureOperations::Saved& saved, const QImage& image, const Delivery& delivery) {
+QStringList deliver(const CaptureOperations::Saved& saved, const Delivery& delivery) {
     QStringList notes;
     const auto& hooks = DesktopActions::hooks();
-    if (delivery.copyToClipboard) {
-        QuickActions::copy(saved.path, image);
-        notes << QStringLiteral("Copied to the clipboard.");
-    }
-    if (delivery.showThumbnail) {
-        if (hooks.showQuickAccess) {
-            hooks.showQuickAccess(saved.path, image);
-            notes << QStringLiteral("Shown in Quick Access.");
-        } else {
-            notes << QStringLiteral("Quick Access is not available here.");
-        }
-    }
-    if (!delivery.saveTo.trimmed().isEmpty()) {
-        QString target = delivery.saveTo.trimmed();
-        if (target.startsWith(u'~')) target = QDir::homePath() + target.mid(1);
-        const QFileInfo info(target);
-        if (info.isDir() || target.endsWith(u'/') || info.suffix().isEmpty()) {
-            QDir().mkpath(target);
-            target = FileNamer::uniquePath(target, QFileInfo(saved.path).fileName());
-        } else {
-            QDir().mkpath(info.absolutePath());
-        }
-        if (QuickActions::saveImageAs(image, target, 1.0))
-            notes << QStringLiteral("Saved a copy to %1.").arg(target);
-        else
-            notes << QStringLiteral("Could not save a copy to %1.").arg(target);
-    }
     if (delivery.openInEditor) {
         if (hooks.openEditor) {
             hooks.openEditor(saved.path);
@@ -185,7 +146,7 @@ Result<Outcome> store(const Prepared& prepared, const QString& path, const Deliv
     for (auto it = extra.constBegin(); it != extra.constEnd(); ++it)
         outcome.json.insert(it.key(), it.value());
     outcome.image = prepared.model->renderFinal().value_or(QImage());
-    outcome.notes += deliver(*saved, outcome.image, adjusted);
+    outcome.notes += deliver(*saved, adjusted);
     outcome.summary += QStringLiteral(" → ") + saved->id;
     return outcome;
 }
@@ -203,16 +164,6 @@ Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStr
     return now(prepareRedact(path, kinds, alsoHide, style, dryRun, finder), path, delivery);
 }
 
-Result<Outcome> removeBackground(const QString& path, const CaptureOperations::CutOutOptions& options,
-                                 const Delivery& delivery) {
-    return now(prepareRemoveBackground(path, options), path, delivery);
-}
-
-Result<Outcome> beautify(const QString& path, const CaptureOperations::BeautifyOptions& options,
-                         const Delivery& delivery) {
-    return now(prepareBeautify(path, options), path, delivery);
-}
-
 Result<Outcome> combine(const QStringList& paths, const QString& direction, double spacing,
                         const QString& fill, const Delivery& delivery) {
     if (paths.size() < 2) return Error{QStringLiteral("Give at least two captures to combine.")};
@@ -227,7 +178,7 @@ Result<Outcome> combine(const QStringList& paths, const QString& direction, doub
     }
     QList<QImage> images;
     for (const QString& path : paths) {
-        const QImage image = readImage(path);
+        const QImage image = ImageUtils::readFile(path);
         if (image.isNull())
             return Error{
                 QStringLiteral("“%1” is not an image Pictavia can read.").arg(QFileInfo(path).fileName())};
@@ -242,7 +193,7 @@ Result<Outcome> combine(const QStringList& paths, const QString& direction, doub
     Outcome outcome;
     outcome.json = saved->toJson();
     outcome.image = combined;
-    outcome.notes = deliver(*saved, combined, delivery);
+    outcome.notes = deliver(*saved, delivery);
     outcome.summary = QStringLiteral("Combined %1 captures → %2").arg(paths.size()).arg(saved->id);
     return outcome;
 }

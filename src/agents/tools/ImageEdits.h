@@ -19,13 +19,11 @@ class EditorModel;
 
 namespace ImageEdits {
 
-// Where the result goes besides the history.
+// How the result is stored and whether the editor opens on it. (The clipboard, the
+// thumbnail and copies elsewhere are the shared output step's, in ToolMedia.)
 struct Delivery {
     CaptureOperations::SaveMode save = CaptureOperations::SaveMode::New;
     bool openInEditor = false;
-    bool copyToClipboard = false;
-    bool showThumbnail = false;
-    QString saveTo; // a folder or a file path (its extension picks the format)
     std::optional<QString> format;
 };
 
@@ -73,17 +71,13 @@ Result<Outcome> annotate(const QString& path, const QJsonArray& operations, cons
 Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,
                        const QString& style, bool dryRun, const Delivery& delivery,
                        const CaptureOperations::TextFinder& finder = {});
-Result<Outcome> removeBackground(const QString& path, const CaptureOperations::CutOutOptions& options,
-                                 const Delivery& delivery);
-Result<Outcome> beautify(const QString& path, const CaptureOperations::BeautifyOptions& options,
-                         const Delivery& delivery);
 
 // Two or more images in one new capture. `direction` is "vertical" (default) or
 // "horizontal"; `fill` a colour or empty for transparent.
 Result<Outcome> combine(const QStringList& paths, const QString& direction, double spacing,
                         const QString& fill, const Delivery& delivery);
 
-// Copies, shows and opens a stored result as `delivery` says; notes say what happened.
-QStringList deliver(const CaptureOperations::Saved& saved, const QImage& image, const Delivery& delivery);
+// Opens a stored result in the editor when `delivery` says; notes say what happened.
+QStringList deliver(const CaptureOperations::Saved& saved, const Delivery& delivery);
 
 } // namespace ImageEdits

@@ -11,6 +11,7 @@
 #include "agents/tools/AnnotateOperations.h"
 #include "agents/tools/CaptureOperations.h"
 #include "agents/tools/ImageEdits.h"
+#include "capture/HistoryManager.h"
 #include "editor/BackgroundStyle.h"
 #include "text/SensitiveScanner.h"
 
@@ -26,17 +27,6 @@
 using namespace ToolSchema;
 
 namespace {
-
-// Runs `then` at once for the client's own captures and files outside the
-// history, behind the "history" gate for anything else of the user's.
-void withCaptures(const ToolContext& context, const QStringList& ids, const QString& action,
-                  const ToolDone& done, std::function<void()> then) {
-    const bool foreign = std::any_of(ids.begin(), ids.end(), [&context](const QString& id) {
-        return !id.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(id));
-    });
-    if (foreign) return context.authorize(AgentAccess::Category::history, action, done, std::move(then));
-    then();
-}
 
 // The capture a call edits: only files, not the clipboard, since the result is
 // stored beside its source.
@@ -85,7 +75,7 @@ void inBackground(const ToolArgs& args, const ToolContext& context, const QStrin
     QtConcurrent::run([prepare = std::move(prepare)] {
         return std::make_shared<Result<ImageEdits::Prepared>>(prepare());
     }).then(QCoreApplication::instance(), [=](const std::shared_ptr<Result<ImageEdits::Prepared>>& prepared) {
-        try {
+        answeringErrors(done, [&] {
             context.checkCancelled();
             if (!*prepared) failTool(prepared->error().message);
             const auto outcome = unwrapTool(ImageEdits::store(prepared->value(), path, delivery));
@@ -96,9 +86,7 @@ void inBackground(const ToolArgs& args, const ToolContext& context, const QStrin
             output.notes = outcome.notes;
             output.summary = outcome.summary;
             done(std::move(output));
-        } catch (const ToolError& error) {
-            done(error);
-        }
+        });
     });
 }
 
@@ -125,13 +113,33 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolD
         failTool(QStringLiteral("`coordinates` must be \"pixels\", \"normalized\" or \"preview\", not “%1”.")
                      .arg(coordinates));
     const bool keepExisting = args.boolean(QStringLiteral("keep_existing")).value_or(true);
-    withCaptures(context, {source.captureId}, QStringLiteral("annotate a capture from your history"), done,
-                 [=] {
-                     inBackground(args, context, source.file, delivery, done, [=] {
-                         return ImageEdits::prepareAnnotate(source.file, *operations, coordinates,
-                                                            previewScaleOf(source.file), keepExisting);
-                     });
-                 });
+    ToolMedia::withHistoryGate(
+        context, {source.captureId}, QStringLiteral("annotate a capture from your history"), done, [=] {
+            inBackground(args, context, source.file, delivery, done, [=] {
+                return ImageEdits::prepareAnnotate(source.file, *operations, coordinates,
+                                                   previewScaleOf(source.file), keepExisting);
+            });
+        });
+}
+
+// The texts of found sensitive data, as the user lets agents see them: none when they
+// share no text, masked when they hide sensitive data from agents.
+void hideFoundTexts(QJsonObject& fields, AgentAccess::ImageSharing sharing, bool redact) {
+    for (const char* name : {"found", "redacted"}) {
+        const QString key = QLatin1String(name);
+        if (!fields.contains(key)) continue;
+        QJsonArray items = fields.value(key).toArray();
+        for (auto&& value : items) {
+            QJsonObject item = value.toObject();
+            if (sharing == AgentAccess::ImageSharing::none)
+                item.remove(QStringLiteral("text"));
+            else
+                item.insert(QStringLiteral("text"),
+                            ToolMedia::shownText(item.value(QStringLiteral("text")).toString(), redact));
+            value = item;
+        }
+        fields.insert(key, items);
+    }
 }
 
 void redactSensitiveData(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -142,12 +150,16 @@ void redactSensitiveData(const ToolArgs& args, const ToolContext& context, const
         args.strings(QStringLiteral("also_redact")) + args.strings(QStringLiteral("also_hide"));
     const QString style = args.string(QStringLiteral("style")).value_or(QString());
     const bool dryRun = args.boolean(QStringLiteral("dry_run")).value_or(false);
-    withCaptures(context, {source.captureId}, QStringLiteral("redact a capture from your history"), done,
-                 [=] {
-                     inBackground(args, context, source.file, delivery, done, [=] {
-                         return ImageEdits::prepareRedact(source.file, kinds, alsoHide, style, dryRun);
-                     });
-                 });
+    const AgentAccess::ImageSharing sharing = context.access().imageSharing();
+    const bool redact = context.access().redactForAgents();
+    ToolMedia::withHistoryGate(
+        context, {source.captureId}, QStringLiteral("redact a capture from your history"), done, [=] {
+            inBackground(args, context, source.file, delivery, done, [=] {
+                auto prepared = ImageEdits::prepareRedact(source.file, kinds, alsoHide, style, dryRun);
+                if (prepared) hideFoundTexts(prepared.value().json, sharing, redact);
+                return prepared;
+            });
+        });
 }
 
 void removeBackground(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -162,12 +174,13 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, const To
         ids << QFileInfo(file).fileName();
     } else if (const auto path = args.string(QStringLiteral("background_path"))) {
         options.backgroundImage = ToolMedia::loadImage(*path);
+        ids << HistoryManager::captureIdOf(*path);
     }
     options.padding = std::clamp(args.number(QStringLiteral("padding")).value_or(0), 0.0, 2000.0);
     options.cornerRadius = std::clamp(args.number(QStringLiteral("corner_radius")).value_or(0), 0.0, 500.0);
     options.shadow = args.boolean(QStringLiteral("shadow")).value_or(true);
     options.cropToSubject = args.boolean(QStringLiteral("crop_to_subject")).value_or(false);
-    withCaptures(context, ids, QStringLiteral("edit a capture from your history"), done, [=] {
+    ToolMedia::withHistoryGate(context, ids, QStringLiteral("edit a capture from your history"), done, [=] {
         inBackground(args, context, source.file, delivery, done,
                      [=] { return ImageEdits::prepareRemoveBackground(source.file, options); });
     });
@@ -176,28 +189,25 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, const To
 void beautifyImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = editedSource(args);
     const ImageEdits::Delivery delivery = deliveryOf(args);
-    CaptureOperations::BeautifyOptions options;
+    auto options = CaptureOperations::BeautifyOptions::withPresets();
     options.preset = args.string(QStringLiteral("preset"));
     options.background = args.string(QStringLiteral("background"));
     options.padding = args.number(QStringLiteral("padding"));
     options.cornerRadius = args.number(QStringLiteral("corner_radius"));
     options.windowShadow = args.boolean(QStringLiteral("window_shadow"));
-    withCaptures(context, {source.captureId}, QStringLiteral("edit a capture from your history"), done, [=] {
-        inBackground(args, context, source.file, delivery, done,
-                     [=] { return ImageEdits::prepareBeautify(source.file, options); });
-    });
+    ToolMedia::withHistoryGate(
+        context, {source.captureId}, QStringLiteral("edit a capture from your history"), done, [=] {
+            inBackground(args, context, source.file, delivery, done,
+                         [=] { return ImageEdits::prepareBeautify(source.file, options); });
+        });
 }
 
 // The files of the `captures` list, and the ids of those in the history.
 std::pair<QStringList, QStringList> captureFiles(const ToolArgs& args) {
     QStringList files, ids;
     for (const QString& id : args.strings(QStringLiteral("captures"))) {
-        if (QFileInfo(id).isAbsolute() && QFileInfo(id).isFile()) {
-            files << id;
-            continue;
-        }
-        files << ToolMedia::historyFile(id);
-        ids << QFileInfo(files.last()).fileName();
+        files << (QFileInfo(id).isAbsolute() && QFileInfo(id).isFile() ? id : ToolMedia::historyFile(id));
+        ids << HistoryManager::captureIdOf(files.last());
     }
     if (files.isEmpty())
         failTool(QStringLiteral("`captures` is required: a list of capture ids (or absolute paths)."));
@@ -209,15 +219,15 @@ void combineImages(const ToolArgs& args, const ToolContext& context, const ToolD
     ImageEdits::Delivery delivery;
     delivery.format = args.string(QStringLiteral("format"));
     delivery.openInEditor = args.boolean(QStringLiteral("open_in_editor")).value_or(false);
-    withCaptures(context, ids, QStringLiteral("combine captures from your history"), done,
-                 [=, files = files] {
-                     answer(args, context,
-                            unwrapTool(ImageEdits::combine(
-                                files, args.string(QStringLiteral("direction")).value_or(QString()),
-                                args.number(QStringLiteral("spacing")).value_or(0),
-                                args.string(QStringLiteral("fill")).value_or(QString()), delivery)),
-                            done);
-                 });
+    ToolMedia::withHistoryGate(
+        context, ids, QStringLiteral("combine captures from your history"), done, [=, files = files] {
+            answer(args, context,
+                   unwrapTool(ImageEdits::combine(
+                       files, args.string(QStringLiteral("direction")).value_or(QString()),
+                       args.number(QStringLiteral("spacing")).value_or(0),
+                       args.string(QStringLiteral("fill")).value_or(QString()), delivery)),
+                   done);
+        });
 }
 
 void exportCaptures(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -231,7 +241,7 @@ void exportCaptures(const ToolArgs& args, const ToolContext& context, const Tool
         request.maxWidth = *width;
     }
     request.overwrite = args.boolean(QStringLiteral("overwrite")).value_or(false);
-    withCaptures(context, ids, QStringLiteral("export captures from your history"), done, [=] {
+    ToolMedia::withHistoryGate(context, ids, QStringLiteral("export captures from your history"), done, [=] {
         const auto exported = unwrapTool(CaptureOperations::exportCaptures(request));
         ToolOutput output;
         output.json = {{QStringLiteral("paths"), QJsonArray::fromStringList(exported.paths)},

@@ -7,9 +7,9 @@
 #include "agents/ToolMedia.h"
 #include "agents/tools/CaptureActions.h"
 #include "agents/tools/LibraryOperations.h"
+#include "app/SettingsCatalog.h"
 #include "editor/ClipboardOpener.h"
 #include "history/HistoryIndex.h"
-#include "text/SensitiveScanner.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -17,18 +17,6 @@
 using namespace ToolSchema;
 
 namespace {
-
-// A capture of the user's history that this client did not make itself.
-bool isForeign(const ToolContext& context, const QString& captureId) {
-    return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
-}
-
-// Text an agent receives passes the same masking as previews when the user asks
-// for it.
-QString maskedText(const ToolContext& context, const QString& text) {
-    if (!context.access().redactForAgents()) return text;
-    return SensitiveScanner::redactText(text, SensitiveScanner::kinds());
-}
 
 void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     LibraryOperations::SearchRequest request;
@@ -66,7 +54,8 @@ void searchHistory(const ToolArgs& args, const ToolContext& context, const ToolD
                     item.remove(QStringLiteral("snippet"));
                 else if (item.contains(QStringLiteral("snippet")))
                     item.insert(QStringLiteral("snippet"),
-                                maskedText(context, item.value(QStringLiteral("snippet")).toString()));
+                                ToolMedia::shownText(item.value(QStringLiteral("snippet")).toString(),
+                                                     context.access().redactForAgents()));
                 value = item;
             }
             result.insert(QStringLiteral("captures"), captures);
@@ -92,7 +81,8 @@ void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone
                                                  wantsAnnotations);
         if (output.json.contains(QStringLiteral("text")))
             output.json.insert(QStringLiteral("text"),
-                               maskedText(context, output.json.value(QStringLiteral("text")).toString()));
+                               ToolMedia::shownText(output.json.value(QStringLiteral("text")).toString(),
+                                                    context.access().redactForAgents()));
         output.summary = QStringLiteral("Opened ") + QFileInfo(source.file).fileName();
         const bool isImage =
             HistoryRecord::kindOf(QFileInfo(source.file).fileName()) == HistoryRecord::Kind::Image;
@@ -101,11 +91,8 @@ void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone
         const QImage image = wantsImage && isImage ? ToolMedia::loadImage(source.file) : QImage();
         ToolMedia::finishWithPreview(std::move(output), image, !image.isNull(), done, context.access());
     };
-    if (isForeign(context, source.captureId))
-        context.authorize(AgentAccess::Category::history, QStringLiteral("open a capture from your history"),
-                          done, run);
-    else
-        run();
+    ToolMedia::withHistoryGate(context, {source.captureId},
+                               QStringLiteral("open a capture from your history"), done, run);
 }
 
 void manageCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -135,47 +122,54 @@ void manageCapture(const ToolArgs& args, const ToolContext& context, const ToolD
     if (*action == LibraryOperations::Action::Delete)
         context.authorize(AgentAccess::Category::manage, QStringLiteral("delete the capture “%1”").arg(id),
                           done, run);
-    else if (isForeign(context, id))
-        context.authorize(AgentAccess::Category::history,
-                          QStringLiteral("%1 the capture “%2”").arg(actionName.toLower(), id), done, run);
     else
-        run();
+        ToolMedia::withHistoryGate(
+            context, {id}, QStringLiteral("%1 the capture “%2”").arg(actionName.toLower(), id), done, run);
 }
 
-void copyToClipboard(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
-    const QString text = args.raw().value(QStringLiteral("text")).toString();
-    QString file;
-    if (text.isEmpty()) file = ToolMedia::resolve(args, false).file;
-    ToolOutput output;
-    output.json = unwrapTool(CaptureActions::copy(file, text));
-    output.summary = file.isEmpty() ? QStringLiteral("Copied text")
-                                    : QStringLiteral("Copied ") + QFileInfo(file).fileName();
-    done(std::move(output));
-}
-
-void pinScreenshot(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
-    const QString action = args.string(QStringLiteral("action")).value_or(QStringLiteral("pin")).toLower();
-    QImage image;
-    double scale = 1.0;
-    if (action == u"pin") {
-        const ToolMedia::Source source = ToolMedia::resolve(args, true);
-        image = source.image;
-        scale = ClipboardOpener::scaleOf(image);
+void copyToClipboard(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
+    const QString text = args.string(QStringLiteral("text")).value_or(QString());
+    if (!text.isEmpty()) {
+        ToolOutput output;
+        output.json = unwrapTool(CaptureActions::copy({}, text));
+        output.summary = QStringLiteral("Copied text");
+        return done(std::move(output));
     }
-    ToolOutput output;
-    output.json = unwrapTool(CaptureActions::pin(image, scale, action));
-    output.summary = action == u"pin" ? QStringLiteral("Pinned an image") : action + QStringLiteral(" pins");
-    done(std::move(output));
+    const ToolMedia::Source source = ToolMedia::resolve(args, false);
+    // What lands on the clipboard can be read back from it: the user's captures pass
+    // the history gate first.
+    ToolMedia::withHistoryGate(
+        context, {source.captureId}, QStringLiteral("copy a capture from your history"), done, [=] {
+            ToolOutput output;
+            output.json = unwrapTool(CaptureActions::copy(source.file, {}));
+            output.summary = QStringLiteral("Copied ") + QFileInfo(source.file).fileName();
+            done(std::move(output));
+        });
+}
+
+void pinScreenshot(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
+    const QString action = args.string(QStringLiteral("action")).value_or(QStringLiteral("pin")).toLower();
+    const auto run = [=](const QImage& image) {
+        ToolOutput output;
+        output.json = unwrapTool(CaptureActions::pin(image, ClipboardOpener::scaleOf(image), action));
+        output.summary =
+            action == u"pin" ? QStringLiteral("Pinned an image") : action + QStringLiteral(" pins");
+        done(std::move(output));
+    };
+    if (action != u"pin") return run(QImage());
+    const ToolMedia::Source source = ToolMedia::resolve(args, true);
+    ToolMedia::withHistoryGate(context, {source.captureId}, QStringLiteral("pin a capture from your history"),
+                               done, [=] { run(source.image); });
 }
 
 void showInPictavia(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
     QString file;
-    if (args.has(QStringLiteral("capture_id")) || args.has(QStringLiteral("path")))
+    if (args.string(QStringLiteral("capture_id")) || args.string(QStringLiteral("path")))
         file = ToolMedia::resolve(args, false).file;
-    QString view = args.string(QStringLiteral("view")).value_or(QString());
-    if (view == u"settings" || args.has(QStringLiteral("settings_tab"))) view = QStringLiteral("settings");
     ToolOutput output;
-    output.json = unwrapTool(CaptureActions::show(file, view));
+    output.json =
+        unwrapTool(CaptureActions::show(file, args.string(QStringLiteral("view")).value_or(QString()),
+                                        args.string(QStringLiteral("settings_tab")).value_or(QString())));
     output.summary = QStringLiteral("Showed ") + output.json.value(QStringLiteral("shown")).toString();
     done(std::move(output));
 }
@@ -217,14 +211,20 @@ std::vector<AgentTool> AgentToolGroups::library() {
                {{{QStringLiteral("action"), string(QStringLiteral("Default \"pin\"."),
                                                    {QStringLiteral("pin"), QStringLiteral("hide"),
                                                     QStringLiteral("show"), QStringLiteral("close")})}}});
-    const Properties showProperties = merged(
-        source(), {{{QStringLiteral("view"),
-                     string(QStringLiteral("With a capture: editor (default), quick_access, file_manager or "
-                                           "default_app. Without one: home (default), library or settings."),
-                            {QStringLiteral("editor"), QStringLiteral("quick_access"),
-                             QStringLiteral("file_manager"), QStringLiteral("default_app"),
-                             QStringLiteral("home"), QStringLiteral("library"), QStringLiteral("settings")})},
-                    {QStringLiteral("settings_tab"), string(QStringLiteral("The settings page to open."))}}});
+    QStringList settingsPages = SettingsCatalog::sections();
+    settingsPages << QStringLiteral("AI Agents");
+    const Properties showProperties =
+        merged(source(),
+               {{{QStringLiteral("view"),
+                  string(QStringLiteral(
+                             "With a capture: editor (default), quick_access, finder, share or default_app. "
+                             "Without one: home (default), library, history, agents or settings."),
+                         {QStringLiteral("editor"), QStringLiteral("quick_access"), QStringLiteral("finder"),
+                          QStringLiteral("share"), QStringLiteral("default_app"), QStringLiteral("home"),
+                          QStringLiteral("library"), QStringLiteral("history"), QStringLiteral("agents"),
+                          QStringLiteral("settings")})},
+                 {QStringLiteral("settings_tab"),
+                  string(QStringLiteral("The settings page to open."), settingsPages)}}});
 
     return {
         {QStringLiteral("search_history"), QStringLiteral("Search capture history"),
@@ -253,8 +253,10 @@ std::vector<AgentTool> AgentToolGroups::library() {
         {QStringLiteral("show_in_pictavia"), QStringLiteral("Show something to the user"),
          QStringLiteral(
              "Opens a capture or an application window for the user: with a capture, \"editor\" (annotate it "
-             "themselves), \"quick_access\" (the floating thumbnail), \"file_manager\" (reveal the file), "
-             "\"default_app\"; without a capture, \"home\", \"library\", \"settings\"."),
+             "themselves), \"quick_access\" (the floating thumbnail), \"finder\" (reveal the file in the "
+             "file "
+             "manager), \"default_app\", \"share\" (the file manager, to share it from); without a capture, "
+             "\"home\", \"library\", \"agents\", \"settings\", \"history\"."),
          false, false, object(showProperties), showInPictavia},
     };
 }

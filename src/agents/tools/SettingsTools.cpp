@@ -228,31 +228,24 @@ void updateSettings(const ToolArgs& args, const ToolContext& context, const Tool
         changes.append({setting, checked(*setting, it.value())});
     }
     if (!refusals.isEmpty()) failTool(refusals.join(u' ') + QStringLiteral(" Nothing was changed."));
-    if (!context.session) failTool(QStringLiteral("Cancelled."));
     QStringList described;
     for (const auto& [setting, value] : changes)
         described.append(QStringLiteral("%1 to %2").arg(QLatin1String(setting->name), value.toString()));
     const QString action = QStringLiteral("change settings: ") + described.join(QStringLiteral(", "));
-    context.access().authorize(
-        AgentAccess::Category::manage, action, *context.session,
-        [changes, described, done](std::optional<QString> refusal) {
-            if (refusal) {
-                done(ToolError{*refusal, true});
-                return;
-            }
-            QJsonObject previous, now;
-            for (const auto& [setting, value] : changes) {
-                const QString key = QLatin1String(setting->key);
-                previous.insert(QLatin1String(setting->name), currentValue(key));
-                Prefs::setValue(key, value);
-                now.insert(QLatin1String(setting->name), currentValue(key));
-            }
-            Prefs::sync();
-            ToolOutput out;
-            out.json = QJsonObject{{QStringLiteral("changed"), now}, {QStringLiteral("previous"), previous}};
-            out.summary = QStringLiteral("Changed ") + described.join(QStringLiteral(", "));
-            done(std::move(out));
-        });
+    context.authorize(AgentAccess::Category::manage, action, done, [changes, described, done] {
+        QJsonObject previous, now;
+        for (const auto& [setting, value] : changes) {
+            const QString key = QLatin1String(setting->key);
+            previous.insert(QLatin1String(setting->name), currentValue(key));
+            Prefs::setValue(key, value);
+            now.insert(QLatin1String(setting->name), currentValue(key));
+        }
+        Prefs::sync();
+        ToolOutput out;
+        out.json = QJsonObject{{QStringLiteral("changed"), now}, {QStringLiteral("previous"), previous}};
+        out.summary = QStringLiteral("Changed ") + described.join(QStringLiteral(", "));
+        done(std::move(out));
+    });
 }
 
 } // namespace

@@ -68,6 +68,11 @@ MainWindow& MainWindow::shown(Page page) {
     return window;
 }
 
+void MainWindow::showSettingsSection(const QString& section) {
+    showPage(Page::Settings);
+    m_settings->showSection(section);
+}
+
 void MainWindow::showPage(Page page) {
     m_sidebar->setCurrentRow(static_cast<int>(page));
     switch (page) {

@@ -28,6 +28,8 @@ public:
     static MainWindow* existing();
 
     void showPage(Page page);
+    // The settings page, scrolled to one section.
+    void showSettingsSection(const QString& section);
 
 signals:
     // A preference was changed on the settings page.

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QVBoxLayout>
@@ -23,7 +24,8 @@ using SettingsCatalog::Control;
 using SettingsCatalog::Setting;
 
 SettingsPage::SettingsPage(QWidget* parent)
-    : QWidget(parent), m_search(new QLineEdit(this)), m_nothing(new QLabel(this)) {
+    : QWidget(parent), m_search(new QLineEdit(this)), m_nothing(new QLabel(this)),
+      m_scroll(new QScrollArea(this)) {
     m_search->setPlaceholderText(tr("Search settings"));
     m_search->setClearButtonEnabled(true);
     m_nothing->setForegroundRole(QPalette::PlaceholderText);
@@ -46,15 +48,14 @@ SettingsPage::SettingsPage(QWidget* parent)
             if (setting.section == section) rows->addWidget(makeRow(setting));
     }
     rows->addStretch(1);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidget(content);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
+    m_scroll->setWidget(content);
+    m_scroll->setWidgetResizable(true);
+    m_scroll->setFrameShape(QFrame::NoFrame);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_search);
     layout->addWidget(m_nothing);
-    layout->addWidget(scroll, 1);
+    layout->addWidget(m_scroll, 1);
     connect(m_search, &QLineEdit::textChanged, this, &SettingsPage::search);
     // Return takes the keyboard to the first setting found.
     connect(m_search, &QLineEdit::returnPressed, this, [this] {
@@ -191,6 +192,15 @@ void SettingsPage::reload() {
             edit->setText(value.toString());
         }
     }
+}
+
+void SettingsPage::showSection(const QString& section) {
+    search(QString());
+    QLabel* header = m_headers.value(section);
+    if (!header) return;
+    // Laid out first, so that a page shown a moment ago has its positions.
+    m_scroll->widget()->adjustSize();
+    m_scroll->verticalScrollBar()->setValue(header->y());
 }
 
 void SettingsPage::search(const QString& query) {

@@ -5,6 +5,7 @@
 
 class QLabel;
 class QLineEdit;
+class QScrollArea;
 
 namespace SettingsCatalog {
 struct Setting;
@@ -24,6 +25,8 @@ public:
     void search(const QString& query);
     // Re-reads every control's value, after the file changed elsewhere.
     void reload();
+    // Clears the search and scrolls the section's title to the top.
+    void showSection(const QString& section);
 
 signals:
     void changed(const QString& key);
@@ -35,6 +38,7 @@ private:
 
     QLineEdit* m_search;
     QLabel* m_nothing;
+    QScrollArea* m_scroll;
     QHash<QString, QWidget*> m_rows;     // by key
     QHash<QString, QLabel*> m_headers;   // by section
     QHash<QString, QWidget*> m_controls; // by key

@@ -96,6 +96,7 @@ TEST_F(AgentToolGroupsTest, WindowsAreFilteredByApp) {
 }
 
 TEST_F(AgentToolGroupsTest, ScreenshotsOfAnAreaAreStoredAndPreviewed) {
+    Prefs::setLastArea(Prefs::Area{QRectF(0, 0, 30, 20), 7});
     const ToolOutcome outcome = run("take_screenshot", {{"rect", QJsonArray{10, 10, 100, 50}}});
     const QJsonObject result = json(outcome);
     EXPECT_EQ(result["target"], "area");
@@ -107,11 +108,11 @@ TEST_F(AgentToolGroupsTest, ScreenshotsOfAnAreaAreStoredAndPreviewed) {
     EXPECT_TRUE(session.ownedCaptures.contains(id));
     EXPECT_EQ(std::get<ToolOutput>(outcome).images.size(), 1);
     EXPECT_TRUE(clipboard->images.isEmpty());
-    EXPECT_EQ(Prefs::lastArea()->rect, QRectF(10, 10, 100, 50));
+    EXPECT_EQ(Prefs::lastArea()->rect, QRectF(0, 0, 30, 20)) << "the previous area stays the user's";
 
     const QJsonObject again =
         json(run("take_screenshot", {{"target", "previous_area"}, {"return_image", false}}));
-    EXPECT_EQ(again["width"].toInt(), 200);
+    EXPECT_EQ(again["width"].toInt(), 60);
     EXPECT_NE(again["id"], result["id"]);
 
     AgentAccess::shared().setImageSharing(AgentAccess::ImageSharing::none);

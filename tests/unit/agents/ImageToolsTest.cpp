@@ -370,13 +370,35 @@ TEST_F(ImageToolsTest, BackgroundRemovalKeepsTheSubjectAndAddsWhatGoesBehind) {
 
 TEST_F(ImageToolsTest, BeautifyByPresetOrStyle) {
     EditorModel model(image, 1.0);
-    ASSERT_TRUE(
-        CaptureOperations::beautify(model, {std::nullopt, QString("sunset"), 40.0, 12.0, std::nullopt}));
+    auto styled = CaptureOperations::BeautifyOptions::withPresets();
+    styled.background = "sunset";
+    styled.padding = 40.0;
+    styled.cornerRadius = 12.0;
+    ASSERT_TRUE(CaptureOperations::beautify(model, styled));
     EXPECT_EQ(model.background(), BackgroundStyle::Sunset);
     EXPECT_EQ(model.padding(), 40);
     EXPECT_EQ(model.cornerRadius(), 12);
-    EXPECT_FALSE(CaptureOperations::beautify(model, {QString("No such preset"), {}, {}, {}, {}}));
-    EXPECT_FALSE(CaptureOperations::beautify(model, {{}, QString("desktop"), {}, {}, {}}));
+
+    // Presets come from the snapshot taken on the main thread, by name in any case.
+    CaptureOperations::BeautifyOptions named;
+    BeautifyPreset poster;
+    poster.name = "Poster";
+    poster.style = "sunset";
+    poster.padding = 20;
+    poster.radius = 6;
+    named.presets = {poster};
+    named.preset = "  poster ";
+    ASSERT_TRUE(CaptureOperations::beautify(model, named));
+    EXPECT_EQ(model.padding(), 20);
+    EXPECT_EQ(model.cornerRadius(), 6);
+    named.preset = "No such preset";
+    const auto missing = CaptureOperations::beautify(model, named);
+    ASSERT_FALSE(missing);
+    EXPECT_TRUE(missing.error().message.contains("Poster"));
+
+    CaptureOperations::BeautifyOptions desktop;
+    desktop.background = "desktop";
+    EXPECT_FALSE(CaptureOperations::beautify(model, desktop)) << "only window captures have a desktop";
 }
 
 TEST_F(ImageToolsTest, AnnotateStoresANewCaptureAndOpensItWhenAsked) {

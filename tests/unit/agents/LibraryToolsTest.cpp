@@ -187,7 +187,9 @@ TEST_F(LibraryToolsTest, CopyPinAndShowGoThroughTheDesktop) {
         calls << action;
         return 2;
     };
-    hooks.showPage = [&calls](const QString& page) { calls << "page " + page; };
+    hooks.showPage = [&calls](const QString& page, const QString& section) {
+        calls << ("page " + page + (section.isEmpty() ? QString() : " " + section)).trimmed();
+    };
     hooks.reveal = [&calls](const QStringList& files) {
         calls << "reveal " + QFileInfo(files[0]).fileName();
     };
@@ -197,12 +199,18 @@ TEST_F(LibraryToolsTest, CopyPinAndShowGoThroughTheDesktop) {
     EXPECT_EQ((*CaptureActions::pin({}, 1.0, "close"))["pins"].toInt(), 2);
     EXPECT_FALSE(CaptureActions::pin({}, 1.0, "spin"));
     EXPECT_TRUE(CaptureActions::show({}, "history"));
+    EXPECT_TRUE(CaptureActions::show({}, {}, "after_capture"));
+    EXPECT_TRUE(CaptureActions::show({}, {}, "AI Agents"));
+    const auto noTab = CaptureActions::show({}, {}, "colours");
+    ASSERT_FALSE(noTab);
+    EXPECT_TRUE(noTab.error().message.contains("After Capture")) << noTab.error().message.toStdString();
     EXPECT_TRUE(CaptureActions::show(path, "finder"));
     EXPECT_TRUE(CaptureActions::show(path, {}));
     EXPECT_FALSE(CaptureActions::show(HistoryManager::directory() + "/clip.mp4", "editor"));
     EXPECT_FALSE(CaptureActions::show(path, "print"));
     DesktopActions::setHooks({});
-    EXPECT_EQ(calls, (QStringList{"pin 5", "close", "page library", "reveal today.png", "edit today.png"}));
+    EXPECT_EQ(calls, (QStringList{"pin 5", "close", "page library", "page settings After Capture",
+                                  "page agents", "reveal today.png", "edit today.png"}));
 }
 
 } // namespace
