@@ -351,8 +351,18 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
     if (request.files.isEmpty()) return Error{QStringLiteral("No captures to export.")};
     const QString format = request.format.trimmed().toLower();
     QString destination = request.destination.trimmed();
-    if (destination.startsWith(u'~')) destination = QDir::homePath() + destination.mid(1);
+    if (destination.startsWith(QLatin1String("~/")) || destination == u"~")
+        destination = QDir::homePath() + destination.mid(1);
     if (destination.isEmpty()) destination = Prefs::saveDirectory();
+    if (!QDir::isAbsolutePath(destination))
+        return Error{QStringLiteral("`destination` must be an absolute path: %1").arg(request.destination)};
+    // The history is changed by the library tools, never by writing into it: neither the
+    // folder itself nor a file in it is a destination.
+    const bool intoHistory =
+        !HistoryManager::captureIdOf(destination).isEmpty() ||
+        !HistoryManager::captureIdOf(QDir(destination).filePath(QStringLiteral("x"))).isEmpty();
+    if (intoHistory)
+        return Error{QStringLiteral("Captures cannot be exported into Pictavia's history folder.")};
     Exported exported;
 
     if (format == u"pdf" || format == u"zip") {
@@ -395,7 +405,9 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
         QString name = info.fileName();
         if (changes && converted) name = info.completeBaseName() + u'.' + *converted;
         QString target = folder.filePath(name);
-        if (QFileInfo::exists(target) && !request.overwrite)
+        // A capture exported onto itself is already there; replacing it would delete it.
+        const bool ontoItself = QFileInfo(target).canonicalFilePath() == info.canonicalFilePath();
+        if (QFileInfo::exists(target) && (!request.overwrite || ontoItself))
             target = FileNamer::uniquePath(destination, name);
         if (changes) {
             QImage image = ImageUtils::readFile(file);

@@ -34,13 +34,6 @@ using namespace ToolSchema;
 
 namespace {
 
-QJsonObject rectObject(const QRectF& rect) {
-    return QJsonObject{{QStringLiteral("x"), rect.x()},
-                       {QStringLiteral("y"), rect.y()},
-                       {QStringLiteral("width"), rect.width()},
-                       {QStringLiteral("height"), rect.height()}};
-}
-
 // MARK: - Screen targets
 
 struct Grab {
@@ -157,7 +150,7 @@ Grab grab(const ToolArgs& args, const QString& target) {
 QJsonObject grabFacts(const Grab& grab) {
     QJsonObject facts{{QStringLiteral("target"), grab.target}};
     if (grab.display) facts.insert(QStringLiteral("display_id"), static_cast<qint64>(grab.display->id));
-    if (grab.area) facts.insert(QStringLiteral("rect"), rectObject(*grab.area));
+    if (grab.area) facts.insert(QStringLiteral("rect"), ToolInfo::rectJson(*grab.area));
     if (grab.window)
         facts.insert(QStringLiteral("window"),
                      QJsonObject{{QStringLiteral("id"), static_cast<qint64>(grab.window->id)},
@@ -420,7 +413,7 @@ QJsonArray boxList(const QList<TextBox>& boxes, const std::function<QString(cons
     QJsonArray list;
     for (const TextBox& box : boxes)
         list.append(QJsonObject{{QStringLiteral("text"), shown(box.text)},
-                                {QStringLiteral("rect"), rectObject(box.rect.toAlignedRect())},
+                                {QStringLiteral("rect"), ToolInfo::rectJson(box.rect.toAlignedRect())},
                                 {QStringLiteral("confidence"), qRound(box.confidence * 100) / 100.0}});
     return list;
 }
@@ -561,10 +554,8 @@ void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& don
         ToolOutput out;
         out.json.insert(QStringLiteral("window_id"), qint64(id));
         out.json.insert(QStringLiteral("frame"),
-                        QJsonObject{{QStringLiteral("x"), frame.x() / scale},
-                                    {QStringLiteral("y"), frame.y() / scale},
-                                    {QStringLiteral("width"), frame.width() / scale},
-                                    {QStringLiteral("height"), frame.height() / scale}});
+                        ToolInfo::rectJson(QRectF(frame.x() / scale, frame.y() / scale, frame.width() / scale,
+                                                  frame.height() / scale)));
         out.json.insert(QStringLiteral("changed"), frame != before);
         out.summary = QStringLiteral("Arranged window %1").arg(id);
         done(std::move(out));

@@ -404,7 +404,8 @@ std::vector<AgentTool> AgentToolGroups::image() {
              "Finds emails, phone numbers, card numbers, IBANs, API keys/tokens, JWTs and IP addresses in an "
              "image (on this computer) and blurs them permanently. The hidden pixels are not kept anywhere. "
              "Can also hide any text you name. Use dry_run to only list what was found."),
-         false, false, object(redactProperties), redactSensitiveData},
+         // With save "replace" the hidden pixels are gone for good.
+         false, true, object(redactProperties), redactSensitiveData},
         {QStringLiteral("remove_background"), QStringLiteral("Remove background"),
          QStringLiteral("Cuts the subject (people, products, pets, objects) out of an image with on-device "
                         "background removal, then optionally puts something new behind it: keep it "
@@ -427,6 +428,7 @@ std::vector<AgentTool> AgentToolGroups::image() {
          QStringLiteral("Writes captures out of Pictavia: as individual files (optionally converted to "
                         "PNG/JPEG/HEIC/WebP and resized), as one PDF (one page per image), or as a ZIP. "
                         "Default destination: the user's save folder."),
-         false, false, object(exportProperties, {QStringLiteral("captures")}), exportCaptures},
+         // `overwrite` replaces files of the same name.
+         false, true, object(exportProperties, {QStringLiteral("captures")}), exportCaptures},
     };
 }

@@ -23,13 +23,6 @@ using namespace ToolSchema;
 
 namespace {
 
-QJsonObject frameObject(const QRectF& frame) {
-    return QJsonObject{{QStringLiteral("x"), frame.x()},
-                       {QStringLiteral("y"), frame.y()},
-                       {QStringLiteral("width"), frame.width()},
-                       {QStringLiteral("height"), frame.height()}};
-}
-
 QJsonArray displayList() {
     QJsonArray list;
     const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
@@ -41,7 +34,7 @@ QJsonArray displayList() {
         list.append(QJsonObject{
             {QStringLiteral("id"), static_cast<qint64>(display.id)},
             {QStringLiteral("name"), display.name},
-            {QStringLiteral("frame"), frameObject(points)},
+            {QStringLiteral("frame"), ToolInfo::rectJson(points)},
             {QStringLiteral("pixel_width"), display.geometry.width()},
             {QStringLiteral("pixel_height"), display.geometry.height()},
             {QStringLiteral("scale"), scale},
@@ -101,7 +94,7 @@ void getStatus(const ToolArgs&, const ToolContext& context, const ToolDone& done
         {QStringLiteral("permissions"),
          QJsonObject{{QStringLiteral("screen_capture"), services.screen != nullptr},
                      {QStringLiteral("text_recognition"), services.textRecognition != nullptr},
-                     {QStringLiteral("window_arrangement"), false}}},
+                     {QStringLiteral("window_arrangement"), services.screen != nullptr}}},
         {QStringLiteral("recording"), false},
         {QStringLiteral("history"), historySummary()},
         {QStringLiteral("output"), outputSettings()},
@@ -119,11 +112,12 @@ void listWindows(const ToolArgs& args, const ToolContext&, const ToolDone& done)
         const bool own = window.pid == QCoreApplication::applicationPid();
         if (own && !ownToo) continue;
         if (filter && !window.ownerName.contains(*filter, Qt::CaseInsensitive) && !(own && ownToo)) continue;
-        list.append(QJsonObject{{QStringLiteral("id"), static_cast<qint64>(window.id)},
-                                {QStringLiteral("app"), window.ownerName},
-                                {QStringLiteral("title"), window.title},
-                                {QStringLiteral("pid"), window.pid},
-                                {QStringLiteral("frame"), frameObject(ToolInfo::pointFrame(window.frame))}});
+        list.append(
+            QJsonObject{{QStringLiteral("id"), static_cast<qint64>(window.id)},
+                        {QStringLiteral("app"), window.ownerName},
+                        {QStringLiteral("title"), window.title},
+                        {QStringLiteral("pid"), window.pid},
+                        {QStringLiteral("frame"), ToolInfo::rectJson(ToolInfo::pointFrame(window.frame))}});
     }
     ToolOutput out;
     out.json.insert(QStringLiteral("windows"), list);
@@ -205,6 +199,13 @@ QRectF pointFrame(const QRect& rootPixels) {
         if (display.geometry.contains(rootPixels.center())) scale = display.scale > 0 ? display.scale : 1.0;
     return QRectF(rootPixels.x() / scale, rootPixels.y() / scale, rootPixels.width() / scale,
                   rootPixels.height() / scale);
+}
+
+QJsonObject rectJson(const QRectF& rect) {
+    return QJsonObject{{QStringLiteral("x"), rect.x()},
+                       {QStringLiteral("y"), rect.y()},
+                       {QStringLiteral("width"), rect.width()},
+                       {QStringLiteral("height"), rect.height()}};
 }
 
 } // namespace ToolInfo

@@ -2,6 +2,7 @@
 
 #include "platform/ScreenBackend.h"
 
+#include <QJsonObject>
 #include <QList>
 #include <QRectF>
 
@@ -11,4 +12,6 @@ namespace ToolInfo {
 QList<platform::WindowInfo> windows();
 // A rectangle of root-window pixels in points, by the scale of the display holding its centre.
 QRectF pointFrame(const QRect& rootPixels);
+// {"x", "y", "width", "height"}.
+QJsonObject rectJson(const QRectF& rect);
 } // namespace ToolInfo

@@ -169,6 +169,11 @@ TEST_F(AgentToolGroupsTest, TextIsReadFromCapturesWithSensitiveDataMasked) {
     EXPECT_TRUE(read["text"].toString().startsWith("Hello ")) << read["text"].toString().toStdString();
     EXPECT_FALSE(read["text"].toString().contains("bob@example.com"));
     EXPECT_EQ(read["codes"].toArray(), QJsonArray{"https://example.org"});
+    barcodes->payloads = {"mailto:bob@example.com"};
+    EXPECT_FALSE(json(run("extract_text", {{"capture_id", id}}))["codes"].toArray().at(0).toString().contains(
+        "bob@example.com"))
+        << "codes are text the user hides from agents too";
+    barcodes->payloads = {"https://example.org"};
     EXPECT_EQ(read["id"], id);
     EXPECT_TRUE(read["lines"].isArray());
     const QJsonObject screenRead =
@@ -188,6 +193,38 @@ TEST_F(AgentToolGroupsTest, DesktopIconsAndWindowArrangement) {
     screen->windowList = {{11, 100, "Firefox", "News", 0, QRect(0, 0, 400, 300)}};
     EXPECT_TRUE(failure(run("arrange_window", {{"app", "firefox"}, {"size", "1280x800"}}))
                     .contains("cannot be moved"));
+}
+
+TEST_F(AgentToolGroupsTest, WindowsAreResizedBeforeTheirCapture) {
+    screen->arranges = true;
+    screen->windowList = {{11, 100, "Firefox", "News", 0, QRect(0, 0, 400, 300)}};
+    QImage pixels(400, 300, QImage::Format_ARGB32);
+    pixels.fill(Qt::white);
+    screen->windowPixels.insert(11, pixels);
+    json(run("take_screenshot", {{"app", "firefox"}, {"window_size", "320x200"}, {"window_shadow", false}}));
+    EXPECT_EQ(screen->windowList[0].frame.size(), QSize(640, 400)) << "points on a 2× display";
+    json(
+        run("take_screenshot", {{"app", "firefox"}, {"window_size", "500x300px"}, {"window_shadow", false}}));
+    EXPECT_EQ(screen->windowList[0].frame.size(), QSize(500, 300));
+    EXPECT_TRUE(
+        failure(run("take_screenshot", {{"app", "firefox"}, {"window_size", "wide"}})).contains("1280x800"));
+    EXPECT_TRUE(failure(run("take_screenshot", {{"target", "screen"}, {"window_size", "320x200"}}))
+                    .contains("window captures only"));
+}
+
+TEST_F(AgentToolGroupsTest, ThePointerIsDrawnOnlyWhenAsked) {
+    QImage arrow(6, 6, QImage::Format_ARGB32_Premultiplied);
+    arrow.fill(Qt::red);
+    screen->pointerImage = platform::ScreenBackend::Cursor{arrow, QPoint(40, 30)};
+    const auto pixelAtPointer = [&](bool include) {
+        const QJsonObject shot = json(run(
+            "take_screenshot",
+            {{"rect", QJsonArray{10, 10, 50, 50}}, {"include_cursor", include}, {"return_image", false}}));
+        // The area starts at root pixel (20, 20); the pointer's corner is at (40, 30).
+        return QImage(shot["path"].toString()).pixelColor(22, 12);
+    };
+    EXPECT_EQ(pixelAtPointer(true), QColor(Qt::red));
+    EXPECT_EQ(pixelAtPointer(false), QColor(30, 120, 200));
 }
 
 TEST_F(AgentToolGroupsTest, SettingsChangeWithinLimitsAndAskFirst) {

@@ -16,6 +16,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <gtest/gtest.h>
 
 namespace {
@@ -55,7 +56,8 @@ protected:
         return path;
     }
 
-    ToolOutcome run(const QString& name, const QJsonObject& arguments = {}) {
+    ToolOutcome run(const QString& name, const QJsonObject& arguments = {},
+                    std::shared_ptr<ToolCancellation> cancellation = std::make_shared<ToolCancellation>()) {
         static const std::vector<AgentTool> tools = [] {
             std::vector<AgentTool> all = AgentToolGroups::image();
             for (AgentTool& tool : AgentToolGroups::library())
@@ -66,7 +68,7 @@ protected:
             std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
         if (it == tools.end()) return ToolError{"missing " + name};
         std::optional<ToolOutcome> outcome;
-        const ToolContext context{&session, std::nullopt, std::make_shared<ToolCancellation>()};
+        const ToolContext context{&session, std::nullopt, cancellation};
         try {
             it->run(ToolArgs(arguments), context, [&](ToolOutcome o) { outcome = std::move(o); });
         } catch (const ToolError& error) {
@@ -171,6 +173,104 @@ TEST_F(ImageLibraryToolsTest, RedactDryRunListsOnly) {
     EXPECT_FALSE(dry.contains("id"));
     const QJsonObject real = json(run("redact_sensitive_data", {{"capture_id", "Mail.png"}}));
     EXPECT_EQ(real["id"].toString(), "Mail edited.png");
+}
+
+TEST_F(ImageLibraryToolsTest, EveryWayOfNamingAUsersCaptureIsGated) {
+    const QString theirs = capture("Theirs.png");
+    capture("Mine.png");
+    session.ownedCaptures.insert("Mine.png");
+    AgentAccess::shared().setPolicy(AgentAccess::Policy::off, AgentAccess::Category::history);
+    const QList<std::pair<QString, QJsonObject>> calls{
+        {"copy_to_clipboard", {{"capture_id", "Theirs.png"}}},
+        {"pin_screenshot", {{"capture_id", "Theirs.png"}}},
+        {"get_capture", {{"path", theirs}}},
+        {"get_capture", {{"path", HistoryManager::directory() + "/../History/Theirs.png"}}},
+        {"combine_images", {{"captures", QJsonArray{theirs, "Mine.png"}}}},
+        {"export_captures", {{"captures", QJsonArray{theirs}}, {"destination", home.path() + "/out"}}},
+        {"remove_background", {{"capture_id", "Mine.png"}, {"background_path", theirs}}},
+    };
+    for (const auto& [tool, arguments] : calls) {
+        const auto refused = failure(run(tool, arguments));
+        EXPECT_TRUE(refused && refused->denied)
+            << tool.toStdString() << " " << QJsonDocument(arguments).toJson().toStdString();
+    }
+    EXPECT_TRUE(clipboard->images.isEmpty());
+    // The client's own capture is its to copy.
+    EXPECT_FALSE(failure(run("copy_to_clipboard", {{"capture_id", "Mine.png"}})));
+}
+
+TEST_F(ImageLibraryToolsTest, FoundSensitiveTextIsMaskedOrWithheldAsTheUserSays) {
+    capture("Card.png");
+    session.ownedCaptures.insert("Card.png");
+    platform::RecognizedLine line{"mail jane@example.com", 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
+    for (int i = 0; i < line.text.size(); ++i)
+        line.characterBoxes << QRectF(0.1 + 0.03 * i, 0.5, 0.03, 0.1);
+    textRecognition->lines = {line};
+    const auto foundText = [&] {
+        const QJsonObject dry =
+            json(run("redact_sensitive_data", {{"capture_id", "Card.png"}, {"dry_run", true}}));
+        return dry["found"].toArray().at(0).toObject();
+    };
+    AgentAccess::shared().setRedactForAgents(false);
+    EXPECT_EQ(foundText()["text"].toString(), "jane@example.com");
+    AgentAccess::shared().setRedactForAgents(true);
+    EXPECT_FALSE(foundText()["text"].toString().contains("jane@example.com"));
+    AgentAccess::shared().setImageSharing(AgentAccess::ImageSharing::none);
+    EXPECT_FALSE(foundText().contains("text"));
+    EXPECT_EQ(foundText()["kind"].toString(), "email");
+}
+
+TEST_F(ImageLibraryToolsTest, CopiesElsewhereNeverReplaceFiles) {
+    capture("Shot.png");
+    session.ownedCaptures.insert("Shot.png");
+    const QString existing = home.path() + "/Desktop/report.png";
+    ASSERT_TRUE(QDir().mkpath(home.path() + "/Desktop"));
+    QFile report(existing);
+    ASSERT_TRUE(report.open(QIODevice::WriteOnly));
+    report.write("the user's own file");
+    report.close();
+    const QJsonObject operations{
+        {"capture_id", "Shot.png"},
+        {"return_image", false},
+        {"operations", QJsonArray{QJsonObject{{"type", "rectangle"}, {"rect", QJsonArray{5, 5, 20, 20}}}}}};
+    QJsonObject saving = operations;
+    saving["save_to"] = existing;
+    const QJsonObject result = json(run("annotate_image", saving));
+    const QString savedTo = result["saved_to"].toString();
+    EXPECT_NE(savedTo, existing);
+    EXPECT_TRUE(QFileInfo::exists(savedTo)) << savedTo.toStdString();
+    QFile check(existing);
+    ASSERT_TRUE(check.open(QIODevice::ReadOnly));
+    EXPECT_EQ(check.readAll(), "the user's own file");
+
+    saving["save_to"] = HistoryManager::directory() + "/Shot.png";
+    EXPECT_TRUE(failure(run("annotate_image", saving)));
+
+    // Exporting onto the file itself keeps it; the history is no destination.
+    const QJsonObject exported = json(run("export_captures", {{"captures", QJsonArray{existing}},
+                                                              {"destination", home.path() + "/Desktop"},
+                                                              {"overwrite", true}}));
+    EXPECT_TRUE(QFileInfo::exists(existing));
+    EXPECT_NE(exported["paths"].toArray().at(0).toString(), existing);
+    EXPECT_TRUE(failure(run("export_captures", {{"captures", QJsonArray{"Shot.png"}},
+                                                {"destination", HistoryManager::directory()}})));
+    EXPECT_TRUE(
+        failure(run("export_captures", {{"captures", QJsonArray{"Shot.png"}}, {"destination", "out"}})));
+}
+
+TEST_F(ImageLibraryToolsTest, AnAnswerThatComesAfterACancelChangesNothing) {
+    capture("Old.png");
+    index->index(HistoryManager::directory() + "/Old.png", {});
+    auto cancellation = std::make_shared<ToolCancellation>();
+    AgentAccess::shared().setAsker([cancellation](const AgentAccess::Prompt&, auto answer) {
+        cancellation->cancel(); // the client gave up while the user read the prompt
+        answer(AgentAccess::Answer::allowedOnce);
+    });
+    const auto cancelled =
+        failure(run("manage_capture", {{"capture_id", "Old.png"}, {"action", "delete"}}, cancellation));
+    ASSERT_TRUE(cancelled);
+    EXPECT_EQ(cancelled->message, "Cancelled.");
+    EXPECT_TRUE(QFileInfo::exists(HistoryManager::directory() + "/Old.png"));
 }
 
 } // namespace

@@ -34,6 +34,22 @@ public:
     QList<platform::WindowInfo> windows() override { return windowList; }
     std::optional<uint32_t> activeWindow() override { return active; }
     QPoint pointerPosition() override { return pointer; }
+
+    std::optional<Cursor> pointerImage;
+    std::optional<Cursor> cursor() override { return pointerImage; }
+
+    // With `arranges`, windows take the frame asked for at once; else the system default.
+    bool arranges = false;
+    Result<bool> arrangeWindow(uint32_t id, std::optional<QPoint> topLeft, std::optional<QSize> clientSize,
+                               bool raise) override {
+        if (!arranges) return ScreenBackend::arrangeWindow(id, topLeft, clientSize, raise);
+        for (platform::WindowInfo& window : windowList) {
+            if (window.id != id) continue;
+            if (clientSize) window.frame.setSize(*clientSize);
+            if (topLeft) window.frame.moveTopLeft(*topLeft);
+        }
+        return true;
+    }
 };
 
 class FakeClipboard : public platform::Clipboard {
