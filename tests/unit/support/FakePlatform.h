@@ -171,7 +171,7 @@ protected:
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
                            std::move(d), std::move(r), std::move(b), std::move(l),
-                           std::make_unique<platform::archive::LibarchiveArchiver>()});
+                           std::make_unique<platform::archive::LibarchiveArchiver>(), nullptr, nullptr});
     }
 
     QTemporaryDir home;
