@@ -140,7 +140,7 @@ Result<QString> PopplerDocumentReader::pdfFor(const QString& file) {
     if (QFileInfo::exists(cached)) return cached;
     const std::lock_guard lock(m_converting);
     if (QFileInfo::exists(cached)) return cached; // converted by another call while this one waited
-    const Result<QString> converted = convert(info.absoluteFilePath(), cached);
+    Result<QString> converted = convert(info.absoluteFilePath(), cached);
     if (converted) {
         const QDir folder(m_cacheFolder);
         for (const QString& old : folder.entryList({family + QStringLiteral("-*.pdf")}, QDir::Files))
@@ -185,7 +185,8 @@ Result<QString> PopplerDocumentReader::convert(const QString& file, const QStrin
     if (!office.waitForStarted())
         return Error{QStringLiteral("LibreOffice could not start: %1").arg(office.errorString())};
     if (!office.waitForFinished(conversionTimeoutMs)) {
-        ::kill(-pid_t(office.processId()), SIGKILL);
+        // Still running, so its id is its group's; never 0, which would be our own group.
+        if (const auto group = pid_t(office.processId()); group > 0) ::kill(-group, SIGKILL);
         office.waitForFinished();
         return Error{QStringLiteral("LibreOffice took more than a minute to convert “%1”.").arg(named(file))};
     }

@@ -245,6 +245,9 @@ Result<QImage> FfmpegMediaReader::frameAt(const QString& file, double seconds) {
     AVFormatContext* format = opened.value().format.get();
     AVStream* video = opened.value().video;
 
+    // Sound and subtitles are skipped by the demuxer, not read and dropped here.
+    for (unsigned i = 0; i < format->nb_streams; ++i)
+        if (format->streams[i] != video) format->streams[i]->discard = AVDISCARD_ALL;
     const AVCodec* codec = avcodec_find_decoder(video->codecpar->codec_id);
     const QString cannotDecode =
         QStringLiteral("Pictavia cannot decode the %1 video of “%2”.")
