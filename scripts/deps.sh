@@ -22,6 +22,8 @@ packages=(
   libarchive-dev
   # history: parsing the index file
   libsimdjson-dev
+  # reading movies and GIFs (frames, length, codecs) and rendering PDF pages
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libpoppler-qt6-dev
   # tests: reading the Codex configuration the agent installer writes
   libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver

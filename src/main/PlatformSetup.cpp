@@ -3,6 +3,8 @@
 #include "platform/Platform.h"
 #include "platform/archive/LibarchiveArchiver.h"
 #include "platform/codecs/StandardImageCodecs.h"
+#include "platform/document/PopplerDocumentReader.h"
+#include "platform/media/FfmpegMediaReader.h"
 #include "platform/ocr/TesseractEngine.h"
 #include "platform/ocr/ZxingBarcodeReader.h"
 #include "platform/qt/QtClipboard.h"
@@ -24,6 +26,8 @@ void installImageServices() {
     services.barcodes = std::make_unique<platform::ocr::ZxingBarcodeReader>();
     services.subjectLifter = std::make_unique<platform::vision::GrabCutSubjectLifter>();
     services.archiver = std::make_unique<platform::archive::LibarchiveArchiver>();
+    services.media = std::make_unique<platform::media::FfmpegMediaReader>();
+    services.documents = std::make_unique<platform::document::PopplerDocumentReader>();
     platform::install(std::move(services));
 }
 
