@@ -7,6 +7,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/OutputPipeline.h"
+#include "history/HistoryRecord.h"
 #include "platform/Platform.h"
 #include "text/SensitiveScanner.h"
 #include "text/TextRecognizer.h"
@@ -72,7 +73,28 @@ QString historyFile(const QString& captureId) {
     return file;
 }
 
-QImage loadImage(const QString& file) {
+bool isDocumentOrMovie(const QString& file) {
+    const auto& documents = platform::services().documents;
+    return (documents && documents->handles(file)) ||
+           HistoryRecord::kindOf(QFileInfo(file).fileName()) == HistoryRecord::Kind::Video;
+}
+
+QImage loadImage(const QString& file, int page) {
+    if (const auto& documents = platform::services().documents; documents && documents->handles(file)) {
+        // Rendered like a screenshot of a 2× display, sharp enough to read.
+        auto rendered = documents->renderPage(file, page, 2.0);
+        if (!rendered) failTool(rendered.error().message);
+        return *rendered;
+    }
+    if (HistoryRecord::kindOf(QFileInfo(file).fileName()) == HistoryRecord::Kind::Video) {
+        const auto& media = platform::services().media;
+        if (!media) failTool(QStringLiteral("Movies cannot be read here."));
+        const auto info = media->info(file);
+        if (!info) failTool(info.error().message);
+        auto frame = media->frameAt(file, info->duration / 2);
+        if (!frame) failTool(frame.error().message);
+        return *frame;
+    }
     QFile in(file);
     if (!in.open(QIODevice::ReadOnly))
         failTool(QStringLiteral("Cannot read %1: %2").arg(file, in.errorString()));
@@ -109,7 +131,7 @@ Source resolve(const ToolArgs& args, bool load) {
     }
     // However it was named, a file of the history is that capture.
     source.captureId = HistoryManager::captureIdOf(source.file);
-    if (load) source.image = loadImage(source.file);
+    if (load) source.image = loadImage(source.file, args.integer(QStringLiteral("page")).value_or(1));
     return source;
 }
 

@@ -21,14 +21,17 @@ struct Source {
     QImage image;      // null when not loaded
 };
 
-// The capture, file or clipboard image named by the `source`/`imageSource` properties.
-// Throws when none is given, the id or path leads nowhere, or (with `loadImage`) the file
-// is not a readable image.
+// The capture, file or clipboard image named by the `source`/`imageSource` properties
+// (with `loadImage`, the picture of the file: see loadImage, `page` picking the page).
+// Throws when none is given, the id or path leads nowhere, or there is no picture.
 Source resolve(const ToolArgs& args, bool loadImage = true);
 // The history file of a capture id (a file name, nothing more); throws when there is none.
 QString historyFile(const QString& captureId);
-// Throws when the file cannot be read as an image.
-QImage loadImage(const QString& file);
+// The picture of a file: an image as it is, page `page` (1 = first) of a PDF or word-processor
+// document rendered at 2×, the middle frame of a movie. Throws when there is none.
+QImage loadImage(const QString& file, int page = 1);
+// Whether `file` is a document or a movie rather than an image.
+bool isDocumentOrMovie(const QString& file);
 
 // {"id" (history files only), "path", "bytes", "width", "height"}.
 QJsonObject describe(const QString& file, const QImage& image);

@@ -13,6 +13,7 @@
 #include "agents/tools/ImageEdits.h"
 #include "capture/HistoryManager.h"
 #include "editor/BackgroundStyle.h"
+#include "history/HistoryRecord.h"
 #include "text/SensitiveScanner.h"
 
 #include <QCoreApplication>
@@ -37,6 +38,25 @@ ToolMedia::Source editedSource(const ToolArgs& args) {
             QStringLiteral("Give a capture_id or path to edit; clipboard images can be pinned or copied, "
                            "not edited in place."));
     return source;
+}
+
+// Runs `edit` on the file to edit once the history gate allows (for the source and `moreIds`).
+// A document page or a movie frame first becomes a capture of the client's own, which the
+// edit then starts from.
+void whenEditable(const ToolArgs& args, const ToolContext& context, const ToolMedia::Source& source,
+                  const QStringList& moreIds, const QString& action, const ToolDone& done,
+                  std::function<void(const QString& file)> edit) {
+    ToolMedia::withHistoryGate(context, QStringList{source.captureId} + moreIds, action, done, [=] {
+        if (!ToolMedia::isDocumentOrMovie(source.file)) return edit(source.file);
+        const int page = args.integer(QStringLiteral("page")).value_or(1);
+        QString name = QFileInfo(source.file).completeBaseName();
+        if (HistoryRecord::kindOf(QFileInfo(source.file).fileName()) != HistoryRecord::Kind::Video)
+            name += QStringLiteral(" page %1").arg(page);
+        const auto stored = unwrapTool(CaptureOperations::storeNew(ToolMedia::loadImage(source.file, page),
+                                                                   1.0, name, QStringLiteral("png")));
+        if (context.session) context.session->ownedCaptures.insert(stored.id);
+        edit(stored.path);
+    });
 }
 
 ImageEdits::Delivery deliveryOf(const ToolArgs& args) {
@@ -113,13 +133,13 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolD
         failTool(QStringLiteral("`coordinates` must be \"pixels\", \"normalized\" or \"preview\", not “%1”.")
                      .arg(coordinates));
     const bool keepExisting = args.boolean(QStringLiteral("keep_existing")).value_or(true);
-    ToolMedia::withHistoryGate(
-        context, {source.captureId}, QStringLiteral("annotate a capture from your history"), done, [=] {
-            inBackground(args, context, source.file, delivery, done, [=] {
-                return ImageEdits::prepareAnnotate(source.file, *operations, coordinates,
-                                                   previewScaleOf(source.file), keepExisting);
-            });
-        });
+    whenEditable(args, context, source, {}, QStringLiteral("annotate a capture from your history"), done,
+                 [=](const QString& file) {
+                     inBackground(args, context, file, delivery, done, [=] {
+                         return ImageEdits::prepareAnnotate(file, *operations, coordinates,
+                                                            previewScaleOf(file), keepExisting);
+                     });
+                 });
 }
 
 // The texts of found sensitive data, as the user lets agents see them: none when they
@@ -152,14 +172,14 @@ void redactSensitiveData(const ToolArgs& args, const ToolContext& context, const
     const bool dryRun = args.boolean(QStringLiteral("dry_run")).value_or(false);
     const AgentAccess::ImageSharing sharing = context.access().imageSharing();
     const bool redact = context.access().redactForAgents();
-    ToolMedia::withHistoryGate(
-        context, {source.captureId}, QStringLiteral("redact a capture from your history"), done, [=] {
-            inBackground(args, context, source.file, delivery, done, [=] {
-                auto prepared = ImageEdits::prepareRedact(source.file, kinds, alsoHide, style, dryRun);
-                if (prepared) hideFoundTexts(prepared.value().json, sharing, redact);
-                return prepared;
-            });
-        });
+    whenEditable(args, context, source, {}, QStringLiteral("redact a capture from your history"), done,
+                 [=](const QString& file) {
+                     inBackground(args, context, file, delivery, done, [=] {
+                         auto prepared = ImageEdits::prepareRedact(file, kinds, alsoHide, style, dryRun);
+                         if (prepared) hideFoundTexts(prepared.value().json, sharing, redact);
+                         return prepared;
+                     });
+                 });
 }
 
 void removeBackground(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -167,7 +187,7 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, const To
     const ImageEdits::Delivery delivery = deliveryOf(args);
     CaptureOperations::CutOutOptions options;
     options.background = args.string(QStringLiteral("background")).value_or(QStringLiteral("transparent"));
-    QStringList ids{source.captureId};
+    QStringList ids;
     if (const auto id = args.string(QStringLiteral("background_capture_id"))) {
         const QString file = ToolMedia::historyFile(*id);
         options.backgroundImage = ToolMedia::loadImage(file);
@@ -180,10 +200,11 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, const To
     options.cornerRadius = std::clamp(args.number(QStringLiteral("corner_radius")).value_or(0), 0.0, 500.0);
     options.shadow = args.boolean(QStringLiteral("shadow")).value_or(true);
     options.cropToSubject = args.boolean(QStringLiteral("crop_to_subject")).value_or(false);
-    ToolMedia::withHistoryGate(context, ids, QStringLiteral("edit a capture from your history"), done, [=] {
-        inBackground(args, context, source.file, delivery, done,
-                     [=] { return ImageEdits::prepareRemoveBackground(source.file, options); });
-    });
+    whenEditable(args, context, source, ids, QStringLiteral("edit a capture from your history"), done,
+                 [=](const QString& file) {
+                     inBackground(args, context, file, delivery, done,
+                                  [=] { return ImageEdits::prepareRemoveBackground(file, options); });
+                 });
 }
 
 void beautifyImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
@@ -195,11 +216,11 @@ void beautifyImage(const ToolArgs& args, const ToolContext& context, const ToolD
     options.padding = args.number(QStringLiteral("padding"));
     options.cornerRadius = args.number(QStringLiteral("corner_radius"));
     options.windowShadow = args.boolean(QStringLiteral("window_shadow"));
-    ToolMedia::withHistoryGate(
-        context, {source.captureId}, QStringLiteral("edit a capture from your history"), done, [=] {
-            inBackground(args, context, source.file, delivery, done,
-                         [=] { return ImageEdits::prepareBeautify(source.file, options); });
-        });
+    whenEditable(args, context, source, {}, QStringLiteral("edit a capture from your history"), done,
+                 [=](const QString& file) {
+                     inBackground(args, context, file, delivery, done,
+                                  [=] { return ImageEdits::prepareBeautify(file, options); });
+                 });
 }
 
 // The files of the `captures` list, and the ids of those in the history.

@@ -84,11 +84,15 @@ void getCapture(const ToolArgs& args, const ToolContext& context, const ToolDone
                                ToolMedia::shownText(output.json.value(QStringLiteral("text")).toString(),
                                                     context.access().redactForAgents()));
         output.summary = QStringLiteral("Opened ") + QFileInfo(source.file).fileName();
-        const bool isImage =
-            HistoryRecord::kindOf(QFileInfo(source.file).fileName()) == HistoryRecord::Kind::Image;
-        // Videos have no frame reader here yet: their details come without a
-        // preview.
-        const QImage image = wantsImage && isImage ? ToolMedia::loadImage(source.file) : QImage();
+        QImage image;
+        if (wantsImage) {
+            // A movie shows its middle frame; one that cannot be read still has its details.
+            try {
+                image = ToolMedia::loadImage(source.file);
+            } catch (const ToolError& error) {
+                output.notes.append(QStringLiteral("No preview: ") + error.message);
+            }
+        }
         ToolMedia::finishWithPreview(std::move(output), image, !image.isNull(), done, context.access());
     };
     ToolMedia::withHistoryGate(context, {source.captureId},

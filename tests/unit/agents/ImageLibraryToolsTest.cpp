@@ -4,6 +4,7 @@
 #include "agents/AgentConnection.h"
 #include "agents/AgentTools.h"
 #include "agents/MCPSession.h"
+#include "agents/ToolMedia.h"
 #include "agents/tools/LibraryOperations.h"
 #include "app/Prefs.h"
 #include "capture/HistoryManager.h"
@@ -271,6 +272,42 @@ TEST_F(ImageLibraryToolsTest, AnAnswerThatComesAfterACancelChangesNothing) {
     ASSERT_TRUE(cancelled);
     EXPECT_EQ(cancelled->message, "Cancelled.");
     EXPECT_TRUE(QFileInfo::exists(HistoryManager::directory() + "/Old.png"));
+}
+
+TEST_F(ImageLibraryToolsTest, DocumentPagesAndMovieFramesAreSources) {
+    const QString pdf = home.path() + "/Report.pdf";
+    QFile(pdf).open(QIODevice::WriteOnly);
+    const QString movie = HistoryManager::directory() + "/Clip.mp4";
+    QFile(movie).open(QIODevice::WriteOnly);
+
+    // A movie's preview is its middle frame.
+    const ToolOutcome opened = run("get_capture", {{"capture_id", "Clip.mp4"}});
+    ASSERT_EQ(std::get<ToolOutput>(opened).images.size(), 1);
+    EXPECT_EQ(media->requestedTimes, QList<double>{1.0});
+
+    // A page is picked by number and read at 2×; a page that is not there is named.
+    const ToolMedia::Source page = ToolMedia::resolve(ToolArgs(QJsonObject{{"path", pdf}, {"page", 2}}));
+    EXPECT_EQ(page.image.size(), QSize(200, 100));
+    EXPECT_EQ(page.image.pixelColor(5, 5), QColor(Qt::green));
+    const auto missing = failure(run("pin_screenshot", {{"path", pdf}, {"page", 5}}));
+    ASSERT_TRUE(missing);
+    EXPECT_EQ(missing->message, "The document has 3 pages; there is no page 5.");
+
+    // Editing a page starts from a capture of that page, the client's own.
+    const QJsonObject edited =
+        json(run("annotate_image",
+                 {{"path", pdf},
+                  {"page", 3},
+                  {"return_image", false},
+                  {"operations",
+                   QJsonArray{QJsonObject{{"type", "rectangle"}, {"rect", QJsonArray{5, 5, 20, 20}}}}}}));
+    EXPECT_EQ(edited["id"].toString(), "Report page 3 edited.png");
+    EXPECT_TRUE(session.ownedCaptures.contains("Report page 3.png"));
+    EXPECT_EQ(QImage(edited["path"].toString()).pixelColor(150, 80), QColor(Qt::blue));
+
+    // A movie of the user's history is theirs until the gate says otherwise.
+    AgentAccess::shared().setPolicy(AgentAccess::Policy::off, AgentAccess::Category::history);
+    EXPECT_TRUE(failure(run("beautify_image", {{"capture_id", "Clip.mp4"}})));
 }
 
 } // namespace
