@@ -78,7 +78,12 @@ QVariant LibraryModel::data(const QModelIndex& index, int role) const {
     case ThumbnailRole: {
         if (m_unreadable.contains(item.path)) return QImage();
         QFuture<QImage> thumbnail = ThumbnailStore::shared().thumbnail(item.path, thumbnailPixels);
-        if (thumbnail.isFinished()) return thumbnail.result();
+        if (thumbnail.isFinished()) {
+            // A small broken file can fail before this looks: remember it, as a late answer does.
+            const QImage image = thumbnail.result();
+            if (image.isNull()) m_unreadable.insert(item.path);
+            return image;
+        }
         requestThumbnail(item.path);
         return QImage();
     }

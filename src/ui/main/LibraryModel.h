@@ -59,7 +59,7 @@ private:
     QList<LibraryQuery::Item> m_items;
     QTimer m_reloadTimer;
     mutable QSet<QString> m_requested;
-    QSet<QString> m_unreadable;
+    mutable QSet<QString> m_unreadable; // learnt while painting, hence mutable
 };
 
 } // namespace ui
