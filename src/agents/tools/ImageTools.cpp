@@ -102,14 +102,6 @@ void inBackground(const ToolArgs& args, const ToolContext& context, const QStrin
     });
 }
 
-// Image pixels per pixel of the preview an agent was shown of this file.
-double previewScaleOf(const QString& file) {
-    const CaptureOperations::Saved facts = CaptureOperations::describe(file);
-    const int longSide = std::max(facts.width, facts.height);
-    if (longSide <= ToolMedia::previewMaxSide || longSide <= 0) return 1.0;
-    return double(longSide) / ToolMedia::previewMaxSide;
-}
-
 void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const auto operations = args.array(QStringLiteral("operations"));
     if (!operations)
@@ -128,8 +120,9 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolD
     withCaptures(context, {source.captureId}, QStringLiteral("annotate a capture from your history"), done,
                  [=] {
                      inBackground(args, context, source.file, delivery, done, [=] {
+                         // The preview scale follows from the image the capture renders to.
                          return ImageEdits::prepareAnnotate(source.file, *operations, coordinates,
-                                                            previewScaleOf(source.file), keepExisting);
+                                                            std::nullopt, keepExisting);
                      });
                  });
 }
