@@ -52,11 +52,19 @@ std::optional<QString> ToolArgs::stringFrom(const QJsonValue& value) {
 }
 
 std::optional<double> ToolArgs::numberFrom(const QJsonValue& value) {
-    if (value.isDouble()) return value.toDouble();
-    if (!value.isString()) return std::nullopt;
-    bool ok = false;
-    const double number = value.toString().trimmed().toDouble(&ok);
-    if (!ok || !std::isfinite(number)) return std::nullopt;
+    // Only finite numbers: NaN passes every range check, and infinities or text like "inf"
+    // and "1e309" have no integer or pixel size to become.
+    double number = 0;
+    if (value.isDouble()) {
+        number = value.toDouble();
+    } else if (value.isString()) {
+        bool ok = false;
+        number = value.toString().trimmed().toDouble(&ok);
+        if (!ok) return std::nullopt;
+    } else {
+        return std::nullopt;
+    }
+    if (!std::isfinite(number)) return std::nullopt;
     return number;
 }
 

@@ -81,11 +81,13 @@ public:
     QStringList strings(const QString& key) const;
     std::optional<QRectF> rect(const QString& key) const;
 
-    // [x, y, width, height, ...] or {"x", "y", "width", "height"}.
+    // [x, y, width, height, ...] or {"x", "y", "width", "height"}, each read by numberFrom.
     static std::optional<QRectF> rectFrom(const QJsonValue& value);
-    // [x, y, ...] or {"x", "y"}.
+    // [x, y, ...] or {"x", "y"}, each read by numberFrom.
     static std::optional<QPointF> pointFrom(const QJsonValue& value);
     static std::optional<QString> stringFrom(const QJsonValue& value);
+    // A finite number, or text that reads as one; NaN, infinities and text like "inf" or
+    // "1e309" read as absent.
     static std::optional<double> numberFrom(const QJsonValue& value);
     static std::optional<bool> booleanFrom(const QJsonValue& value);
 

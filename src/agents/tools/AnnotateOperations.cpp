@@ -1,11 +1,14 @@
 #include "agents/tools/AnnotateOperations.h"
 
+#include "agents/AgentTool.h"
+#include "agents/ToolMedia.h"
 #include "editor/Annotation.h"
 #include "editor/BackgroundStyle.h"
 #include "editor/EditorModel.h"
 #include "editor/PresetStore.h"
 #include "text/TextLocator.h"
 
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
 
@@ -59,75 +62,72 @@ std::optional<Kind> kindNamed(QString text) {
     return std::nullopt;
 }
 
-std::optional<double> number(const QJsonValue& value) {
-    if (value.isDouble()) return value.toDouble();
-    if (value.isString()) {
-        bool ok = false;
-        const double parsed = value.toString().trimmed().toDouble(&ok);
-        if (ok) return parsed;
+// What an agent sent, for messages: text in quotes, anything else as compact JSON.
+QString shown(const QJsonValue& value) {
+    if (value.isString()) return QStringLiteral("“%1”").arg(value.toString().left(40));
+    if (value.isArray() || value.isObject()) {
+        const QJsonDocument document =
+            value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+        return QString::fromUtf8(document.toJson(QJsonDocument::Compact)).left(60);
     }
-    return std::nullopt;
+    if (value.isBool()) return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    return QString::number(value.toDouble());
 }
 
-std::optional<QString> text(const QJsonValue& value) {
-    if (value.isDouble()) return QString::number(value.toDouble());
-    if (!value.isString()) return std::nullopt;
-    const QString trimmed = value.toString().trimmed();
-    if (trimmed.isEmpty()) return std::nullopt;
-    return trimmed;
-}
+// The keys of one operation object, read with the shared lenient readers of ToolArgs. A key
+// that is missing, null or blank reads as absent. One that is there but unusable ("nan",
+// "inf", a word where a number goes, a point with such a member) reads as absent too and
+// leaves the first such problem behind, so the operation is refused with it rather than
+// drawn with a default the agent did not ask for.
+class Fields {
+public:
+    explicit Fields(const QJsonObject& object) : m_object(object) {}
 
-std::optional<bool> boolean(const QJsonValue& value) {
-    if (value.isBool()) return value.toBool();
-    if (value.isDouble()) return value.toDouble() != 0;
-    if (value.isString()) {
-        const QString lower = value.toString().trimmed().toLower();
-        if (lower == u"true") return true;
-        if (lower == u"false") return false;
+    std::optional<double> number(QStringView key) {
+        return read(key, ToolArgs::numberFrom, QStringLiteral("must be a finite number"));
     }
-    return std::nullopt;
-}
+    std::optional<QPointF> point(QStringView key) {
+        return read(key, ToolArgs::pointFrom,
+                    QStringLiteral("must be a point {x, y} or [x, y] of finite numbers"));
+    }
+    std::optional<QRectF> rect(QStringView key) {
+        const auto rect = read(key, ToolArgs::rectFrom,
+                               QStringLiteral("needs x, y, width and height as finite numbers (an object "
+                                              "or [x, y, width, height])"));
+        if (!rect) return std::nullopt;
+        return rect->normalized();
+    }
+    std::optional<QString> text(QStringView key) const { return ToolArgs::stringFrom(m_object.value(key)); }
+    std::optional<bool> boolean(QStringView key) const { return ToolArgs::booleanFrom(m_object.value(key)); }
+    QJsonValue raw(QStringView key) const { return m_object.value(key); }
 
-std::optional<QPointF> point(const QJsonValue& value) {
-    if (value.isArray()) {
-        const QJsonArray array = value.toArray();
-        if (array.size() < 2) return std::nullopt;
-        const auto x = number(array[0]), y = number(array[1]);
-        if (!x || !y) return std::nullopt;
-        return QPointF(*x, *y);
-    }
-    if (value.isObject()) {
-        const QJsonObject object = value.toObject();
-        const auto x = number(object.value(u"x")), y = number(object.value(u"y"));
-        if (!x || !y) return std::nullopt;
-        return QPointF(*x, *y);
-    }
-    return std::nullopt;
-}
+    // The first key that was there but could not be read, as "`key` must be …".
+    const std::optional<QString>& problem() const { return m_problem; }
 
-std::optional<QRectF> rect(const QJsonValue& value) {
-    std::optional<double> x, y, w, h;
-    if (value.isArray()) {
-        const QJsonArray array = value.toArray();
-        if (array.size() < 4) return std::nullopt;
-        x = number(array[0]), y = number(array[1]), w = number(array[2]), h = number(array[3]);
-    } else if (value.isObject()) {
-        const QJsonObject object = value.toObject();
-        x = number(object.value(u"x")), y = number(object.value(u"y"));
-        w = number(object.value(u"width")), h = number(object.value(u"height"));
+private:
+    static bool absent(const QJsonValue& value) {
+        return value.isUndefined() || value.isNull() ||
+               (value.isString() && value.toString().trimmed().isEmpty());
     }
-    if (!x || !y || !w || !h) return std::nullopt;
-    return QRectF(*x, *y, *w, *h).normalized();
-}
 
-bool hasFinite(const QPointF& p) {
-    return std::isfinite(p.x()) && std::isfinite(p.y());
-}
+    template <typename Reader>
+    auto read(QStringView key, Reader reader, const QString& wanted) -> decltype(reader(QJsonValue())) {
+        const QJsonValue value = m_object.value(key);
+        if (absent(value)) return std::nullopt;
+        auto parsed = reader(value);
+        if (!parsed && !m_problem)
+            m_problem = QStringLiteral("`%1` %2, not %3").arg(key, wanted, shown(value));
+        return parsed;
+    }
+
+    const QJsonObject& m_object;
+    std::optional<QString> m_problem;
+};
 
 // Reads the style keys every operation may carry.
-Result<Style> readStyle(const QJsonObject& object) {
+Result<Style> readStyle(Fields& fields) {
     Style style;
-    if (const auto color = text(object.value(u"color"))) {
+    if (const auto color = fields.text(u"color")) {
         if (color->compare(u"brand", Qt::CaseInsensitive) == 0)
             style.brand = true;
         else if (auto parsed = parseColor(*color))
@@ -135,25 +135,26 @@ Result<Style> readStyle(const QJsonObject& object) {
         else
             return Error{QStringLiteral("`color` “%1” is not a colour name, #hex or \"brand\"").arg(*color)};
     }
-    style.strokeWidth = number(object.value(u"stroke_width"));
-    if (!style.strokeWidth) style.strokeWidth = number(object.value(u"line_width"));
+    style.strokeWidth = fields.number(u"stroke_width");
+    if (!style.strokeWidth) style.strokeWidth = fields.number(u"line_width");
+    style.opacity = fields.number(u"opacity");
+    style.fontSize = fields.number(u"font_size");
+    if (fields.problem()) return Error{*fields.problem()};
     if (style.strokeWidth && (*style.strokeWidth <= 0 || *style.strokeWidth > 200))
         return Error{QStringLiteral("`stroke_width` must be between 0 and 200")};
-    style.opacity = number(object.value(u"opacity"));
     if (style.opacity)
         style.opacity = std::clamp(*style.opacity > 1 ? *style.opacity / 100 : *style.opacity, 0.0, 1.0);
-    style.shadow = boolean(object.value(u"shadow"));
-    style.fontSize = number(object.value(u"font_size"));
+    style.shadow = fields.boolean(u"shadow");
     if (style.fontSize && (*style.fontSize < 4 || *style.fontSize > 800))
         return Error{QStringLiteral("`font_size` must be between 4 and 800")};
-    style.font = text(object.value(u"font"));
-    if (const auto textStyle = text(object.value(u"text_style"))) {
+    style.font = fields.text(u"font");
+    if (const auto textStyle = fields.text(u"text_style")) {
         style.textStyle = textStyleNames.parse(textStyle->toLower());
         if (!style.textStyle)
             return Error{
                 QStringLiteral("`text_style` must be plain, filled or outlined, not “%1”").arg(*textStyle)};
     }
-    if (const auto blur = text(object.value(u"blur_style"))) {
+    if (const auto blur = fields.text(u"blur_style")) {
         const QString lower = blur->toLower();
         if (lower == u"pixelate" || lower == u"pixelated" || lower == u"pixels")
             style.blurStyle = BlurStyle::Pixelate;
@@ -168,9 +169,10 @@ Result<Style> readStyle(const QJsonObject& object) {
 Result<Operation> parseOne(const QJsonObject& object, int index) {
     Operation op;
     op.index = index;
-    QString typeName = text(object.value(u"type")).value_or(QString());
-    if (typeName.isEmpty()) typeName = text(object.value(u"op")).value_or(QString());
-    if (typeName.isEmpty()) typeName = text(object.value(u"tool")).value_or(QString());
+    Fields fields(object);
+    QString typeName = fields.text(u"type").value_or(QString());
+    if (typeName.isEmpty()) typeName = fields.text(u"op").value_or(QString());
+    if (typeName.isEmpty()) typeName = fields.text(u"tool").value_or(QString());
     if (typeName.isEmpty())
         return Error{
             QStringLiteral("Operation %1 has no `type` (one of %2).").arg(index).arg(names().join(u", "))};
@@ -183,29 +185,27 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
     const QString label = QStringLiteral("Operation %1 (%2): ").arg(index).arg(name(op.kind));
     auto fail = [&label](const QString& message) { return Error{label + message + u'.'}; };
 
-    auto style = readStyle(object);
+    auto style = readStyle(fields);
     if (!style) return fail(style.error().message);
     op.style = *style;
-    op.targetText = text(object.value(u"target_text"));
-    if (const auto occurrence = number(object.value(u"occurrence"))) {
+    op.targetText = fields.text(u"target_text");
+    const auto occurrence = fields.number(u"occurrence");
+    op.from = fields.point(u"from");
+    op.to = fields.point(u"to");
+    op.at = fields.point(u"at");
+    op.rect = fields.rect(u"rect");
+    if (fields.problem()) return fail(*fields.problem());
+    if (occurrence) {
         if (*occurrence < 1) return fail(QStringLiteral("`occurrence` counts from 1"));
+        if (*occurrence > 10000) return fail(QStringLiteral("`occurrence` must be at most 10000"));
         op.occurrence = int(std::lround(*occurrence));
     }
-    op.position = text(object.value(u"position")).value_or(QString()).toLower();
+    op.position = fields.text(u"position").value_or(QString()).toLower();
     if (!op.position.isEmpty() && !QStringList{QStringLiteral("below"), QStringLiteral("above"),
                                                QStringLiteral("left"), QStringLiteral("right")}
                                        .contains(op.position))
         return fail(QStringLiteral("`position` must be below, above, left or right"));
-    op.align = text(object.value(u"align")).value_or(QString()).toLower();
-    op.from = point(object.value(u"from"));
-    op.to = point(object.value(u"to"));
-    op.at = point(object.value(u"at"));
-    op.rect = rect(object.value(u"rect"));
-    for (const auto& p : {op.from, op.to, op.at})
-        if (p && !hasFinite(*p)) return fail(QStringLiteral("coordinates must be finite numbers"));
-    if (object.contains(u"rect") && !op.rect)
-        return fail(
-            QStringLiteral("`rect` needs x, y, width and height (an object or [x, y, width, height])"));
+    op.align = fields.text(u"align").value_or(QString()).toLower();
 
     const bool targeted = op.targetText.has_value();
     switch (op.kind) {
@@ -225,42 +225,50 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         if (op.rect && (op.rect->width() <= 0 || op.rect->height() <= 0))
             return fail(QStringLiteral("`rect` must have a width and height above 0"));
         break;
-    case Kind::Text:
-        op.text = object.value(u"text").toString();
+    case Kind::Text: {
+        // The text as written, spaces and all; a bare number is text too.
+        const QJsonValue text = fields.raw(u"text");
+        op.text = text.isString() ? text.toString() : fields.text(u"text").value_or(QString());
         if (op.text.trimmed().isEmpty()) return fail(QStringLiteral("needs `text`"));
         if (!targeted && !op.at)
             return fail(QStringLiteral("needs `at` {x, y} (top left of the text), or `target_text`"));
         break;
+    }
     case Kind::Counter:
     case Kind::Step:
-        if (const auto n = number(object.value(u"number"))) {
+        if (const auto n = fields.number(u"number")) {
             if (*n < 0 || *n > 9999) return fail(QStringLiteral("`number` must be between 0 and 9999"));
             op.number = int(std::lround(*n));
         }
+        if (fields.problem()) return fail(*fields.problem());
         if (!targeted && !op.at)
             return fail(QStringLiteral("needs `at` {x, y} (the badge's centre), or `target_text`"));
         break;
     case Kind::Emoji:
-        op.text = text(object.value(u"emoji")).value_or(text(object.value(u"text")).value_or(QString()));
+        op.text = fields.text(u"emoji").value_or(fields.text(u"text").value_or(QString()));
         if (op.text.isEmpty()) return fail(QStringLiteral("needs `emoji`, e.g. \"👍\""));
-        op.size = number(object.value(u"size"));
+        op.size = fields.number(u"size");
+        if (fields.problem()) return fail(*fields.problem());
         if (op.size && (*op.size < 8 || *op.size > 1000))
             return fail(QStringLiteral("`size` must be between 8 and 1000"));
         if (!targeted && !op.at)
             return fail(QStringLiteral("needs `at` {x, y} (top left of the emoji), or `target_text`"));
         break;
     case Kind::Freehand: {
-        for (const auto& value : object.value(u"points").toArray()) {
-            const auto p = point(value);
-            if (!p || !hasFinite(*p))
-                return fail(QStringLiteral("every entry of `points` must be a point {x, y} or [x, y]"));
+        for (const auto& value : fields.raw(u"points").toArray()) {
+            const auto p = ToolArgs::pointFrom(value);
+            if (!p)
+                return fail(
+                    QStringLiteral(
+                        "every entry of `points` must be a point {x, y} or [x, y] of finite numbers, not %1")
+                        .arg(shown(value)));
             op.points.append(*p);
         }
         if (op.points.size() < 2) return fail(QStringLiteral("needs `points`, at least two"));
         break;
     }
     case Kind::Crop:
-        if (const auto aspect = text(object.value(u"aspect"))) {
+        if (const auto aspect = fields.text(u"aspect")) {
             op.aspect = parseAspect(*aspect);
             if (!op.aspect)
                 return fail(QStringLiteral("`aspect` must look like \"16:9\", not “%1”").arg(*aspect));
@@ -269,24 +277,26 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
             return fail(QStringLiteral("needs `rect` or `aspect` (\"16:9\", \"1:1\"…)"));
         break;
     case Kind::Rotate: {
-        const auto degrees = number(object.value(u"degrees"));
-        const int d = degrees ? int(std::lround(*degrees)) : 90;
+        const auto degrees = fields.number(u"degrees");
+        if (fields.problem()) return fail(*fields.problem());
+        const double turn = degrees.value_or(90);
+        const int d = std::fabs(turn) <= 360 ? int(std::lround(turn)) : 0;
         if (d != 90 && d != -90 && d != 180 && d != -180 && d != 270)
             return fail(QStringLiteral("`degrees` must be 90, -90 or 180"));
         op.degrees = d == 270 ? -90 : (d == -180 ? 180 : d);
         break;
     }
     case Kind::Flip: {
-        const QString direction =
-            text(object.value(u"direction")).value_or(QStringLiteral("horizontal")).toLower();
+        const QString direction = fields.text(u"direction").value_or(QStringLiteral("horizontal")).toLower();
         if (direction != u"horizontal" && direction != u"vertical")
             return fail(QStringLiteral("`direction` must be horizontal or vertical"));
         op.horizontal = direction == u"horizontal";
         break;
     }
     case Kind::Resize:
-        op.width = number(object.value(u"width"));
-        op.scale = number(object.value(u"scale"));
+        op.width = fields.number(u"width");
+        op.scale = fields.number(u"scale");
+        if (fields.problem()) return fail(*fields.problem());
         if (!op.width && !op.scale)
             return fail(QStringLiteral("needs `width` (pixels) or `scale` (e.g. 0.5)"));
         if (op.width && (*op.width < 1 || *op.width > 20000))
@@ -295,17 +305,18 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
             return fail(QStringLiteral("`scale` must be above 0 and at most 8"));
         break;
     case Kind::ExpandCanvas: {
-        const double all = number(object.value(u"all")).value_or(0);
-        op.top = number(object.value(u"top")).value_or(all);
-        op.left = number(object.value(u"left")).value_or(all);
-        op.bottom = number(object.value(u"bottom")).value_or(all);
-        op.right = number(object.value(u"right")).value_or(all);
+        const double all = fields.number(u"all").value_or(0);
+        op.top = fields.number(u"top").value_or(all);
+        op.left = fields.number(u"left").value_or(all);
+        op.bottom = fields.number(u"bottom").value_or(all);
+        op.right = fields.number(u"right").value_or(all);
+        if (fields.problem()) return fail(*fields.problem());
         for (double side : {op.top, op.left, op.bottom, op.right})
             if (side < 0 || side > 10000)
                 return fail(QStringLiteral("margins must be between 0 and 10000 pixels"));
         if (op.top + op.left + op.bottom + op.right <= 0)
             return fail(QStringLiteral("needs `all` or one of top, left, bottom, right"));
-        if (const auto fill = text(object.value(u"fill"))) {
+        if (const auto fill = fields.text(u"fill")) {
             if (fill->compare(u"transparent", Qt::CaseInsensitive) != 0) {
                 op.fill = parseColor(*fill);
                 if (!op.fill) return fail(QStringLiteral("`fill` “%1” is not a colour").arg(*fill));
@@ -314,14 +325,19 @@ Result<Operation> parseOne(const QJsonObject& object, int index) {
         break;
     }
     case Kind::Background:
-        op.preset = text(object.value(u"preset"));
-        op.backgroundStyle = text(object.value(u"style"));
-        if (!op.backgroundStyle) op.backgroundStyle = text(object.value(u"background"));
-        op.padding = number(object.value(u"padding"));
-        op.cornerRadius = number(object.value(u"corner_radius"));
+        op.preset = fields.text(u"preset");
+        op.backgroundStyle = fields.text(u"style");
+        if (!op.backgroundStyle) op.backgroundStyle = fields.text(u"background");
+        op.padding = fields.number(u"padding");
+        op.cornerRadius = fields.number(u"corner_radius");
+        if (fields.problem()) return fail(*fields.problem());
         if (op.backgroundStyle && !Backgrounds::parse(*op.backgroundStyle))
             return fail(QStringLiteral("unknown background style “%1” (list_styles has them)")
                             .arg(*op.backgroundStyle));
+        if (op.padding && (*op.padding < 0 || *op.padding > 2000))
+            return fail(QStringLiteral("`padding` must be between 0 and 2000"));
+        if (op.cornerRadius && (*op.cornerRadius < 0 || *op.cornerRadius > 1000))
+            return fail(QStringLiteral("`corner_radius` must be between 0 and 1000"));
         if (!op.preset && !op.backgroundStyle && !op.padding && !op.cornerRadius)
             return fail(QStringLiteral("needs `preset` or `style`, `padding`, `corner_radius`"));
         break;
@@ -343,6 +359,30 @@ QString placementOf(const Operation& op) {
     if (op.kind == Kind::Text) return QStringLiteral("below");
     if (op.kind == Kind::Emoji) return QStringLiteral("right");
     return QStringLiteral("left");
+}
+
+// How far from the image geometry may reach: far beyond any image this tool makes, and
+// small enough that the float-to-int conversions further on (blur patches, crops) stay
+// defined.
+constexpr double maxCoordinate = 1e6;
+bool withinReach(const QPointF& p) {
+    return std::fabs(p.x()) <= maxCoordinate && std::fabs(p.y()) <= maxCoordinate; // false for NaN
+}
+QString outOfReach() {
+    return QStringLiteral("the coordinates lie too far outside the image.");
+}
+
+// The saved image's size, as AnnotationRenderer::render makes it: the base image with its
+// padding on every side, in whole pixels.
+QSizeF renderedSize(const EditorModel& model) {
+    const QSizeF content = model.contentSize();
+    return {std::ceil(content.width()), std::ceil(content.height())};
+}
+
+// Image pixels per preview pixel for an image of `size`, as ToolMedia makes previews.
+double previewScaleFor(const QSizeF& size) {
+    const double longSide = std::max(size.width(), size.height());
+    return longSide > ToolMedia::previewMaxSide ? longSide / ToolMedia::previewMaxSide : 1.0;
 }
 
 } // namespace
@@ -461,14 +501,23 @@ Result<QRectF> locate(const QString& phrase, int occurrence, const QImage& image
 
 Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, const Options& options) {
     Applied applied;
+    // The preview the agent was shown is of the image as it is before the first operation.
+    const double previewScale = options.previewScale && *options.previewScale > 0
+                                    ? *options.previewScale
+                                    : previewScaleFor(renderedSize(model));
     for (const Operation& op : operations) {
         const QString label = QStringLiteral("Operation %1 (%2): ").arg(op.index).arg(name(op.kind));
-        const QSizeF size = model.imageSize();
-        const double previewScale = options.previewScale > 0 ? options.previewScale : 1.0;
-        auto map = [&](QPointF p) {
+        // Agents measure on the saved image: the base image inside its padding (a window's
+        // shadow, a beautify background). Annotations, crops and the boxes of recognised text
+        // are in base image coordinates, so input is read against the whole rendered canvas
+        // and then moved by where the image sits on it.
+        const QSizeF imageSize = model.imageSize();
+        const QSizeF canvas = renderedSize(model);
+        const QPointF origin = model.scene().imageRect().topLeft();
+        auto onCanvas = [&](QPointF p) {
             switch (options.coordinates) {
             case Coordinates::Normalized:
-                return QPointF(p.x() * size.width(), p.y() * size.height());
+                return QPointF(p.x() * canvas.width(), p.y() * canvas.height());
             case Coordinates::Preview:
                 return p * previewScale;
             case Coordinates::Pixels:
@@ -476,18 +525,14 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             }
             return p;
         };
+        auto map = [&](QPointF p) { return onCanvas(p) - origin; };
         auto mapRect = [&](const QRectF& r) {
             return QRectF(map(r.topLeft()), map(r.bottomRight())).normalized();
-        };
-        // Lengths scale like x coordinates.
-        auto mapLength = [&](double length) {
-            if (options.coordinates == Coordinates::Normalized) return length * size.width();
-            if (options.coordinates == Coordinates::Preview) return length * previewScale;
-            return length;
         };
 
         std::optional<QRectF> target;
         if (op.targetText && toolOf(op.kind)) {
+            // Recognised on the base image, so the box is already where annotations live.
             auto found = locate(*op.targetText, op.occurrence, model.baseImage(), options.findText);
             if (!found) return Error{label + found.error().message + u'.'};
             target = *found;
@@ -518,7 +563,7 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
                     // From below and to one side of the text to just short of it.
                     const double reach = std::clamp(target->height() * 4, 60.0, 240.0);
                     const bool fromLeft = target->left() - reach >= 0;
-                    const bool fromBelow = target->bottom() + reach * 0.6 <= size.height();
+                    const bool fromBelow = target->bottom() + reach * 0.6 <= imageSize.height();
                     a.p2 = fromLeft ? QPointF(target->left() - 6, target->center().y())
                                     : QPointF(target->right() + 6, target->center().y());
                     a.p1 = a.p2 + QPointF(fromLeft ? -reach : reach, fromBelow ? reach * 0.6 : -reach * 0.6);
@@ -595,7 +640,12 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             }
             case Kind::Emoji: {
                 a.text = op.text;
-                if (op.size) a.fontSize = mapLength(*op.size) / 2;
+                // Pixels like a font size, never a fraction of the image; measured on the
+                // preview when the agent measures there.
+                if (op.size)
+                    a.fontSize =
+                        (options.coordinates == Coordinates::Preview ? *op.size * previewScale : *op.size) /
+                        2;
                 const QSizeF emoji = a.emojiSize();
                 if (target) {
                     const QString place = placementOf(op);
@@ -622,6 +672,9 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             default:
                 break;
             }
+            const bool reachable = withinReach(a.p1) && withinReach(a.p2) &&
+                                   std::all_of(a.points.begin(), a.points.end(), withinReach);
+            if (!reachable) return Error{label + outOfReach()};
             model.addAnnotation(a);
             ++applied.annotationsAdded;
             applied.steps << label.chopped(2) +
@@ -631,18 +684,28 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
 
         switch (op.kind) {
         case Kind::Crop: {
-            QRectF box = op.rect ? mapRect(*op.rect) : QRectF(QPointF(0, 0), size);
+            QRectF box = op.rect ? mapRect(*op.rect) : QRectF(QPointF(0, 0), imageSize);
+            if (!withinReach(box.topLeft()) || !withinReach(box.bottomRight()))
+                return Error{label + outOfReach()};
             if (op.aspect) {
                 // The largest rectangle of that shape inside the box, centred on it.
                 QSizeF fitted(box.width(), box.width() / *op.aspect);
                 if (fitted.height() > box.height()) fitted = QSizeF(box.height() * *op.aspect, box.height());
                 box = QRectF(box.center() - QPointF(fitted.width() / 2, fitted.height() / 2), fitted);
             }
-            box = box.intersected(QRectF(QPointF(0, 0), size));
-            if (box.width() < 1 || box.height() < 1)
-                return Error{label + QStringLiteral("the crop rectangle lies outside the %1×%2 image.")
-                                         .arg(size.width())
-                                         .arg(size.height())};
+            box = box.intersected(QRectF(QPointF(0, 0), imageSize));
+            if (box.width() < 1 || box.height() < 1) {
+                QString message = QStringLiteral("the crop rectangle lies outside the %1×%2 image")
+                                      .arg(imageSize.width())
+                                      .arg(imageSize.height());
+                if (!origin.isNull())
+                    message += QStringLiteral(", which starts at %1, %2 of the saved %3×%4 image")
+                                   .arg(origin.x())
+                                   .arg(origin.y())
+                                   .arg(canvas.width())
+                                   .arg(canvas.height());
+                return Error{label + message + u'.'};
+            }
             model.applyCrop(box);
             break;
         }
@@ -658,22 +721,41 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
             model.flip(op.horizontal);
             break;
         case Kind::Resize: {
-            const double width = op.width ? mapLength(*op.width) : size.width() * *op.scale;
-            const double height = size.height() * width / std::max(1.0, size.width());
-            if (width * height > maxPixels) return Error{label + tooLarge()};
-            model.resizeImage(std::max(1, int(std::lround(width))));
+            // `width` is pixels and `scale` a factor whatever `coordinates` says, and both are
+            // of the saved image: the padding scales with the base image, so the result comes
+            // out at that width.
+            const double width = op.width ? *op.width : canvas.width() * *op.scale;
+            const double factor = width / std::max(1.0, canvas.width());
+            if (width * canvas.height() * factor > maxPixels) return Error{label + tooLarge()};
+            const int savedWidth = std::max(1, int(std::lround(width)));
+            const double padding = model.padding();
+            const int baseWidth =
+                padding > 0 ? std::max(1, int(std::lround(imageSize.width() * factor))) : savedWidth;
+            const double newPadding = padding > 0 ? std::max(0.0, (savedWidth - baseWidth) / 2.0) : 0.0;
+            if (baseWidth == int(imageSize.width()) && newPadding == padding) break;
+            if (baseWidth != int(imageSize.width()))
+                model.resizeImage(baseWidth);
+            else
+                model.pushUndo();
+            model.setPadding(newPadding);
+            model.setCornerRadius(model.cornerRadius() * baseWidth / std::max(1.0, imageSize.width()));
             break;
         }
         case Kind::ExpandCanvas: {
-            const int top = int(std::lround(mapLength(op.top))), left = int(std::lround(mapLength(op.left)));
-            const int bottom = int(std::lround(mapLength(op.bottom))),
-                      right = int(std::lround(mapLength(op.right)));
-            if ((size.width() + left + right) * (size.height() + top + bottom) > maxPixels)
+            // Margins are lengths along their axis: fractions of the width or height with
+            // normalised coordinates.
+            const double top = onCanvas(QPointF(0, op.top)).y(), bottom = onCanvas(QPointF(0, op.bottom)).y();
+            const double left = onCanvas(QPointF(op.left, 0)).x(), right = onCanvas(QPointF(op.right, 0)).x();
+            if ((canvas.width() + left + right) * (canvas.height() + top + bottom) > maxPixels)
                 return Error{label + tooLarge()};
-            model.expandCanvas(top, left, bottom, right, op.fill);
+            model.expandCanvas(int(std::lround(top)), int(std::lround(left)), int(std::lround(bottom)),
+                               int(std::lround(right)), op.fill);
             break;
         }
         case Kind::Background: {
+            if (op.padding &&
+                (imageSize.width() + 2 * *op.padding) * (imageSize.height() + 2 * *op.padding) > maxPixels)
+                return Error{label + tooLarge()};
             model.pushUndo();
             if (op.preset) {
                 const auto preset = PresetStore::shared().findByName(*op.preset);

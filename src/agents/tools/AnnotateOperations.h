@@ -19,10 +19,14 @@
 class EditorModel;
 
 // The drawing language of annotate_image: a list of operation objects, each read leniently
-// and checked before anything is drawn, then run in order on an editor model. Coordinates
-// are image pixels unless the caller says they are normalised (0 to 1) or pixels of a
-// preview; they are converted when each operation runs, so a crop or resize earlier in the
-// list changes what later normalised values mean.
+// (with the readers of ToolArgs) and checked before anything is drawn, then run in order on
+// an editor model. Coordinates are pixels of the saved image, the rendered canvas with any
+// padding around the base image, unless the caller says they are normalised (0 to 1 of that
+// canvas) or pixels of a preview of it; they are converted into the model's base image
+// coordinates when each operation runs, so a crop or resize earlier in the list changes what
+// later values mean. Sizes are pixels or factors, never fractions of the image: stroke_width,
+// font_size and resize width and scale are taken as they are; an emoji's size alone follows
+// preview pixels.
 namespace AnnotateOperations {
 
 enum class Kind {
@@ -113,8 +117,9 @@ using TextFinder = std::function<QList<TextBox>(const QString& phrase, const QIm
 
 struct Options {
     Coordinates coordinates = Coordinates::Pixels;
-    // Image pixels per preview pixel, for Coordinates::Preview.
-    double previewScale = 1.0;
+    // Saved-image pixels per preview pixel, for Coordinates::Preview. Absent: that of the
+    // preview ToolMedia makes of the image as it is before the first operation.
+    std::optional<double> previewScale;
     TextFinder findText;
 };
 

@@ -43,8 +43,8 @@ Prepared prepared(std::unique_ptr<EditorModel> model, const QString& summary) {
 } // namespace
 
 Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operations,
-                                 const QString& coordinates, double previewScale, bool keepExisting,
-                                 const CaptureOperations::TextFinder& finder) {
+                                 const QString& coordinates, std::optional<double> previewScale,
+                                 bool keepExisting, const CaptureOperations::TextFinder& finder) {
     const auto system = AnnotateOperations::coordinatesNamed(coordinates);
     if (!system)
         return Error{
@@ -152,7 +152,7 @@ Result<Outcome> store(const Prepared& prepared, const QString& path, const Deliv
 }
 
 Result<Outcome> annotate(const QString& path, const QJsonArray& operations, const QString& coordinates,
-                         double previewScale, bool keepExisting, const Delivery& delivery,
+                         std::optional<double> previewScale, bool keepExisting, const Delivery& delivery,
                          const CaptureOperations::TextFinder& finder) {
     return now(prepareAnnotate(path, operations, coordinates, previewScale, keepExisting, finder), path,
                delivery);

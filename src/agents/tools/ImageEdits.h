@@ -44,10 +44,11 @@ struct Prepared {
 };
 
 // The operations of annotate_image on the capture at `path`. `coordinates` is "pixels"
-// (default), "normalized" or "preview"; `previewScale` is image pixels per preview pixel.
+// (default), "normalized" or "preview"; `previewScale` is image pixels per preview pixel,
+// by default that of the preview agents are shown of the image.
 Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operations,
-                                 const QString& coordinates, double previewScale, bool keepExisting,
-                                 const CaptureOperations::TextFinder& finder = {});
+                                 const QString& coordinates, std::optional<double> previewScale,
+                                 bool keepExisting, const CaptureOperations::TextFinder& finder = {});
 
 // Finds sensitive data (and the texts of `alsoHide`); a dry run only lists it, otherwise
 // it is blurred into the pixels. Nothing found leaves nothing to store.
@@ -66,7 +67,7 @@ Result<Outcome> store(const Prepared& prepared, const QString& path, const Deliv
 
 // Prepare and store in one go, on the main thread.
 Result<Outcome> annotate(const QString& path, const QJsonArray& operations, const QString& coordinates,
-                         double previewScale, bool keepExisting, const Delivery& delivery,
+                         std::optional<double> previewScale, bool keepExisting, const Delivery& delivery,
                          const CaptureOperations::TextFinder& finder = {});
 Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,
                        const QString& style, bool dryRun, const Delivery& delivery,

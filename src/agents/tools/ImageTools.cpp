@@ -110,14 +110,6 @@ void inBackground(const ToolArgs& args, const ToolContext& context, const QStrin
     });
 }
 
-// Image pixels per pixel of the preview an agent was shown of this file.
-double previewScaleOf(const QString& file) {
-    const CaptureOperations::Saved facts = CaptureOperations::describe(file);
-    const int longSide = std::max(facts.width, facts.height);
-    if (longSide <= ToolMedia::previewMaxSide || longSide <= 0) return 1.0;
-    return double(longSide) / ToolMedia::previewMaxSide;
-}
-
 void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const auto operations = args.array(QStringLiteral("operations"));
     if (!operations)
@@ -136,8 +128,9 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolD
     whenEditable(args, context, source, {}, QStringLiteral("annotate a capture from your history"), done,
                  [=](const QString& file) {
                      inBackground(args, context, file, delivery, done, [=] {
-                         return ImageEdits::prepareAnnotate(file, *operations, coordinates,
-                                                            previewScaleOf(file), keepExisting);
+                         // The preview scale follows from the image the capture renders to.
+                         return ImageEdits::prepareAnnotate(file, *operations, coordinates, std::nullopt,
+                                                            keepExisting);
                      });
                  });
 }

@@ -64,6 +64,26 @@ TEST(ToolArgsTest, ReadsLeniently) {
     EXPECT_EQ(args.array("word"), std::nullopt);
 }
 
+TEST(ToolArgsTest, NumbersAreFinite) {
+    // As numbers and as text: NaN and infinities read as absent, and so do points and
+    // rectangles with such a member.
+    for (const QJsonValue& bad :
+         {QJsonValue(qQNaN()), QJsonValue(qInf()), QJsonValue(-qInf()), QJsonValue("nan"), QJsonValue("NaN"),
+          QJsonValue(" inf "), QJsonValue("-Infinity"), QJsonValue("1e309"), QJsonValue("-1e400")}) {
+        EXPECT_EQ(ToolArgs::numberFrom(bad), std::nullopt) << bad.toVariant().toString().toStdString();
+        EXPECT_EQ(ToolArgs::pointFrom(QJsonArray{1, bad}), std::nullopt);
+        EXPECT_EQ(ToolArgs::pointFrom(QJsonObject{{"x", bad}, {"y", 1}}), std::nullopt);
+        EXPECT_EQ(ToolArgs::rectFrom(QJsonArray{0, 0, bad, 1}), std::nullopt);
+        EXPECT_EQ(ToolArgs::rectFrom(QJsonObject{{"x", 0}, {"y", 0}, {"width", 1}, {"height", bad}}),
+                  std::nullopt);
+        const ToolArgs args(QJsonObject{{"n", bad}});
+        EXPECT_EQ(args.number("n"), std::nullopt);
+        EXPECT_EQ(args.integer("n"), std::nullopt);
+    }
+    EXPECT_EQ(ToolArgs::numberFrom(QJsonValue("1e308")), 1e308);
+    EXPECT_EQ(ToolArgs::numberFrom(QJsonValue(-0.5)), -0.5);
+}
+
 TEST(ToolSchemaTest, RequiredOnlyWhenGiven) {
     const QJsonObject bare = ToolSchema::object({});
     EXPECT_FALSE(bare.contains("required"));

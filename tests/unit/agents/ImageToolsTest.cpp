@@ -70,9 +70,9 @@ TEST_F(ImageToolsTest, ParsingNamesTheOperationAndWhatIsMissing) {
             .startsWith("Operation 2: unknown type “sparkle”. Use one of arrow, line"));
     EXPECT_EQ(parseError("[{\"type\": \"arrow\", \"from\": [0, 0]}]"),
               "Operation 1 (arrow): needs `from` and `to` points ({x, y} or [x, y]), or `target_text`.");
-    EXPECT_EQ(
-        parseError("[{\"type\": \"rectangle\", \"rect\": {\"x\": 1}}]"),
-        "Operation 1 (rectangle): `rect` needs x, y, width and height (an object or [x, y, width, height]).");
+    EXPECT_EQ(parseError("[{\"type\": \"rectangle\", \"rect\": {\"x\": 1}}]"),
+              "Operation 1 (rectangle): `rect` needs x, y, width and height as finite numbers (an object or "
+              "[x, y, width, height]), not {\"x\":1}.");
     EXPECT_EQ(parseError("[{\"type\": \"blur\", \"rect\": [0, 0, 0, 10]}]"),
               "Operation 1 (blur): `rect` must have a width and height above 0.");
     EXPECT_EQ(parseError("[{\"type\": \"text\", \"at\": [0, 0]}]"), "Operation 1 (text): needs `text`.");
@@ -175,6 +175,195 @@ TEST_F(ImageToolsTest, NormalizedAndPreviewCoordinatesAreConverted) {
     ASSERT_TRUE(apply(preview, *parse(ops(R"([{"type": "arrow", "from": [10, 10], "to": [50, 20]}])")),
                       {Coordinates::Preview, 2.0, {}}));
     EXPECT_EQ(preview.annotations()[0].p2, QPointF(100, 40));
+}
+
+// A capture whose project keeps 48 pixels of window shadow around the image, as window
+// captures have: the saved file is the image plus that padding on every side.
+class PaddedCaptureTest : public ImageToolsTest {
+protected:
+    static constexpr double padding = 48;
+    const QSize canvasSize{imageSize.width() + 96, imageSize.height() + 96};
+
+    static bool isBlue(const QColor& c) { return c.blue() > 200 && c.red() < 80 && c.green() < 80; }
+
+    std::unique_ptr<EditorModel> paddedModel() {
+        auto model = std::make_unique<EditorModel>(image, 1.0);
+        model->setIsWindowCapture(true);
+        model->setPadding(padding);
+        return model;
+    }
+
+    // The capture as the history holds it: the rendered file with its project beside it.
+    QString paddedCapture() {
+        const QString path = HistoryManager::directory() + "/Window.png";
+        auto model = paddedModel();
+        EXPECT_TRUE(model->renderFinal()->save(path, "PNG"));
+        EXPECT_TRUE(ProjectStore::save(model->makeProject(), path));
+        return path;
+    }
+
+    // The saved result of annotating the capture.
+    QImage annotated(const char* operations, const QString& coordinates = "pixels") {
+        Prefs::setValue(QStringLiteral("imageFormat"), QStringLiteral("png"));
+        const auto done =
+            ImageEdits::annotate(paddedCapture(), ops(operations), coordinates, std::nullopt, true, {});
+        EXPECT_TRUE(done) << (done ? "" : done.error().message.toStdString());
+        if (!done) return {};
+        const QImage saved(done->json["path"].toString());
+        EXPECT_EQ(saved.size(), canvasSize);
+        return saved;
+    }
+};
+
+TEST_F(PaddedCaptureTest, MarksLandWhereTheAgentAimedInTheSavedImage) {
+    textRecognition->lines = {line("Help", {300, 20})};
+    const QImage saved = annotated(R"([
+        {"type": "arrow", "from": [150, 150], "to": [350, 150], "color": "blue", "stroke_width": 8,
+         "shadow": false},
+        {"type": "rectangle", "rect": [100, 80, 200, 100], "color": "blue", "stroke_width": 6, "shadow": false},
+        {"type": "rectangle", "target_text": "Help", "color": "blue", "stroke_width": 4, "shadow": false}])");
+    ASSERT_FALSE(saved.isNull());
+    // The arrow's shaft at y 150, not 48 pixels lower and to the right.
+    EXPECT_TRUE(isBlue(saved.pixelColor(220, 150)));
+    EXPECT_FALSE(isBlue(saved.pixelColor(220, 198)));
+    // The rectangle's left edge at x 100; 48 pixels on is the inside of the box.
+    EXPECT_TRUE(isBlue(saved.pixelColor(100, 130)));
+    EXPECT_FALSE(isBlue(saved.pixelColor(148, 165)));
+    // Recognised text is found in the image and boxed where it shows in the saved file:
+    // "Help" is at x 300 to 340, y 20 to 40 of the image, so 348 to 388, 68 to 88 here.
+    EXPECT_TRUE(isBlue(saved.pixelColor(344, 78)));
+    EXPECT_FALSE(isBlue(saved.pixelColor(296, 30)));
+
+    // In the model the marks are in image coordinates, as the editor keeps them.
+    auto model = paddedModel();
+    ASSERT_TRUE(apply(*model, *parse(ops(R"([{"type": "arrow", "from": [150, 150], "to": [350, 150]},
+                                               {"type": "freehand", "points": [[48, 48], [60, 70]]}])")),
+                      {}));
+    EXPECT_EQ(model->annotations()[0].p1, QPointF(102, 102));
+    EXPECT_EQ(model->annotations()[1].points[0], QPointF(0, 0));
+}
+
+TEST_F(PaddedCaptureTest, NormalizedAndPreviewCoordinatesAreFractionsAndPixelsOfTheSavedImage) {
+    const QImage saved = annotated(
+        R"([{"type": "rectangle", "rect": [0.25, 0.25, 0.5, 0.5], "color": "blue", "stroke_width": 6,
+             "shadow": false}])",
+        "normalized");
+    ASSERT_FALSE(saved.isNull());
+    // 0.25 of 496 × 296 is 124, 74: the left edge runs down x 124.
+    EXPECT_TRUE(isBlue(saved.pixelColor(124, 148)));
+    EXPECT_FALSE(isBlue(saved.pixelColor(172, 148)));
+
+    auto model = paddedModel();
+    ASSERT_TRUE(apply(*model, *parse(ops(R"([{"type": "arrow", "from": [0, 0], "to": [1, 1]}])")),
+                      {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_EQ(model->annotations()[0].p1, QPointF(-48, -48));
+    EXPECT_EQ(model->annotations()[0].p2, QPointF(448, 248));
+
+    // A preview of a wide capture is scaled from the saved image's size, padding included.
+    EditorModel wide(QImage(3000, 200, QImage::Format_RGB32), 1.0);
+    wide.setPadding(padding);
+    const double scale = 3096.0 / 1568;
+    ASSERT_TRUE(apply(wide, *parse(ops(R"([{"type": "step", "at": [784, 100]}])")),
+                      {Coordinates::Preview, std::nullopt, {}}));
+    EXPECT_NEAR(wide.annotations()[0].p1.x(), 784 * scale - 48, 1e-9);
+    EXPECT_NEAR(wide.annotations()[0].p1.y(), 100 * scale - 48, 1e-9);
+}
+
+TEST_F(ImageToolsTest, SizesArePixelsWhateverTheCoordinates) {
+    // Resizing to a width gives an image that wide, not the width times the image's.
+    EditorModel model(image, 1.0);
+    const auto parsed = parse(ops(R"([{"type": "resize", "width": 800},
+                                      {"type": "emoji", "at": [0.5, 0.5], "emoji": "👍", "size": 64},
+                                      {"type": "expand_canvas", "top": 0.25}])"));
+    ASSERT_TRUE(parsed);
+    ASSERT_TRUE(apply(model, *parsed, {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_EQ(model.renderFinal()->width(), 800);
+    EXPECT_EQ(model.annotations()[0].fontSize, 32);
+    // Margins are fractions of their own side: a quarter of the height above.
+    EXPECT_EQ(model.imageSize(), QSizeF(800, 500));
+
+    // With padding around the image, the saved image is what comes out at the width.
+    EditorModel padded(image, 1.0);
+    padded.setPadding(48);
+    padded.setCornerRadius(10);
+    ASSERT_TRUE(apply(padded, *parse(ops(R"([{"type": "resize", "width": 800}])")),
+                      {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_EQ(padded.renderFinal()->width(), 800);
+    EXPECT_EQ(padded.imageSize().width(), 645);
+    EXPECT_NEAR(padded.padding(), 77.5, 1e-9);
+    EXPECT_NEAR(padded.cornerRadius(), 10 * 645.0 / 400, 1e-9);
+    ASSERT_TRUE(
+        apply(padded, *parse(ops(R"([{"type": "scale", "scale": 0.5}])")), {Coordinates::Preview, 3.0, {}}));
+    EXPECT_EQ(padded.renderFinal()->width(), 400);
+    // One step back undoes the whole resize, padding included.
+    padded.undo();
+    EXPECT_EQ(padded.renderFinal()->width(), 800);
+}
+
+TEST_F(ImageToolsTest, UnusableNumbersAreRefusedWithAMessage) {
+    const std::pair<const char*, const char*> refused[] = {
+        {R"([{"type": "arrow", "from": ["nan", 5], "to": [1, 1]}])",
+         "Operation 1 (arrow): `from` must be a point {x, y} or [x, y] of finite numbers, not [\"nan\",5]."},
+        {R"([{"type": "arrow", "from": [0, 0], "to": [1, 1], "stroke_width": "nan"}])",
+         "Operation 1 (arrow): `stroke_width` must be a finite number, not “nan”."},
+        {R"([{"type": "text", "at": [0, 0], "text": "Hi", "font_size": "inf"}])",
+         "Operation 1 (text): `font_size` must be a finite number, not “inf”."},
+        {R"([{"type": "line", "from": [0, 0], "to": [1, 1], "opacity": "-Infinity"}])",
+         "Operation 1 (line): `opacity` must be a finite number, not “-Infinity”."},
+        {R"([{"type": "blur", "rect": [0, 0, "1e309", 5]}])",
+         "Operation 1 (blur): `rect` needs x, y, width and height as finite numbers (an object or [x, y, "
+         "width, height]), not [0,0,\"1e309\",5]."},
+        {R"([{"type": "resize", "width": "NaN"}])",
+         "Operation 1 (resize): `width` must be a finite number, not “NaN”."},
+        {R"([{"type": "step", "at": [1, 1], "number": "nan"}])",
+         "Operation 1 (step): `number` must be a finite number, not “nan”."},
+        {R"([{"type": "emoji", "at": [1, 1], "emoji": "👍", "size": "inf"}])",
+         "Operation 1 (emoji): `size` must be a finite number, not “inf”."},
+        {R"([{"type": "expand_canvas", "all": "1e400"}])",
+         "Operation 1 (expand_canvas): `all` must be a finite number, not “1e400”."},
+        {R"([{"type": "background", "padding": "nan"}])",
+         "Operation 1 (background): `padding` must be a finite number, not “nan”."},
+        {R"([{"type": "freehand", "points": [[0, 0], ["inf", 1]]}])",
+         "Operation 1 (freehand): every entry of `points` must be a point {x, y} or [x, y] of finite "
+         "numbers, "
+         "not [\"inf\",1]."},
+        {R"([{"type": "rotate", "degrees": 1e300}])",
+         "Operation 1 (rotate): `degrees` must be 90, -90 or 180."},
+        {R"([{"type": "step", "target_text": "Go", "occurrence": 1e300}])",
+         "Operation 1 (step): `occurrence` must be at most 10000."},
+        {R"([{"type": "background", "padding": 1e300}])",
+         "Operation 1 (background): `padding` must be between 0 and 2000."},
+    };
+    for (const auto& [json, message] : refused)
+        EXPECT_EQ(parseError(json), message) << json;
+
+    // Non-finite numbers that reach the readers as numbers rather than text.
+    for (const double bad : {qQNaN(), qInf(), -qInf()}) {
+        const QJsonArray arrow{
+            QJsonObject{{"type", "arrow"}, {"from", QJsonArray{bad, 0}}, {"to", QJsonArray{1, 1}}}};
+        EXPECT_FALSE(parse(arrow));
+        const QJsonArray width{QJsonObject{
+            {"type", "line"}, {"from", QJsonArray{0, 0}}, {"to", QJsonArray{1, 1}}, {"stroke_width", bad}}};
+        EXPECT_FALSE(parse(width));
+    }
+
+    // Finite but far beyond any image, or beyond once converted: refused, not drawn.
+    EditorModel model(image, 1.0);
+    const auto far =
+        apply(model, *parse(ops(R"([{"type": "blur", "rect": [1e300, 1e300, 1e300, 1e300]}])")), {});
+    ASSERT_FALSE(far);
+    EXPECT_EQ(far.error().message, "Operation 1 (blur): the coordinates lie too far outside the image.");
+    EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "arrow", "from": [1e308, 0], "to": [1, 1]}])")),
+                       {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "crop", "rect": [-1e300, -1e300, 2e300, 2e300]}])")),
+                       {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "expand_canvas", "all": 10000}])")),
+                       {Coordinates::Normalized, std::nullopt, {}}));
+    EXPECT_FALSE(apply(
+        model, *parse(ops(R"([{"type": "background", "padding": 2000}, {"type": "resize", "scale": 8}])")),
+        {}));
+    EXPECT_TRUE(model.annotations().isEmpty());
+    EXPECT_EQ(model.imageSize(), QSizeF(imageSize));
 }
 
 TEST_F(ImageToolsTest, TargetTextAimsAtWhatRecognitionFound) {
