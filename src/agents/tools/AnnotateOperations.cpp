@@ -5,7 +5,6 @@
 #include "editor/Annotation.h"
 #include "editor/BackgroundStyle.h"
 #include "editor/EditorModel.h"
-#include "editor/PresetStore.h"
 #include "text/TextLocator.h"
 
 #include <QJsonDocument>
@@ -758,7 +757,7 @@ Result<Applied> apply(EditorModel& model, const QList<Operation>& operations, co
                 return Error{label + tooLarge()};
             model.pushUndo();
             if (op.preset) {
-                const auto preset = PresetStore::shared().findByName(*op.preset);
+                const auto preset = BeautifyPreset::named(options.presets, *op.preset);
                 if (!preset)
                     return Error{label + QStringLiteral("there is no beautify preset “%1”.").arg(*op.preset)};
                 model.setBackground(Backgrounds::parse(preset->style).value_or(BackgroundStyle::None));

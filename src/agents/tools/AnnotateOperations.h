@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/Result.h"
+#include "editor/BeautifyPreset.h"
 #include "editor/EditorTypes.h"
 #include "text/TextBox.h"
 
@@ -121,6 +122,8 @@ struct Options {
     // preview ToolMedia makes of the image as it is before the first operation.
     std::optional<double> previewScale;
     TextFinder findText;
+    // The user's beautify presets, read on the main thread, which owns the preset store.
+    QList<BeautifyPreset> presets;
 };
 
 struct Applied {

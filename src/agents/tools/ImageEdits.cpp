@@ -4,6 +4,7 @@
 #include "agents/tools/DesktopActions.h"
 #include "capture/ImageUtils.h"
 #include "editor/EditorModel.h"
+#include "editor/PresetStore.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -44,7 +45,8 @@ Prepared prepared(std::unique_ptr<EditorModel> model, const QString& summary) {
 
 Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operations,
                                  const QString& coordinates, std::optional<double> previewScale,
-                                 bool keepExisting, const CaptureOperations::TextFinder& finder) {
+                                 bool keepExisting, const QList<BeautifyPreset>& presets,
+                                 const CaptureOperations::TextFinder& finder) {
     const auto system = AnnotateOperations::coordinatesNamed(coordinates);
     if (!system)
         return Error{
@@ -58,6 +60,7 @@ Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operatio
     options.coordinates = *system;
     options.previewScale = previewScale;
     options.findText = finder;
+    options.presets = presets;
     const auto applied = AnnotateOperations::apply(**model, *parsed, options);
     if (!applied) return applied.error();
     const int annotations = int((*model)->annotations().size());
@@ -154,8 +157,9 @@ Result<Outcome> store(const Prepared& prepared, const QString& path, const Deliv
 Result<Outcome> annotate(const QString& path, const QJsonArray& operations, const QString& coordinates,
                          std::optional<double> previewScale, bool keepExisting, const Delivery& delivery,
                          const CaptureOperations::TextFinder& finder) {
-    return now(prepareAnnotate(path, operations, coordinates, previewScale, keepExisting, finder), path,
-               delivery);
+    return now(prepareAnnotate(path, operations, coordinates, previewScale, keepExisting,
+                               PresetStore::shared().presets(), finder),
+               path, delivery);
 }
 
 Result<Outcome> redact(const QString& path, const QStringList& kinds, const QStringList& alsoHide,

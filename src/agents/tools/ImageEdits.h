@@ -43,12 +43,13 @@ struct Prepared {
     QString summary;
 };
 
-// The operations of annotate_image on the capture at `path`. `coordinates` is "pixels"
-// (default), "normalized" or "preview"; `previewScale` is image pixels per preview pixel,
-// by default that of the preview agents are shown of the image.
+// The operations of annotate_image on the capture at `path`, with the user's `presets`. `coordinates` is
+// "pixels" (default), "normalized" or "preview"; `previewScale` is image pixels per preview pixel, by default
+// that of the preview agents are shown of the image.
 Result<Prepared> prepareAnnotate(const QString& path, const QJsonArray& operations,
                                  const QString& coordinates, std::optional<double> previewScale,
-                                 bool keepExisting, const CaptureOperations::TextFinder& finder = {});
+                                 bool keepExisting, const QList<BeautifyPreset>& presets,
+                                 const CaptureOperations::TextFinder& finder = {});
 
 // Finds sensitive data (and the texts of `alsoHide`); a dry run only lists it, otherwise
 // it is blurred into the pixels. Nothing found leaves nothing to store.

@@ -13,6 +13,7 @@
 #include "agents/tools/ImageEdits.h"
 #include "capture/HistoryManager.h"
 #include "editor/BackgroundStyle.h"
+#include "editor/PresetStore.h"
 #include "history/HistoryRecord.h"
 #include "text/SensitiveScanner.h"
 
@@ -57,6 +58,14 @@ void whenEditable(const ToolArgs& args, const ToolContext& context, const ToolMe
         if (context.session) context.session->ownedCaptures.insert(stored.id);
         edit(stored.path);
     });
+}
+
+// A number argument, refused unless it lies in [minimum, maximum]; absent when not given.
+std::optional<double> numberWithin(const ToolArgs& args, const QString& key, double minimum, double maximum) {
+    const auto value = args.number(key);
+    if (args.has(key) && (!value || *value < minimum || *value > maximum))
+        failTool(QStringLiteral("`%1` must be a number from %2 to %3.").arg(key).arg(minimum).arg(maximum));
+    return value;
 }
 
 ImageEdits::Delivery deliveryOf(const ToolArgs& args) {
@@ -125,12 +134,13 @@ void annotateImage(const ToolArgs& args, const ToolContext& context, const ToolD
         failTool(QStringLiteral("`coordinates` must be \"pixels\", \"normalized\" or \"preview\", not “%1”.")
                      .arg(coordinates));
     const bool keepExisting = args.boolean(QStringLiteral("keep_existing")).value_or(true);
+    const QList<BeautifyPreset> presets = PresetStore::shared().presets();
     whenEditable(args, context, source, {}, QStringLiteral("annotate a capture from your history"), done,
                  [=](const QString& file) {
                      inBackground(args, context, file, delivery, done, [=] {
                          // The preview scale follows from the image the capture renders to.
                          return ImageEdits::prepareAnnotate(file, *operations, coordinates, std::nullopt,
-                                                            keepExisting);
+                                                            keepExisting, presets);
                      });
                  });
 }
@@ -189,8 +199,8 @@ void removeBackground(const ToolArgs& args, const ToolContext& context, const To
         options.backgroundImage = ToolMedia::loadImage(*path);
         ids << HistoryManager::captureIdOf(*path);
     }
-    options.padding = std::clamp(args.number(QStringLiteral("padding")).value_or(0), 0.0, 2000.0);
-    options.cornerRadius = std::clamp(args.number(QStringLiteral("corner_radius")).value_or(0), 0.0, 500.0);
+    options.padding = numberWithin(args, QStringLiteral("padding"), 0, 2000).value_or(0);
+    options.cornerRadius = numberWithin(args, QStringLiteral("corner_radius"), 0, 1000).value_or(0);
     options.shadow = args.boolean(QStringLiteral("shadow")).value_or(true);
     options.cropToSubject = args.boolean(QStringLiteral("crop_to_subject")).value_or(false);
     whenEditable(args, context, source, ids, QStringLiteral("edit a capture from your history"), done,
@@ -206,8 +216,8 @@ void beautifyImage(const ToolArgs& args, const ToolContext& context, const ToolD
     auto options = CaptureOperations::BeautifyOptions::withPresets();
     options.preset = args.string(QStringLiteral("preset"));
     options.background = args.string(QStringLiteral("background"));
-    options.padding = args.number(QStringLiteral("padding"));
-    options.cornerRadius = args.number(QStringLiteral("corner_radius"));
+    options.padding = numberWithin(args, QStringLiteral("padding"), 0, 2000);
+    options.cornerRadius = numberWithin(args, QStringLiteral("corner_radius"), 0, 1000);
     options.windowShadow = args.boolean(QStringLiteral("window_shadow"));
     whenEditable(args, context, source, {}, QStringLiteral("edit a capture from your history"), done,
                  [=](const QString& file) {
@@ -238,7 +248,7 @@ void combineImages(const ToolArgs& args, const ToolContext& context, const ToolD
             answer(args, context,
                    unwrapTool(ImageEdits::combine(
                        files, args.string(QStringLiteral("direction")).value_or(QString()),
-                       args.number(QStringLiteral("spacing")).value_or(0),
+                       numberWithin(args, QStringLiteral("spacing"), 0, 2000).value_or(0),
                        args.string(QStringLiteral("fill")).value_or(QString()), delivery)),
                    done);
         });

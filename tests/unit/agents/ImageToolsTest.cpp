@@ -165,7 +165,7 @@ TEST_F(ImageToolsTest, NormalizedAndPreviewCoordinatesAreConverted) {
                                       {"type": "crop", "rect": [0, 0, 0.5, 0.5]},
                                       {"type": "arrow", "from": [0, 0], "to": [1, 1]}])"));
     ASSERT_TRUE(parsed);
-    ASSERT_TRUE(apply(model, *parsed, {Coordinates::Normalized, 1.0, {}}));
+    ASSERT_TRUE(apply(model, *parsed, {Coordinates::Normalized, 1.0, {}, {}}));
     EXPECT_EQ(model.imageSize(), QSizeF(200, 100));
     // The rectangle lay below the crop; the arrow spans the cropped image.
     EXPECT_EQ(model.annotations()[0].p1, QPointF(100, 100));
@@ -173,7 +173,7 @@ TEST_F(ImageToolsTest, NormalizedAndPreviewCoordinatesAreConverted) {
 
     EditorModel preview(image, 1.0);
     ASSERT_TRUE(apply(preview, *parse(ops(R"([{"type": "arrow", "from": [10, 10], "to": [50, 20]}])")),
-                      {Coordinates::Preview, 2.0, {}}));
+                      {Coordinates::Preview, 2.0, {}, {}}));
     EXPECT_EQ(preview.annotations()[0].p2, QPointF(100, 40));
 }
 
@@ -255,7 +255,7 @@ TEST_F(PaddedCaptureTest, NormalizedAndPreviewCoordinatesAreFractionsAndPixelsOf
 
     auto model = paddedModel();
     ASSERT_TRUE(apply(*model, *parse(ops(R"([{"type": "arrow", "from": [0, 0], "to": [1, 1]}])")),
-                      {Coordinates::Normalized, std::nullopt, {}}));
+                      {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_EQ(model->annotations()[0].p1, QPointF(-48, -48));
     EXPECT_EQ(model->annotations()[0].p2, QPointF(448, 248));
 
@@ -264,7 +264,7 @@ TEST_F(PaddedCaptureTest, NormalizedAndPreviewCoordinatesAreFractionsAndPixelsOf
     wide.setPadding(padding);
     const double scale = 3096.0 / 1568;
     ASSERT_TRUE(apply(wide, *parse(ops(R"([{"type": "step", "at": [784, 100]}])")),
-                      {Coordinates::Preview, std::nullopt, {}}));
+                      {Coordinates::Preview, std::nullopt, {}, {}}));
     EXPECT_NEAR(wide.annotations()[0].p1.x(), 784 * scale - 48, 1e-9);
     EXPECT_NEAR(wide.annotations()[0].p1.y(), 100 * scale - 48, 1e-9);
 }
@@ -276,7 +276,7 @@ TEST_F(ImageToolsTest, SizesArePixelsWhateverTheCoordinates) {
                                       {"type": "emoji", "at": [0.5, 0.5], "emoji": "👍", "size": 64},
                                       {"type": "expand_canvas", "top": 0.25}])"));
     ASSERT_TRUE(parsed);
-    ASSERT_TRUE(apply(model, *parsed, {Coordinates::Normalized, std::nullopt, {}}));
+    ASSERT_TRUE(apply(model, *parsed, {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_EQ(model.renderFinal()->width(), 800);
     EXPECT_EQ(model.annotations()[0].fontSize, 32);
     // Margins are fractions of their own side: a quarter of the height above.
@@ -287,13 +287,13 @@ TEST_F(ImageToolsTest, SizesArePixelsWhateverTheCoordinates) {
     padded.setPadding(48);
     padded.setCornerRadius(10);
     ASSERT_TRUE(apply(padded, *parse(ops(R"([{"type": "resize", "width": 800}])")),
-                      {Coordinates::Normalized, std::nullopt, {}}));
+                      {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_EQ(padded.renderFinal()->width(), 800);
     EXPECT_EQ(padded.imageSize().width(), 645);
     EXPECT_NEAR(padded.padding(), 77.5, 1e-9);
     EXPECT_NEAR(padded.cornerRadius(), 10 * 645.0 / 400, 1e-9);
-    ASSERT_TRUE(
-        apply(padded, *parse(ops(R"([{"type": "scale", "scale": 0.5}])")), {Coordinates::Preview, 3.0, {}}));
+    ASSERT_TRUE(apply(padded, *parse(ops(R"([{"type": "scale", "scale": 0.5}])")),
+                      {Coordinates::Preview, 3.0, {}, {}}));
     EXPECT_EQ(padded.renderFinal()->width(), 400);
     // One step back undoes the whole resize, padding included.
     padded.undo();
@@ -354,11 +354,11 @@ TEST_F(ImageToolsTest, UnusableNumbersAreRefusedWithAMessage) {
     ASSERT_FALSE(far);
     EXPECT_EQ(far.error().message, "Operation 1 (blur): the coordinates lie too far outside the image.");
     EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "arrow", "from": [1e308, 0], "to": [1, 1]}])")),
-                       {Coordinates::Normalized, std::nullopt, {}}));
+                       {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "crop", "rect": [-1e300, -1e300, 2e300, 2e300]}])")),
-                       {Coordinates::Normalized, std::nullopt, {}}));
+                       {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_FALSE(apply(model, *parse(ops(R"([{"type": "expand_canvas", "all": 10000}])")),
-                       {Coordinates::Normalized, std::nullopt, {}}));
+                       {Coordinates::Normalized, std::nullopt, {}, {}}));
     EXPECT_FALSE(apply(
         model, *parse(ops(R"([{"type": "background", "padding": 2000}, {"type": "resize", "scale": 8}])")),
         {}));
