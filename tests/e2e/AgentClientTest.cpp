@@ -180,4 +180,49 @@ TEST(AgentClientTest, ArrangeWindowResizesAndMovesAnotherAppsWindow) {
         << clientRect(*server, window.id).height();
 }
 
+TEST(AgentClientTest, TheUserPicksTheAreaAnAgentAskedFor) {
+    const QString node = QStandardPaths::findExecutable("node");
+    if (node.isEmpty() ||
+        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
+        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+    auto server = XServer::start({.windowManager = true});
+    AppSession app(*server, approvedClient);
+    ASSERT_TRUE(waitUntil([&] {
+        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
+    })) << app.log();
+    const TestWindow window = openTestWindow(
+        *server,
+        {.pattern = "#ffffff", .size = QSize(360, 120), .position = QPoint(100, 100), .text = "Saxophone"});
+    const QRect area = clientRect(*server, window.id);
+    const QJsonArray calls{
+        QJsonObject{{"name", "take_screenshot"}, {"arguments", QJsonObject{{"target", "select_area"}}}},
+        QJsonObject{{"name", "extract_text"}, {"arguments", QJsonObject{{"target", "select_area"}}}}};
+    ChildProcess& client =
+        server->startProcess(node.toStdString(),
+                             {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
+                              QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()},
+                             {{"HOME", app.home().path().toStdString()}});
+    // Each call puts the selection overlay up; the user drags over the window's inside.
+    for (int pick = 0; pick < 2; ++pick) {
+        ASSERT_TRUE(app.waitForWindows("Pictavia Selection", 1)) << "pick " << pick << "\n" << app.log();
+        const QPoint from = area.topLeft() + QPoint(10, 10), to = area.bottomRight() - QPoint(10, 10);
+        app.xdotool({"mousemove", std::to_string(from.x()), std::to_string(from.y()), "mousedown", "1"});
+        app.xdotool({"mousemove", std::to_string(area.center().x()), std::to_string(area.center().y())});
+        app.xdotool({"mousemove", std::to_string(to.x()), std::to_string(to.y()), "mouseup", "1"});
+        ASSERT_TRUE(waitUntil([&] { return app.windowCount("Pictavia Selection") == 0; })) << app.log();
+    }
+    const ProcessOutput out = client.finish(std::chrono::seconds(30));
+    const QJsonArray results =
+        QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object()["calls"].toArray();
+    ASSERT_EQ(results.size(), 2) << out.out.substr(0, 2000) << app.log();
+    const QJsonObject shot = structured(results.at(0).toObject());
+    const std::string said = QJsonDocument(shot).toJson().toStdString();
+    // The drag's end points are inside the selection or just outside it.
+    EXPECT_NEAR(shot["width"].toInt(), area.width() - 20, 1) << said;
+    EXPECT_NEAR(shot["height"].toInt(), area.height() - 20, 1) << said;
+    EXPECT_TRUE(QFileInfo::exists(shot["path"].toString())) << said;
+    const QJsonObject read = structured(results.at(1).toObject());
+    EXPECT_TRUE(read["text"].toString().contains("Saxophone")) << QJsonDocument(read).toJson().toStdString();
+}
+
 } // namespace

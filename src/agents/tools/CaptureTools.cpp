@@ -661,7 +661,7 @@ std::vector<AgentTool> AgentToolGroups::capture() {
         {QStringLiteral("extract_text"), QStringLiteral("Read text (OCR)"),
          QStringLiteral(
              "Reads text and QR codes/barcodes with Tesseract, on this computer. From a capture, a file, "
-             "the clipboard, or straight from the screen (target screen/area/window — nothing is "
+             "the clipboard, or straight from the screen (target screen/area/window/select_area — nothing is "
              "saved). Optionally returns line or word boxes in image pixels, finds where a phrase "
              "appears, or copies the text."),
          true, false, object(textProperties), extractText},
