@@ -25,20 +25,38 @@ const std::string approvedClient =
     R"(agentApprovedClients = [{"key":"claude-code","name":"claude-code","approvedAt":"2026-01-01T00:00:00Z"}])"
     "\n";
 
+// The client library, from npm, run by node; the tests skip without them.
+class AgentClientTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (node.empty() ||
+            !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
+            GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+    }
+
+    static bool listening(AppSession& app) {
+        return waitUntil(
+            [&] { return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock"); });
+    }
+
+    // client.mjs running `calls` through pictavia-mcp.
+    static std::vector<std::string> clientArguments(const QJsonArray& calls) {
+        return {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
+                QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()};
+    }
+
+    const std::string node = QStandardPaths::findExecutable("node").toStdString();
+};
+
 QJsonObject structured(const QJsonObject& result) {
     return QJsonDocument::fromJson(result["content"].toArray().at(0).toObject()["text"].toString().toUtf8())
         .object();
 }
 
-TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
-    const QString node = QStandardPaths::findExecutable("node");
-    if (node.isEmpty() ||
-        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
-        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     auto server = XServer::start({.windowManager = false});
     AppSession app(*server, approvedClient);
-    const QString socket = app.home().path() + "/.local/share/Pictavia/agent.sock";
-    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); })) << app.log();
+    ASSERT_TRUE(listening(app)) << app.log();
     const TestWindow window = openTestWindow(
         *server,
         {.pattern = "#ffffff", .size = QSize(360, 120), .position = QPoint(100, 100), .text = "Pelican"});
@@ -60,9 +78,7 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
                                                                        {"from", QJsonArray{20, 20}},
                                                                        {"to", QJsonArray{160, 120}}}}}}}},
     };
-    const ProcessOutput out =
-        app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
-                                     QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()});
+    const ProcessOutput out = app.run(node, clientArguments(calls));
     ASSERT_EQ(out.exitCode, 0) << out.err;
     const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
     ASSERT_FALSE(report.contains("error")) << out.out << app.log();
@@ -114,23 +130,13 @@ TEST(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
 }
 
-TEST(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
-    const QString node = QStandardPaths::findExecutable("node");
-    if (node.isEmpty() ||
-        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
-        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+TEST_F(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
     auto server = XServer::start({.windowManager = true});
     AppSession app(*server, "showQuickAccess = false\n");
-    ASSERT_TRUE(waitUntil([&] {
-        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
-    })) << app.log();
+    ASSERT_TRUE(listening(app)) << app.log();
     const std::string home = app.home().path().toStdString();
     const QJsonArray calls{QJsonObject{{"name", "get_status"}, {"arguments", QJsonObject()}}};
-    ChildProcess& client =
-        server->startProcess(node.toStdString(),
-                             {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
-                              QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()},
-                             {{"HOME", home}});
+    ChildProcess& client = server->startProcess(node, clientArguments(calls), {{"HOME", home}});
     const std::string title = "Pictavia · AI agent request";
     ASSERT_TRUE(app.waitForWindows(title, 1)) << app.log();
     app.screenshot("agent-request");
@@ -149,25 +155,17 @@ TEST(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
     })) << "the approval was not stored";
 }
 
-TEST(AgentClientTest, ArrangeWindowResizesAndMovesAnotherAppsWindow) {
-    const QString node = QStandardPaths::findExecutable("node");
-    if (node.isEmpty() ||
-        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
-        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+TEST_F(AgentClientTest, ArrangeWindowResizesAndMovesAnotherAppsWindow) {
     auto server = XServer::start({.windowManager = true});
     AppSession app(*server, approvedClient);
-    ASSERT_TRUE(waitUntil([&] {
-        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
-    })) << app.log();
+    ASSERT_TRUE(listening(app)) << app.log();
     const TestWindow window =
         openTestWindow(*server, {.size = QSize(320, 240), .position = QPoint(300, 300)});
     const QJsonArray calls{QJsonObject{
         {"name", "arrange_window"},
         {"arguments",
          QJsonObject{{"window_id", qint64(window.id)}, {"size", "500x350"}, {"x", 40}, {"y", 50}}}}};
-    const ProcessOutput out =
-        app.run(node.toStdString(), {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
-                                     QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()});
+    const ProcessOutput out = app.run(node, clientArguments(calls));
     const QJsonObject result = QJsonDocument::fromJson(QByteArray::fromStdString(out.out))
                                    .object()["calls"]
                                    .toArray()
@@ -180,16 +178,10 @@ TEST(AgentClientTest, ArrangeWindowResizesAndMovesAnotherAppsWindow) {
         << clientRect(*server, window.id).height();
 }
 
-TEST(AgentClientTest, TheUserPicksTheAreaAnAgentAskedFor) {
-    const QString node = QStandardPaths::findExecutable("node");
-    if (node.isEmpty() ||
-        !QFileInfo::exists(MCP_CLIENT_DIR "/node_modules/@modelcontextprotocol/sdk/package.json"))
-        GTEST_SKIP() << "needs node and the client library: npm install --prefix tests/e2e/mcp";
+TEST_F(AgentClientTest, TheUserPicksTheAreaAnAgentAskedFor) {
     auto server = XServer::start({.windowManager = true});
     AppSession app(*server, approvedClient);
-    ASSERT_TRUE(waitUntil([&] {
-        return QFileInfo::exists(app.home().path() + "/.local/share/Pictavia/agent.sock");
-    })) << app.log();
+    ASSERT_TRUE(listening(app)) << app.log();
     const TestWindow window = openTestWindow(
         *server,
         {.pattern = "#ffffff", .size = QSize(360, 120), .position = QPoint(100, 100), .text = "Saxophone"});
@@ -198,10 +190,7 @@ TEST(AgentClientTest, TheUserPicksTheAreaAnAgentAskedFor) {
         QJsonObject{{"name", "take_screenshot"}, {"arguments", QJsonObject{{"target", "select_area"}}}},
         QJsonObject{{"name", "extract_text"}, {"arguments", QJsonObject{{"target", "select_area"}}}}};
     ChildProcess& client =
-        server->startProcess(node.toStdString(),
-                             {MCP_CLIENT_DIR "/client.mjs", PICTAVIA_MCP_BIN,
-                              QJsonDocument(calls).toJson(QJsonDocument::Compact).toStdString()},
-                             {{"HOME", app.home().path().toStdString()}});
+        server->startProcess(node, clientArguments(calls), {{"HOME", app.home().path().toStdString()}});
     // Each call puts the selection overlay up; the user drags over the window's inside.
     for (int pick = 0; pick < 2; ++pick) {
         ASSERT_TRUE(app.waitForWindows("Pictavia Selection", 1)) << "pick " << pick << "\n" << app.log();

@@ -84,6 +84,13 @@ protected:
         const auto* output = std::get_if<ToolOutput>(&outcome);
         return output ? output->json : QJsonObject();
     }
+    // Recognition reads `text` as one line across the middle of any image.
+    void recognises(const QString& text) {
+        platform::RecognizedLine line{text, 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
+        for (int i = 0; i < line.text.size(); ++i)
+            line.characterBoxes << QRectF(0.1 + 0.03 * i, 0.5, 0.03, 0.1);
+        textRecognition->lines = {line};
+    }
     static std::optional<ToolError> failure(const ToolOutcome& outcome) {
         if (const auto* error = std::get_if<ToolError>(&outcome)) return *error;
         return std::nullopt;
@@ -164,10 +171,7 @@ TEST_F(ImageLibraryToolsTest, DeletingAsksTheUserAndRenamingDoesNot) {
 TEST_F(ImageLibraryToolsTest, RedactDryRunListsOnly) {
     capture("Mail.png");
     session.ownedCaptures.insert("Mail.png");
-    platform::RecognizedLine line{"write to jane@example.com", 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
-    for (int i = 0; i < line.text.size(); ++i)
-        line.characterBoxes << QRectF(0.1 + 0.03 * i, 0.5, 0.03, 0.1);
-    textRecognition->lines = {line};
+    recognises("write to jane@example.com");
     const QJsonObject dry =
         json(run("redact_sensitive_data", {{"capture_id", "Mail.png"}, {"dry_run", true}}));
     EXPECT_EQ(dry["count"].toInt(), 1);
@@ -203,10 +207,7 @@ TEST_F(ImageLibraryToolsTest, EveryWayOfNamingAUsersCaptureIsGated) {
 TEST_F(ImageLibraryToolsTest, FoundSensitiveTextIsMaskedOrWithheldAsTheUserSays) {
     capture("Card.png");
     session.ownedCaptures.insert("Card.png");
-    platform::RecognizedLine line{"mail jane@example.com", 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
-    for (int i = 0; i < line.text.size(); ++i)
-        line.characterBoxes << QRectF(0.1 + 0.03 * i, 0.5, 0.03, 0.1);
-    textRecognition->lines = {line};
+    recognises("mail jane@example.com");
     const auto foundText = [&] {
         const QJsonObject dry =
             json(run("redact_sensitive_data", {{"capture_id", "Card.png"}, {"dry_run", true}}));

@@ -1,4 +1,5 @@
 #include "platform/media/FfmpegMediaReader.h"
+#include "support/DamagedBytes.h"
 
 #include <QDir>
 #include <QFile>
@@ -215,26 +216,15 @@ TEST_F(FfmpegMediaReaderTest, FilesWithoutReadableVideoAreExplained) {
 
 TEST_F(FfmpegMediaReaderTest, DamagedMoviesNeverCrash) {
     QTemporaryDir folder;
-    uint32_t state = 2463534242u;
+    uint32_t seed = 2463534242u;
     for (const QString& name : {QStringLiteral("movie.mp4"), QStringLiteral("faststart.mp4"),
                                 QStringLiteral("movie.webm"), QStringLiteral("movie.gif")}) {
         QFile original(path(name));
         ASSERT_TRUE(original.open(QIODevice::ReadOnly));
         const QByteArray bytes = original.readAll();
-        std::vector<QByteArray> damaged;
-        for (const qsizetype length : {qsizetype(8), qsizetype(200), bytes.size() / 2, bytes.size() - 300})
-            damaged.push_back(bytes.left(length));
-        for (int round = 0; round < 12; ++round) {
-            QByteArray flipped = bytes;
-            for (int flip = 0; flip < 6; ++flip) {
-                state ^= state << 13;
-                state ^= state >> 17;
-                state ^= state << 5;
-                flipped[qsizetype(state % uint32_t(bytes.size()))] = char(state >> 24);
-            }
-            damaged.push_back(flipped);
-        }
-        for (size_t i = 0; i < damaged.size(); ++i) {
+        const QList<QByteArray> damaged =
+            testsupport::damagedCopies(bytes, {8, 200, bytes.size() / 2, bytes.size() - 300}, 12, 6, seed++);
+        for (qsizetype i = 0; i < damaged.size(); ++i) {
             const QString file = folder.filePath(QString::number(i) + u'-' + name);
             QFile out(file);
             ASSERT_TRUE(out.open(QIODevice::WriteOnly));

@@ -1,4 +1,5 @@
 #include "platform/document/PopplerDocumentReader.h"
+#include "support/DamagedBytes.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -337,22 +338,9 @@ TEST_F(PopplerDocumentReaderTest, DamagedPdfsNeverCrash) {
     QFile original(sample);
     ASSERT_TRUE(original.open(QIODevice::ReadOnly));
     const QByteArray bytes = original.readAll();
-    std::vector<QByteArray> damaged;
-    for (const qsizetype length :
-         {qsizetype(0), qsizetype(9), qsizetype(400), bytes.size() / 2, bytes.size() - 30})
-        damaged.push_back(bytes.left(length));
-    uint32_t state = 88172645u;
-    for (int round = 0; round < 20; ++round) {
-        QByteArray flipped = bytes;
-        for (int flip = 0; flip < 8; ++flip) {
-            state ^= state << 13;
-            state ^= state >> 17;
-            state ^= state << 5;
-            flipped[qsizetype(state % uint32_t(bytes.size()))] = char(state >> 24);
-        }
-        damaged.push_back(flipped);
-    }
-    for (size_t i = 0; i < damaged.size(); ++i) {
+    const QList<QByteArray> damaged =
+        testsupport::damagedCopies(bytes, {0, 9, 400, bytes.size() / 2, bytes.size() - 30}, 20, 8, 88172645u);
+    for (qsizetype i = 0; i < damaged.size(); ++i) {
         const QString file = folder.filePath(QStringLiteral("damaged-%1.pdf").arg(i));
         writeFile(file, damaged[i]);
         SCOPED_TRACE(file.toStdString());
