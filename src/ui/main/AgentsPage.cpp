@@ -3,6 +3,7 @@
 #include "agents/AgentAccess.h"
 #include "agents/AgentClientInstaller.h"
 #include "agents/AgentServer.h"
+#include "ui/main/SectionTitle.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -29,16 +30,6 @@ constexpr AgentAccess::Category categories[] = {AgentAccess::Category::capture, 
                                                 AgentAccess::Category::manage};
 constexpr AgentAccess::ImageSharing sharings[] = {
     AgentAccess::ImageSharing::full, AgentAccess::ImageSharing::textOnly, AgentAccess::ImageSharing::none};
-
-QLabel* sectionTitle(const QString& text, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * 1.15);
-    font.setWeight(QFont::DemiBold);
-    label->setFont(font);
-    label->setContentsMargins(0, 12, 0, 2);
-    return label;
-}
 
 QLabel* note(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);

@@ -6,6 +6,7 @@
 #include "ui/AppIcon.h"
 #include "ui/main/LibraryModel.h"
 #include "ui/main/LibraryTileDelegate.h"
+#include "ui/main/SectionTitle.h"
 
 #include <QFileDialog>
 #include <QGridLayout>
@@ -41,15 +42,6 @@ QString hotkeyText(const char* name) {
             return QKeySequence(Hotkeys::keysOf(binding), QKeySequence::PortableText)
                 .toString(QKeySequence::NativeText);
     return {};
-}
-
-QLabel* heading(const QString& text, double scale, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * scale);
-    font.setWeight(QFont::DemiBold);
-    label->setFont(font);
-    return label;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "app/Prefs.h"
 #include "app/SettingsCatalog.h"
+#include "ui/main/SectionTitle.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -36,12 +37,7 @@ SettingsPage::SettingsPage(QWidget* parent)
     auto* rows = new QVBoxLayout(content);
     rows->setSpacing(2);
     for (const QString& section : SettingsCatalog::sections()) {
-        auto* header = new QLabel(section, content);
-        QFont font = header->font();
-        font.setPointSizeF(font.pointSizeF() * 1.15);
-        font.setWeight(QFont::DemiBold);
-        header->setFont(font);
-        header->setContentsMargins(0, 14, 0, 4);
+        QLabel* header = sectionTitle(section, content);
         rows->addWidget(header);
         m_headers.insert(section, header);
         for (const Setting& setting : SettingsCatalog::settings())

@@ -9,6 +9,7 @@
 
 #include "../support/EventLoop.h"
 #include "../support/FakePlatform.h"
+#include "../support/ToolCalls.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -41,25 +42,9 @@ protected:
     // The tool's outcome, waiting for answers that come later.
     ToolOutcome run(const QString& name, const QJsonObject& arguments = {}) {
         static const std::vector<AgentTool> tools = AgentTools::builtIn();
-        const auto it =
-            std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
-        if (it == tools.end()) return ToolError{"missing " + name};
-        std::optional<ToolOutcome> outcome;
-        const ToolContext context{&session, std::nullopt, std::make_shared<ToolCancellation>()};
-        try {
-            it->run(ToolArgs(arguments), context, [&](ToolOutcome o) { outcome = std::move(o); });
-        } catch (const ToolError& error) {
-            return error;
-        }
-        EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); })) << name.toStdString();
-        return outcome.value_or(ToolError{"no answer"});
+        return callTool(tools, name, arguments, session);
     }
-    static QJsonObject json(const ToolOutcome& outcome) {
-        if (const auto* error = std::get_if<ToolError>(&outcome))
-            ADD_FAILURE() << error->message.toStdString();
-        const auto* output = std::get_if<ToolOutput>(&outcome);
-        return output ? output->json : QJsonObject();
-    }
+    static QJsonObject json(const ToolOutcome& outcome) { return answeredJson(outcome); }
     static QString failure(const ToolOutcome& outcome) {
         const auto* error = std::get_if<ToolError>(&outcome);
         return error ? error->message : QString();

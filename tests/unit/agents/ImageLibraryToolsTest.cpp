@@ -13,6 +13,7 @@
 
 #include "support/EventLoop.h"
 #include "support/FakePlatform.h"
+#include "support/ToolCalls.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -65,25 +66,9 @@ protected:
                 all.push_back(std::move(tool));
             return all;
         }();
-        const auto it =
-            std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
-        if (it == tools.end()) return ToolError{"missing " + name};
-        std::optional<ToolOutcome> outcome;
-        const ToolContext context{&session, std::nullopt, cancellation};
-        try {
-            it->run(ToolArgs(arguments), context, [&](ToolOutcome o) { outcome = std::move(o); });
-        } catch (const ToolError& error) {
-            return error;
-        }
-        EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); })) << name.toStdString();
-        return outcome.value_or(ToolError{"no answer"});
+        return callTool(tools, name, arguments, session, std::move(cancellation));
     }
-    static QJsonObject json(const ToolOutcome& outcome) {
-        if (const auto* error = std::get_if<ToolError>(&outcome))
-            ADD_FAILURE() << error->message.toStdString();
-        const auto* output = std::get_if<ToolOutput>(&outcome);
-        return output ? output->json : QJsonObject();
-    }
+    static QJsonObject json(const ToolOutcome& outcome) { return answeredJson(outcome); }
     // Recognition reads `text` as one line across the middle of any image.
     void recognises(const QString& text) {
         platform::RecognizedLine line{text, 0.9f, QRectF(0.1, 0.5, 0.8, 0.1), {}};
