@@ -151,9 +151,14 @@ QJsonObject describe(const QString& file, const QImage& image) {
     return fields;
 }
 
+namespace {
+
+// A capture of the user's history that this client did not make itself.
 bool isForeign(const ToolContext& context, const QString& captureId) {
     return !captureId.isEmpty() && (!context.session || !context.session->ownedCaptures.contains(captureId));
 }
+
+} // namespace
 
 void withHistoryGate(const ToolContext& context, const QStringList& captureIds, const QString& action,
                      const ToolDone& done, std::function<void()> then) {

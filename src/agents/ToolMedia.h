@@ -36,8 +36,6 @@ bool isDocumentOrMovie(const QString& file);
 // {"id" (history files only), "path", "bytes", "width", "height"}.
 QJsonObject describe(const QString& file, const QImage& image);
 
-// A capture of the user's history that this client did not make itself.
-bool isForeign(const ToolContext& context, const QString& captureId);
 // Runs `then` at once when every id is empty (a file outside the history) or one of the
 // client's own captures; otherwise behind the "history" gate, asking about `action`.
 void withHistoryGate(const ToolContext& context, const QStringList& captureIds, const QString& action,

@@ -8,7 +8,6 @@
 #include "app/Prefs.h"
 #include "app/Toast.h"
 #include "capture/CaptureCoordinator.h"
-#include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/OutputPipeline.h"
 #include "capture/ScreenCaptureService.h"
@@ -19,7 +18,6 @@
 #include "text/TextRecognizer.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 #include <QFuture>
 #include <QJsonObject>
