@@ -261,12 +261,10 @@ void deliver(const ToolArgs& args, const QString& file, const QImage& image, Too
         if (!in.open(QIODevice::ReadOnly)) failTool(QStringLiteral("Cannot read %1.").arg(file));
         bytes = in.readAll();
     } else {
-        const QString format = suffix == u"jpeg" ? QStringLiteral("jpg") : suffix;
-        const ImageUtils::Encoded encoded = ImageUtils::encode(image, format);
-        if (!QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("webp"),
-                         QStringLiteral("heic")}
-                 .contains(format) ||
-            encoded.format != format)
+        const auto format = ImageUtils::formatNamed(suffix);
+        const ImageUtils::Encoded encoded =
+            format ? ImageUtils::encode(image, *format) : ImageUtils::Encoded{};
+        if (!format || encoded.format != *format)
             failTool(QStringLiteral("Pictavia cannot write .%1 files here; use png, jpg, webp or heic.")
                          .arg(suffix));
         bytes = encoded.bytes;

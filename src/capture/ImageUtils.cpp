@@ -107,6 +107,15 @@ QByteArray jpegData(const QImage& image, double quality) {
     return encoded(image, platform::ImageType::jpeg, quality);
 }
 
+std::optional<QString> formatNamed(const QString& name) {
+    const QString lower = name.trimmed().toLower();
+    if (lower == u"png") return QStringLiteral("png");
+    if (lower == u"jpg" || lower == u"jpeg") return QStringLiteral("jpg");
+    if (lower == u"heic" || lower == u"heif") return QStringLiteral("heic");
+    if (lower == u"webp") return QStringLiteral("webp");
+    return std::nullopt;
+}
+
 QImage decoded(const QByteArray& bytes) {
     if (bytes.isEmpty()) return {};
     if (const auto& codecs = platform::services().codecs) {

@@ -24,6 +24,10 @@ QImage withDropShadow(const QImage& image, double scale);
 // format, or a lossy encoder that produces nothing, gives PNG bytes.
 QByteArray data(const QImage& image, const QString& format, double scale = 1.0);
 
+// "png", "jpg", "heic" or "webp" from the ways people write them ("JPEG", "heif", " png");
+// none for anything else.
+std::optional<QString> formatNamed(const QString& name);
+
 // Like data(), also saying which format the bytes are in ("png" after a fallback).
 struct Encoded {
     QByteArray bytes;

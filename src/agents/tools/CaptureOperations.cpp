@@ -32,16 +32,6 @@ namespace CaptureOperations {
 
 namespace {
 
-// "png", "jpg", "heic", "webp" from what agents write; none for anything else.
-std::optional<QString> imageFormatNamed(const QString& name) {
-    const QString lower = name.trimmed().toLower();
-    if (lower == u"png") return QStringLiteral("png");
-    if (lower == u"jpg" || lower == u"jpeg") return QStringLiteral("jpg");
-    if (lower == u"heic" || lower == u"heif") return QStringLiteral("heic");
-    if (lower == u"webp") return QStringLiteral("webp");
-    return std::nullopt;
-}
-
 bool writeAtomically(const QString& path, const QByteArray& bytes) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) return false;
@@ -99,7 +89,7 @@ Result<Saved> storeNew(const QImage& image, double scale, const QString& baseNam
     if (image.isNull()) return Error{QStringLiteral("There is nothing to save.")};
     QString chosen = Prefs::text(QStringLiteral("imageFormat"));
     if (format) {
-        const auto named = imageFormatNamed(*format);
+        const auto named = ImageUtils::formatNamed(*format);
         if (!named)
             return Error{
                 QStringLiteral("Unknown image format “%1”: use png, jpg, heic or webp.").arg(*format)};
@@ -390,7 +380,7 @@ Result<Exported> exportCaptures(const ExportRequest& request) {
 
     std::optional<QString> converted;
     if (!format.isEmpty() && format != u"original") {
-        converted = imageFormatNamed(format);
+        converted = ImageUtils::formatNamed(format);
         if (!converted)
             return Error{QStringLiteral("Unknown format “%1”: use png, jpeg, heic, webp, pdf or zip.")
                              .arg(request.format)};

@@ -251,13 +251,9 @@ DeliveryOptions deliveryOptions(const ToolArgs& args, const ToolContext& context
     options.showQuickAccess = args.boolean(QStringLiteral("show_thumbnail")).value_or(false);
     options.askForName = false;
     if (const auto format = args.string(QStringLiteral("format"))) {
-        QString name = format->toLower();
-        if (name == u"jpeg") name = QStringLiteral("jpg");
-        if (!QStringList{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("webp"),
-                         QStringLiteral("heic")}
-                 .contains(name))
-            failTool(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
-        options.format = name;
+        const auto named = ImageUtils::formatNamed(*format);
+        if (!named) failTool(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
+        options.format = *named;
     }
     if (const auto preset = args.string(QStringLiteral("preset"))) {
         const auto found = PresetStore::shared().findByName(*preset);
