@@ -122,14 +122,17 @@ void CaptureCoordinator::captureWindow() {
     m_windowPicker = m_surfaces->makeWindowPicker();
     m_windowPicker->start([this](const std::optional<WindowPick>& pick) {
         retire(m_windowPicker);
-        if (pick) {
-            m_frontmostContext = CaptureContext::forWindow(pick->windowID);
-            if (const auto delivered = StillCapture::window(pick->windowID); !delivered)
-                showFailure(QStringLiteral("Window capture failed: "), delivered.error());
-            else
-                emit captured(delivered->historyFile);
-        }
-        endFlow();
+        if (!pick) return endFlow();
+        m_frontmostContext = CaptureContext::forWindow(pick->windowID);
+        // The grab and the encoding leave the main thread free meanwhile.
+        StillCapture::window(
+            pick->windowID, this, [this](const Result<OutputPipeline::Delivered>& delivered) {
+                if (!delivered)
+                    showFailure(QStringLiteral("Window capture failed: "), delivered.error());
+                else
+                    emit captured(delivered->historyFile);
+                endFlow();
+            });
     });
 }
 
@@ -137,9 +140,13 @@ void CaptureCoordinator::captureFullscreen() {
     Usage::count(QStringLiteral("capture.fullscreen"));
     beginFlow();
     m_frontmostContext = CaptureContext::frontmost();
-    if (const auto delivered = StillCapture::fullscreen(std::nullopt); !delivered)
-        showFailure(QStringLiteral("Capture failed: "), delivered.error());
-    endFlow();
+    StillCapture::fullscreen(std::nullopt, this, [this](const Result<OutputPipeline::Delivered>& delivered) {
+        if (!delivered)
+            showFailure(QStringLiteral("Capture failed: "), delivered.error());
+        else
+            emit captured(delivered->historyFile);
+        endFlow();
+    });
 }
 
 void CaptureCoordinator::timedFullscreen(int seconds) {

@@ -50,26 +50,48 @@ bool showQuickAccess(const QString& file, const QImage& image) {
     return true;
 }
 
-std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
-                                      const CaptureContext& context, const DeliveryOptions& options) {
-    QImage image = input;
+Preparation preparationFor(const DeliveryOptions& options, bool windowCapture) {
+    Preparation preparation;
+    preparation.downscale = choose(options.downscaleRetina, "downscaleRetina");
+    if (choose(options.autoBeautify, "autoBeautify"))
+        preparation.beautify = options.preset.value_or(PresetStore::shared().active());
+    preparation.format = options.format.value_or(Prefs::text(QStringLiteral("imageFormat")));
+    preparation.windowCapture = windowCapture;
+    return preparation;
+}
+
+Prepared prepare(const QImage& input, double scale, const Preparation& preparation) {
+    Prepared prepared{input, scale, {}};
+    QImage& image = prepared.image;
 
     // 1. Downscale a HiDPI capture to its size in points.
-    if (choose(options.downscaleRetina, "downscaleRetina") && scale > 1.0) {
+    if (preparation.downscale && scale > 1.0) {
         const QSize points(static_cast<int>(std::lround(image.width() / scale)),
                            static_cast<int>(std::lround(image.height() / scale)));
         image = ImageUtils::scaled(image, points);
-        scale = 1.0;
+        prepared.scale = 1.0;
     }
 
     // 2. Beautify. A window capture keeps its own transparent corners and shadow.
-    if (choose(options.autoBeautify, "autoBeautify"))
-        image = Beautifier::apply(image, scale, options.preset.value_or(PresetStore::shared().active()),
-                                  windowCapture);
+    if (preparation.beautify)
+        image = Beautifier::apply(image, prepared.scale, *preparation.beautify, preparation.windowCapture);
 
     // 3. Encode; a format that cannot be written comes back as PNG.
-    const ImageUtils::Encoded encoded =
-        ImageUtils::encode(image, options.format.value_or(Prefs::text(QStringLiteral("imageFormat"))), scale);
+    prepared.encoded = ImageUtils::encode(image, preparation.format, prepared.scale);
+    return prepared;
+}
+
+std::optional<Delivered> deliverImage(const QImage& input, double scale, bool copyOnly, bool windowCapture,
+                                      const CaptureContext& context, const DeliveryOptions& options) {
+    return deliverPrepared(prepare(input, scale, preparationFor(options, windowCapture)), copyOnly, context,
+                           options);
+}
+
+std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly,
+                                         const CaptureContext& context, const DeliveryOptions& options) {
+    const QImage& image = prepared.image;
+    const double scale = prepared.scale;
+    const ImageUtils::Encoded& encoded = prepared.encoded;
 
     // 4. Each name that uses the counter takes the next number.
     const QString counterKey = QStringLiteral("captureCounter");

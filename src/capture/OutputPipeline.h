@@ -2,6 +2,8 @@
 
 #include "capture/CaptureContext.h"
 #include "capture/DeliveryOptions.h"
+#include "capture/ImageUtils.h"
+#include "editor/BeautifyPreset.h"
 
 #include <QImage>
 #include <QString>
@@ -27,6 +29,25 @@ struct Delivered {
 // the user has been told why.
 std::optional<Delivered> deliverImage(const QImage& image, double scale, bool copyOnly, bool windowCapture,
                                       const CaptureContext& context, const DeliveryOptions& options = {});
+
+// The same delivery in two halves, so that the work on pixels can leave the main thread:
+// what the preferences and options decide (read on the main thread), the downscaled,
+// beautified and encoded image (any thread), and the rest of the delivery (main thread).
+struct Preparation {
+    bool downscale = false;
+    std::optional<BeautifyPreset> beautify;
+    QString format;
+    bool windowCapture = false;
+};
+struct Prepared {
+    QImage image;
+    double scale = 1.0;
+    ImageUtils::Encoded encoded;
+};
+Preparation preparationFor(const DeliveryOptions& options, bool windowCapture);
+Prepared prepare(const QImage& image, double scale, const Preparation& preparation);
+std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly,
+                                         const CaptureContext& context, const DeliveryOptions& options = {});
 
 // Recognised text and barcode payloads.
 void deliverText(const QString& text, const QStringList& codes);

@@ -3,9 +3,11 @@
 #include "capture/OutputPipeline.h"
 #include "common/Result.h"
 
+#include <QObject>
 #include <QRectF>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 // Captures that need no interaction: a whole display, a known rectangle, a window by
@@ -23,6 +25,14 @@ Result<OutputPipeline::Delivered> rect(const QRectF& rect, std::optional<uint32_
 // One window, named after its application and title, with the shadow the
 // "windowShadow" preference asks for.
 Result<OutputPipeline::Delivered> window(uint32_t windowID);
+
+// The same captures without holding up the caller's thread: the grab and the encoding run
+// on a worker thread, the delivery on the receiver's thread, then `done`. Nothing is called
+// when the receiver goes first.
+using Done = std::function<void(const Result<OutputPipeline::Delivered>&)>;
+void fullscreen(std::optional<uint32_t> displayID, QObject* receiver, Done done);
+void rect(const QRectF& rect, std::optional<uint32_t> displayID, bool copyOnly, QObject* receiver, Done done);
+void window(uint32_t windowID, QObject* receiver, Done done);
 
 // The frontmost normal window of an application, by name (case-insensitive).
 std::optional<uint32_t> windowOfApp(const QString& appName);

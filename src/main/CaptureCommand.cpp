@@ -4,14 +4,13 @@
 #include "app/Usage.h"
 #include "capture/PostCaptureAction.h"
 #include "capture/StillCapture.h"
-#include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
+#include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
+#include "main/StandaloneHistory.h"
 
 #include <QCommandLineParser>
 #include <QRectF>
-
-#include <cstdio>
 
 namespace {
 
@@ -45,14 +44,8 @@ std::optional<QRectF> parseRect(const QString& text) {
     return rect;
 }
 
-int report(const Result<OutputPipeline::Delivered>& result) {
-    if (!result) {
-        std::fprintf(stderr, "pictavia: %s\n", qPrintable(result.error().message));
-        return CommandLine::failed;
-    }
-    std::printf("%s\n", qPrintable(result->file()));
-    std::fflush(stdout);
-    return CommandLine::ok;
+Error noWindowOf(const QString& appName) {
+    return Error{QStringLiteral("No window of an application named \"%1\" is on screen").arg(appName)};
 }
 
 // Connects to the display; fails with the sentence that says why not.
@@ -60,18 +53,15 @@ bool connect() {
     Prefs::registerDefaults();
     const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Terminal);
     if (!installed) {
-        std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
+        CommandOutput::error(installed.error().message);
         return false;
     }
-    HistoryIndex::attachShared();
-    HistoryIndex::shared().deferScans();
+    StandaloneHistory::attach();
     return true;
 }
 
 int finish(int code) {
     PostCaptureAction::waitForAll();
-    // The record is written now; the resident app reads the capture's text.
-    HistoryIndex::shared().saveNow();
     Prefs::sync();
     return code;
 }
@@ -89,7 +79,7 @@ std::optional<uint32_t> displayArgument(const QCommandLineParser& parser, bool* 
     return n;
 }
 
-int fullscreen(const QStringList& arguments) {
+std::variant<int, CaptureRequest> fullscreen(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Captures a whole display."));
     parser.addOption(displayOption());
@@ -98,12 +88,13 @@ int fullscreen(const QStringList& arguments) {
     bool valid = false;
     const auto display = displayArgument(parser, &valid);
     if (!valid) return CommandLine::usageError(QStringLiteral("--display needs a display number"));
-    if (!connect()) return CommandLine::failed;
-    Usage::count(QStringLiteral("capture.fullscreen"));
-    return finish(report(StillCapture::fullscreen(display)));
+    CaptureRequest request;
+    request.kind = CaptureRequest::Kind::fullscreen;
+    request.display = display;
+    return request;
 }
 
-int area(const QStringList& arguments) {
+std::variant<int, CaptureRequest> area(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Captures a rectangle of a display."));
     parser.addOption({QStringLiteral("rect"),
@@ -123,12 +114,15 @@ int area(const QStringList& arguments) {
     bool valid = false;
     const auto display = displayArgument(parser, &valid);
     if (!valid) return CommandLine::usageError(QStringLiteral("--display needs a display number"));
-    if (!connect()) return CommandLine::failed;
-    Usage::count(QStringLiteral("capture.area"));
-    return finish(report(StillCapture::rect(*rect, display, parser.isSet(QStringLiteral("copy")))));
+    CaptureRequest request;
+    request.kind = CaptureRequest::Kind::area;
+    request.rect = *rect;
+    request.display = display;
+    request.copyOnly = parser.isSet(QStringLiteral("copy"));
+    return request;
 }
 
-int window(const QStringList& arguments) {
+std::variant<int, CaptureRequest> window(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Captures one window with its frame."));
     parser.addOption({QStringLiteral("id"), QStringLiteral("The window number (decimal, or hex with 0x)."),
@@ -142,35 +136,91 @@ int window(const QStringList& arguments) {
     const bool byApp = parser.isSet(QStringLiteral("app"));
     if (byId == byApp)
         return CommandLine::usageError(QStringLiteral("capture window needs either --id N or --app NAME"));
-    std::optional<uint32_t> id;
-    if (byId && !(id = parseNumber(parser.value(QStringLiteral("id")))))
-        return CommandLine::usageError(QStringLiteral("--id needs a window number"));
-    if (!connect()) return CommandLine::failed;
+    CaptureRequest request;
+    request.kind = CaptureRequest::Kind::window;
     if (byApp) {
-        const QString app = parser.value(QStringLiteral("app"));
-        id = StillCapture::windowOfApp(app);
-        if (!id) {
-            std::fprintf(stderr, "pictavia: No window of an application named \"%s\" is on screen\n",
-                         qPrintable(app));
-            return CommandLine::failed;
-        }
+        request.appName = parser.value(QStringLiteral("app"));
+    } else if (!(request.windowID = parseNumber(parser.value(QStringLiteral("id"))))) {
+        return CommandLine::usageError(QStringLiteral("--id needs a window number"));
     }
-    Usage::count(QStringLiteral("capture.window"));
-    return finish(report(StillCapture::window(*id)));
+    return request;
 }
 
 } // namespace
 
-int runCaptureCommand(const QStringList& arguments) {
+std::variant<int, CaptureRequest> parseCaptureCommand(const QStringList& arguments) {
     const QString kind = arguments.value(0);
     const QStringList rest = arguments.mid(1);
     if (kind == u"fullscreen") return fullscreen(rest);
     if (kind == u"area") return area(rest);
     if (kind == u"window") return window(rest);
     if (kind.isEmpty() || kind == u"--help" || kind == u"-h" || kind == u"help") {
-        std::fputs(captureUsage, kind.isEmpty() ? stderr : stdout);
-        return kind.isEmpty() ? CommandLine::usage : CommandLine::ok;
+        if (kind.isEmpty()) {
+            CommandOutput::err(QString::fromUtf8(captureUsage));
+            return CommandLine::usage;
+        }
+        CommandOutput::out(QString::fromUtf8(captureUsage));
+        return CommandLine::ok;
     }
     return CommandLine::usageError(
         QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area or window").arg(kind));
+}
+
+QString CaptureRequest::usageEvent() const {
+    switch (kind) {
+    case Kind::fullscreen:
+        return QStringLiteral("capture.fullscreen");
+    case Kind::area:
+        return QStringLiteral("capture.area");
+    case Kind::window:
+        return QStringLiteral("capture.window");
+    }
+    return {};
+}
+
+Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
+    switch (request.kind) {
+    case CaptureRequest::Kind::fullscreen:
+        return StillCapture::fullscreen(request.display);
+    case CaptureRequest::Kind::area:
+        return StillCapture::rect(request.rect, request.display, request.copyOnly);
+    case CaptureRequest::Kind::window: {
+        const auto id = request.windowID ? request.windowID : StillCapture::windowOfApp(request.appName);
+        if (!id) return noWindowOf(request.appName);
+        return StillCapture::window(*id);
+    }
+    }
+    return Error{QStringLiteral("Unknown capture")};
+}
+
+void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture::Done done) {
+    switch (request.kind) {
+    case CaptureRequest::Kind::fullscreen:
+        return StillCapture::fullscreen(request.display, receiver, std::move(done));
+    case CaptureRequest::Kind::area:
+        return StillCapture::rect(request.rect, request.display, request.copyOnly, receiver, std::move(done));
+    case CaptureRequest::Kind::window: {
+        const auto id = request.windowID ? request.windowID : StillCapture::windowOfApp(request.appName);
+        if (!id) return done(noWindowOf(request.appName));
+        return StillCapture::window(*id, receiver, std::move(done));
+    }
+    }
+}
+
+int reportCapture(const Result<OutputPipeline::Delivered>& result) {
+    if (!result) {
+        CommandOutput::error(result.error().message);
+        return CommandLine::failed;
+    }
+    CommandOutput::out(result->file() + u'\n');
+    return CommandLine::ok;
+}
+
+int runCaptureCommand(const QStringList& arguments) {
+    const auto parsed = parseCaptureCommand(arguments);
+    if (const int* code = std::get_if<int>(&parsed)) return *code;
+    const auto& request = std::get<CaptureRequest>(parsed);
+    if (!connect()) return CommandLine::failed;
+    Usage::count(request.usageEvent());
+    return finish(reportCapture(takeCapture(request)));
 }

@@ -1,8 +1,8 @@
 #include "main/CommandLine.h"
 
-#include <QJsonDocument>
+#include "main/CommandOutput.h"
 
-#include <cstdio>
+#include <QJsonDocument>
 
 namespace CommandLine {
 
@@ -20,7 +20,7 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
         const qsizetype end = text.indexOf(u'\n');
         const QString operands = text.left(end).section(QStringLiteral("[options]"), 1);
         text.replace(0, end, QStringLiteral("Usage: pictavia %1 [options]").arg(command) + operands);
-        std::fputs(qPrintable(text), stdout);
+        CommandOutput::out(text);
         return ok;
     }
     if (parser.positionalArguments().size() > positionals)
@@ -29,8 +29,20 @@ std::optional<int> parse(QCommandLineParser& parser, const QStringList& argument
     return std::nullopt;
 }
 
+namespace {
+bool inInstance = false;
+} // namespace
+
+bool hosted() {
+    return inInstance;
+}
+
+void setHosted(bool hosted) {
+    inInstance = hosted;
+}
+
 int usageError(const QString& message) {
-    std::fprintf(stderr, "pictavia: %s\n", qPrintable(message));
+    CommandOutput::error(message);
     return usage;
 }
 
@@ -42,7 +54,7 @@ QJsonObject rectJson(const QRect& r) {
 }
 
 void printJson(const QJsonArray& array) {
-    std::fputs(QJsonDocument(array).toJson(QJsonDocument::Indented).constData(), stdout);
+    CommandOutput::outBytes(QJsonDocument(array).toJson(QJsonDocument::Indented));
 }
 
 } // namespace CommandLine

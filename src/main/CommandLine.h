@@ -22,6 +22,11 @@ inline constexpr int usage = 2;  // the command line itself was wrong
 std::optional<int> parse(QCommandLineParser& parser, const QStringList& arguments, const QString& command,
                          int positionals = 0);
 
+// Whether commands run inside the resident app for another process, which has its
+// services, history and presenters installed already.
+bool hosted();
+void setHosted(bool hosted);
+
 // Prints "pictavia: <message>" and a hint, and returns `usage`.
 int usageError(const QString& message);
 

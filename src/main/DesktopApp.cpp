@@ -18,6 +18,7 @@
 #include "history/HistoryBatch.h"
 #include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
+#include "main/HostedCommands.h"
 #include "main/InstanceChannel.h"
 #include "main/PlatformSetup.h"
 #include "platform/Platform.h"
@@ -203,14 +204,9 @@ bool wants(const QStringList& arguments) {
 }
 
 int run(int argc, char** argv, const QStringList& arguments) {
-    if (InstanceChannel::forward(arguments)) return CommandLine::ok;
-    const auto claim = InstanceChannel::claim();
-    if (!claim) {
-        std::fprintf(stderr, "pictavia: another Pictavia is running but does not answer\n");
-        return CommandLine::failed;
-    }
-    // One may have come up while we waited for the claim.
-    if (InstanceChannel::forward(arguments)) return CommandLine::ok;
+    const InstanceChannel::Request request{InstanceChannel::Kind::open, QDir::currentPath(), arguments};
+    const auto claim = InstanceChannel::elect(request);
+    if (const int* code = std::get_if<int>(&claim)) return *code;
 
     Prefs::registerDefaults();
     // Connect first: Qt aborts when it cannot reach the display, without saying why.
@@ -249,8 +245,14 @@ int run(int argc, char** argv, const QStringList& arguments) {
     InstanceChannel::Server server;
     if (const auto listening = server.listen(); !listening)
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(listening.error().message));
-    QObject::connect(&server, &InstanceChannel::Server::received, &app,
-                     [](const QStringList& arguments) { handle(arguments, false); });
+    QObject::connect(
+        &server, &InstanceChannel::Server::received, &app,
+        [](const InstanceChannel::Request& request, std::shared_ptr<InstanceChannel::Reply> reply) {
+            if (request.kind == InstanceChannel::Kind::run)
+                return HostedCommands::run(request, std::move(reply));
+            handle(request.arguments, false);
+            reply->finish(CommandLine::ok);
+        });
     // AI agents: served once everything else is ready, like the instance socket.
     AgentAccess::shared().setAsker(&ui::AgentPromptPanel::ask);
     AgentAccess::shared().setAnnouncer(&ui::AgentNotice::show);

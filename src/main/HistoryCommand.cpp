@@ -4,6 +4,7 @@
 #include "history/HistoryFiles.h"
 #include "history/HistoryIndex.h"
 #include "main/CommandLine.h"
+#include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
 
 #include <QCommandLineParser>
@@ -13,7 +14,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -117,9 +117,12 @@ int search(const QStringList& arguments) {
         const HistoryRecord& r = item.record;
         const QString size =
             r.width > 0 ? QStringLiteral("%1x%2").arg(r.width).arg(r.height) : QStringLiteral("-");
-        std::printf("%s\t%s\t%s\t%s\n", qPrintable(item.date.toString(QStringLiteral("yyyy-MM-dd HH:mm"))),
-                    qPrintable(HistoryRecord::kindName(r.kind)), qPrintable(size), qPrintable(item.name));
-        if (const auto snippet = index.snippet(item.name, query)) std::printf("\t%s\n", qPrintable(*snippet));
+        CommandOutput::out(QStringList{item.date.toString(QStringLiteral("yyyy-MM-dd HH:mm")),
+                                       HistoryRecord::kindName(r.kind), size, item.name}
+                               .join(u'\t') +
+                           u'\n');
+        if (const auto snippet = index.snippet(item.name, query))
+            CommandOutput::out(u'\t' + *snippet + u'\n');
     }
     return CommandLine::ok;
 }
@@ -139,15 +142,14 @@ std::optional<int> parseName(const QStringList& arguments, const QString& action
 }
 
 int unknown(const QString& name) {
-    std::fprintf(stderr, "pictavia: there is no capture named \"%s\" in the history\n", qPrintable(name));
+    CommandOutput::error(QStringLiteral("there is no capture named \"%1\" in the history").arg(name));
     return CommandLine::failed;
 }
 
-// Written before the process ends: a command-line run has no later save.
+// Written before the command answers: the process may end right after it.
 int saved(HistoryIndex& index) {
-    index.waitForScans();
     if (!index.saveNow()) {
-        std::fprintf(stderr, "pictavia: cannot write %s\n", qPrintable(index.indexFile()));
+        CommandOutput::error(QStringLiteral("cannot write %1").arg(index.indexFile()));
         return CommandLine::failed;
     }
     return CommandLine::ok;
@@ -162,7 +164,6 @@ int keep(const QStringList& arguments, bool kept) {
                            : QStringLiteral("Lets the history's cleanup remove a capture again."),
                       &name))
         return *code;
-    PlatformSetup::installImageServices();
     HistoryIndex& index = HistoryIndex::shared();
     if (!index.setKeep(name, kept)) return unknown(name);
     return saved(index);
@@ -178,7 +179,7 @@ int remove(const QStringList& arguments) {
         return *code;
     HistoryIndex& index = HistoryIndex::shared();
     if (const auto removed = HistoryFiles::remove(index, name); !removed) {
-        std::fprintf(stderr, "pictavia: %s\n", qPrintable(removed.error().message));
+        CommandOutput::error(removed.error().message);
         return CommandLine::failed;
     }
     return saved(index);
@@ -194,8 +195,12 @@ int runHistoryCommand(const QStringList& arguments) {
     if (action == u"unkeep") return keep(rest, false);
     if (action == u"delete") return remove(rest);
     if (action.isEmpty() || action == u"--help" || action == u"-h" || action == u"help") {
-        std::fputs(historyUsage, action.isEmpty() ? stderr : stdout);
-        return action.isEmpty() ? CommandLine::usage : CommandLine::ok;
+        if (action.isEmpty()) {
+            CommandOutput::err(QString::fromUtf8(historyUsage));
+            return CommandLine::usage;
+        }
+        CommandOutput::out(QString::fromUtf8(historyUsage));
+        return CommandLine::ok;
     }
     return CommandLine::usageError(
         QStringLiteral("unknown history action \"%1\"; use search, keep, unkeep or delete").arg(action));

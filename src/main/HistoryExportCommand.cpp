@@ -4,6 +4,7 @@
 #include "editor/PresetStore.h"
 #include "history/HistoryBatch.h"
 #include "main/CommandLine.h"
+#include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
 #include "platform/Platform.h"
 #include "platform/qt/TerminalPresenters.h"
@@ -12,8 +13,6 @@
 #include <QFileInfo>
 
 #include <climits>
-
-#include <cstdio>
 
 namespace {
 
@@ -24,15 +23,14 @@ std::optional<QString> resolve(const QString& name) {
     const QString inHistory = QDir(HistoryManager::directory()).filePath(name);
     if (!QFileInfo(name).isAbsolute() && QFileInfo(inHistory).isFile()) return inHistory;
     if (QFileInfo(name).isFile()) return QFileInfo(name).absoluteFilePath();
-    std::fprintf(stderr, "pictavia: no capture \"%s\" in %s, and no such file\n", qPrintable(name),
-                 qPrintable(HistoryManager::directory()));
+    CommandOutput::error(
+        QStringLiteral("no capture \"%1\" in %2, and no such file").arg(name, HistoryManager::directory()));
     return std::nullopt;
 }
 
 void reportSkipped(int written, qsizetype total) {
     if (written < total)
-        std::fprintf(stderr, "pictavia: skipped %lld file(s) that are not images\n",
-                     static_cast<long long>(total - written));
+        CommandOutput::error(QStringLiteral("skipped %1 file(s) that are not images").arg(total - written));
 }
 
 } // namespace
@@ -72,46 +70,49 @@ int runHistoryExportCommand(const QStringList& arguments) {
         files << *path;
     }
 
-    PlatformSetup::installImageServices();
-    platform::Services presenters;
-    presenters.toasts = std::make_unique<platform::qt::StderrToasts>();
-    platform::install(std::move(presenters));
+    if (!CommandLine::hosted()) {
+        PlatformSetup::installImageServices();
+        platform::Services presenters;
+        presenters.toasts = std::make_unique<platform::qt::StderrToasts>();
+        platform::install(std::move(presenters));
+    }
 
     if (parser.isSet(pdf)) {
         const QString destination = parser.value(pdf);
         const int pages = HistoryBatch::writePDF(files, destination);
         if (pages == 0) {
-            std::fprintf(stderr, "pictavia: Could not write the PDF %s\n", qPrintable(destination));
+            CommandOutput::error(QStringLiteral("Could not write the PDF %1").arg(destination));
             return CommandLine::failed;
         }
         reportSkipped(pages, files.size());
-        std::printf("Saved %d pages to %s\n", pages, qPrintable(destination));
+        CommandOutput::out(QStringLiteral("Saved %1 pages to %2\n").arg(pages).arg(destination));
     } else if (parser.isSet(zip)) {
         const QString destination = parser.value(zip);
         if (!HistoryBatch::zip(files, destination)) {
-            std::fprintf(stderr, "pictavia: Could not create the archive %s\n", qPrintable(destination));
+            CommandOutput::error(QStringLiteral("Could not create the archive %1").arg(destination));
             return CommandLine::failed;
         }
-        std::printf("Saved %lld files to %s\n", static_cast<long long>(files.size()),
-                    qPrintable(destination));
+        CommandOutput::out(QStringLiteral("Saved %1 files to %2\n").arg(files.size()).arg(destination));
     } else {
         std::optional<BeautifyPreset> style;
         if (parser.isSet(preset)) {
             style = PresetStore::shared().findByName(parser.value(preset));
             if (!style) {
-                std::fprintf(stderr, "pictavia: no beautify preset named \"%s\"\n",
-                             qPrintable(parser.value(preset)));
+                CommandOutput::error(
+                    QStringLiteral("no beautify preset named \"%1\"").arg(parser.value(preset)));
                 return CommandLine::failed;
             }
         }
         const QString folder = parser.value(styled);
         if (!QDir().mkpath(folder)) {
-            std::fprintf(stderr, "pictavia: cannot make the folder %s\n", qPrintable(folder));
+            CommandOutput::error(QStringLiteral("cannot make the folder %1").arg(folder));
             return CommandLine::failed;
         }
         const int count = HistoryBatch::beautifyAndExport(files, folder, style);
         reportSkipped(count, files.size());
-        std::printf("Exported %d styled %s\n", count, count == 1 ? "image" : "images");
+        CommandOutput::out(QStringLiteral("Exported %1 styled %2\n")
+                               .arg(count)
+                               .arg(count == 1 ? QStringLiteral("image") : QStringLiteral("images")));
         if (count == 0) return CommandLine::failed;
     }
     return CommandLine::ok;

@@ -7,11 +7,14 @@
 #include "main/EditCommand.h"
 #include "main/HistoryCommand.h"
 #include "main/HistoryExportCommand.h"
+#include "main/HostedCommands.h"
+#include "main/InstanceChannel.h"
 #include "main/ListCommand.h"
 #include "main/TextCommand.h"
 #include "platform/qt/QtClipboard.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QGuiApplication>
 
 #include <cstdio>
@@ -87,6 +90,19 @@ int main(int argc, char** argv) {
     if (command == u"--version") {
         std::printf("pictavia %s\n", PICTAVIA_VERSION);
         return CommandLine::ok;
+    }
+
+    // While Pictavia runs, it carries out captures and history changes itself: one writer
+    // of the history, and the capture indexed and shown at once.
+    if (HostedCommands::isHosted(arguments)) {
+        const auto forwarded =
+            InstanceChannel::forward({InstanceChannel::Kind::run, QDir::currentPath(), arguments});
+        if (forwarded.outcome == InstanceChannel::Outcome::done) std::_Exit(forwarded.exitCode);
+        if (forwarded.outcome != InstanceChannel::Outcome::noInstance) {
+            std::fprintf(stderr, "pictavia: %s\n",
+                         qPrintable(InstanceChannel::failureMessage(forwarded.outcome)));
+            std::_Exit(CommandLine::failed);
+        }
     }
 
     // Command-line runs need no window system of Qt's own: they reach the X server

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <csignal>
 #include <stdexcept>
 
 namespace testsupport {
@@ -21,13 +22,31 @@ AppSession::AppSession(XServer& server, const std::string& preferences) : m_serv
     conf.close();
 
     server.run("xsetroot", {"-solid", "#3b5b7a"}); // a desktop colour, for the screenshots
+    launch();
+}
+
+void AppSession::launch() {
     // Through a shell, so the application's stderr (its toasts) lands in a file.
     const std::string log = (m_home.path() + "/app.log").toStdString();
-    m_app = &server.startProcess("/bin/sh", {"-c", "exec \"$0\" --background 2>>\"$1\"", PICTAVIA_BIN, log},
-                                 environment());
     const QString socket = m_home.path() + "/runtime/pictavia/instance";
+    QFile::remove(socket);
+    m_app = &m_server.startProcess("/bin/sh", {"-c", "exec \"$0\" --background 2>>\"$1\"", PICTAVIA_BIN, log},
+                                   environment());
     if (!waitUntil([&] { return QFileInfo::exists(socket); }))
         throw std::runtime_error("pictavia did not start listening: " + this->log());
+}
+
+void AppSession::kill() {
+    ::kill(m_app->pid(), SIGKILL);
+    m_app->stop();
+}
+
+bool AppSession::quit() {
+    return m_app->stop(std::chrono::seconds(20)) == 0;
+}
+
+void AppSession::restart() {
+    launch();
 }
 
 AppSession::~AppSession() {

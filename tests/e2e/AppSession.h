@@ -20,6 +20,13 @@ public:
     AppSession(XServer& server, const std::string& preferences);
     ~AppSession();
 
+    // SIGKILL, as a crash or the OOM killer would end it: nothing is saved on the way out.
+    void kill();
+    // Ends it as a person would (SIGTERM); true when it exited cleanly.
+    bool quit();
+    // Starts it again on the same home, after kill() or quit().
+    void restart();
+
     // `pictavia ARGS...` as a second start: hands the arguments to the running instance.
     ProcessOutput send(const std::vector<std::string>& args);
     ProcessOutput open(const std::string& url) { return send({url}); }
@@ -51,6 +58,7 @@ public:
 
 private:
     Environment environment() const;
+    void launch();
 
     XServer& m_server;
     QTemporaryDir m_home;

@@ -39,6 +39,8 @@ protected:
         return server->run(PICTAVIA_BIN, args,
                            {.environment = {{"XDG_CONFIG_HOME", dir + "/config"},
                                             {"XDG_DATA_HOME", dir + "/data"},
+                                            // no instance there: the commands run on their own
+                                            {"XDG_RUNTIME_DIR", dir},
                                             {"HOME", dir}}});
     }
 

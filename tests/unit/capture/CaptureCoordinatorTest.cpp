@@ -231,8 +231,8 @@ TEST_F(CaptureCoordinatorTest, WindowPicker) {
 
     coordinator->captureWindow();
     std::exchange(surfaces->finishPick, nullptr)(WindowPick{78, screen->displayList[1]});
-    EXPECT_EQ(toasts->shown.last(), "Window capture failed: Window not found");
     spinUntil([&] { return !coordinator->busy(); });
+    EXPECT_EQ(toasts->shown.last(), "Window capture failed: Window not found");
     coordinator->captureWindow();
     std::exchange(surfaces->finishPick, nullptr)(std::nullopt);
     EXPECT_EQ(history().size(), 1);
