@@ -54,6 +54,10 @@ bool CaptureCoordinator::busy() const {
     return m_openFlows > 0;
 }
 
+bool CaptureCoordinator::awaitingUser() const {
+    return m_selection || m_windowPicker;
+}
+
 QList<SelectionAction> CaptureCoordinator::availableActions() const {
     QList<SelectionAction> actions{SelectionAction::capture, SelectionAction::copy};
     if (platform::services().textRecognition) actions << SelectionAction::ocr;

@@ -51,6 +51,8 @@ public:
 
     // True from the start of a flow (an overlay, the picker, a countdown) to its end.
     bool busy() const;
+    // True while an overlay or the window picker waits for the user.
+    bool awaitingUser() const;
 
     // The actions the all-in-one bar offers: those whose flows exist in this build.
     QList<SelectionAction> availableActions() const;

@@ -197,6 +197,21 @@ void handle(const QStringList& arguments, bool firstStart) {
                                : QStringLiteral("Pictavia is already running"));
 }
 
+// A URL that started a capture is answered once the capture is stored, so the caller never
+// hears "done" of a capture that an ending app never made. A flow that waits for the user
+// (an overlay, the window picker) is answered at once: a script does not wait on a person.
+void answerWhenCaptured(std::shared_ptr<InstanceChannel::Reply> reply) {
+    CaptureCoordinator& coordinator = CaptureCoordinator::shared();
+    if (!coordinator.busy() || coordinator.awaitingUser()) return reply->finish(CommandLine::ok);
+    reply->take();
+    auto finished = std::make_shared<QMetaObject::Connection>();
+    *finished = QObject::connect(&coordinator, &CaptureCoordinator::flowFinished, &coordinator,
+                                 [reply = std::move(reply), finished] {
+                                     QObject::disconnect(*finished);
+                                     reply->finish(CommandLine::ok);
+                                 });
+}
+
 } // namespace
 
 bool wants(const QStringList& arguments) {
@@ -251,7 +266,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
             if (request.kind == InstanceChannel::Kind::run)
                 return HostedCommands::run(request, std::move(reply));
             handle(request.arguments, false);
-            reply->finish(CommandLine::ok);
+            answerWhenCaptured(std::move(reply));
         });
     // AI agents: served once everything else is ready, like the instance socket.
     AgentAccess::shared().setAsker(&ui::AgentPromptPanel::ask);

@@ -244,7 +244,8 @@ public:
         if (!m_taken) send("T\n");
         send("X " + QByteArray::number(exitCode) + '\n');
     }
-    void take() {
+    void take() override {
+        if (m_taken) return;
         m_taken = true;
         send("T\n");
     }

@@ -75,6 +75,8 @@ public:
     virtual ~Reply() = default;
     virtual void out(const QByteArray& bytes) = 0;
     virtual void err(const QByteArray& bytes) = 0;
+    // Tells the caller the request is taken and its work under way; finish() follows.
+    virtual void take() = 0;
     // Ends the request: "taken" for resident arguments, the exit code for a command.
     virtual void finish(int exitCode) = 0;
 };
