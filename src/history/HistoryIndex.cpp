@@ -579,13 +579,14 @@ QHash<QString, HistoryRecord> HistoryIndex::recover() {
         records.clear();
         historyjson::salvage(previous, collect);
     }
-    // The last good copy is one save older: it brings back only captures still there.
+    // The damaged file is the newer: its records win.
+    historyjson::salvage(m_indexFile, collect);
+    // Rebuilt from the captures there are: records of files gone (the last good copy is a
+    // save older) would come back for nothing.
     const QStringList files = folderFiles();
     const QSet<QString> present(files.begin(), files.end());
     for (auto it = records.begin(); it != records.end();)
         it = present.contains(it.key()) ? std::next(it) : records.erase(it);
-    // The damaged file is the newer: its records win.
-    historyjson::salvage(m_indexFile, collect);
     return records;
 }
 

@@ -150,7 +150,8 @@ std::optional<Entry> fromLine(QByteArrayView line) {
 Result<bool> append(const QString& indexFile, const Entry& entry) {
     const QString path = pathFor(indexFile);
     QDir().mkpath(QFileInfo(path).absolutePath());
-    const Descriptor file(openFile(path, O_WRONLY | O_APPEND | O_CREAT));
+    // Readable too, to look at the last byte.
+    const Descriptor file(openFile(path, O_RDWR | O_APPEND | O_CREAT));
     if (!file.valid()) return Error{systemError(QStringLiteral("Cannot open"), path)};
     if (!lock(file.get(), LOCK_EX)) return Error{systemError(QStringLiteral("Cannot lock"), path)};
     QByteArray line = toLine(entry) + '\n';
