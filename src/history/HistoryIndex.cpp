@@ -439,26 +439,29 @@ bool HistoryIndex::saveNow() {
     order.reserve(m_records.size());
     for (const HistoryRecord& record : std::as_const(m_records))
         order.append(&record);
-    // Each core writes half the records; the halves are joined for one write.
-    const auto write = [&order](QByteArray& bytes, qsizetype from, qsizetype to) {
-        qsizetype size = 64;
-        for (qsizetype i = from; i < to; ++i)
-            size += order[i]->text.size() + 256;
-        bytes.reserve(bytes.size() + size + size / 8);
-        for (qsizetype i = from; i < to; ++i) {
-            if (i > 0) bytes += ',';
-            order[i]->appendJson(bytes);
-        }
-    };
-    const qsizetype half = order.size() / 2;
-    QByteArray tail;
-    QFuture<void> second = QtConcurrent::run([&] { write(tail, half, order.size()); });
-    QByteArray bytes = "{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[";
-    write(bytes, 0, half);
-    second.waitForFinished();
-    bytes += tail;
-    bytes += "]}";
-    if (!HistoryIndexFile::write(m_indexFile, bytes, true)) return false;
+    // Pieces of records are made on the other cores while this thread writes the ones ready,
+    // so the disk is busy while the rest is made.
+    constexpr qsizetype piece = 4096;
+    QList<QFuture<QByteArray>> pieces;
+    for (qsizetype from = 0; from < order.size(); from += piece)
+        pieces.append(QtConcurrent::run([&order, from] {
+            const qsizetype to = std::min(order.size(), from + piece);
+            qsizetype size = 64;
+            for (qsizetype i = from; i < to; ++i)
+                size += order[i]->text.size() + 256;
+            QByteArray bytes;
+            bytes.reserve(size + size / 8);
+            for (qsizetype i = from; i < to; ++i) {
+                if (i > 0) bytes += ',';
+                order[i]->appendJson(bytes);
+            }
+            return bytes;
+        }));
+    HistoryIndexFile::Writer file(m_indexFile);
+    bool written = file.append("{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[");
+    for (QFuture<QByteArray>& bytes : pieces)
+        written = file.append(bytes.takeResult()) && written; // every piece is waited for
+    if (!written || !file.append("]}") || !file.commit(true)) return false;
     ++m_writes;
     return true;
 }

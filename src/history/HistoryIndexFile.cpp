@@ -23,19 +23,6 @@ QString systemError(const QString& what, const QString& path) {
     return QStringLiteral("%1 %2: %3").arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
 }
 
-bool writeAll(int fd, const QByteArray& bytes) {
-    const char* at = bytes.constData();
-    qsizetype left = bytes.size();
-    while (left > 0) {
-        const ssize_t written = ::write(fd, at, static_cast<size_t>(left));
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        at += written;
-        left -= written;
-    }
-    return true;
-}
-
 // The rename itself reaches the disk only with its folder.
 void syncFolder(const QString& folder) {
     const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -50,35 +37,74 @@ QString previousPath(const QString& indexFile) {
     return indexFile + QStringLiteral(".previous");
 }
 
-Result<bool> write(const QString& indexFile, const QByteArray& bytes, bool keepPrevious) {
-    const QString folder = QFileInfo(indexFile).absolutePath();
-    if (!QDir().mkpath(folder)) return Error{QStringLiteral("Cannot create the folder %1").arg(folder)};
-    QByteArray temporary = QFile::encodeName(folder + u'/' + unfinishedPrefix(indexFile)) + "XXXXXX";
-    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0) return Error{systemError(QStringLiteral("Cannot write in"), folder)};
-    const bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
-    const int writeError = errno;
-    ::close(fd);
-    if (!written) {
-        ::unlink(temporary.constData());
-        errno = writeError;
-        return Error{systemError(QStringLiteral("Cannot write"), indexFile)};
+Writer::Writer(QString indexFile) : m_indexFile(std::move(indexFile)) {
+    const QString folder = QFileInfo(m_indexFile).absolutePath();
+    QDir().mkpath(folder);
+    m_temporary = QFile::encodeName(folder + u'/' + unfinishedPrefix(m_indexFile)) + "XXXXXX";
+    m_fd = ::mkostemp(m_temporary.data(), O_CLOEXEC);
+    if (m_fd < 0) m_error = errno;
+}
+
+Writer::~Writer() {
+    if (m_fd < 0) return;
+    ::close(m_fd);
+    ::unlink(m_temporary.constData());
+}
+
+bool Writer::append(QByteArrayView bytes) {
+    if (m_fd < 0 || m_error != 0) return false;
+    const char* at = bytes.data();
+    qsizetype left = bytes.size();
+    while (left > 0) {
+        const ssize_t written = ::write(m_fd, at, static_cast<size_t>(left));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) {
+            m_error = written < 0 ? errno : ENOSPC;
+            return false;
+        }
+        at += written;
+        left -= written;
     }
-    const QByteArray target = QFile::encodeName(indexFile);
+    // Starts the disk write of this piece without waiting for it.
+    ::sync_file_range(m_fd, m_written, bytes.size(), SYNC_FILE_RANGE_WRITE);
+    m_written += bytes.size();
+    return true;
+}
+
+Result<bool> Writer::commit(bool keepPrevious) {
+    if (m_fd < 0) {
+        errno = m_error;
+        return Error{systemError(QStringLiteral("Cannot write next to"), m_indexFile)};
+    }
+    if (m_error == 0 && ::fdatasync(m_fd) != 0) m_error = errno;
+    ::close(m_fd);
+    m_fd = -1;
+    if (m_error != 0) {
+        ::unlink(m_temporary.constData());
+        errno = m_error;
+        return Error{systemError(QStringLiteral("Cannot write"), m_indexFile)};
+    }
+    const QByteArray target = QFile::encodeName(m_indexFile);
     // Without a link (a file system that has none) the older copy stays: still a good one.
     if (keepPrevious && ::access(target.constData(), F_OK) == 0) {
-        const QByteArray previous = QFile::encodeName(previousPath(indexFile));
+        const QByteArray previous = QFile::encodeName(previousPath(m_indexFile));
         if (::unlink(previous.constData()) == 0 || errno == ENOENT)
             ::link(target.constData(), previous.constData());
     }
-    if (::rename(temporary.constData(), target.constData()) != 0) {
+    if (::rename(m_temporary.constData(), target.constData()) != 0) {
         const int renameError = errno;
-        ::unlink(temporary.constData());
+        ::unlink(m_temporary.constData());
         errno = renameError;
-        return Error{systemError(QStringLiteral("Cannot replace"), indexFile)};
+        return Error{systemError(QStringLiteral("Cannot replace"), m_indexFile)};
     }
-    syncFolder(folder);
+    syncFolder(QFileInfo(m_indexFile).absolutePath());
     return true;
+}
+
+Result<bool> write(const QString& indexFile, const QByteArray& bytes, bool keepPrevious) {
+    Writer writer(indexFile);
+    writer.append(bytes);
+    return writer.commit(keepPrevious);
 }
 
 Result<QString> setAside(const QString& indexFile, const QDateTime& now) {

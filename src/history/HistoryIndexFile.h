@@ -3,6 +3,7 @@
 #include "common/Result.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QString>
 
@@ -13,9 +14,30 @@ namespace HistoryIndexFile {
 
 QString previousPath(const QString& indexFile); // indexFile + ".previous"
 
-// Writes bytes to a temporary file in the same folder, flushes it to the disk and renames it
-// over indexFile. With keepPrevious, the file it replaces stays as previousPath() (a hard
-// link, so no copy is made).
+// A new version of the index file, written piece by piece to a temporary file in the same
+// folder; each piece starts on its way to the disk at once, so the flush at the end waits
+// for little. Discarded unless committed.
+class Writer {
+public:
+    explicit Writer(QString indexFile);
+    ~Writer();
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
+    bool append(QByteArrayView bytes);
+    // Flushes the file to the disk and renames it over the index. With keepPrevious, the
+    // file it replaces stays as previousPath() (a hard link, so no copy is made).
+    Result<bool> commit(bool keepPrevious);
+
+private:
+    QString m_indexFile;
+    QByteArray m_temporary;
+    int m_fd = -1;
+    qint64 m_written = 0;
+    int m_error = 0;
+};
+
+// The whole file at once, as Writer does.
 Result<bool> write(const QString& indexFile, const QByteArray& bytes, bool keepPrevious);
 
 // Renames indexFile to "<indexFile>.damaged-YYYYMMDD-HHMMSS" (with "-2", "-3"... when that
