@@ -28,7 +28,8 @@ constexpr OpName opNames[] = {{Entry::Op::Add, "add"},
 
 // A record's key is a plain file name of the history folder, never a path.
 bool isPlainName(const QString& name) {
-    return !name.isEmpty() && !name.contains(u'/') && name != u"." && name != u"..";
+    return !name.isEmpty() && !name.contains(u'/') && !name.contains(QChar(0)) && name != u"." &&
+           name != u"..";
 }
 
 QString systemError(const QString& what, const QString& path) {
