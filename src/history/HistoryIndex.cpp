@@ -4,6 +4,7 @@
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "editor/ProjectStore.h"
+#include "history/HistoryIndexFile.h"
 #include "platform/Platform.h"
 #include "platform/json/HistoryJson.h"
 #include "text/TextRecognizer.h"
@@ -97,6 +98,30 @@ bool containsAll(const QByteArray& haystack, const QList<QByteArray>& words) {
     return true;
 }
 
+std::optional<HistoryRecord> recordFrom(historyjson::Fields& fields) {
+    HistoryRecord record;
+    record.name = QString::fromUtf8(fields.name);
+    if (record.name.isEmpty()) return std::nullopt;
+    record.text = std::move(fields.text);
+    if (fields.app) record.app = QString::fromUtf8(*fields.app);
+    if (fields.window) record.window = QString::fromUtf8(*fields.window);
+    record.date = HistoryRecord::dateFromIso(fields.date);
+    record.kind = fields.kind == "video"   ? HistoryRecord::Kind::Video
+                  : fields.kind == "gif"   ? HistoryRecord::Kind::Gif
+                  : fields.kind == "image" ? HistoryRecord::Kind::Image
+                                           : HistoryRecord::kindOf(record.name);
+    record.width = fields.width;
+    record.height = fields.height;
+    record.duration = fields.duration;
+    record.keep = fields.keep;
+    return record;
+}
+
+HistoryIndex::Mode& sharedMode() {
+    static HistoryIndex::Mode mode = HistoryIndex::Mode::App;
+    return mode;
+}
+
 } // namespace
 
 struct HistoryIndex::ScanResult {
@@ -107,8 +132,11 @@ struct HistoryIndex::ScanResult {
     std::optional<double> duration;
 };
 
-HistoryIndex::HistoryIndex(QString indexFile, QString historyDirectory, QObject* parent)
-    : QObject(parent), m_indexFile(std::move(indexFile)), m_historyDirectory(std::move(historyDirectory)) {
+HistoryIndex::HistoryIndex(QString indexFile, QString historyDirectory, Mode mode, QObject* parent)
+    : QObject(parent), m_indexFile(std::move(indexFile)), m_historyDirectory(std::move(historyDirectory)),
+      m_mode(mode) {
+    // A journal writer leaves recognition to the app, which scans what it folds in.
+    m_deferScans = mode == Mode::Journal;
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(saveDelayMs);
     connect(&m_saveTimer, &QTimer::timeout, this, [this] { saveNow(); });
@@ -123,8 +151,24 @@ HistoryIndex::~HistoryIndex() {
 HistoryIndex& HistoryIndex::shared() {
     // Lives for the whole run, like the history folder it describes.
     static HistoryIndex* index = new HistoryIndex(AppPaths::dataDirectory() + QStringLiteral("/index.json"),
-                                                  HistoryManager::directory());
+                                                  HistoryManager::directory(), sharedMode());
     return *index;
+}
+
+void HistoryIndex::setSharedMode(Mode mode) {
+    sharedMode() = mode;
+}
+
+HistoryRecord HistoryIndex::newRecord(const QString& path, const CaptureContext& context) {
+    const QFileInfo file(path);
+    HistoryRecord record;
+    record.name = file.fileName();
+    const QDateTime born = file.birthTime();
+    record.date = born.isValid() ? born : QDateTime::currentDateTime();
+    record.kind = HistoryRecord::kindOf(record.name);
+    record.app = context.appName;
+    record.window = context.windowTitle;
+    return record;
 }
 
 void HistoryIndex::attachShared() {
@@ -146,18 +190,16 @@ std::optional<HistoryRecord> HistoryIndex::record(const QString& name) const {
 
 void HistoryIndex::index(const QString& path, const CaptureContext& context) {
     const QFileInfo file(path);
-    const QString name = file.fileName();
     HistoryRecord record;
-    if (const auto existing = m_records.constFind(name); existing != m_records.cend()) {
+    if (const auto existing = m_records.constFind(file.fileName()); existing != m_records.cend()) {
         record = *existing;
+        if (context.appName) record.app = context.appName;
+        if (context.windowTitle) record.window = context.windowTitle;
+        if (const QDateTime born = file.birthTime(); born.isValid()) record.date = born;
     } else {
-        record.name = name;
-        record.date = QDateTime::currentDateTime();
-        record.kind = HistoryRecord::kindOf(name);
+        record = newRecord(path, context);
     }
-    if (context.appName) record.app = context.appName;
-    if (context.windowTitle) record.window = context.windowTitle;
-    if (const QDateTime born = file.birthTime(); born.isValid()) record.date = born;
+    journal({HistoryJournal::Entry::Op::Add, record, {}, {}});
     store(std::move(record));
     scheduleSave();
     if (!m_deferScans) enqueue(path);
@@ -238,6 +280,8 @@ bool HistoryIndex::setKeep(const QString& name, bool keep) {
         if (name.isEmpty() || !QFileInfo(path).isFile()) return false;
         index(path, {});
     }
+    // Always journaled: the app's record may differ from what this process read.
+    journal({keep ? HistoryJournal::Entry::Op::Keep : HistoryJournal::Entry::Op::Unkeep, {}, name, {}});
     HistoryRecord& record = m_records[name];
     if (record.keep == keep) return true;
     record.keep = keep;
@@ -254,6 +298,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
             ++it;
             continue;
         }
+        journal({HistoryJournal::Entry::Op::Remove, {}, it.key(), {}});
         dropHaystack(it.key());
         it = m_records.erase(it);
         changed = true;
@@ -265,6 +310,7 @@ void HistoryIndex::keepOnly(const QSet<QString>& names) {
 }
 
 void HistoryIndex::remove(const QString& name) {
+    journal({HistoryJournal::Entry::Op::Remove, {}, name, {}});
     if (!m_records.remove(name)) return;
     dropHaystack(name);
     refreshKept();
@@ -275,6 +321,7 @@ void HistoryIndex::remove(const QString& name) {
 void HistoryIndex::rename(const QString& oldName, const QString& newName) {
     const auto found = m_records.constFind(oldName);
     if (found == m_records.cend() || oldName == newName) return;
+    journal({HistoryJournal::Entry::Op::Rename, {}, oldName, newName});
     HistoryRecord record = *found;
     m_records.remove(oldName);
     dropHaystack(oldName);
@@ -325,8 +372,43 @@ void HistoryIndex::followFolder() {
     m_watcher = new QFileSystemWatcher({m_historyDirectory}, this);
     m_folderTimer.setSingleShot(true);
     m_folderTimer.setInterval(300);
-    connect(m_watcher, &QFileSystemWatcher::directoryChanged, &m_folderTimer, qOverload<>(&QTimer::start));
     connect(&m_folderTimer, &QTimer::timeout, this, &HistoryIndex::syncWithFolder);
+    const QString indexFolder = QFileInfo(m_indexFile).absolutePath();
+    if (m_mode == Mode::App) {
+        // The folder tells when a journal appears, the file when lines are appended to it.
+        QDir().mkpath(indexFolder);
+        m_watcher->addPath(indexFolder);
+        watchJournal();
+        m_journalTimer.setSingleShot(true);
+        m_journalTimer.setInterval(100);
+        connect(m_watcher, &QFileSystemWatcher::fileChanged, &m_journalTimer, qOverload<>(&QTimer::start));
+        connect(&m_journalTimer, &QTimer::timeout, this, &HistoryIndex::foldJournal);
+    }
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, [this, indexFolder](const QString& path) {
+        if (path == m_historyDirectory) m_folderTimer.start();
+        if (path == indexFolder && m_mode == Mode::App) {
+            watchJournal();
+            m_journalTimer.start();
+        }
+    });
+}
+
+void HistoryIndex::watchJournal() {
+    const QString journal = HistoryJournal::pathFor(m_indexFile);
+    if (m_watcher && !m_watcher->files().contains(journal) && QFileInfo::exists(journal))
+        m_watcher->addPath(journal);
+}
+
+bool HistoryIndex::foldJournal() {
+    bool saved = true;
+    HistoryJournal::fold(m_indexFile, [this, &saved](const QList<HistoryJournal::Entry>& entries) {
+        if (entries.isEmpty()) return false;
+        applyJournal(entries, true);
+        saved = saveNow();
+        return saved;
+    });
+    watchJournal();
+    return saved;
 }
 
 QStringList HistoryIndex::folderFiles() const {
@@ -346,39 +428,40 @@ void HistoryIndex::syncWithFolder() {
 }
 
 void HistoryIndex::scheduleSave() {
-    m_saveTimer.start(); // restarts a pending one
+    if (m_mode == Mode::App) m_saveTimer.start(); // restarts a pending one
 }
 
 bool HistoryIndex::saveNow() {
+    if (m_mode == Mode::Journal) return !std::exchange(m_journalFailed, false);
     m_saveTimer.stop();
+    if (!m_mayReplaceFile) return false;
     QList<const HistoryRecord*> order;
     order.reserve(m_records.size());
     for (const HistoryRecord& record : std::as_const(m_records))
         order.append(&record);
-    // Each core writes half the records; the halves are joined for one write.
-    const auto write = [&order](QByteArray& bytes, qsizetype from, qsizetype to) {
-        qsizetype size = 64;
-        for (qsizetype i = from; i < to; ++i)
-            size += order[i]->text.size() + 256;
-        bytes.reserve(bytes.size() + size + size / 8);
-        for (qsizetype i = from; i < to; ++i) {
-            if (i > 0) bytes += ',';
-            order[i]->appendJson(bytes);
-        }
-    };
-    const qsizetype half = order.size() / 2;
-    QByteArray tail;
-    QFuture<void> second = QtConcurrent::run([&] { write(tail, half, order.size()); });
-    QByteArray bytes = "{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[";
-    write(bytes, 0, half);
-    second.waitForFinished();
-    bytes += tail;
-    bytes += "]}";
-    // In place: the index is rebuilt from the files when a write is cut short.
-    QDir().mkpath(QFileInfo(m_indexFile).absolutePath());
-    QFile file(m_indexFile);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-        return false;
+    // Pieces of records are made on the other cores while this thread writes the ones ready,
+    // so the disk is busy while the rest is made.
+    constexpr qsizetype piece = 4096;
+    QList<QFuture<QByteArray>> pieces;
+    for (qsizetype from = 0; from < order.size(); from += piece)
+        pieces.append(QtConcurrent::run([&order, from] {
+            const qsizetype to = std::min(order.size(), from + piece);
+            qsizetype size = 64;
+            for (qsizetype i = from; i < to; ++i)
+                size += order[i]->text.size() + 256;
+            QByteArray bytes;
+            bytes.reserve(size + size / 8);
+            for (qsizetype i = from; i < to; ++i) {
+                if (i > 0) bytes += ',';
+                order[i]->appendJson(bytes);
+            }
+            return bytes;
+        }));
+    HistoryIndexFile::Writer file(m_indexFile);
+    bool written = file.append("{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[");
+    for (QFuture<QByteArray>& bytes : pieces)
+        written = file.append(bytes.takeResult()) && written; // every piece is waited for
+    if (!written || !file.append("]}") || !file.commit(true)) return false;
     ++m_writes;
     return true;
 }
@@ -389,6 +472,24 @@ void HistoryIndex::waitForScans() {
 }
 
 void HistoryIndex::load() {
+    if (m_mode == Mode::Journal) {
+        // Racing the app's start, a fold may fall between these two reads; only this
+        // process's view misses the folded lines then, and its own changes still reach the app.
+        loadIndexFile();
+        applyJournal(HistoryJournal::read(m_indexFile), false);
+        return;
+    }
+    HistoryIndexFile::removeUnfinishedWrites(m_indexFile);
+    // Under the journal's lock: no line can be appended between reading and emptying it.
+    // Captures it adds are scanned by backfill(), like every unscanned record.
+    HistoryJournal::fold(m_indexFile, [this](const QList<HistoryJournal::Entry>& entries) {
+        const bool rebuilt = loadIndexFile();
+        applyJournal(entries, false);
+        return (rebuilt || !entries.isEmpty()) && saveNow();
+    });
+}
+
+bool HistoryIndex::readIndexFile() {
     // Lower-casing the text costs about as much as parsing it, so each batch of parsed records
     // goes to another core for its haystacks while parsing goes on.
     struct Batch {
@@ -411,22 +512,9 @@ void HistoryIndex::load() {
     };
     batch.records.reserve(batchSize);
     const bool read = historyjson::read(m_indexFile, [&](historyjson::Fields& fields) {
-        HistoryRecord record;
-        record.name = QString::fromUtf8(fields.name);
-        if (record.name.isEmpty()) return;
-        record.text = std::move(fields.text);
-        if (fields.app) record.app = QString::fromUtf8(*fields.app);
-        if (fields.window) record.window = QString::fromUtf8(*fields.window);
-        record.date = HistoryRecord::dateFromIso(fields.date);
-        record.kind = fields.kind == "video"   ? HistoryRecord::Kind::Video
-                      : fields.kind == "gif"   ? HistoryRecord::Kind::Gif
-                      : fields.kind == "image" ? HistoryRecord::Kind::Image
-                                               : HistoryRecord::kindOf(record.name);
-        record.width = fields.width;
-        record.height = fields.height;
-        record.duration = fields.duration;
-        record.keep = fields.keep;
-        batch.records.append(std::move(record));
+        auto record = recordFrom(fields);
+        if (!record) return;
+        batch.records.append(std::move(*record));
         if (batch.records.size() == batchSize) submit();
     });
     if (!batch.records.isEmpty()) submit();
@@ -435,8 +523,7 @@ void HistoryIndex::load() {
         future.waitForFinished();
         count += future.result().records.size();
     }
-    // Anything unreadable leaves the index empty; the next save replaces the file.
-    if (!read) return;
+    if (!read) return false;
     // Straight into the maps: per-record bookkeeping would make loading quadratic.
     m_records.reserve(count);
     m_slots.reserve(count);
@@ -451,6 +538,115 @@ void HistoryIndex::load() {
         }
     }
     refreshKept();
+    return true;
+}
+
+bool HistoryIndex::loadIndexFile() {
+    if (!QFileInfo::exists(m_indexFile) || readIndexFile()) return false;
+    QHash<QString, HistoryRecord> recovered = recover();
+    m_records.clear();
+    m_slots.clear();
+    m_haystacks.clear();
+    for (HistoryRecord& record : recovered) {
+        setHaystack(record.name, record.haystackUtf8());
+        m_records.insert(record.name, std::move(record));
+    }
+    refreshKept();
+    if (m_mode == Mode::Journal) {
+        m_loadProblem = QStringLiteral("The history index %1 is damaged; what could be read of it is used "
+                                       "until Pictavia repairs it at its next start.")
+                            .arg(m_indexFile);
+        return true;
+    }
+    const auto aside = HistoryIndexFile::setAside(m_indexFile, QDateTime::currentDateTime());
+    if (aside) {
+        m_loadProblem = QStringLiteral("The history index was damaged; it was rebuilt from your captures "
+                                       "and the damaged file kept as %1.")
+                            .arg(*aside);
+    } else {
+        m_mayReplaceFile = false;
+        m_loadProblem = QStringLiteral("The history index %1 is damaged and could not be moved aside (%2); "
+                                       "changes to the history are not saved until it is.")
+                            .arg(m_indexFile, aside.error().message);
+    }
+    return true;
+}
+
+QHash<QString, HistoryRecord> HistoryIndex::recover() {
+    QHash<QString, HistoryRecord> records;
+    const auto collect = [&records](historyjson::Fields& fields) {
+        if (auto record = recordFrom(fields)) records.insert(record->name, std::move(*record));
+    };
+    const QString previous = HistoryIndexFile::previousPath(m_indexFile);
+    if (!historyjson::read(previous, collect)) {
+        records.clear();
+        historyjson::salvage(previous, collect);
+    }
+    // The damaged file is the newer: its records win.
+    historyjson::salvage(m_indexFile, collect);
+    // Rebuilt from the captures there are: records of files gone (the last good copy is a
+    // save older) would come back for nothing.
+    const QStringList files = folderFiles();
+    const QSet<QString> present(files.begin(), files.end());
+    for (auto it = records.begin(); it != records.end();)
+        it = present.contains(it.key()) ? std::next(it) : records.erase(it);
+    return records;
+}
+
+void HistoryIndex::applyJournal(const QList<HistoryJournal::Entry>& entries, bool queueScans) {
+    using Op = HistoryJournal::Entry::Op;
+    const QDir directory(m_historyDirectory);
+    // Every entry can be applied again without harm: a fold cut short before the journal
+    // was emptied is repeated at the next start.
+    const auto add = [&](HistoryRecord record) {
+        const QString name = record.name;
+        const bool unscanned = record.width == 0 && record.kind != HistoryRecord::Kind::Video;
+        setHaystack(name, record.haystackUtf8());
+        m_records.insert(name, std::move(record));
+        if (queueScans && unscanned && directory.exists(name)) enqueue(directory.filePath(name));
+    };
+    for (const HistoryJournal::Entry& entry : entries) {
+        switch (entry.op) {
+        case Op::Add: {
+            const auto found = m_records.find(entry.record.name);
+            if (found == m_records.end()) {
+                add(entry.record);
+                break;
+            }
+            // As index() does for a file it knows: text and keep flag stay.
+            if (entry.record.app) found->app = entry.record.app;
+            if (entry.record.window) found->window = entry.record.window;
+            setHaystack(found->name, found->haystackUtf8());
+            break;
+        }
+        case Op::Keep:
+        case Op::Unkeep:
+            if (!m_records.contains(entry.name) && directory.exists(entry.name))
+                add(newRecord(directory.filePath(entry.name), {}));
+            if (const auto found = m_records.find(entry.name); found != m_records.end())
+                found->keep = entry.op == Op::Keep;
+            break;
+        case Op::Remove:
+            if (m_records.remove(entry.name)) dropHaystack(entry.name);
+            break;
+        case Op::Rename: {
+            if (!m_records.contains(entry.name) || m_records.contains(entry.newName)) break;
+            HistoryRecord record = m_records.take(entry.name);
+            dropHaystack(entry.name);
+            record.name = entry.newName;
+            setHaystack(record.name, record.haystackUtf8());
+            m_records.insert(record.name, std::move(record));
+            break;
+        }
+        }
+    }
+    if (entries.isEmpty()) return;
+    refreshKept();
+    emit recordsChanged();
+}
+
+void HistoryIndex::journal(const HistoryJournal::Entry& entry) {
+    if (m_mode == Mode::Journal && !HistoryJournal::append(m_indexFile, entry)) m_journalFailed = true;
 }
 
 void HistoryIndex::setHaystack(const QString& name, QByteArray haystack) {

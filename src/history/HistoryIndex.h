@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture/CaptureContext.h"
+#include "history/HistoryJournal.h"
 #include "history/HistoryRecord.h"
 
 #include <QByteArray>
@@ -21,26 +22,45 @@
 // run one file at a time in the background. Which files are kept can be asked from any
 // thread.
 //
-// A command-line run and the resident app may both write index.json. Each holds the file
-// in memory and writes all of it, so the last writer wins; the app rebuilds records of
-// files it does not know at its next start (backfill), and reads the text of records a
-// command line left unscanned. Good enough for occasional use from scripts.
+// The resident app is the only writer of index.json, and writes it whole to a new file that
+// replaces the old one, keeping that as "index.json.previous". Other processes (a command
+// line while no app runs) append their changes to the journal beside it (HistoryJournal),
+// which the app folds into the index at its start and whenever the journal changes. A file
+// that cannot be read is kept aside and the index rebuilt from what can still be read of it,
+// the last good copy, the journal and the capture files.
 class QFileSystemWatcher;
 
 class HistoryIndex : public QObject {
     Q_OBJECT
 public:
-    HistoryIndex(QString indexFile, QString historyDirectory, QObject* parent = nullptr);
+    enum class Mode {
+        App,     // writes index.json and folds the journal
+        Journal, // appends every change to the journal; never writes index.json
+    };
+
+    HistoryIndex(QString indexFile, QString historyDirectory, Mode mode = Mode::App,
+                 QObject* parent = nullptr);
     ~HistoryIndex() override;
 
     // The one index of this run, on the data folder; made on first use.
     static HistoryIndex& shared();
+    // The mode shared() is made in; App unless set before its first use.
+    static void setSharedMode(Mode mode);
+
+    // The record index() makes for a new capture file: a command line appends it to the
+    // journal without loading the index.
+    static HistoryRecord newRecord(const QString& path, const CaptureContext& context);
     // Registers shared() with the history folder: it records every stored capture, spares
     // kept files from pruning and forgets files (and their projects) pruning deleted.
     static void attachShared();
 
     QString indexFile() const { return m_indexFile; }
     QString historyDirectory() const { return m_historyDirectory; }
+    Mode mode() const { return m_mode; }
+
+    // Set when index.json could not be read: a sentence for the user saying what was done
+    // and where the damaged file is kept.
+    std::optional<QString> loadProblem() const { return m_loadProblem; }
 
     const QHash<QString, HistoryRecord>& records() const { return m_records; }
     std::optional<HistoryRecord> record(const QString& name) const;
@@ -70,15 +90,21 @@ public:
     void backfill();
 
     // Keeps the records in step with the folder while the app runs: files that other
-    // processes add (a command-line capture) are indexed, records of deleted files go.
+    // processes add (a command-line capture) are indexed, records of deleted files go, and
+    // the journal is folded in when it changes.
     void followFolder();
     void syncWithFolder();
+    // Applies the journal, saves and empties it; the captures it adds are queued for
+    // scanning. False when the index could not be saved (the journal then stays).
+    bool foldJournal();
 
     // Records new captures without reading them: a short-lived command line leaves the
     // recognition to the resident app instead of making the caller wait for it.
     void deferScans() { m_deferScans = true; }
 
-    // Writes 0.4 s after the last change, so a burst of changes is one write.
+    // Writes 0.4 s after the last change, so a burst of changes is one write. A journal
+    // writer has nothing to save: saveNow() tells whether every change reached the journal
+    // since it was last asked.
     void scheduleSave();
     bool saveNow();
     int writes() const { return m_writes; }
@@ -100,6 +126,13 @@ private:
     static ScanResult scan(const QString& path);
 
     void load();
+    // Reads index.json, or rebuilds the records from a damaged one; true when it was damaged.
+    bool loadIndexFile();
+    bool readIndexFile();
+    QHash<QString, HistoryRecord> recover();
+    void applyJournal(const QList<HistoryJournal::Entry>& entries, bool queueScans);
+    void journal(const HistoryJournal::Entry& entry);
+    void watchJournal();
     void store(HistoryRecord record);
     void refreshKept();
     void setHaystack(const QString& name, QByteArray haystack);
@@ -112,6 +145,12 @@ private:
 
     QString m_indexFile;
     QString m_historyDirectory;
+    Mode m_mode;
+    std::optional<QString> m_loadProblem;
+    // False while index.json is a damaged file that could not be moved aside: it is then
+    // neither replaced nor kept as the last good copy.
+    bool m_mayReplaceFile = true;
+    bool m_journalFailed = false;
     QHash<QString, HistoryRecord> m_records;
     // Lower-cased UTF-8, searched without conversion, in one array that search splits
     // between threads; m_slots finds a name's place in it.
@@ -130,6 +169,7 @@ private:
     QTimer m_saveTimer;
     QFileSystemWatcher* m_watcher = nullptr;
     QTimer m_folderTimer;
+    QTimer m_journalTimer;
     QFuture<void> m_scanning;
     mutable QMutex m_keptMutex;
     QSet<QString> m_kept;

@@ -293,7 +293,9 @@ std::optional<HistoryRecord> HistoryRecord::fromJson(const QJsonObject& object) 
     record.kind = kindNamed(object.value(keyKind).toString()).value_or(kindOf(record.name));
     record.width = object.value(keyWidth).toInt();
     record.height = object.value(keyHeight).toInt();
-    if (const QJsonValue duration = object.value(keyDuration); duration.isDouble())
+    // JSON has no infinities; a number too large for a double reads as none, as it is written.
+    if (const QJsonValue duration = object.value(keyDuration);
+        duration.isDouble() && std::isfinite(duration.toDouble()))
         record.duration = duration.toDouble();
     record.keep = object.value(keyKeep).toBool();
     return record;

@@ -85,20 +85,76 @@ bool readRecord(ondemand::object object, Fields& fields) {
     return true;
 }
 
+// The whole file in the padded buffer the parser needs, so it is held once.
+std::optional<simdjson::padded_string> loadFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
+    const qint64 size = file.size();
+    if (size <= 0 || size > static_cast<qint64>(std::numeric_limits<uint32_t>::max() / 2))
+        return std::nullopt;
+    simdjson::padded_string bytes(static_cast<size_t>(size));
+    if (file.read(bytes.data(), size) != size) return std::nullopt;
+    return bytes;
+}
+
+// Where the object starting at `from` ends, when it is flat, as every record is: its
+// closing brace outside strings, before any other brace or bracket.
+std::optional<size_t> flatObjectEnd(std::string_view bytes, size_t from) {
+    bool inString = false;
+    for (size_t at = from + 1; at < bytes.size(); ++at) {
+        const char c = bytes[at];
+        if (inString) {
+            if (c == '\\')
+                ++at;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '}') {
+            return at;
+        } else if (c == '{' || c == '[') {
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
+bool salvage(const QString& path, const std::function<void(Fields&)>& each) {
+    const auto bytes = loadFile(path);
+    if (!bytes) return false;
+    const std::string_view text(bytes->data(), bytes->size());
+    ondemand::parser parser;
+    size_t at = text.find('{');
+    while (at != std::string_view::npos) {
+        const std::optional<size_t> end = flatObjectEnd(text, at);
+        if (end) {
+            const simdjson::padded_string_view object(text.data() + at, *end + 1 - at,
+                                                      text.size() - at + simdjson::SIMDJSON_PADDING);
+            ondemand::document document;
+            ondemand::object record;
+            Fields fields;
+            if (parser.iterate(object).get(document) == simdjson::SUCCESS &&
+                document.get_object().get(record) == simdjson::SUCCESS && readRecord(record, fields)) {
+                each(fields);
+                at = text.find('{', *end + 1);
+                continue;
+            }
+        }
+        // Not a record, or a record cut by damage: the next brace may start a whole one.
+        at = text.find('{', at + 1);
+    }
+    return true;
+}
+
 bool read(const QString& path, const std::function<void(Fields&)>& each) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return false;
-    const qint64 size = file.size();
-    if (size <= 0 || size > static_cast<qint64>(std::numeric_limits<uint32_t>::max() / 2)) return false;
-    // Read straight into the padded buffer the parser needs, so the file is held once.
-    simdjson::padded_string bytes(static_cast<size_t>(size));
-    if (file.read(bytes.data(), size) != size) return false;
+    const auto bytes = loadFile(path);
+    if (!bytes) return false;
 
     ondemand::parser parser;
     ondemand::document document;
-    if (parser.iterate(bytes).get(document) != simdjson::SUCCESS) return false;
+    if (parser.iterate(*bytes).get(document) != simdjson::SUCCESS) return false;
     ondemand::object root;
     if (document.get_object().get(root) != simdjson::SUCCESS) return false;
     bool seenRecords = false;

@@ -31,4 +31,9 @@ struct Fields {
 // or is not well-formed JSON; the caller then drops whatever it was given.
 bool read(const QString& path, const std::function<void(Fields&)>& each);
 
+// What can still be read of a damaged file: calls each for every complete, well-formed
+// record object found anywhere in it, in file order, whatever surrounds it (an end cut off,
+// garbage written over a part). False only when the file cannot be read at all.
+bool salvage(const QString& path, const std::function<void(Fields&)>& each);
+
 } // namespace historyjson
