@@ -101,6 +101,7 @@ void MCPSession::answerWaiting() {
         --budget;
     }
     m_answering = false;
+    restartIdleTimer(); // from what was answered: "initialize" changes the limit
     const bool more = hasWaiting();
     if (m_connection) m_connection->setReading(!more);
     if (more && !m_waitingForDrain && !m_sliceScheduled) {

@@ -88,9 +88,16 @@ protected:
         return found;
     }
 
+    // Up once it holds the instance lock and serves the instance socket; one that was
+    // stopped before leaves both behind.
     ChildProcess& startResident() {
         ChildProcess& resident = display->startProcess(PICTAVIA_BIN, {"--background"}, environment());
-        EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(runtime() + "/pictavia/instance"); }));
+        const QString folder = runtime() + "/pictavia/";
+        EXPECT_TRUE(waitUntil([&] {
+            QFile lock(folder + "instance.lock");
+            return lock.open(QIODevice::ReadOnly) && lock.readLine().trimmed().toInt() == resident.pid() &&
+                   QFileInfo(folder + "instance").lastModified() >= QFileInfo(lock).lastModified();
+        }));
         return resident;
     }
 
