@@ -196,8 +196,8 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
         text += out[i].raw;
         if (out[i].ended)
             text += '\n';
-        else if (i + 1 < out.size())
-            text += lineEnd + '\n'; // the last line had none, and lines now follow it
+        else if (i + 1 < out.size()) // the last line had none, and lines now follow it
+            text += (out[i].raw.endsWith('\r') ? QByteArray() : lineEnd) + '\n';
     }
     return text;
 }
