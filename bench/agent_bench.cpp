@@ -1,5 +1,6 @@
 // pictavia-mcp against a running Pictavia: how long an AI client waits for its first
-// reply after starting the bridge, and how many requests go back and forth per second.
+// reply after starting the bridge, how many requests go back and forth per second, and
+// how long a second client waits while the first one's huge batch is being answered.
 //
 //   agent_bench PICTAVIA_MCP [RUNS]     with HOME pointing where Pictavia serves agents
 #include <poll.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -166,6 +168,57 @@ int main(int argc, char** argv) {
         std::printf("%d pings sent at once through the bridge: %.0f replies/s\n", pings, pings / seconds);
         std::printf("  target >= %.0f/s: %.2fx the target\n", roundTripTarget,
                     pings / seconds / roundTripTarget);
+    }
+    {
+        // One client asks for the tool list 60,000 times in one batch; another pings meanwhile.
+        constexpr int batchSize = 60000;
+        constexpr double waitTarget = 100; // ms
+        Bridge busy(program);
+        Bridge other(program);
+        other.write(ping(0));
+        other.line();
+        std::string batch = "[";
+        for (int id = 0; id < batchSize; ++id)
+            batch += (id ? "," : "") + std::string("{\"jsonrpc\":\"2.0\",\"id\":") + std::to_string(id) +
+                     ",\"method\":\"tools/list\"}";
+        batch += "]\n";
+        std::atomic<int> received{0};
+        std::size_t replyBytes = 0;
+        const auto start = Clock::now();
+        std::thread writer([&] { busy.write(batch); });
+        std::thread reader([&] {
+            for (int i = 0; i < batchSize; ++i) {
+                replyBytes += busy.line().size() + 1;
+                ++received;
+            }
+        });
+        while (received < 1000)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::vector<double> waits;
+        int leftAtLast = 0;
+        for (int id = 1; received < batchSize - 2000 && waits.size() < 50; ++id) {
+            const auto sent = Clock::now();
+            other.write(ping(id));
+            other.line();
+            waits.push_back(milliseconds(Clock::now() - sent));
+            leftAtLast = batchSize - received;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        reader.join();
+        writer.join();
+        const double seconds = milliseconds(Clock::now() - start) / 1000;
+        std::printf("%d tools/list in one batch (%.0f MB of replies): %.1f s, %.0f replies/s\n", batchSize,
+                    static_cast<double>(replyBytes) / 1e6, seconds, batchSize / seconds);
+        if (waits.empty()) {
+            std::printf("  the batch was answered before a second client could ping\n");
+        } else {
+            std::printf("Second client's ping during that batch, %zu pings: median %.2f ms, worst %.2f ms "
+                        "(%d replies of the batch still to come at the last)\n",
+                        waits.size(), median(waits), *std::max_element(waits.begin(), waits.end()),
+                        leftAtLast);
+            std::printf("  target < %.0f ms: %.1fx under the limit\n", waitTarget,
+                        waitTarget / median(waits));
+        }
     }
     return 0;
 }

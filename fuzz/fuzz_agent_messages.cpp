@@ -6,6 +6,8 @@
 #include "agents/LineFramer.h"
 #include "agents/MCPSession.h"
 
+#include <QCoreApplication>
+
 #include <cstdint>
 #include <cstdlib>
 
@@ -18,8 +20,7 @@ public:
         if (message.contains('\n')) std::abort();
         const auto parsed = JsonMessage::parse(message);
         if (!parsed || parsed->shape != JsonMessage::Parsed::Shape::Object) std::abort();
-        if (parsed->messages.first().object.value(QStringLiteral("jsonrpc")) != QStringLiteral("2.0"))
-            std::abort();
+        if (parsed->object->object.value(QStringLiteral("jsonrpc")) != QStringLiteral("2.0")) std::abort();
     }
     void close() override {}
 };
@@ -45,6 +46,11 @@ public:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    // Long batches are answered in slices through the event loop.
+    static int argc = 1;
+    static char name[] = "fuzz_agent_messages";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication app(argc, argv);
     if (size == 0) return 0;
     // The first byte decides how the rest is cut into reads.
     const qsizetype cut = 1 + data[0];
@@ -62,6 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             bytes += n;
             left -= n;
         }
+        while (session.hasWaiting())
+            QCoreApplication::processEvents();
         session.displayName();
     }
     for (const auto& done : tools->held)

@@ -30,6 +30,15 @@ bool AgentConnection::isClosed() const {
     return m_closed;
 }
 
+qsizetype AgentConnection::backlog() const {
+    const std::lock_guard guard(m_lock);
+    return m_queuedBytes;
+}
+
+void AgentConnection::setReading(bool reading) {
+    if (m_notifier) m_notifier->setEnabled(reading && !isClosed());
+}
+
 void AgentConnection::readAvailable() {
     if (isClosed()) {
         m_notifier->setEnabled(false);
@@ -74,6 +83,7 @@ void AgentConnection::send(QByteArray message) {
         if (written == message.size()) return;
         message.remove(0, written);
     }
+    m_queuedBytes += message.size();
     m_queue.push_back(std::move(message));
     if (!m_writer.joinable()) m_writer = std::thread([this] { writeLoop(); });
     m_wake.notify_one();
@@ -92,10 +102,20 @@ void AgentConnection::writeLoop() {
         const bool ok = posix::writeAll(m_fd, message.constData(), static_cast<size_t>(message.size()));
         guard.lock();
         m_writing = false;
-        if (!ok && !m_closed) {
+        if (m_closed) return;
+        m_queuedBytes -= message.size();
+        if (!ok) {
             guard.unlock();
             close();
-            guard.lock();
+            return;
+        }
+        if (m_queue.empty()) {
+            QMetaObject::invokeMethod(
+                this,
+                [this] {
+                    if (onDrained) onDrained();
+                },
+                Qt::QueuedConnection);
         }
     }
 }
@@ -106,6 +126,7 @@ void AgentConnection::close() {
         if (m_closed) return;
         m_closed = true;
         m_queue.clear();
+        m_queuedBytes = 0;
     }
     m_wake.notify_all();
     ::shutdown(m_fd, SHUT_RDWR);

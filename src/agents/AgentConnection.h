@@ -20,6 +20,10 @@ public:
     // One message; the channel adds the newline. Any thread.
     virtual void send(QByteArray message) = 0;
     virtual void close() = 0;
+    // Bytes sent that the peer has not taken yet.
+    virtual qsizetype backlog() const { return 0; }
+    // Whether to read further messages; off while earlier ones are still being answered.
+    virtual void setReading(bool reading) { (void)reading; }
 };
 
 // One accepted agent socket: newline-delimited messages in, serialised writes out.
@@ -29,7 +33,8 @@ public:
 // called there too. Writing is done by the sender as far as the socket takes it without
 // waiting; what does not fit goes to a writer thread of the connection's own, which
 // waits for the peer to read, so a slow agent never stalls the application. Sends from
-// any thread keep their order and never interleave.
+// any thread keep their order and never interleave; onDrained tells when the writer
+// thread has caught up, backlog() how far behind it is.
 class AgentConnection : public QObject, public AgentChannel {
     Q_OBJECT
 public:
@@ -40,6 +45,8 @@ public:
     // Starts reading.
     void start();
     void send(QByteArray message) override;
+    qsizetype backlog() const override;
+    void setReading(bool reading) override;
     // Any thread; later calls do nothing. The peer sees the end of the stream at once;
     // onClose follows on the connection's thread.
     void close() override;
@@ -51,6 +58,8 @@ public:
     std::function<void(const QByteArray&)> onMessage;
     // At most once.
     std::function<void()> onClose;
+    // The writer thread has sent everything it was given; on the connection's thread.
+    std::function<void()> onDrained;
 
 private:
     void readAvailable();
@@ -63,6 +72,7 @@ private:
     mutable std::mutex m_lock; // guards everything below
     bool m_closed = false;
     std::deque<QByteArray> m_queue; // waiting for the writer thread, oldest first
+    qsizetype m_queuedBytes = 0;    // in m_queue and the message being written
     bool m_writing = false;         // the writer thread holds a message outside the queue
     std::condition_variable m_wake;
     std::thread m_writer;

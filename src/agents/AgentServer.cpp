@@ -18,6 +18,12 @@
 const char* const AgentServer::untrustedReply =
     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32001,"message":"Only Pictavia's own pictavia-mcp helper may connect."}})";
 
+QByteArray AgentServer::tooManyReply(int maxConnections) {
+    return R"({"jsonrpc":"2.0","id":null,"error":{"code":-32002,"message":"Pictavia already serves )" +
+           QByteArray::number(maxConnections) +
+           R"( AI agent connections. Close one of them, then try again."}})";
+}
+
 namespace {
 
 QString errorText(int error) {
@@ -124,8 +130,16 @@ void AgentServer::acceptPending() {
             ::close(*fd); // another user: nothing is said
             continue;
         }
+        if (connectionCount() >= m_options.maxConnections) {
+            const QByteArray line = tooManyReply(m_options.maxConnections) + '\n';
+            posix::sendSome(*fd, line.constData(),
+                            static_cast<size_t>(line.size())); // fits a new socket's buffer
+            ::close(*fd);
+            continue;
+        }
         const int accepted = *fd;
         const pid_t pid = peer->pid;
+        ++m_identifying;
         const Options options = m_options;
         QPointer self(this);
         m_identify->start([self, accepted, pid, options] {
@@ -145,7 +159,12 @@ void AgentServer::acceptPending() {
     }
 }
 
+int AgentServer::connectionCount() const {
+    return static_cast<int>(m_sessions.size() + m_untrusted.size()) + m_identifying;
+}
+
 void AgentServer::adopt(int fd, bool trusted, const PeerIdentity& peer) {
+    --m_identifying;
     if (!listening()) { // stopped meanwhile
         ::close(fd);
         return;
@@ -163,10 +182,14 @@ void AgentServer::adopt(int fd, bool trusted, const PeerIdentity& peer) {
         return;
     }
     auto* session = new MCPSession(connection, peer, m_options.tools, this);
+    session->setIdleLimits(m_options.idleLimits);
     connection->setParent(session);
     QPointer<MCPSession> weakSession(session);
     connection->onMessage = [weakSession](const QByteArray& message) {
         if (weakSession) weakSession->receive(message);
+    };
+    connection->onDrained = [weakSession] {
+        if (weakSession) weakSession->channelDrained();
     };
     connection->onClose = [this, weakSession] {
         if (!weakSession) return;

@@ -29,20 +29,31 @@ QString capturePath(Capture level, const QString& key) {
     return {};
 }
 
+bool isSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+qsizetype firstNonSpace(const QByteArray& text) {
+    qsizetype i = 0;
+    while (i < text.size() && isSpace(text[i]))
+        ++i;
+    return i;
+}
+
 class Reader {
 public:
-    Reader(const QByteArray& text, Message* capture)
-        : m_begin(text.constData()), m_p(m_begin), m_end(m_begin + text.size()), m_capture(capture) {}
+    // With `build` false the text is only checked: values stay empty.
+    Reader(const QByteArray& text, Message* capture, bool build = true, qsizetype offset = 0)
+        : m_begin(text.constData()), m_p(m_begin + offset), m_end(m_begin + text.size()), m_capture(capture),
+          m_build(build) {}
 
-    bool document(QJsonValue& out, Parsed::Shape& shape, QList<Message>* messages, const QByteArray& line) {
+    bool document(QJsonValue& out, Parsed::Shape& shape) {
         skipSpace();
-        if (m_p < m_end && *m_p == '[' && messages) {
-            shape = Parsed::Shape::Array;
-            if (!batch(*messages, line)) return false;
-        } else {
-            shape = m_p < m_end && *m_p == '{' ? Parsed::Shape::Object : Parsed::Shape::Other;
-            if (!value(out, shape == Parsed::Shape::Object ? OfMessage : None, 0)) return false;
-        }
+        shape = m_p == m_end  ? Parsed::Shape::Other
+                : *m_p == '{' ? Parsed::Shape::Object
+                : *m_p == '[' ? Parsed::Shape::Array
+                              : Parsed::Shape::Other;
+        if (!value(out, shape == Parsed::Shape::Object ? OfMessage : None, 0)) return false;
         skipSpace();
         return m_p == m_end;
     }
@@ -82,33 +93,32 @@ public:
         }
     }
 
-private:
-    // Elements of a top-level array: the objects become messages of their own.
-    bool batch(QList<Message>& messages, const QByteArray& line) {
-        ++m_p;
+    // The batch element at the reading position, in a text already checked, and the comma
+    // after it: the message, when the element is an object. False at the closing bracket.
+    bool batchElement(std::optional<Message>& message, const QByteArray& line) {
         skipSpace();
-        if (m_p < m_end && *m_p == ']') return ++m_p, true;
-        while (true) {
-            skipSpace();
-            QJsonValue element;
-            if (m_p < m_end && *m_p == '{') {
-                Message message;
-                message.line = line;
-                m_capture = &message;
-                if (!value(element, OfMessage, 1)) return false;
-                m_capture = nullptr;
-                message.object = element.toObject();
-                messages.append(std::move(message));
-            } else if (!value(element, None, 1)) {
-                return false;
-            }
-            skipSpace();
-            if (m_p == m_end) return false;
-            if (*m_p == ']') return ++m_p, true;
-            if (*m_p++ != ',') return false;
+        if (m_p == m_end || *m_p == ']') return false;
+        QJsonValue element;
+        if (*m_p == '{') {
+            message.emplace();
+            message->line = line;
+            m_capture = &*message;
+            value(element, OfMessage, 1);
+            m_capture = nullptr;
+            message->object = element.toObject();
+        } else {
+            const bool build = std::exchange(m_build, false);
+            value(element, None, 1);
+            m_build = build;
         }
+        skipSpace();
+        if (m_p < m_end && *m_p == ',') ++m_p;
+        return true;
     }
 
+    qsizetype position() const { return m_p - m_begin; }
+
+private:
     bool members(QJsonObject& object, Capture capture, int depth) {
         if (depth > maxDepth) return false;
         ++m_p;
@@ -133,7 +143,7 @@ private:
             if (capture != None)
                 m_capture->spans.emplace_back(capturePath(capture, key),
                                               std::pair(start - m_begin, m_p - start));
-            object.insert(key, member);
+            if (m_build) object.insert(key, member);
             skipSpace();
             if (m_p == m_end) return false;
             if (*m_p == '}') return ++m_p, true;
@@ -150,7 +160,7 @@ private:
             skipSpace();
             QJsonValue element;
             if (!value(element, None, depth)) return false;
-            array.append(element);
+            if (m_build) array.append(element);
             skipSpace();
             if (m_p == m_end) return false;
             if (*m_p == ']') return ++m_p, true;
@@ -211,7 +221,7 @@ private:
             while (m_p < m_end && static_cast<unsigned char>(*m_p) >= 0x20 && *m_p != '"' && *m_p != '\\' &&
                    static_cast<unsigned char>(*m_p) < 0x80)
                 ++m_p;
-            if (m_p > run) out += QLatin1StringView(run, m_p - run);
+            if (m_p > run && m_build) out += QLatin1StringView(run, m_p - run);
             if (m_p == m_end) return false;
             const auto c = static_cast<unsigned char>(*m_p);
             if (c == '"') return ++m_p, true;
@@ -230,28 +240,28 @@ private:
         m_p += 2;
         switch (kind) {
         case '"':
-            out += QLatin1Char('"');
+            put(out, QLatin1Char('"'));
             return true;
         case '\\':
-            out += QLatin1Char('\\');
+            put(out, QLatin1Char('\\'));
             return true;
         case '/':
-            out += QLatin1Char('/');
+            put(out, QLatin1Char('/'));
             return true;
         case 'b':
-            out += QLatin1Char('\b');
+            put(out, QLatin1Char('\b'));
             return true;
         case 'f':
-            out += QLatin1Char('\f');
+            put(out, QLatin1Char('\f'));
             return true;
         case 'n':
-            out += QLatin1Char('\n');
+            put(out, QLatin1Char('\n'));
             return true;
         case 'r':
-            out += QLatin1Char('\r');
+            put(out, QLatin1Char('\r'));
             return true;
         case 't':
-            out += QLatin1Char('\t');
+            put(out, QLatin1Char('\t'));
             return true;
         case 'u': {
             if (m_end - m_p < 4) return false;
@@ -267,7 +277,7 @@ private:
             }
             m_p += 4;
             // Surrogates, paired or not, are kept as the UTF-16 units they name.
-            out += QChar(unit);
+            put(out, QChar(unit));
             return true;
         }
         default:
@@ -304,16 +314,20 @@ private:
             return false;
         m_p += length;
         if (code >= 0x10000) {
-            out += QChar(QChar::highSurrogate(code));
-            out += QChar(QChar::lowSurrogate(code));
+            put(out, QChar(QChar::highSurrogate(code)));
+            put(out, QChar(QChar::lowSurrogate(code)));
         } else {
-            out += QChar(static_cast<char16_t>(code));
+            put(out, QChar(static_cast<char16_t>(code)));
         }
         return true;
     }
 
+    void put(QString& out, QChar c) const {
+        if (m_build) out += c;
+    }
+
     void skipSpace() {
-        while (m_p < m_end && (*m_p == ' ' || *m_p == '\t' || *m_p == '\n' || *m_p == '\r'))
+        while (m_p < m_end && isSpace(*m_p))
             ++m_p;
     }
 
@@ -340,6 +354,7 @@ private:
     const char* m_p;
     const char* m_end;
     Message* m_capture;
+    bool m_build;
 };
 
 } // namespace
@@ -355,14 +370,35 @@ std::optional<Parsed> parse(const QByteArray& line) {
     Parsed parsed;
     Message single;
     single.line = line;
-    Reader reader(line, &single);
+    // A batch is only checked here; Batch reads its elements when they are answered.
+    const qsizetype start = firstNonSpace(line);
+    const bool batch = start < line.size() && line[start] == '[';
+    Reader reader(line, &single, !batch);
     QJsonValue value;
-    if (!reader.document(value, parsed.shape, &parsed.messages, line)) return std::nullopt;
+    if (!reader.document(value, parsed.shape)) return std::nullopt;
     if (parsed.shape == Parsed::Shape::Object) {
         single.object = value.toObject();
-        parsed.messages.append(std::move(single));
+        parsed.object = std::move(single);
+    } else if (parsed.shape == Parsed::Shape::Array) {
+        parsed.batch = Batch(line);
     }
     return parsed;
+}
+
+Batch::Batch(QByteArray line) : m_line(std::move(line)), m_offset(m_line.indexOf('[') + 1) {}
+
+std::optional<Message> Batch::next() {
+    while (m_offset >= 0) {
+        Reader reader(m_line, nullptr, true, m_offset);
+        std::optional<Message> message;
+        if (!reader.batchElement(message, m_line)) {
+            *this = Batch(); // done: the line is let go
+            return std::nullopt;
+        }
+        m_offset = reader.position();
+        if (message) return message;
+    }
+    return std::nullopt;
 }
 
 QString requestKey(const QByteArray& raw) {

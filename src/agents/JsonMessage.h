@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QJsonObject>
-#include <QList>
 #include <QString>
 
 #include <optional>
@@ -28,14 +27,30 @@ struct Message {
     std::vector<std::pair<QString, std::pair<qsizetype, qsizetype>>> spans; // path → (start, length)
 };
 
+// The elements of a batch that are objects, read one at a time: parsed all at once, a
+// line of many small requests would take many times its own size in memory.
+class Batch {
+public:
+    Batch() = default;
+    // `line` must hold one valid JSON array.
+    explicit Batch(QByteArray line);
+    // The next element that is an object; nullopt after the last.
+    std::optional<Message> next();
+
+private:
+    QByteArray m_line;
+    qsizetype m_offset = -1; // where the next element (or the closing bracket) starts; -1 when done
+};
+
 struct Parsed {
     enum class Shape { Object, Array, Other };
     Shape shape = Shape::Other;
-    // The object, or the elements of the array that are objects, in order.
-    QList<Message> messages;
+    std::optional<Message> object; // Shape::Object
+    Batch batch;                   // Shape::Array
 };
 
-// Nullopt when the bytes are not one JSON text.
+// Nullopt when the bytes are not one JSON text. A batch is checked whole here, so that
+// none of it is answered when its end is unreadable.
 std::optional<Parsed> parse(const QByteArray& line);
 
 // Tells requests apart for cancellation: a number is "n:" and its decimal text, with

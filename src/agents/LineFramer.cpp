@@ -46,7 +46,11 @@ bool LineFramer::commit(qsizetype count, const Deliver& deliver) {
         m_scanned = m_start;
     }
     if (m_start == size) {
-        m_buffer.resize(0);
+        // Room grown for one long message is given back, not kept for the connection's life.
+        if (m_buffer.capacity() > 4 * readChunk)
+            m_buffer = QByteArray();
+        else
+            m_buffer.resize(0);
         m_start = m_scanned = 0;
     }
     return pending() <= maxRemainder;

@@ -8,7 +8,8 @@
 // framer's own buffer (prepare, then commit), at most readChunk at a time; a line holding
 // only spaces, tabs and carriage returns is dropped, and a carriage return before the
 // newline stays in its message. The buffer never grows past maxRemainder + readChunk
-// bytes: an incomplete message longer than maxRemainder is refused.
+// bytes: an incomplete message longer than maxRemainder is refused. Once every message in
+// it has been delivered, a buffer grown past a few chunks is released.
 class LineFramer {
 public:
     static constexpr qsizetype readChunk = 256 * 1024;

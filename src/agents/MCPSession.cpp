@@ -38,27 +38,98 @@ MCPSession::MCPSession(AgentChannel* connection, PeerIdentity peer, std::shared_
                        QObject* parent)
     : QObject(parent), m_connection(connection), m_peer(std::move(peer)), m_tools(std::move(tools)) {
     if (!m_tools) m_tools = std::make_shared<NoAgentTools>();
+    m_idleTimer.setSingleShot(true);
+    connect(&m_idleTimer, &QTimer::timeout, this, [this] {
+        if (m_connection) m_connection->close();
+    });
+    restartIdleTimer();
 }
 
 MCPSession::~MCPSession() {
     cancelAll();
 }
 
+void MCPSession::setIdleLimits(IdleLimits limits) {
+    m_idleLimits = limits;
+    restartIdleTimer();
+}
+
+void MCPSession::restartIdleTimer() {
+    if (!m_running.isEmpty() || m_pendingApproval) {
+        m_idleTimer.stop(); // waiting on a tool or on the user is not idle
+        return;
+    }
+    m_idleTimer.start(m_initialized ? m_idleLimits.afterInitialize : m_idleLimits.beforeInitialize);
+}
+
 void MCPSession::receive(const QByteArray& data) {
-    const auto parsed = JsonMessage::parse(data);
+    // Behind earlier lines it waits for their slices: one read's many lines must not
+    // each answer a slice of a batch in the same turn of the event loop.
+    const bool behind = hasWaiting();
+    m_inbox.enqueue(data);
+    restartIdleTimer();
+    if (!behind) answerWaiting();
+}
+
+bool MCPSession::hasWaiting() const {
+    return m_batch || !m_inbox.isEmpty();
+}
+
+void MCPSession::channelDrained() {
+    restartIdleTimer(); // the peer is taking our replies
+    if (std::exchange(m_waitingForDrain, false)) answerWaiting();
+}
+
+void MCPSession::answerWaiting() {
+    if (m_answering) return; // called again from a handler: the outer call goes on
+    m_answering = true;
+    QPointer self(this);
+    for (int budget = sliceSize; budget > 0 && hasWaiting();) {
+        if (m_connection && m_connection->backlog() > maxBacklog) {
+            m_waitingForDrain = true;
+            break;
+        }
+        if (!m_batch) {
+            answerLine(m_inbox.dequeue());
+        } else if (const auto message = m_batch->next()) {
+            handle(*message);
+        } else {
+            m_batch.reset();
+            continue;
+        }
+        if (!self) return;
+        --budget;
+    }
+    m_answering = false;
+    restartIdleTimer(); // from what was answered: "initialize" changes the limit
+    const bool more = hasWaiting();
+    if (m_connection) m_connection->setReading(!more);
+    if (more && !m_waitingForDrain && !m_sliceScheduled) {
+        m_sliceScheduled = true; // the next slice after what else the event loop has
+        QTimer::singleShot(0, this, [this] {
+            m_sliceScheduled = false;
+            answerWaiting();
+        });
+    }
+}
+
+void MCPSession::answerLine(const QByteArray& line) {
+    auto parsed = JsonMessage::parse(line);
     if (!parsed) {
         sendError(std::nullopt, -32700, QStringLiteral("Parse error"));
         return;
     }
-    if (parsed->shape == JsonMessage::Parsed::Shape::Other) {
+    switch (parsed->shape) {
+    case JsonMessage::Parsed::Shape::Object:
+        handle(*parsed->object);
+        break;
+    case JsonMessage::Parsed::Shape::Array:
+        // Each element is answered on its own; no array of replies is formed.
+        m_batch = std::make_unique<JsonMessage::Batch>(std::move(parsed->batch));
+        break;
+    case JsonMessage::Parsed::Shape::Other:
         sendError(std::nullopt, -32600, QStringLiteral("Invalid request"));
-        return;
-    }
-    // A batch is answered message by message; no array of replies is formed.
-    QPointer self(this);
-    for (const JsonMessage::Message& message : parsed->messages) {
-        if (!self) return;
-        handle(message);
+        break;
     }
 }
 
@@ -86,7 +157,10 @@ void MCPSession::handle(const JsonMessage::Message& message) {
     } else if (method == u"ping" || method == u"logging/setLevel") {
         if (id) sendResult(*id, {});
     } else if (method == u"tools/list") {
-        if (id) sendResult(*id, {{QStringLiteral("tools"), m_tools->list()}});
+        if (id) {
+            if (!m_toolList) m_toolList = compact({{QStringLiteral("tools"), m_tools->list()}});
+            sendResultText(*id, *m_toolList);
+        }
     } else if (method == u"tools/call") {
         if (id) callTool(*id, message);
     } else if (method == u"notifications/cancelled") {
@@ -112,6 +186,7 @@ void MCPSession::initialize(const QJsonObject& params) {
                                       : std::nullopt;
     const QJsonValue version = client.value(QStringLiteral("version"));
     m_clientVersion = version.isString() ? std::optional(version.toString()) : std::nullopt;
+    m_initialized = true;
 
     m_protocolVersion = QString::fromLatin1(defaultProtocolVersion);
     const QJsonValue requested = params.value(QStringLiteral("protocolVersion"));
@@ -136,6 +211,7 @@ void MCPSession::callTool(const QByteArray& id, const JsonMessage::Message& mess
     emit changed();
     // Calls are not serialised: each runs under its own key until it answers.
     m_running.insert(key, request.cancellation);
+    restartIdleTimer();
     QPointer self(this);
     const std::weak_ptr<ToolCancellation> task = request.cancellation;
     m_tools->call(request, [self, id, key, task](const QJsonObject& result) {
@@ -143,6 +219,7 @@ void MCPSession::callTool(const QByteArray& id, const JsonMessage::Message& mess
         const auto entry = self->m_running.constFind(key);
         if (entry != self->m_running.cend() && *entry == task.lock()) self->m_running.erase(entry);
         self->sendResult(id, result);
+        self->restartIdleTimer();
     });
 }
 
@@ -159,6 +236,7 @@ void MCPSession::awaitApproval(const std::function<void(Answer)>& question, Answ
     }
     m_pendingApproval.emplace();
     m_pendingApproval->push_back(std::move(then));
+    restartIdleTimer();
     QPointer self(this);
     auto answered = std::make_shared<bool>(false);
     question([self, answered](bool allowed) {
@@ -166,13 +244,18 @@ void MCPSession::awaitApproval(const std::function<void(Answer)>& question, Answ
         *answered = true;
         auto waiting = std::move(*self->m_pendingApproval);
         self->m_pendingApproval.reset();
+        self->restartIdleTimer();
         for (auto& caller : waiting)
             caller(allowed);
     });
 }
 
 void MCPSession::sendResult(const QByteArray& id, const QJsonObject& result) {
-    send(jsonrpc + "\"id\":" + id + ",\"result\":" + compact(result) + '}');
+    sendResultText(id, compact(result));
+}
+
+void MCPSession::sendResultText(const QByteArray& id, const QByteArray& result) {
+    send(jsonrpc + "\"id\":" + id + ",\"result\":" + result + '}');
 }
 
 void MCPSession::sendError(const std::optional<QByteArray>& id, int code, const QString& message) {

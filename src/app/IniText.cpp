@@ -40,21 +40,24 @@ QString unquote(const QString& raw) {
 
 // One line of the file, with what it means.
 struct Line {
-    QString text;
-    QString key; // empty unless the line holds a setting
+    QByteArray raw;    // its bytes as in the file, without the newline ("\r" stays)
+    bool ended = true; // a newline followed it
+    QString text;      // decoded, without a final "\r" or a byte-order mark
+    QString key;       // empty unless the line holds a setting
     QString section;
 };
 
 QList<Line> lines(const QByteArray& text, QStringList* problems) {
     QList<Line> out;
     QString section;
-    const QStringList raw = QString::fromUtf8(text).split(u'\n');
+    const QList<QByteArray> raw = text.split('\n');
     for (qsizetype i = 0; i < raw.size(); ++i) {
-        QString lineText = raw[i];
-        if (lineText.endsWith(u'\r')) lineText.chop(1);
-        if (i == raw.size() - 1 && lineText.isEmpty()) break; // the newline that ends the last line
-        Line line{lineText, {}, section};
-        const QString trimmed = lineText.trimmed();
+        const bool ended = i < raw.size() - 1;
+        if (!ended && raw[i].isEmpty()) break; // after the newline that ends the last line
+        Line line{raw[i], ended, QString::fromUtf8(raw[i]), {}, section};
+        if (line.text.endsWith(u'\r')) line.text.chop(1);
+        if (i == 0 && line.text.startsWith(QChar(0xFEFF))) line.text.remove(0, 1);
+        const QString trimmed = line.text.trimmed();
         if (trimmed.isEmpty() || isComment(trimmed)) {
             // kept as it is
         } else if (auto name = sectionName(trimmed)) {
@@ -75,6 +78,15 @@ QList<Line> lines(const QByteArray& text, QStringList* problems) {
 QString valueOf(const Line& line) {
     const QString trimmed = line.text.trimmed();
     return unquote(trimmed.mid(trimmed.indexOf(u'=') + 1).trimmed());
+}
+
+// The setting's line with a new value: its bytes up to the "=" stay as they are, so the
+// key reads back the same even where decoding it would not give the same bytes.
+QByteArray withValue(const QByteArray& raw, const QVariant& value) {
+    QByteArray keyPart = raw.left(raw.indexOf('='));
+    while (keyPart.endsWith(' ') || keyPart.endsWith('\t'))
+        keyPart.chop(1);
+    return keyPart + " = " + encodeValue(value).toUtf8() + (raw.endsWith('\r') ? "\r" : "");
 }
 
 QString lineFor(const QString& key, const QVariant& value) {
@@ -122,7 +134,9 @@ Parsed parse(const QByteArray& text) {
 }
 
 QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& values) {
-    QList<Line> all = lines(original, nullptr);
+    const QList<Line> all = lines(original, nullptr);
+    // New lines end like the file's first line.
+    const QByteArray lineEnd = !all.isEmpty() && all.first().raw.endsWith('\r') ? "\r" : "";
 
     // The last line of a key is the one that counts when reading; update that one.
     QMap<QString, qsizetype> lastLineOf;
@@ -133,17 +147,22 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
     for (qsizetype i = 0; i < all.size(); ++i) {
         const Line& line = all[i];
         if (line.key.isEmpty()) {
-            out.append(line);
+            out.append(line); // comments, blank lines, sections, lines not understood: byte for byte
             continue;
         }
         const auto value = values.constFind(line.key);
-        if (value == values.cend() || lastLineOf.value(line.key) != i)
-            continue; // removed, or an earlier duplicate
-        const QString indent = line.text.left(line.text.indexOf(line.text.trimmed()));
-        // The key is kept as written: deriving it again from the full key could read back
-        // as another key (names holding "/" or "[").
-        const QString keyText = line.text.trimmed().left(line.text.trimmed().indexOf(u'=')).trimmed();
-        out.append({indent + keyText + QStringLiteral(" = ") + encodeValue(*value), line.key, line.section});
+        // A key no longer set goes with every line of it: an earlier one would bring its
+        // old value back.
+        if (value == values.cend()) continue;
+        // An earlier line of a key given twice, and a line whose value stays, are kept as
+        // they are.
+        if (lastLineOf.value(line.key) != i || valueOf(line) == unquote(encodeValue(*value))) {
+            out.append(line);
+            continue;
+        }
+        Line changed = line;
+        changed.raw = withValue(line.raw, *value);
+        out.append(changed);
     }
 
     // New keys go after the last line of their section, or into a new section at the end.
@@ -162,17 +181,24 @@ QByteArray update(const QByteArray& original, const QMap<QString, QVariant>& val
         if (insertAt < 0) {
             if (!section.isEmpty()) {
                 if (!out.isEmpty() && !out.last().text.trimmed().isEmpty())
-                    out.append({QString(), {}, section});
-                out.append({u'[' + section + u']', {}, section});
+                    out.append({lineEnd, true, QString(), {}, section});
+                const QString header = u'[' + section + u']';
+                out.append({header.toUtf8() + lineEnd, true, header, {}, section});
             }
             insertAt = out.size();
         }
-        out.insert(insertAt, {lineFor(it.key(), it.value()), it.key(), section});
+        const QString text = lineFor(it.key(), it.value());
+        out.insert(insertAt, {text.toUtf8() + lineEnd, true, text, it.key(), section});
     }
 
     QByteArray text;
-    for (const Line& line : out)
-        text += line.text.toUtf8() + '\n';
+    for (qsizetype i = 0; i < out.size(); ++i) {
+        text += out[i].raw;
+        if (out[i].ended)
+            text += '\n';
+        else if (i + 1 < out.size()) // the last line had none, and lines now follow it
+            text += (out[i].raw.endsWith('\r') ? QByteArray() : lineEnd) + '\n';
+    }
     return text;
 }
 

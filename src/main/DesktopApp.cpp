@@ -10,6 +10,7 @@
 #include "app/Prefs.h"
 #include "app/Toast.h"
 #include "app/URLCommands.h"
+#include "app/Usage.h"
 #include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "capture/OutputPipeline.h"
@@ -283,6 +284,7 @@ int run(int argc, char** argv, const QStringList& arguments) {
     PostCaptureAction::waitForAll();
     HistoryIndex::shared().saveNow();
     Prefs::sync();
+    Usage::flush();
     // Windows, the clipboard and the X connection go with the process.
     std::fflush(nullptr);
     std::_Exit(code);

@@ -1,5 +1,6 @@
 // pictavia: the desktop application and its command line.
 
+#include "app/Usage.h"
 #include "main/AgentsCommand.h"
 #include "main/CaptureCommand.h"
 #include "main/CommandLine.h"
@@ -128,6 +129,7 @@ int main(int argc, char** argv) {
         code = runAgentsCommand(rest);
     else
         std::fprintf(stderr, "pictavia: unknown command \"%s\"\n\n%s", qPrintable(command), usageText);
+    Usage::flush();
     // Everything a command leaves behind is written by now (files, preferences, output);
     // tearing Qt and the X connection down would only make scripts wait.
     std::fflush(nullptr);

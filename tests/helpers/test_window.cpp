@@ -8,10 +8,14 @@
 // until killed. --class sets the class part of WM_CLASS (the application name); --above and
 // --below ask the window manager to keep the window above or below others; --type desktop
 // makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like a file manager's icons.
+//
+//   test_window --print-clipboard       prints the clipboard's text, or "image WxH", and exits
+//   test_window --take-clipboard TEXT   owns the clipboard with TEXT, prints "taken", stays
 
 #include "TestPattern.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QCommandLineParser>
 #include <QFont>
 #include <QPaintEvent>
@@ -86,6 +90,21 @@ int main(int argc, char** argv) {
     if (!windowClass.isEmpty()) QCoreApplication::setApplicationName(windowClass);
 
     QApplication app(argc, argv);
+    // Another program on the clipboard, for the clipboard tests.
+    if (argc == 2 && QByteArray(argv[1]) == "--print-clipboard") {
+        const QImage image = QApplication::clipboard()->image();
+        if (!image.isNull())
+            std::printf("image %dx%d\n", image.width(), image.height());
+        else
+            std::printf("%s\n", qPrintable(QApplication::clipboard()->text()));
+        return 0;
+    }
+    if (argc == 3 && QByteArray(argv[1]) == "--take-clipboard") {
+        QApplication::clipboard()->setText(QString::fromLocal8Bit(argv[2]));
+        std::printf("taken\n");
+        std::fflush(stdout);
+        return app.exec();
+    }
     QCommandLineParser parser;
     const QCommandLineOption title(QStringLiteral("title"), QStringLiteral("Window title."),
                                    QStringLiteral("T"));

@@ -11,6 +11,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -224,6 +225,114 @@ TEST_F(AgentServerTest, ASecondCopyStepsAsideAndAStaleSocketIsReplaced) {
     nowhere.start();
     EXPECT_FALSE(nowhere.listening());
     EXPECT_EQ(nowhere.lastError(), "Could not open the agent socket (No such file or directory).");
+}
+
+// Holds every call until the test answers it.
+class HeldTools : public AgentToolProvider {
+public:
+    QJsonArray list() const override { return {}; }
+    void call(const ToolCallRequest&, ToolCallDone done) override { held.push_back(std::move(done)); }
+    std::vector<ToolCallDone> held;
+};
+
+// A server that trusts every peer of this user, so plain sockets can be its clients.
+class AgentServerLimitsTest : public ::testing::Test {
+protected:
+    void start(MCPSession::IdleLimits idle = {}) {
+        ASSERT_TRUE(home.isValid());
+        path = AgentSocket::path(home.path(), ::getuid());
+        AgentServer::Options options;
+        options.socketPath = path;
+        options.trust = CodeIdentity::Policy{{}, true};
+        options.hosts = PeerIdentity::Sources{"/proc", {}};
+        options.tools = tools;
+        options.idleLimits = idle;
+        server = std::make_unique<AgentServer>(options);
+        server->start();
+        ASSERT_TRUE(server->listening());
+    }
+
+    int connect() {
+        const int fd = posix::connectTo(path.toStdString());
+        EXPECT_GE(fd, 0);
+        return fd;
+    }
+
+    // One line from `fd`, with the server's loop running; empty when the socket ended.
+    QByteArray readLine(int fd) {
+        QByteArray line;
+        spinUntil([&] {
+            char c = 0;
+            while (true) {
+                const ssize_t n = ::recv(fd, &c, 1, MSG_DONTWAIT);
+                if (n <= 0) return n == 0 || errno != EAGAIN;
+                if (c == '\n') return true;
+                line += c;
+            }
+        });
+        return line;
+    }
+
+    bool ended(int fd) {
+        char c = 0;
+        return ::recv(fd, &c, 1, MSG_DONTWAIT) == 0;
+    }
+
+    static void write(int fd, const QByteArray& line) {
+        ASSERT_EQ(::send(fd, line.constData(), line.size(), MSG_NOSIGNAL), line.size());
+    }
+
+    QTemporaryDir home;
+    QString path;
+    std::shared_ptr<HeldTools> tools = std::make_shared<HeldTools>();
+    std::unique_ptr<AgentServer> server;
+};
+
+TEST_F(AgentServerLimitsTest, PastTheCapANewConnectionIsToldWhyAndClosed) {
+    start();
+    const QByteArray ping = "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"ping\"}\n";
+    std::vector<int> open;
+    for (int i = 0; i < 32; ++i) {
+        open.push_back(connect());
+        write(open.back(), ping);
+        ASSERT_EQ(readLine(open.back()), R"({"jsonrpc":"2.0","id":1,"result":{}})") << "connection " << i;
+    }
+    EXPECT_EQ(server->sessions().size(), 32);
+
+    const int refused = connect();
+    EXPECT_EQ(readLine(refused),
+              R"({"jsonrpc":"2.0","id":null,"error":{"code":-32002,"message":)"
+              R"("Pictavia already serves 32 AI agent connections. Close one of them, then try again."}})");
+    EXPECT_TRUE(spinUntil([&] { return ended(refused); }));
+    ::close(refused);
+
+    // Once one goes, a new one is served.
+    ::close(open.back());
+    open.pop_back();
+    ASSERT_TRUE(spinUntil([&] { return server->sessions().size() == 31; }));
+    open.push_back(connect());
+    write(open.back(), ping);
+    EXPECT_EQ(readLine(open.back()), R"({"jsonrpc":"2.0","id":1,"result":{}})");
+    for (const int fd : open)
+        ::close(fd);
+}
+
+TEST_F(AgentServerLimitsTest, AnIdleConnectionIsClosedOneWaitingOnAToolIsNot) {
+    start({200ms, 200ms});
+    const int idle = connect();
+    const int waiting = connect();
+    write(waiting, R"({"jsonrpc":"2.0","id":7,"method":"tools/call","params":{"name":"slow"}})"
+                   "\n");
+    EXPECT_TRUE(spinUntil([&] { return ended(idle); }));
+    ASSERT_TRUE(spinUntil([&] { return tools->held.size() == 1; }));
+    spinUntil([] { return false; }, 600ms); // three idle limits
+    EXPECT_FALSE(ended(waiting));
+    // The tool answers; then that connection too is idle.
+    tools->held[0](QJsonObject{{"content", QJsonArray()}});
+    EXPECT_EQ(readLine(waiting), R"({"jsonrpc":"2.0","id":7,"result":{"content":[]}})");
+    EXPECT_TRUE(spinUntil([&] { return ended(waiting); }));
+    ::close(idle);
+    ::close(waiting);
 }
 
 TEST(AgentBridgeAlone, WithoutPictaviaItAnswersEveryRequestWithAnError) {

@@ -1,5 +1,7 @@
 #include "platform/qt/QtClipboard.h"
 
+#include "platform/qt/ClipboardServerLifetime.h"
+
 #include <QBuffer>
 #include <QClipboard>
 #include <QDir>
@@ -7,8 +9,11 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryFile>
 #include <QUrl>
+
+#include <chrono>
 
 namespace platform::qt {
 
@@ -93,7 +98,10 @@ void DetachedClipboard::handOver(const QString& kind, const QByteArray& data) {
     // The session's private runtime folder where there is one: the data may be sensitive.
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
     const QString dir = !runtime.isEmpty() && QDir(runtime).exists() ? runtime : QDir::tempPath();
-    QTemporaryFile file(dir + QStringLiteral("/pictavia-clipboard-XXXXXX"));
+    // The name carries when the copy was made: a later copy's server outranks this one's.
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    QTemporaryFile file(dir + QStringLiteral("/pictavia-clipboard-%1-XXXXXX")
+                                  .arg(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count()));
     file.setAutoRemove(false);
     if (!file.open() || file.write(data) != data.size()) {
         file.remove();
@@ -117,14 +125,20 @@ int serveClipboard(const QString& kind, const QString& path) {
     const QByteArray data = file.readAll();
     file.remove();
 
+    static const QRegularExpression stamped(QStringLiteral("pictavia-clipboard-(\\d+)-[^/]*$"));
+    ClipboardServerLifetime lifetime(stamped.match(path).captured(1).toLongLong());
     QClipboard* clipboard = QGuiApplication::clipboard();
-    if (kind == u"image")
-        clipboard->setMimeData(new PngMimeData(data));
-    else
-        clipboard->setText(QString::fromUtf8(data));
     QObject::connect(clipboard, &QClipboard::changed, qApp, [clipboard](QClipboard::Mode mode) {
         if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard()) QGuiApplication::quit();
     });
+    const bool serving = lifetime.claim([&] {
+        if (kind == u"image")
+            clipboard->setMimeData(new PngMimeData(data));
+        else
+            clipboard->setText(QString::fromUtf8(data));
+    });
+    if (!serving) return 0; // a newer copy is on the clipboard already
+    lifetime.watch([] { QGuiApplication::quit(); });
     return QGuiApplication::exec();
 }
 

@@ -15,7 +15,8 @@ public:
 
 // For short-lived runs (the command line): an X11 clipboard dies with its owner, so a
 // small detached "pictavia --serve-clipboard" process takes the data over and serves it
-// until another program takes the clipboard.
+// until another program or a later copy takes the clipboard, or as ClipboardServerLifetime
+// says.
 class DetachedClipboard : public Clipboard {
 public:
     explicit DetachedClipboard(QString executable);
@@ -29,8 +30,8 @@ private:
 };
 
 // The serving side of DetachedClipboard: reads and deletes the hand-over file, owns the
-// clipboard, and returns when the clipboard passed to another owner. Needs a
-// QGuiApplication.
+// clipboard, and returns when the clipboard passed to another owner or its lifetime is
+// over. Needs a QGuiApplication.
 int serveClipboard(const QString& kind, const QString& file);
 
 } // namespace platform::qt

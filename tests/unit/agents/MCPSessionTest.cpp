@@ -1,6 +1,7 @@
 // The MCP session's replies, read as an agent reads them: exact error lines, batches,
 // ids of every type coming back exactly, versions, names, cancellation and approval.
 #include "agents/MCPSession.h"
+#include "Spin.h"
 #include "agents/AgentConnection.h"
 #include "agents/JsonMessage.h"
 
@@ -10,12 +11,20 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+using agenttest::spinFor;
+using agenttest::spinUntil;
+
 class Recorder : public AgentChannel {
 public:
     void send(QByteArray message) override { sent.push_back(std::move(message)); }
     void close() override { closed = true; }
+    qsizetype backlog() const override { return unsent; }
+    void setReading(bool on) override { reading = on; }
     std::vector<QByteArray> sent;
     bool closed = false;
+    qsizetype unsent = 0; // what the peer has not read yet, as the test says
+    bool reading = true;
 };
 
 // Holds every call until the test answers it.
@@ -83,6 +92,73 @@ TEST_F(AgentSessionTest, BatchesAreAnsweredOneByOne) {
               R"({"jsonrpc":"2.0","id":2,"error":{"code":-32601,"message":"Method not found: nope"}})");
     EXPECT_TRUE(receive("[]").empty());
     EXPECT_TRUE(receive("[1, [2]]").empty());
+}
+
+QByteArray batchOf(int count, const QByteArray& method) {
+    QByteArray batch = "[";
+    for (int i = 0; i < count; ++i)
+        batch += (i ? "," : "") + request(QByteArray::number(i), method);
+    return batch + ']';
+}
+
+TEST_F(AgentSessionTest, ALongBatchIsAnsweredInSlicesAndInOrder) {
+    const Lines first = receive(batchOf(1000, "tools/list"));
+    // Part of it now, the rest once other work has had its turn; nothing more is read meanwhile.
+    EXPECT_FALSE(first.empty());
+    EXPECT_LT(first.size(), 1000u);
+    EXPECT_FALSE(channel.reading);
+    // A line that arrives meanwhile waits for the batch.
+    EXPECT_TRUE(receive(request("\"after\"", "ping")).empty());
+
+    ASSERT_TRUE(spinUntil([&] { return channel.sent.size() == 1001; }));
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(channel.sent[i], "{\"jsonrpc\":\"2.0\",\"id\":" + QByteArray::number(i) +
+                                       R"(,"result":{"tools":[{"name":"take_screenshot"}]}})");
+    EXPECT_EQ(channel.sent[1000], R"({"jsonrpc":"2.0","id":"after","result":{}})");
+    EXPECT_TRUE(channel.reading);
+    EXPECT_FALSE(session.hasWaiting());
+}
+
+TEST_F(AgentSessionTest, ABatchWaitsWhileThePeerHasNotTakenItsReplies) {
+    channel.unsent = MCPSession::maxBacklog + 1;
+    EXPECT_TRUE(receive(batchOf(100, "ping")).empty());
+    spinFor(50ms);
+    EXPECT_TRUE(channel.sent.empty());
+    EXPECT_FALSE(channel.reading);
+    // The peer has read: answering goes on to the end.
+    channel.unsent = 0;
+    session.channelDrained();
+    ASSERT_TRUE(spinUntil([&] { return channel.sent.size() == 100; }));
+    EXPECT_EQ(channel.sent.back(), R"({"jsonrpc":"2.0","id":99,"result":{}})");
+    EXPECT_TRUE(channel.reading);
+}
+
+TEST_F(AgentSessionTest, AnIdleSessionIsClosedButNotWhileAToolRunsOrTheUserIsAsked) {
+    session.setIdleLimits({20ms, 20ms});
+    receive(request("1", "tools/call", R"({"name":"a"})"));
+    MCPSession::Answer answer;
+    session.awaitApproval([&](MCPSession::Answer a) { answer = std::move(a); }, [](bool) {});
+    spinFor(200ms);
+    EXPECT_FALSE(channel.closed);
+    tools->calls[0].done(QJsonObject{});
+    spinFor(200ms);
+    EXPECT_FALSE(channel.closed); // the question is still open
+    answer(true);
+    EXPECT_TRUE(spinUntil([&] { return channel.closed; }));
+}
+
+TEST(AgentSessionIdle, BeforeInitializeTheShortLimitCountsAfterItTheLongOne) {
+    Recorder silent;
+    MCPSession quiet(&silent, PeerIdentity{}, nullptr);
+    quiet.setIdleLimits({20ms, std::chrono::hours(1)});
+    EXPECT_TRUE(spinUntil([&] { return silent.closed; }));
+
+    Recorder channel;
+    MCPSession client(&channel, PeerIdentity{}, nullptr);
+    client.setIdleLimits({20ms, std::chrono::hours(1)});
+    client.receive(request("1", "initialize", "{}"));
+    spinFor(200ms);
+    EXPECT_FALSE(channel.closed);
 }
 
 TEST_F(AgentSessionTest, IdsOfEveryKindComeBackExactly) {
@@ -324,8 +400,8 @@ TEST(AgentJsonTest, ValuesAndRawMembers) {
         R"( {"id" : 1e400 ,"params":{"requestId":"\u00e9","_meta":{"progressToken":[1, 2]},"n":-12.5e1},)"
         R"("s":"a\"\\\/\b\f\n\r\t\ud83d\ude00 é","big":123456789012345678901234567890} )");
     ASSERT_TRUE(parsed);
-    ASSERT_EQ(parsed->messages.size(), 1);
-    const JsonMessage::Message& m = parsed->messages[0];
+    ASSERT_TRUE(parsed->object);
+    const JsonMessage::Message& m = *parsed->object;
     EXPECT_EQ(m.raw("id"), "1e400");
     EXPECT_EQ(m.raw("params.requestId"), "\"\\u00e9\"");
     EXPECT_EQ(m.raw("params._meta.progressToken"), "[1, 2]");

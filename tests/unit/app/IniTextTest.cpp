@@ -54,10 +54,50 @@ TEST(IniText, NewSectionAndGeneralSection) {
     EXPECT_EQ(written, "[General]\na = 1\nb = 2\n\n[x]\ny = 3\n");
 }
 
-TEST(IniText, DuplicateKeysLastOneWinsAndIsTheOneUpdated) {
-    const QByteArray text = "k = 1\nk = 2\n";
+TEST(IniText, AKeyGivenTwiceKeepsBothLinesAndTheLastOneIsTheOneThatCounts) {
+    const QByteArray text = "k=1  \n[s]\nx = a\n[General]\nk = 2\n";
     EXPECT_EQ(IniText::parse(text).values.value("k"), "2");
-    EXPECT_EQ(IniText::update(text, {{"k", 5}}), "k = 5\n");
+    // The line the reader uses takes the new value; the earlier one stays, byte for byte.
+    EXPECT_EQ(IniText::update(text, {{"k", 5}, {"s/x", "a"}}), "k=1  \n[s]\nx = a\n[General]\nk = 5\n");
+    // A key no longer set loses every line: the earlier one would bring the old value back.
+    EXPECT_EQ(IniText::update(text, {{"s/x", "a"}}), "[s]\nx = a\n[General]\n");
+}
+
+TEST(IniText, LinesNotRewrittenKeepEveryByte) {
+    // Windows line ends, bytes that are not UTF-8, a byte-order mark, a tab, odd spacing,
+    // a carriage return inside a line, and no newline at the end.
+    const QByteArray odd = "\xEF\xBB\xBF; from another editor\r\n"
+                           "imageFormat\t=jpg\r\n"
+                           "caf\xE9 latin-1 junk\r\n"
+                           "\r\n"
+                           "   # indented comment\r\n"
+                           "historyLimit=   50\r\n"
+                           "half\rline\r\n"
+                           "captureCounter = 3";
+    const IniText::Parsed parsed = IniText::parse(odd);
+    EXPECT_EQ(parsed.values.value("imageFormat"), "jpg");
+    EXPECT_EQ(parsed.values.value("historyLimit"), "50");
+    EXPECT_EQ(parsed.problems.size(), 2) << parsed.problems.join(" | ").toStdString();
+
+    // Written back with the values it holds: not one byte changes.
+    QMap<QString, QVariant> same;
+    for (auto it = parsed.values.cbegin(); it != parsed.values.cend(); ++it)
+        same.insert(it.key(), it.value());
+    EXPECT_EQ(IniText::update(odd, same), odd);
+
+    // One value changed and one added: only that line changes, in the file's own line
+    // ends, and the last line gets the newline it now needs.
+    same["historyLimit"] = 60;
+    same["askForName"] = true;
+    EXPECT_EQ(IniText::update(odd, same), "\xEF\xBB\xBF; from another editor\r\n"
+                                          "imageFormat\t=jpg\r\n"
+                                          "caf\xE9 latin-1 junk\r\n"
+                                          "\r\n"
+                                          "   # indented comment\r\n"
+                                          "historyLimit = 60\r\n"
+                                          "half\rline\r\n"
+                                          "captureCounter = 3\r\n"
+                                          "askForName = true\r\n");
 }
 
 TEST(IniText, ValuesSurviveARoundTrip) {

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -65,6 +66,24 @@ TEST_F(PrefsTest, HandWrittenFileIsReadAndItsCommentsSurvive) {
     Prefs::sync();
     EXPECT_TRUE(fileText().startsWith("; chosen by hand\nsaveDirectory = ~/Pictures/Shots\n"))
         << fileText().toStdString();
+}
+
+TEST_F(PrefsTest, ARewriteReplacesTheFileWholeAndKeepsADuplicatedKeysEarlierLine) {
+    const QByteArray handWritten = "; mine\nhistoryLimit = 10\nodd line\r\nhistoryLimit=20\n";
+    writeFile(handWritten);
+    EXPECT_EQ(Prefs::integer("historyLimit"), 20); // the last line counts
+    QFile before(Prefs::filePath());
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly)); // a reader that opened it earlier
+
+    Prefs::setValue("historyLimit", 30);
+    Prefs::sync();
+    EXPECT_EQ(fileText(), "; mine\nhistoryLimit = 10\nodd line\r\nhistoryLimit = 30\n");
+    EXPECT_EQ(Prefs::integer("historyLimit"), 30);
+    // Written beside and renamed over: the earlier reader still sees the whole old file,
+    // and nothing is left beside it.
+    EXPECT_EQ(before.readAll(), handWritten);
+    EXPECT_EQ(QDir(QFileInfo(Prefs::filePath()).absolutePath()).entryList(QDir::Files),
+              QStringList{"pictavia.conf"});
 }
 
 TEST_F(PrefsTest, EnumerationsFallBackToTheirDefaults) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/Prefs.h"
+#include "app/Usage.h"
 #include "platform/Platform.h"
 #include "platform/archive/LibarchiveArchiver.h"
 #include "platform/codecs/StandardImageCodecs.h"
@@ -190,6 +191,9 @@ public:
 // (neither needs a display) and fakes for everything else, reachable through the members.
 class PlatformTest : public ::testing::Test {
 protected:
+    // Counts made in this test go to its own folder, before the folder goes.
+    ~PlatformTest() override { Usage::flush(); }
+
     void SetUp() override {
         ASSERT_TRUE(home.isValid());
         qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
