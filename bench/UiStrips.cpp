@@ -319,8 +319,8 @@ struct Fonts {
 };
 
 Fonts fontsOf(StripSet set) {
-    if (set == StripSet::tuning) return {{"DejaVu Sans"}, {"DejaVu Sans Mono", "Liberation Mono"}};
-    return {{"Noto Sans", "Liberation Sans"}, {"Noto Sans Mono"}};
+    if (set == StripSet::tuning) return {{"DejaVu Sans"}, {"DejaVu Sans Mono"}};
+    return {{"Liberation Sans"}, {"Liberation Mono"}};
 }
 
 QFont fontFor(const QString& family, int px, Look look) {

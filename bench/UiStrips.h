@@ -9,8 +9,8 @@
 namespace corpus {
 
 enum class StripSet {
-    tuning,  // DejaVu Sans, DejaVu Sans Mono, Liberation Mono
-    judging, // Noto Sans, Noto Sans Mono, Liberation Sans
+    tuning,  // DejaVu Sans, DejaVu Sans Mono
+    judging, // Liberation Sans, Liberation Mono
 };
 
 // Always the same images for a set (60 of them), 10 to 16 px, light and dark, mostly at 1x.
