@@ -16,6 +16,9 @@ packages=(
   zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # text recognition, barcodes and the patterns of the sensitive-data scanner
   libtesseract-dev tesseract-ocr tesseract-ocr-eng libzxing-dev libicu-dev fonts-dejavu-core
+  # the text recognition benchmark's judging fonts (Noto would take over as the default sans and
+  # change every rendering of the system font)
+  fonts-liberation
   # editor: project files, background removal, colour emoji
   libplist-dev libopencv-imgproc-dev fonts-noto-color-emoji
   # history: ZIP archives of selected captures

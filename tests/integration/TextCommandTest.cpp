@@ -72,6 +72,43 @@ TEST_F(TextCommandTest, TextLinesAndPhrases) {
     EXPECT_EQ(pictavia({"text"}).exitCode, 2);
 }
 
+TEST_F(TextCommandTest, RowsWithWideGapsReadAsOneLineEach) {
+    // A menu bar and a status bar with its parts pushed to the right, 13 px as on screen.
+    QImage image(700, 80, QImage::Format_RGB32);
+    image.fill(QColor(246, 246, 246));
+    QPainter p(&image);
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(13);
+    p.setFont(font);
+    p.setPen(QColor(30, 30, 30));
+    const QList<std::pair<QPoint, QString>> parts{{{10, 28}, "File"},        {{80, 28}, "Edit"},
+                                                  {{150, 28}, "View"},       {{230, 28}, "Help"},
+                                                  {{10, 60}, "Ready"},       {{360, 60}, "Brightness 70%"},
+                                                  {{500, 60}, "Volume 35%"}, {{630, 60}, "5G"}};
+    for (const auto& [at, text] : parts)
+        p.drawText(at, text);
+    p.end();
+    const std::string file = dir.filePath(QStringLiteral("bars.png")).toStdString();
+    ASSERT_TRUE(image.save(QString::fromStdString(file)));
+
+    const ProcessOutput text = pictavia({"text", file});
+    ASSERT_EQ(text.exitCode, 0) << text.err;
+    EXPECT_EQ(text.out, "File Edit View Help\nReady Brightness 70% Volume 35% 5G\n");
+
+    // A phrase across the gap is found, its box from the start of one part to the end of the
+    // next, in the image's pixels.
+    const ProcessOutput found = pictavia({"text", file, "--find", "70% Volume"});
+    ASSERT_EQ(found.exitCode, 0) << found.err;
+    const QStringList box = QString::fromStdString(found.out).section('\t', 0, 0).split(',');
+    ASSERT_EQ(box.size(), 4) << found.out;
+    const QFontMetrics metrics(font);
+    const int left = 360 + metrics.horizontalAdvance("Brightness "),
+              right = 500 + metrics.horizontalAdvance("Volume");
+    EXPECT_NEAR(box[0].toInt(), left, 3);
+    EXPECT_NEAR(box[0].toInt() + box[2].toInt(), right, 3);
+    EXPECT_NEAR(box[1].toInt() + box[3].toInt(), 60, 3); // down to the baseline
+}
+
 TEST_F(TextCommandTest, ScanReportsKindsAndBoxes) {
     const std::string file = render({"Contact: ana.lopez@example.org", "Card 4111 1111 1111 1111"});
     const ProcessOutput scan = pictavia({"scan", file, "--json"});

@@ -1,5 +1,7 @@
 #include "platform/ocr/TesseractEngine.h"
 
+#include "platform/ocr/VisualRows.h"
+
 #include <QByteArray>
 #include <QThread>
 
@@ -278,7 +280,53 @@ Result<QList<RecognizedLine>> TesseractEngine::recognize(const QImage& image, Re
         if (!result) return result.error();
         lines.append(*result);
     }
+    lines = joinVisualRows(lines);
+    if (level != RecognitionLevel::accurate || options_.rereadRows <= 0) return lines;
+    Result<Api> api = pool_->take();
+    if (!api) return api.error();
+    lines = rereadUncertainRows(**api, image, std::move(lines));
+    pool_->give(std::move(api).value());
     return lines;
+}
+
+QList<RecognizedLine> TesseractEngine::rereadUncertainRows(tesseract::TessBaseAPI& api, const QImage& image,
+                                                           QList<RecognizedLine> rows) const {
+    std::vector<qsizetype> uncertain;
+    for (qsizetype i = 0; i < rows.size(); ++i)
+        if (rows[i].confidence < options_.rereadBelow) uncertain.push_back(i);
+    if (uncertain.empty()) return rows;
+    std::stable_sort(uncertain.begin(), uncertain.end(),
+                     [&](qsizetype a, qsizetype b) { return rows[a].confidence < rows[b].confidence; });
+    if (uncertain.size() > size_t(options_.rereadRows)) uncertain.resize(size_t(options_.rereadRows));
+    const PreparedImage plain = prepareImage(image, options_.reread);
+    const QSizeF size = image.size();
+    api.SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+    for (const qsizetype index : uncertain) {
+        RecognizedLine& row = rows[index];
+        // The row in the plain image's pixels, with half its height around it.
+        const QRectF inImage(row.box.x() * size.width(), (1 - row.box.bottom()) * size.height(),
+                             row.box.width() * size.width(), row.box.height() * size.height());
+        const double margin = std::max(2.0, inImage.height() / 2) * plain.scale;
+        const QRect crop =
+            QRectF(inImage.x() * plain.scale + plain.padding - margin,
+                   inImage.y() * plain.scale + plain.padding - margin,
+                   inImage.width() * plain.scale + 2 * margin, inImage.height() * plain.scale + 2 * margin)
+                .toAlignedRect()
+                .intersected(plain.gray.rect());
+        if (crop.isEmpty()) continue;
+        const QImage piece = plain.gray.copy(crop);
+        api.SetImage(piece.constBits(), piece.width(), piece.height(), 1, int(piece.bytesPerLine()));
+        api.SetSourceResolution(int(96 * plain.scale));
+        if (api.Recognize(nullptr) != 0) continue;
+        const Collecting how{crop.topLeft(), options_.minimumWordConfidence, 0, 0, nullptr};
+        const QList<RecognizedLine> again = joinVisualRows(collectLines(api, plain, image.size(), how));
+        if (again.size() != 1 || again.first().confidence <= row.confidence + options_.rereadMargin) continue;
+        const auto words = [](const QString& text) {
+            return text.split(QLatin1Char(' '), Qt::SkipEmptyParts).size();
+        };
+        if (!options_.rereadSameWords || words(again.first().text) == words(row.text)) row = again.first();
+    }
+    return rows;
 }
 
 Result<QList<RecognizedLine>> TesseractEngine::readBand(tesseract::TessBaseAPI& api,

@@ -57,6 +57,40 @@ Rendered renderLines(const QStringList& lines, const Theme& theme, int scale = 1
     return out;
 }
 
+// Rows whose parts stand where an interface puts them: at x points from the left, with wide
+// gaps between them. Keeps each part's ink, in device pixels, in the order given.
+struct Part {
+    QString text;
+    double x = 0;
+};
+
+Rendered renderRows(const QList<QList<Part>>& rows, const Theme& theme, int scale = 1, int pixelSize = 13) {
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(pixelSize);
+    const QFontMetricsF metrics(font);
+    double width = 0;
+    for (const QList<Part>& row : rows)
+        for (const Part& part : row)
+            width = std::max(width, part.x + metrics.horizontalAdvance(part.text));
+    const double lineHeight = pixelSize * 1.8;
+    Rendered out;
+    out.image =
+        QImage(int(width + 20) * scale, int(lineHeight * rows.size() + 20) * scale, QImage::Format_RGB32);
+    out.image.setDevicePixelRatio(scale);
+    out.image.fill(theme.background);
+    QPainter painter(&out.image);
+    painter.setFont(font);
+    painter.setPen(theme.text);
+    for (qsizetype i = 0; i < rows.size(); ++i)
+        for (const Part& part : rows[i]) {
+            const QPointF baseline(part.x, 10 + lineHeight * i + lineHeight * 0.7);
+            painter.drawText(baseline, part.text);
+            const QRectF ink = metrics.tightBoundingRect(part.text).translated(baseline);
+            out.inkRects.append(QRectF(ink.topLeft() * scale, ink.size() * scale));
+        }
+    return out;
+}
+
 // The lines top to bottom, as a std::string that failures print legibly.
 std::string joined(const QList<RecognizedLine>& lines) {
     QList<RecognizedLine> sorted = lines;
@@ -160,6 +194,56 @@ TEST_F(TesseractEngineTest, BoxesCoverTheirCharactersInOriginalPixelsFromTheBott
         const double start = (20 + QFontMetricsF(font).horizontalAdvance("Screenshot ")) * scale;
         EXPECT_NEAR(saved.left(), start, 2.0 * scale);
         EXPECT_NEAR(saved.right(), rendered.inkRects[0].right(), 2.0 * scale);
+    }
+}
+
+// A menu bar, a status bar with parts pushed to the right and two columns side by side: rows
+// Tesseract returns in pieces, each piece of a row on its own line, right parts sometimes first.
+const QList<QList<Part>> wideGapRows{
+    {{"File", 10}, {"Edit", 80}, {"View", 150}, {"Window", 220}, {"Help", 330}},
+    {{"Ready", 10}, {"Brightness 70%", 330}, {"Volume 35%", 470}, {"5G", 590}},
+    {{"Owner: Ana Silva", 10}, {"Size: 4.2 MB", 300}},
+    {{"Created: 9 Jun 2022", 10}, {"Status: Draft", 300}},
+};
+const char* const wideGapText = "File Edit View Window Help\n"
+                                "Ready Brightness 70% Volume 35% 5G\n"
+                                "Owner: Ana Silva Size: 4.2 MB\n"
+                                "Created: 9 Jun 2022 Status: Draft";
+
+TEST_F(TesseractEngineTest, RowsWithWideGapsComeBackWholeInReadingOrder) {
+    for (const Theme& theme : {light, dark})
+        for (int pixelSize : {11, 13}) {
+            SCOPED_TRACE(::testing::Message()
+                         << (&theme == &light ? "light" : "dark") << " at " << pixelSize << " px");
+            const QList<RecognizedLine> lines = read(renderRows(wideGapRows, theme, 1, pixelSize).image);
+            EXPECT_EQ(lines.size(), 4);
+            EXPECT_EQ(joined(lines), wideGapText);
+        }
+}
+
+TEST_F(TesseractEngineTest, BoxesOfAJoinedRowMapBackToEachPartInOriginalPixels) {
+    for (int scale : {1, 2}) {
+        SCOPED_TRACE(::testing::Message() << scale << "x");
+        const Rendered rendered = renderRows({wideGapRows[1]}, scale == 1 ? dark : light, scale);
+        const QList<RecognizedLine> lines = read(rendered.image);
+        ASSERT_EQ(lines.size(), 1);
+        const RecognizedLine& row = lines.first();
+        ASSERT_EQ(row.text, "Ready Brightness 70% Volume 35% 5G");
+        ASSERT_EQ(row.characterBoxes.size(), row.text.size());
+        qsizetype start = 0;
+        for (qsizetype i = 0; i < wideGapRows[1].size(); ++i) {
+            const QString part = wideGapRows[1][i].text;
+            start = row.text.indexOf(part, start);
+            const auto box = row.boxFor(start, part.size());
+            ASSERT_TRUE(box) << part.toStdString();
+            const QRectF inImage = inPixels(*box, rendered.image), ink = rendered.inkRects[i];
+            const double slack = 2.0 * scale;
+            EXPECT_NEAR(inImage.left(), ink.left(), slack) << part.toStdString();
+            EXPECT_NEAR(inImage.right(), ink.right(), slack) << part.toStdString();
+            EXPECT_NEAR(inImage.top(), ink.top(), slack) << part.toStdString();
+            EXPECT_NEAR(inImage.bottom(), ink.bottom(), slack) << part.toStdString();
+            start += part.size();
+        }
     }
 }
 
