@@ -8,9 +8,10 @@
 # Environment: RUNS (timed runs per tool, default 15), SIZES (default "1920x1080 3840x2160"),
 # BASELINE (another pictavia executable, timed beside this one as "baseline").
 # Prints the start-up time of `pictavia --help` against the other tools' --version, then per
-# screen size two rounds of captures, without a running Pictavia and with
-# `pictavia --background` running on the same display: each tool's median wall time, its
-# median CPU time, PNG size and ratios to scrot and to the fastest other tool.
+# screen size three rounds of captures: with an empty history and no Pictavia running, then
+# with the large history, without a running Pictavia and with `pictavia --background`
+# running on the same display. Each tool's median wall time, its median CPU time, PNG size
+# and ratios to scrot and to the fastest other tool.
 set -euo pipefail
 
 build=${1:-/work/main/build}
@@ -163,6 +164,9 @@ if mode == "startup":
     tools = [(name, lambda: None, lambda t, b=binary: [b, "--help"], printed_anything) for name, binary in pictavias]
     tools += [(name + " --version", lambda: None, lambda t, b=binary: [b, "--version"], printed_anything)
               for name, binary in pictavias]
+    # A command's own help: the application and Qt loaded, nothing done.
+    tools += [(name + " capture --help", lambda: None, lambda t, b=binary: [b, "capture", "--help"],
+               printed_anything) for name, binary in pictavias]
     tools += [("scrot --version", lambda: None, lambda t: ["scrot", "--version"], printed_anything),
               ("maim --version", lambda: None, lambda t: ["maim", "--version"], printed_anything)]
 else:
@@ -257,9 +261,9 @@ def ratio(name, to):
 
 
 if mode == "startup":
-    print(f"{'program':<20} {'median ms':>10} {'CPU ms':>8} {'vs scrot':>9}")
+    print(f"{'program':<25} {'median ms':>10} {'CPU ms':>8} {'vs scrot':>9}")
     for name, ms in sorted(wall.items(), key=lambda item: item[1]):
-        print(f"{name:<20} {ms:>10.1f} {cpu[name]:>8.1f} {ratio(name, scrot):>9}")
+        print(f"{name:<25} {ms:>10.1f} {cpu[name]:>8.1f} {ratio(name, scrot):>9}")
 else:
     print(f"{'tool':<10} {'median ms':>10} {'CPU ms':>8} {'PNG bytes':>12} {'vs scrot':>9} {'vs fastest':>11}")
     for name, ms in sorted(wall.items(), key=lambda item: item[1]):
@@ -291,6 +295,12 @@ for size in $sizes; do
   width=${size%x*}
   height=${size#*x}
   start_desktop "$width" "$height" "$scene_bin" "$work" || { echo "capture: no desktop" >&2; exit 1; }
+
+  # Start-up and capture alone first: the history is what the other rounds add.
+  echo
+  echo "== ${width}x${height} on $DISPLAY, no Pictavia running, an empty history, median of $runs runs =="
+  rm -rf "$XDG_DATA_HOME/Pictavia"
+  timing capture " (none running, empty history)"
 
   echo
   echo "== ${width}x${height} on $DISPLAY, no Pictavia running, $records captures in the history, median of $runs runs =="

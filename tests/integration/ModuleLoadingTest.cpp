@@ -1,11 +1,13 @@
 // The heavy libraries of the command line load only for the commands that need them: a
-// capture runs without text recognition, `pictavia text` loads it and reads, and a program
-// without its modules says what is missing instead of failing some other way.
+// capture runs without text recognition, --help without any library, `pictavia text` loads
+// the recogniser and reads, and a program without its modules says what is missing
+// instead of failing some other way.
 
 #include "XServer.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QFont>
 #include <QImage>
 #include <QPainter>
@@ -86,13 +88,17 @@ TEST_F(ModuleLoadingTest, CaptureAndHelpLoadNoHeavyLibrary) {
     const ProcessOutput capture =
         server->run(PICTAVIA_BIN, {"capture", "fullscreen"}, {.environment = loggingEnvironment()});
     ASSERT_EQ(capture.exitCode, 0) << capture.err;
-    const ProcessOutput help = run(PICTAVIA_BIN, {"--help"}, loggingEnvironment());
-    ASSERT_EQ(help.exitCode, 0) << help.err;
 
     const QByteArray log = takeLoaderLog();
     ASSERT_TRUE(log.contains("libQt6Core.so")) << "the dynamic linker logged nothing";
     for (const char* file : heavyFiles)
         EXPECT_FALSE(log.contains(file)) << file << " was loaded";
+
+    // --help is the launcher's alone.
+    const ProcessOutput help = run(PICTAVIA_BIN, {"--help"}, loggingEnvironment());
+    ASSERT_EQ(help.exitCode, 0) << help.err;
+    EXPECT_NE(help.out.find("Usage: pictavia"), std::string::npos);
+    EXPECT_FALSE(takeLoaderLog().contains("libQt6Core.so"));
 }
 
 TEST_F(ModuleLoadingTest, TextLoadsTheRecogniserAndReads) {
@@ -106,20 +112,32 @@ TEST_F(ModuleLoadingTest, TextLoadsTheRecogniserAndReads) {
     EXPECT_FALSE(log.contains("pictavia-media.so"));
 }
 
-TEST_F(ModuleLoadingTest, MissingModuleIsASentence) {
-    // The program alone in a folder, its modules neither beside it nor in ../lib/pictavia.
+TEST_F(ModuleLoadingTest, MissingModulesAreSentences) {
+    // The program in a folder of its own: first alone, then with the application but
+    // without the other modules, which are neither beside it nor in ../lib/pictavia.
     QTemporaryDir alone;
     ASSERT_TRUE(alone.isValid());
-    const QString program = QDir(alone.path()).filePath(QStringLiteral("bin/pictavia"));
-    ASSERT_TRUE(QDir().mkpath(QDir(alone.path()).filePath(QStringLiteral("bin"))));
+    const QString bin = QDir(alone.path()).filePath(QStringLiteral("bin"));
+    ASSERT_TRUE(QDir().mkpath(bin));
+    const QString program = bin + QStringLiteral("/pictavia");
     ASSERT_TRUE(QFile::copy(QStringLiteral(PICTAVIA_BIN), program));
+    const std::string installed = alone.path().toStdString() + "/lib/pictavia";
 
-    const ProcessOutput text = run(program.toStdString(), {"text", textImage()}, loggingEnvironment());
-    EXPECT_EQ(text.exitCode, 1);
-    EXPECT_NE(text.err.find("Text recognition is not available: pictavia-ocr.so is neither in"),
+    const ProcessOutput noApp = run(program.toStdString(), {"text", textImage()}, loggingEnvironment());
+    EXPECT_EQ(noApp.exitCode, 1);
+    EXPECT_NE(noApp.err.find("Pictavia cannot start: pictavia-app.so is neither in"), std::string::npos)
+        << noApp.err;
+    EXPECT_NE(noApp.err.find(installed), std::string::npos) << noApp.err;
+
+    const QString app =
+        QFileInfo(QStringLiteral(PICTAVIA_BIN)).dir().filePath(QStringLiteral("pictavia-app.so"));
+    ASSERT_TRUE(QFile::copy(app, bin + QStringLiteral("/pictavia-app.so")));
+    const ProcessOutput noOcr = run(program.toStdString(), {"text", textImage()}, loggingEnvironment());
+    EXPECT_EQ(noOcr.exitCode, 1);
+    EXPECT_NE(noOcr.err.find("Text recognition is not available: pictavia-ocr.so is neither in"),
               std::string::npos)
-        << text.err;
-    EXPECT_NE(text.err.find(alone.path().toStdString() + "/lib/pictavia"), std::string::npos) << text.err;
+        << noOcr.err;
+    EXPECT_NE(noOcr.err.find(installed), std::string::npos) << noOcr.err;
     takeLoaderLog();
 }
 

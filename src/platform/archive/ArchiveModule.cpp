@@ -3,6 +3,6 @@
 #include "platform/archive/LibarchiveArchiver.h"
 #include "platform/modules/ModuleExport.h"
 
-PICTAVIA_MODULE_FACTORY platform::Archiver* pictavia_create_archiver() {
+PICTAVIA_MODULE_EXPORT platform::Archiver* pictavia_create_archiver() {
     return new platform::archive::LibarchiveArchiver;
 }

@@ -3,6 +3,6 @@
 #include "platform/document/PopplerDocumentReader.h"
 #include "platform/modules/ModuleExport.h"
 
-PICTAVIA_MODULE_FACTORY platform::DocumentReader* pictavia_create_document_reader() {
+PICTAVIA_MODULE_EXPORT platform::DocumentReader* pictavia_create_document_reader() {
     return new platform::document::PopplerDocumentReader;
 }

@@ -3,6 +3,6 @@
 #include "platform/media/FfmpegMediaReader.h"
 #include "platform/modules/ModuleExport.h"
 
-PICTAVIA_MODULE_FACTORY platform::MediaReader* pictavia_create_media_reader() {
+PICTAVIA_MODULE_EXPORT platform::MediaReader* pictavia_create_media_reader() {
     return new platform::media::FfmpegMediaReader;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-// Marks a module's factory: an extern "C" function without arguments that returns a new
-// object the caller owns. It is the only symbol a module shows; everything else in it is
-// hidden, so a module never stands in for code of the program.
-#define PICTAVIA_MODULE_FACTORY extern "C" __attribute__((visibility("default")))
+// Marks what a module shows the program, and all it shows: its factories (extern "C"
+// functions without arguments that return a new object the caller owns) or, in
+// pictavia-app.so, the application's entry point. Everything else in a module is hidden,
+// so a module never stands in for code of the program or of another module.
+#define PICTAVIA_MODULE_EXPORT extern "C" __attribute__((visibility("default")))

@@ -4,10 +4,10 @@
 #include "platform/ocr/TesseractEngine.h"
 #include "platform/ocr/ZxingBarcodeReader.h"
 
-PICTAVIA_MODULE_FACTORY platform::TextRecognitionEngine* pictavia_create_text_recognition() {
+PICTAVIA_MODULE_EXPORT platform::TextRecognitionEngine* pictavia_create_text_recognition() {
     return new platform::ocr::TesseractEngine;
 }
 
-PICTAVIA_MODULE_FACTORY platform::BarcodeReader* pictavia_create_barcode_reader() {
+PICTAVIA_MODULE_EXPORT platform::BarcodeReader* pictavia_create_barcode_reader() {
     return new platform::ocr::ZxingBarcodeReader;
 }

@@ -3,6 +3,6 @@
 #include "platform/modules/ModuleExport.h"
 #include "platform/vision/GrabCutSubjectLifter.h"
 
-PICTAVIA_MODULE_FACTORY platform::SubjectLifter* pictavia_create_subject_lifter() {
+PICTAVIA_MODULE_EXPORT platform::SubjectLifter* pictavia_create_subject_lifter() {
     return new platform::vision::GrabCutSubjectLifter;
 }
