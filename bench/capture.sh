@@ -73,7 +73,8 @@ fi
 export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/runtime
 mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_DATA_HOME/Pictavia/History" "$XDG_RUNTIME_DIR"
 chmod 700 "$XDG_RUNTIME_DIR"
-printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n' \
+# A history limit above the records, as a user who keeps that many has.
+printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\nhistoryLimit = 1000000\n' \
   >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
 
 # The history index: screenshot-like recognised text, as bench/history_bench.cpp makes it.
@@ -105,12 +106,18 @@ for i in range(int(os.environ["RECORDS"])):
                     "app": rng.choice(vocabulary), "window": f"{rng.choice(vocabulary)} - {i}"})
 with open(os.environ["OUT"], "w", encoding="utf-8") as f:
     json.dump({"version": 1, "records": records}, f, ensure_ascii=False, separators=(",", ":"))
+# A file for each record (empty: their pixels play no part), or the index drops the records.
+files = os.path.join(os.path.dirname(os.environ["OUT"]), "History")
+os.makedirs(files, exist_ok=True)
+for record in records:
+    open(os.path.join(files, record["name"]), "wb").close()
 PY
 
 # Each round starts from the same index: what one round's captures added goes.
 fresh_history() {
   rm -rf "$XDG_DATA_HOME/Pictavia"
-  mkdir -p "$XDG_DATA_HOME/Pictavia/History"
+  mkdir -p "$XDG_DATA_HOME/Pictavia"
+  cp -r "$work/History" "$XDG_DATA_HOME/Pictavia/History"
   cp "$work/index.json" "$XDG_DATA_HOME/Pictavia/index.json"
 }
 
