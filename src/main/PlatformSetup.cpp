@@ -1,16 +1,11 @@
 #include "main/PlatformSetup.h"
 
 #include "platform/Platform.h"
-#include "platform/archive/LibarchiveArchiver.h"
 #include "platform/codecs/StandardImageCodecs.h"
-#include "platform/document/PopplerDocumentReader.h"
-#include "platform/media/FfmpegMediaReader.h"
-#include "platform/ocr/TesseractEngine.h"
-#include "platform/ocr/ZxingBarcodeReader.h"
+#include "platform/modules/LazyServices.h"
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
-#include "platform/vision/GrabCutSubjectLifter.h"
 #include "platform/x11/X11ScreenBackend.h"
 #include "ui/NameDialog.h"
 #include "ui/ToastWindow.h"
@@ -20,14 +15,9 @@
 namespace PlatformSetup {
 
 void installImageServices() {
-    platform::Services services;
+    // The heavy libraries (Tesseract, OpenCV, FFmpeg, Poppler, libarchive) load on first use.
+    platform::Services services = platform::modules::lazyServices();
     services.codecs = std::make_unique<platform::codecs::StandardImageCodecs>();
-    services.textRecognition = std::make_unique<platform::ocr::TesseractEngine>();
-    services.barcodes = std::make_unique<platform::ocr::ZxingBarcodeReader>();
-    services.subjectLifter = std::make_unique<platform::vision::GrabCutSubjectLifter>();
-    services.archiver = std::make_unique<platform::archive::LibarchiveArchiver>();
-    services.media = std::make_unique<platform::media::FfmpegMediaReader>();
-    services.documents = std::make_unique<platform::document::PopplerDocumentReader>();
     platform::install(std::move(services));
 }
 

@@ -24,11 +24,16 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(home.isValid());
         ASSERT_TRUE(program.isValid());
-        // The helper is looked for beside the running program, so the program runs from a
-        // folder of its own: a hard link where the file system allows one, else a copy.
-        const QString copy = program.filePath("pictavia");
-        if (::link(PICTAVIA_BIN, copy.toLocal8Bit().constData()) != 0) {
-            ASSERT_TRUE(QFile::copy(PICTAVIA_BIN, copy));
+        // The helper is looked for beside the running program, so the program (with the
+        // application module it loads) runs from a folder of its own: hard links where the
+        // file system allows them, else copies.
+        const QDir built = QFileInfo(PICTAVIA_BIN).absoluteDir();
+        for (const char* name : {"pictavia", "pictavia-app.so"}) {
+            const QString original = built.filePath(name);
+            const QString copy = program.filePath(name);
+            if (::link(original.toLocal8Bit().constData(), copy.toLocal8Bit().constData()) != 0) {
+                ASSERT_TRUE(QFile::copy(original, copy));
+            }
         }
         QFile helper(program.filePath("pictavia-mcp"));
         ASSERT_TRUE(helper.open(QIODevice::WriteOnly));

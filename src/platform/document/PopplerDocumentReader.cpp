@@ -1,5 +1,7 @@
 #include "platform/document/PopplerDocumentReader.h"
 
+#include "platform/document/DocumentFiles.h"
+
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
@@ -79,9 +81,7 @@ PopplerDocumentReader::PopplerDocumentReader(QString cacheFolder) : m_cacheFolde
 PopplerDocumentReader::~PopplerDocumentReader() = default;
 
 bool PopplerDocumentReader::handles(const QString& file) const {
-    static const QStringList suffixes{QStringLiteral("pdf"), QStringLiteral("docx"), QStringLiteral("doc"),
-                                      QStringLiteral("rtf"), QStringLiteral("odt")};
-    return suffixes.contains(QFileInfo(file).suffix(), Qt::CaseInsensitive);
+    return isDocumentFile(file);
 }
 
 Result<int> PopplerDocumentReader::pageCount(const QString& file) {

@@ -1,0 +1,120 @@
+#include "platform/modules/LazyServices.h"
+
+#include "platform/document/DocumentFiles.h"
+#include "platform/modules/LazyInstance.h"
+
+#include <cstdio>
+
+namespace platform::modules {
+
+namespace {
+
+class LazyTextRecognition final : public TextRecognitionEngine {
+public:
+    Result<QList<RecognizedLine>> recognize(const QImage& image, RecognitionLevel level,
+                                            bool languageCorrection) override {
+        const auto engine = m_engine.get();
+        if (!engine) return engine.error();
+        return (*engine)->recognize(image, level, languageCorrection);
+    }
+
+private:
+    LazyInstance<TextRecognitionEngine> m_engine{"pictavia-ocr.so", "pictavia_create_text_recognition",
+                                                 QStringLiteral("Text recognition is not available")};
+};
+
+class LazyBarcodeReader final : public BarcodeReader {
+public:
+    QStringList read(const QImage& image) override {
+        const auto reader = m_reader.get();
+        if (reader) return (*reader)->read(image);
+        // This interface has no way to fail, so say it once here rather than never.
+        std::call_once(m_told,
+                       [&] { std::fprintf(stderr, "pictavia: %s\n", qPrintable(reader.error().message)); });
+        return {};
+    }
+
+private:
+    LazyInstance<BarcodeReader> m_reader{"pictavia-ocr.so", "pictavia_create_barcode_reader",
+                                         QStringLiteral("Barcode reading is not available")};
+    std::once_flag m_told;
+};
+
+class LazySubjectLifter final : public SubjectLifter {
+public:
+    Result<QImage> lift(const QImage& image) override {
+        const auto lifter = m_lifter.get();
+        if (!lifter) return Error{lifter.error().message, lifter.error().domain, Failed};
+        return (*lifter)->lift(image);
+    }
+
+private:
+    LazyInstance<SubjectLifter> m_lifter{"pictavia-vision.so", "pictavia_create_subject_lifter",
+                                         QStringLiteral("Background removal is not available")};
+};
+
+class LazyMediaReader final : public MediaReader {
+public:
+    Result<MediaInfo> info(const QString& file) override {
+        const auto reader = m_reader.get();
+        if (!reader) return reader.error();
+        return (*reader)->info(file);
+    }
+    Result<QImage> frameAt(const QString& file, double seconds) override {
+        const auto reader = m_reader.get();
+        if (!reader) return reader.error();
+        return (*reader)->frameAt(file, seconds);
+    }
+
+private:
+    LazyInstance<MediaReader> m_reader{"pictavia-media.so", "pictavia_create_media_reader",
+                                       QStringLiteral("Reading movies is not available")};
+};
+
+class LazyDocumentReader final : public DocumentReader {
+public:
+    // By name, as the reader itself judges, so asking does not load it.
+    bool handles(const QString& file) const override { return document::isDocumentFile(file); }
+    Result<int> pageCount(const QString& file) override {
+        const auto reader = m_reader.get();
+        if (!reader) return reader.error();
+        return (*reader)->pageCount(file);
+    }
+    Result<QImage> renderPage(const QString& file, int page, double scale) override {
+        const auto reader = m_reader.get();
+        if (!reader) return reader.error();
+        return (*reader)->renderPage(file, page, scale);
+    }
+
+private:
+    LazyInstance<DocumentReader> m_reader{"pictavia-document.so", "pictavia_create_document_reader",
+                                          QStringLiteral("Reading documents is not available")};
+};
+
+class LazyArchiver final : public Archiver {
+public:
+    Result<bool> zipFolder(const QString& folder, const QString& destination) override {
+        const auto archiver = m_archiver.get();
+        if (!archiver) return archiver.error();
+        return (*archiver)->zipFolder(folder, destination);
+    }
+
+private:
+    LazyInstance<Archiver> m_archiver{"pictavia-archive.so", "pictavia_create_archiver",
+                                      QStringLiteral("Writing ZIP archives is not available")};
+};
+
+} // namespace
+
+Services lazyServices() {
+    Services services;
+    services.textRecognition = std::make_unique<LazyTextRecognition>();
+    services.barcodes = std::make_unique<LazyBarcodeReader>();
+    services.subjectLifter = std::make_unique<LazySubjectLifter>();
+    services.media = std::make_unique<LazyMediaReader>();
+    services.documents = std::make_unique<LazyDocumentReader>();
+    services.archiver = std::make_unique<LazyArchiver>();
+    return services;
+}
+
+} // namespace platform::modules
