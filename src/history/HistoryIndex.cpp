@@ -148,10 +148,14 @@ HistoryIndex::~HistoryIndex() {
     m_scanning.waitForFinished();
 }
 
+QString HistoryIndex::sharedIndexFile() {
+    return AppPaths::dataDirectory() + QStringLiteral("/index.json");
+}
+
 HistoryIndex& HistoryIndex::shared() {
     // Lives for the whole run, like the history folder it describes.
-    static HistoryIndex* index = new HistoryIndex(AppPaths::dataDirectory() + QStringLiteral("/index.json"),
-                                                  HistoryManager::directory(), sharedMode());
+    static HistoryIndex* index =
+        new HistoryIndex(sharedIndexFile(), HistoryManager::directory(), sharedMode());
     return *index;
 }
 

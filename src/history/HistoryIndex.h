@@ -44,6 +44,8 @@ public:
 
     // The one index of this run, on the data folder; made on first use.
     static HistoryIndex& shared();
+    // Where shared() keeps its file, known without loading it.
+    static QString sharedIndexFile();
     // The mode shared() is made in; App unless set before its first use.
     static void setSharedMode(Mode mode);
 

@@ -253,6 +253,10 @@ int run(int argc, char** argv, const QStringList& arguments) {
     HistoryIndex::attachShared();
     HistoryIndex::shared().backfill();
     HistoryIndex::shared().followFolder();
+    if (const auto problem = HistoryIndex::shared().loadProblem()) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(*problem));
+        Toast::show(*problem, 8.0);
+    }
 
     ui::TrayIcon tray;
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);

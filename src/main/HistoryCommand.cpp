@@ -105,6 +105,8 @@ int search(const QStringList& arguments) {
     }
     const QString query = parser.positionalArguments().join(u' ');
     const HistoryIndex& index = HistoryIndex::shared();
+    if (const auto problem = index.loadProblem(); problem && !CommandLine::hosted())
+        CommandOutput::error(*problem);
     const QList<Found> found = capturesMatching(index, query, kind);
     if (parser.isSet(QStringLiteral("json"))) {
         QJsonArray array;
@@ -149,7 +151,7 @@ int unknown(const QString& name) {
 // Written before the command answers: the process may end right after it.
 int saved(HistoryIndex& index) {
     if (!index.saveNow()) {
-        CommandOutput::error(QStringLiteral("cannot write %1").arg(index.indexFile()));
+        CommandOutput::error(QStringLiteral("cannot record the change beside %1").arg(index.indexFile()));
         return CommandLine::failed;
     }
     return CommandLine::ok;

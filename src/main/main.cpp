@@ -11,6 +11,7 @@
 #include "main/HostedCommands.h"
 #include "main/InstanceChannel.h"
 #include "main/ListCommand.h"
+#include "main/StandaloneHistory.h"
 #include "main/TextCommand.h"
 #include "main/UsageText.h"
 #include "platform/modules/ModuleExport.h"
@@ -63,6 +64,8 @@ PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
     // Command-line runs need no window system of Qt's own: they reach the X server
     // through the screen backend.
     QCoreApplication app(argc, argv);
+    // No app runs: this process must not write the index, only append to its journal.
+    StandaloneHistory::useJournal();
     const QStringList rest = arguments.mid(1);
     int code = CommandLine::usage;
     if (command == u"capture")
