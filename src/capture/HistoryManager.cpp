@@ -3,10 +3,13 @@
 #include "app/AppPaths.h"
 #include "capture/FileNamer.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QMutex>
 #include <QSaveFile>
+
+#include <algorithm>
 
 namespace HistoryManager {
 
@@ -61,21 +64,30 @@ Result<QString> store(const QByteArray& bytes, const QString& fileName) {
 
 QStringList prune(int limit) {
     if (limit <= 0) return {};
-    QFileInfoList files = QDir(directory()).entryInfoList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
+    // A listing of names costs little; the dates are read only when there is something to
+    // prune, once per file (QDir's sort by time reads them again at every comparison).
+    const QDir folder(directory());
+    QStringList names = folder.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
+    names.removeIf([](const QString& name) { return name.startsWith(u'.') || name.endsWith(u".json"); });
+    if (names.size() <= limit) return {};
+    QList<std::pair<QDateTime, QString>> files;
+    files.reserve(names.size());
+    for (const QString& name : std::as_const(names))
+        files.append({QFileInfo(folder.filePath(name)).lastModified(), name});
+    std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
     QStringList deleted;
     QSet<QString> remaining;
     int kept = 0;
-    for (const QFileInfo& file : files) { // newest first
-        if (file.fileName().startsWith(u'.') || file.suffix() == u"json") continue;
-        if (kept < limit || isKept(file.fileName())) {
+    for (const auto& [modified, name] : std::as_const(files)) { // newest first
+        if (kept < limit || isKept(name)) {
             ++kept;
-            remaining.insert(file.fileName());
+            remaining.insert(name);
             continue;
         }
-        if (QFile::remove(file.absoluteFilePath()))
-            deleted.append(file.fileName());
+        if (QFile::remove(folder.filePath(name)))
+            deleted.append(name);
         else
-            remaining.insert(file.fileName());
+            remaining.insert(name);
     }
     if (const Index index = currentIndex(); !deleted.isEmpty() && index.pruned) index.pruned(remaining);
     return deleted;

@@ -416,18 +416,16 @@ bool HistoryIndex::foldJournal() {
 }
 
 QStringList HistoryIndex::folderFiles() const {
-    return QDir(m_historyDirectory).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Time);
+    // Names only: sorting by date would read every file's date many times over, seconds for
+    // a large history on each change of the folder.
+    return QDir(m_historyDirectory).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
 }
 
 void HistoryIndex::syncWithFolder() {
     // One listing of the folder, not a look-up per record: a large history stays cheap.
     const QStringList files = folderFiles();
-    const QSet<QString> present(files.begin(), files.end());
-    QStringList gone;
-    for (const HistoryRecord& record : std::as_const(m_records))
-        if (!present.contains(record.name)) gone << record.name;
-    for (const QString& name : std::as_const(gone))
-        remove(name);
+    // Records of deleted files go in one step: the kept set is rebuilt once, not per file.
+    keepOnly(QSet<QString>(files.begin(), files.end()));
     indexUnknownFiles(files);
 }
 
