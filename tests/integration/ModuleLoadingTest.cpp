@@ -3,6 +3,7 @@
 // the recogniser and reads, and a program without its modules says what is missing
 // instead of failing some other way.
 
+#include "TextImage.h"
 #include "XServer.h"
 
 #include <QDir>
@@ -58,26 +59,14 @@ protected:
 
     // A PNG of two lines of text.
     std::string textImage() const {
-        QImage image(640, 120, QImage::Format_RGB32);
-        image.fill(QColor(246, 246, 246));
-        QPainter p(&image);
-        QFont font(QStringLiteral("DejaVu Sans"));
-        font.setPixelSize(16);
-        p.setFont(font);
-        p.setPen(QColor(30, 30, 30));
-        p.drawText(24, 40, QStringLiteral("Quarterly report"));
-        p.drawText(24, 80, QStringLiteral("Shipping address"));
-        p.end();
-        const QString path = home.filePath(QStringLiteral("text.png"));
-        image.save(path);
-        return path.toStdString();
+        return saveTextImage(home.path(),
+                             {QStringLiteral("Quarterly report"), QStringLiteral("Shipping address")},
+                             QStringLiteral("text.png"));
     }
 
     static ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
                              const Environment& environment) {
-        auto child = ChildProcess::start(program, args,
-                                         {.environment = environment, .err = ChildProcess::Stream::Pipe});
-        return child->finish(std::chrono::seconds(60));
+        return runToEnd(program, args, environment);
     }
 
     QTemporaryDir home;

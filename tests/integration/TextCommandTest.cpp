@@ -1,6 +1,7 @@
 // pictavia text and pictavia scan on image files, with the real recogniser: what scripts
 // and people get back, and the failures they are told about.
 
+#include "TextImage.h"
 #include "XServer.h"
 
 #include <QFont>
@@ -19,31 +20,14 @@ class TextCommandTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(dir.isValid()); }
 
-    // A light window-like image with two lines of text, saved as PNG.
-    std::string render(const QStringList& lines) {
-        QImage image(640, 40 + 40 * lines.size(), QImage::Format_RGB32);
-        image.fill(QColor(246, 246, 246));
-        QPainter p(&image);
-        QFont font(QStringLiteral("DejaVu Sans"));
-        font.setPixelSize(16);
-        p.setFont(font);
-        p.setPen(QColor(30, 30, 30));
-        for (int i = 0; i < lines.size(); ++i)
-            p.drawText(24, 40 + 40 * i, lines[i]);
-        p.end();
-        const QString path = dir.filePath(QStringLiteral("shot.png"));
-        image.save(path);
-        return path.toStdString();
-    }
+    std::string render(const QStringList& lines) { return saveTextImage(dir.path(), lines); }
 
     ProcessOutput pictavia(const std::vector<std::string>& args) {
         return run(PICTAVIA_BIN, args, {{"HOME", dir.path().toStdString()}});
     }
     static ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
                              const Environment& environment) {
-        auto child = ChildProcess::start(program, args,
-                                         {.environment = environment, .err = ChildProcess::Stream::Pipe});
-        return child->finish(std::chrono::seconds(60));
+        return runToEnd(program, args, environment);
     }
 
     QTemporaryDir dir;
