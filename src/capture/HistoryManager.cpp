@@ -2,6 +2,8 @@
 
 #include "app/AppPaths.h"
 #include "capture/FileNamer.h"
+#include "capture/HistoryFolderCount.h"
+#include "common/FolderNames.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -32,6 +34,10 @@ Index currentIndex() {
     return r.index;
 }
 
+HistoryFolderCount folderCount() {
+    return {directory(), AppPaths::dataDirectory() + QStringLiteral("/history-count")};
+}
+
 bool isKept(const QString& fileName) {
     const Index index = currentIndex();
     return index.isKept && index.isKept(fileName);
@@ -56,20 +62,28 @@ Result<QString> store(const QByteArray& bytes, const QString& fileName) {
     if (!QDir().mkpath(directory()))
         return Error{QStringLiteral("Cannot create the history folder %1").arg(directory())};
     const QString path = FileNamer::uniquePath(directory(), fileName);
+    HistoryFolderCount count = folderCount();
+    count.beforeAdd();
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
         return Error{QStringLiteral("Cannot write %1: %2").arg(path, file.errorString())};
+    count.afterAdd();
     return path;
 }
 
 QStringList prune(int limit) {
     if (limit <= 0) return {};
+    HistoryFolderCount count = folderCount();
+    if (const auto known = count.known(); known && *known <= limit) return {};
     // A listing of names costs little; the dates are read only when there is something to
     // prune, once per file (QDir's sort by time reads them again at every comparison).
     const QDir folder(directory());
-    QStringList names = folder.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
-    names.removeIf([](const QString& name) { return name.startsWith(u'.') || name.endsWith(u".json"); });
-    if (names.size() <= limit) return {};
+    QStringList names = folderFileNames(folder.path());
+    names.removeIf([](const QString& name) { return name.endsWith(u".json"); });
+    if (names.size() <= limit) {
+        count.reset(names.size());
+        return {};
+    }
     QList<std::pair<QDateTime, QString>> files;
     files.reserve(names.size());
     for (const QString& name : std::as_const(names))
@@ -89,6 +103,7 @@ QStringList prune(int limit) {
         else
             remaining.insert(name);
     }
+    count.reset(remaining.size());
     if (const Index index = currentIndex(); !deleted.isEmpty() && index.pruned) index.pruned(remaining);
     return deleted;
 }

@@ -1,5 +1,7 @@
 #include "history/HistoryIndex.h"
 
+#include "common/FolderNames.h"
+
 #include "app/AppPaths.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
@@ -117,6 +119,37 @@ std::optional<HistoryRecord> recordFrom(historyjson::Fields& fields) {
     return record;
 }
 
+// The whole index, written to a new file that replaces the old one. Pieces of records are
+// made on the other cores while this thread writes the ones ready, so the disk is busy while
+// the rest is made.
+bool writeIndexFile(const QString& indexFile, const QHash<QString, HistoryRecord>& records) {
+    QList<const HistoryRecord*> order;
+    order.reserve(records.size());
+    for (const HistoryRecord& record : records)
+        order.append(&record);
+    constexpr qsizetype piece = 4096;
+    QList<QFuture<QByteArray>> pieces;
+    for (qsizetype from = 0; from < order.size(); from += piece)
+        pieces.append(QtConcurrent::run([&order, from] {
+            const qsizetype to = std::min(order.size(), from + piece);
+            qsizetype size = 64;
+            for (qsizetype i = from; i < to; ++i)
+                size += order[i]->text.size() + 256;
+            QByteArray bytes;
+            bytes.reserve(size + size / 8);
+            for (qsizetype i = from; i < to; ++i) {
+                if (i > 0) bytes += ',';
+                order[i]->appendJson(bytes);
+            }
+            return bytes;
+        }));
+    HistoryIndexFile::Writer file(indexFile);
+    bool written = file.append("{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[");
+    for (QFuture<QByteArray>& bytes : pieces)
+        written = file.append(bytes.takeResult()) && written; // every piece is waited for
+    return written && file.append("]}") && file.commit(true);
+}
+
 HistoryIndex::Mode& sharedMode() {
     static HistoryIndex::Mode mode = HistoryIndex::Mode::App;
     return mode;
@@ -139,13 +172,14 @@ HistoryIndex::HistoryIndex(QString indexFile, QString historyDirectory, Mode mod
     m_deferScans = mode == Mode::Journal;
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(saveDelayMs);
-    connect(&m_saveTimer, &QTimer::timeout, this, [this] { saveNow(); });
+    connect(&m_saveTimer, &QTimer::timeout, this, &HistoryIndex::saveInBackground);
     load();
 }
 
 HistoryIndex::~HistoryIndex() {
     // The scan reads platform services that may go with us.
     m_scanning.waitForFinished();
+    m_saving.waitForFinished();
 }
 
 QString HistoryIndex::sharedIndexFile() {
@@ -365,7 +399,8 @@ bool isCaptureName(const QString& name) {
 void HistoryIndex::indexUnknownFiles(const QStringList& files) {
     const QDir directory(m_historyDirectory);
     for (const QString& name : files) {
-        if (!isCaptureName(name) || m_records.contains(name)) continue;
+        // The look-up first: the name test is the slower, and nearly every file is known.
+        if (m_records.contains(name) || !isCaptureName(name)) continue;
         index(directory.filePath(name), {});
     }
 }
@@ -418,7 +453,7 @@ bool HistoryIndex::foldJournal() {
 QStringList HistoryIndex::folderFiles() const {
     // Names only: sorting by date would read every file's date many times over, seconds for
     // a large history on each change of the folder.
-    return QDir(m_historyDirectory).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
+    return folderFileNames(m_historyDirectory);
 }
 
 void HistoryIndex::syncWithFolder() {
@@ -436,36 +471,28 @@ void HistoryIndex::scheduleSave() {
 bool HistoryIndex::saveNow() {
     if (m_mode == Mode::Journal) return !std::exchange(m_journalFailed, false);
     m_saveTimer.stop();
-    if (!m_mayReplaceFile) return false;
-    QList<const HistoryRecord*> order;
-    order.reserve(m_records.size());
-    for (const HistoryRecord& record : std::as_const(m_records))
-        order.append(&record);
-    // Pieces of records are made on the other cores while this thread writes the ones ready,
-    // so the disk is busy while the rest is made.
-    constexpr qsizetype piece = 4096;
-    QList<QFuture<QByteArray>> pieces;
-    for (qsizetype from = 0; from < order.size(); from += piece)
-        pieces.append(QtConcurrent::run([&order, from] {
-            const qsizetype to = std::min(order.size(), from + piece);
-            qsizetype size = 64;
-            for (qsizetype i = from; i < to; ++i)
-                size += order[i]->text.size() + 256;
-            QByteArray bytes;
-            bytes.reserve(size + size / 8);
-            for (qsizetype i = from; i < to; ++i) {
-                if (i > 0) bytes += ',';
-                order[i]->appendJson(bytes);
-            }
-            return bytes;
-        }));
-    HistoryIndexFile::Writer file(m_indexFile);
-    bool written = file.append("{\"version\":" + QByteArray::number(formatVersion) + ",\"records\":[");
-    for (QFuture<QByteArray>& bytes : pieces)
-        written = file.append(bytes.takeResult()) && written; // every piece is waited for
-    if (!written || !file.append("]}") || !file.commit(true)) return false;
+    // A save running in the background holds an older state: this one follows it.
+    m_saving.waitForFinished();
+    m_saveAgain = false;
+    if (!m_mayReplaceFile || !writeIndexFile(m_indexFile, m_records)) return false;
     ++m_writes;
     return true;
+}
+
+void HistoryIndex::saveInBackground() {
+    if (!m_mayReplaceFile) return;
+    if (m_saving.isRunning()) {
+        m_saveAgain = true;
+        return;
+    }
+    // The records are shared with the writer, not copied; a change made while it writes
+    // copies them then.
+    m_saving = QtConcurrent::run(
+        [file = m_indexFile, records = m_records] { return writeIndexFile(file, records); });
+    m_saving.then(this, [this](bool written) {
+        if (written) ++m_writes;
+        if (std::exchange(m_saveAgain, false)) saveInBackground();
+    });
 }
 
 void HistoryIndex::waitForScans() {

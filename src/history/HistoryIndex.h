@@ -104,9 +104,10 @@ public:
     // recognition to the resident app instead of making the caller wait for it.
     void deferScans() { m_deferScans = true; }
 
-    // Writes 0.4 s after the last change, so a burst of changes is one write. A journal
-    // writer has nothing to save: saveNow() tells whether every change reached the journal
-    // since it was last asked.
+    // Writes 0.4 s after the last change, so a burst of changes is one write, on another
+    // thread: the app answers while a large index is written. saveNow() writes at once, after
+    // the one in the background; a journal writer has nothing to save, and saveNow() tells
+    // whether every change reached the journal since it was last asked.
     void scheduleSave();
     bool saveNow();
     int writes() const { return m_writes; }
@@ -137,6 +138,7 @@ private:
     void watchJournal();
     void store(HistoryRecord record);
     void refreshKept();
+    void saveInBackground();
     void setHaystack(const QString& name, QByteArray haystack);
     void dropHaystack(const QString& name);
     void enqueue(const QString& path);
@@ -173,6 +175,8 @@ private:
     QTimer m_folderTimer;
     QTimer m_journalTimer;
     QFuture<void> m_scanning;
+    QFuture<bool> m_saving;
+    bool m_saveAgain = false; // changes came while m_saving ran
     mutable QMutex m_keptMutex;
     QSet<QString> m_kept;
 };

@@ -162,6 +162,8 @@ TEST_F(HistoryIndexTest, BurstsOfChangesGiveOneWriteAndSurviveReopening) {
     for (int i = 0; i < 10; ++i)
         index->setKeep(QString("s%1.png").arg(i), i % 2 == 0);
     EXPECT_EQ(index->writes(), 0);
+    // Written on another thread after the burst; nothing more after that.
+    ASSERT_TRUE(waitUntil([&] { return index->writes() == 1; }));
     pump(700);
     EXPECT_EQ(index->writes(), 1);
 
