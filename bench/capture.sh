@@ -119,6 +119,8 @@ fresh_history() {
   mkdir -p "$XDG_DATA_HOME/Pictavia"
   cp -r "$work/History" "$XDG_DATA_HOME/Pictavia/History"
   cp "$work/index.json" "$XDG_DATA_HOME/Pictavia/index.json"
+  # The copy's write-back would otherwise land on whichever tool syncs a file first.
+  sync
 }
 
 # The timing loop: MODE=startup times --help and --version, MODE=capture full-screen captures.

@@ -273,9 +273,19 @@ void CaptureCoordinator::captureRect(const QRectF& rect, const SelectionTarget& 
     }
     Prefs::setLastArea(Prefs::Area{rect, target.display.id});
     const DeliveryOptions options = copyOnly ? DeliveryOptions::copyOnly() : DeliveryOptions{};
-    const auto delivered =
-        OutputPipeline::deliverImage(grab->image, grab->scale, copyOnly, false, m_frontmostContext, options);
-    if (delivered && !delivered->historyFile.isEmpty()) emit captured(delivered->historyFile);
+    // Beautifying and encoding run on a worker thread: the overlay closes and the app
+    // answers while a large area is compressed.
+    beginFlow();
+    QtConcurrent::run([image = grab->image, scale = grab->scale,
+                       preparation = OutputPipeline::preparationFor(options, false)] {
+        return OutputPipeline::prepare(image, scale, preparation);
+    })
+        .then(this, [this, copyOnly, options,
+                     context = m_frontmostContext](const OutputPipeline::Prepared& prepared) {
+            const auto delivered = OutputPipeline::deliverPrepared(prepared, copyOnly, context, options);
+            if (delivered && !delivered->historyFile.isEmpty()) emit captured(delivered->historyFile);
+            endFlow();
+        });
 }
 
 void CaptureCoordinator::readText(const QRectF& rect, const SelectionTarget& target) {

@@ -174,6 +174,7 @@ TEST_F(CaptureCoordinatorTest, PreviousAreaAndProgrammaticRectangles) {
     screen->pointer = QPoint(100, 100);
     coordinator->capturePreviousArea();
     EXPECT_EQ(screen->grabbedAreas.last(), QRect(0, 0, 40, 40));
+    spinUntil([&] { return !coordinator->busy(); }); // the encoding runs on a worker thread
     EXPECT_EQ(history().size(), 3) << qPrintable(history().join(","));
 
     const auto before = Prefs::lastArea();
