@@ -5,7 +5,6 @@
 #include "main/CommandLine.h"
 #include "main/CommandOutput.h"
 #include "main/HistoryCommand.h"
-#include "main/HistoryExportCommand.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -45,7 +44,10 @@ void capture(const QStringList& arguments, std::shared_ptr<InstanceChannel::Repl
 
 bool isHosted(const QStringList& arguments) {
     const QString command = arguments.value(0);
-    return command == u"capture" || command == u"history";
+    // An export only reads the history: the caller's own process writes it, and the app's
+    // main thread stays free during a long PDF or archive.
+    if (command == u"history") return arguments.value(1) != u"export";
+    return command == u"capture";
 }
 
 void run(const InstanceChannel::Request& request, std::shared_ptr<InstanceChannel::Reply> reply) {
@@ -57,9 +59,7 @@ void run(const InstanceChannel::Request& request, std::shared_ptr<InstanceChanne
     const QStringList rest = request.arguments.mid(1);
     if (command == u"capture") return capture(rest, std::move(reply));
     int code = CommandLine::usage;
-    if (command == u"history" && rest.value(0) == u"export")
-        code = runHistoryExportCommand(rest.mid(1));
-    else if (command == u"history")
+    if (command == u"history")
         code = runHistoryCommand(rest);
     else
         CommandOutput::error(QStringLiteral("this Pictavia does not run \"%1\" for others").arg(command));
