@@ -27,6 +27,8 @@ packages=(
   libsimdjson-dev
   # reading movies and GIFs (frames, length, codecs) and rendering PDF pages
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libpoppler-qt6-dev
+  # writing animated GIFs: palettes and the file
+  libimagequant-dev libgif-dev
   # tests: reading the Codex configuration the agent installer writes
   libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver

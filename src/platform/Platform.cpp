@@ -33,6 +33,7 @@ void install(Services replacement) {
     replaceIfGiven(s.archiver, replacement.archiver);
     replaceIfGiven(s.media, replacement.media);
     replaceIfGiven(s.documents, replacement.documents);
+    replaceIfGiven(s.gifs, replacement.gifs);
 }
 
 } // namespace platform

@@ -3,6 +3,7 @@
 #include "platform/Archiver.h"
 #include "platform/Clipboard.h"
 #include "platform/DocumentReader.h"
+#include "platform/GifWriter.h"
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
 #include "platform/MediaReader.h"
@@ -34,6 +35,7 @@ struct Services {
     std::unique_ptr<Archiver> archiver;
     std::unique_ptr<MediaReader> media;
     std::unique_ptr<DocumentReader> documents;
+    std::unique_ptr<GifWriter> gifs;
 };
 
 // The installed services. Members are null until installed: callers check.

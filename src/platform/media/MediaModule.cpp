@@ -1,8 +1,14 @@
-// The factory of pictavia-media.so: movies and GIFs read with FFmpeg.
+// The factories of pictavia-media.so: movies and GIFs read with FFmpeg, GIFs written with
+// libimagequant palettes and giflib.
 
 #include "platform/media/FfmpegMediaReader.h"
+#include "platform/media/GiflibWriter.h"
 #include "platform/modules/ModuleExport.h"
 
 PICTAVIA_MODULE_EXPORT platform::MediaReader* pictavia_create_media_reader() {
     return new platform::media::FfmpegMediaReader;
+}
+
+PICTAVIA_MODULE_EXPORT platform::GifWriter* pictavia_create_gif_writer() {
+    return new platform::media::GiflibWriter;
 }

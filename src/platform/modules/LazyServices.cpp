@@ -71,6 +71,19 @@ private:
                                        QStringLiteral("Reading movies is not available")};
 };
 
+class LazyGifWriter final : public GifWriter {
+public:
+    Result<std::unique_ptr<GifFile>> create(const QString& path, QSize size) override {
+        const auto writer = m_writer.get();
+        if (!writer) return writer.error();
+        return (*writer)->create(path, size);
+    }
+
+private:
+    LazyInstance<GifWriter> m_writer{"pictavia-media.so", "pictavia_create_gif_writer",
+                                     QStringLiteral("Writing GIFs is not available")};
+};
+
 class LazyDocumentReader final : public DocumentReader {
 public:
     // By name, as the reader itself judges, so asking does not load it.
@@ -112,6 +125,7 @@ Services lazyServices() {
     services.barcodes = std::make_unique<LazyBarcodeReader>();
     services.subjectLifter = std::make_unique<LazySubjectLifter>();
     services.media = std::make_unique<LazyMediaReader>();
+    services.gifs = std::make_unique<LazyGifWriter>();
     services.documents = std::make_unique<LazyDocumentReader>();
     services.archiver = std::make_unique<LazyArchiver>();
     return services;
