@@ -35,3 +35,7 @@ echo "== History index: 100,000 captures loaded, searched, saved; memory held ==
 echo
 echo "== AI agents: pictavia-mcp's first reply and round trips, with Pictavia running =="
 bash "$here/agent.sh" "$build"
+
+echo
+echo "== GIF encoding of a screen recording, against FFmpeg's two-pass palette =="
+bash "$here/gif.sh" "$build"

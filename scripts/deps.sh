@@ -43,6 +43,8 @@ packages=(
   libbenchmark-dev maim scrot imagemagick ffmpeg flameshot
   # bench/capture.sh: its timing loop, and a session bus for flameshot
   python3 dbus-daemon
+  # bench/gif.sh: a terminal to record, and the arithmetic of its table
+  xterm bc
 )
 
 # npm for the MCP clients below, from Debian where no Node.js is installed yet.
