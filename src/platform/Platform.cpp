@@ -34,6 +34,7 @@ void install(Services replacement) {
     replaceIfGiven(s.media, replacement.media);
     replaceIfGiven(s.documents, replacement.documents);
     replaceIfGiven(s.gifs, replacement.gifs);
+    replaceIfGiven(s.movies, replacement.movies);
 }
 
 } // namespace platform

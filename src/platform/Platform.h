@@ -7,6 +7,7 @@
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
 #include "platform/MediaReader.h"
+#include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
@@ -36,6 +37,7 @@ struct Services {
     std::unique_ptr<MediaReader> media;
     std::unique_ptr<DocumentReader> documents;
     std::unique_ptr<GifWriter> gifs;
+    std::unique_ptr<MovieWriter> movies;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -1,8 +1,9 @@
 #include "platform/media/FfmpegMediaReader.h"
 
+#include "platform/media/FfmpegLog.h"
+
 #include <QFile>
 #include <QFileInfo>
-#include <QLoggingCategory>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -13,12 +14,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <memory>
-#include <mutex>
-
-// FFmpeg's own complaints about damaged files. Enable with QT_LOGGING_RULES="pictavia.media.debug=true".
-Q_LOGGING_CATEGORY(lcMedia, "pictavia.media", QtInfoMsg)
 
 namespace platform::media {
 
@@ -44,14 +40,6 @@ using Decoder = std::unique_ptr<AVCodecContext, FreeDecoder>;
 using Frame = std::unique_ptr<AVFrame, FreeFrame>;
 using Packet = std::unique_ptr<AVPacket, FreePacket>;
 using Scaler = std::unique_ptr<SwsContext, FreeScaler>;
-
-void logFromFfmpeg(void* context, int level, const char* format, va_list args) {
-    if (level > AV_LOG_WARNING || !lcMedia().isDebugEnabled()) return;
-    char line[1024];
-    int printPrefix = 1;
-    av_log_format_line2(context, level, format, args, line, sizeof line, &printPrefix);
-    qCDebug(lcMedia, "%s", QByteArray(line).trimmed().constData());
-}
 
 QString named(const QString& file) {
     return QFileInfo(file).fileName();
@@ -216,8 +204,7 @@ Result<QImage> toImage(const AVFrame* frame, const QString& file) {
 } // namespace
 
 FfmpegMediaReader::FfmpegMediaReader() {
-    static std::once_flag quiet;
-    std::call_once(quiet, [] { av_log_set_callback(&logFromFfmpeg); });
+    quietFfmpegLog();
 }
 
 Result<MediaInfo> FfmpegMediaReader::info(const QString& file) {

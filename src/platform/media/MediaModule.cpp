@@ -1,7 +1,8 @@
-// The factories of pictavia-media.so: movies and GIFs read with FFmpeg, GIFs written with
-// libimagequant palettes and giflib.
+// The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
+// GIFs written with libimagequant palettes and giflib.
 
 #include "platform/media/FfmpegMediaReader.h"
+#include "platform/media/FfmpegMovieWriter.h"
 #include "platform/media/GiflibWriter.h"
 #include "platform/modules/ModuleExport.h"
 
@@ -11,4 +12,8 @@ PICTAVIA_MODULE_EXPORT platform::MediaReader* pictavia_create_media_reader() {
 
 PICTAVIA_MODULE_EXPORT platform::GifWriter* pictavia_create_gif_writer() {
     return new platform::media::GiflibWriter;
+}
+
+PICTAVIA_MODULE_EXPORT platform::MovieWriter* pictavia_create_movie_writer() {
+    return new platform::media::FfmpegMovieWriter;
 }

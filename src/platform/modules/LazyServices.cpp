@@ -84,6 +84,19 @@ private:
                                      QStringLiteral("Writing GIFs is not available")};
 };
 
+class LazyMovieWriter final : public MovieWriter {
+public:
+    Result<std::unique_ptr<MovieFile>> create(const QString& path, const MovieSettings& settings) override {
+        const auto writer = m_writer.get();
+        if (!writer) return writer.error();
+        return (*writer)->create(path, settings);
+    }
+
+private:
+    LazyInstance<MovieWriter> m_writer{"pictavia-media.so", "pictavia_create_movie_writer",
+                                       QStringLiteral("Writing movies is not available")};
+};
+
 class LazyDocumentReader final : public DocumentReader {
 public:
     // By name, as the reader itself judges, so asking does not load it.
@@ -126,6 +139,7 @@ Services lazyServices() {
     services.subjectLifter = std::make_unique<LazySubjectLifter>();
     services.media = std::make_unique<LazyMediaReader>();
     services.gifs = std::make_unique<LazyGifWriter>();
+    services.movies = std::make_unique<LazyMovieWriter>();
     services.documents = std::make_unique<LazyDocumentReader>();
     services.archiver = std::make_unique<LazyArchiver>();
     return services;
