@@ -5,6 +5,7 @@
 #include "TestWindow.h"
 #include "XServer.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -13,6 +14,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <gtest/gtest.h>
 
 namespace {
@@ -190,6 +192,35 @@ TEST_F(CommandLineTest, WrongFilesURLsAndNamesExitNonZeroWithOneSentence) {
                       "There is no capture named nothing.png in the history.");
     EXPECT_FALSE(QFileInfo::exists(home.path() + "/pictavia/instance")); // no Pictavia was started
     EXPECT_TRUE(QDir(home.path() + "/data/Pictavia/History").isEmpty());
+}
+
+// A picture whose text chunk fails its checksum makes libpng warn; the user hears nothing
+// of it, and the command does its work.
+TEST_F(CommandLineTest, LibraryWarningsStayOffStderr) {
+    QImage picture(32, 24, QImage::Format_RGB32);
+    picture.fill(Qt::darkBlue);
+    picture.setText("Comment", "made by the test");
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    ASSERT_TRUE(picture.save(&buffer, "PNG"));
+    const qsizetype text = png.indexOf("tEXt");
+    ASSERT_GT(text, 4);
+    const qsizetype length = qFromBigEndian<quint32>(png.constData() + text - 4);
+    png[text + 4 + length] = char(png[text + 4 + length] ^ 0x5a); // the chunk's checksum
+    const QString path = home.filePath("checksum.png");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(png);
+    file.close();
+
+    const ProcessOutput scanned = pictavia({"scan", path.toStdString()});
+    EXPECT_EQ(scanned.exitCode, 0) << scanned.err;
+    EXPECT_EQ(scanned.err, "");
+    const ProcessOutput styled = pictavia(
+        {"history", "export", "--styled", home.filePath("styled").toStdString(), path.toStdString()});
+    EXPECT_EQ(styled.exitCode, 0) << styled.err;
+    EXPECT_EQ(styled.err, "");
 }
 
 TEST_F(CommandLineTest, CopyOnlyLeavesTheHistoryAlone) {
