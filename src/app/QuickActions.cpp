@@ -34,7 +34,7 @@ std::optional<QString> save(const QString& file) {
     }
     const auto ready = SaveFolder::ready();
     if (!ready) return std::nullopt;
-    const QString folder = *ready;
+    const QString& folder = *ready;
     const QString saved = QStringLiteral("Saved to %1").arg(QDir(folder).dirName());
     if (source.absoluteDir().canonicalPath() == QDir(folder).canonicalPath()) {
         Toast::show(saved);

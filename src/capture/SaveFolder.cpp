@@ -24,10 +24,10 @@ bool isDefault() {
 } // namespace
 
 QString directory() {
-    const QString chosen = Prefs::saveDirectory();
+    QString chosen = Prefs::saveDirectory();
     if (QFileInfo(chosen).isDir() || !isDefault()) return chosen;
     for (const auto location : {QStandardPaths::DesktopLocation, QStandardPaths::PicturesLocation}) {
-        const QString folder = QStandardPaths::writableLocation(location);
+        QString folder = QStandardPaths::writableLocation(location);
         if (!folder.isEmpty() && QFileInfo(folder).isDir()) return folder;
     }
     return QDir::homePath();

@@ -117,7 +117,7 @@ Result<bool> ScreenCaptureService::checkAreaSize(const QRectF& rect) {
 }
 
 Result<bool> ScreenCaptureService::checkArea(const QRectF& rect, const platform::DisplayInfo& display) {
-    if (const auto sized = checkAreaSize(rect); !sized) return sized;
+    if (auto sized = checkAreaSize(rect); !sized) return sized;
     const double scale = display.scale > 0 ? display.scale : 1.0;
     const QRectF points(QPointF(0, 0), QSizeF(display.geometry.size()) / scale);
     if (!points.intersects(rect)) return Error{QStringLiteral("That area is off screen")};
