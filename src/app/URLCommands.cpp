@@ -148,7 +148,8 @@ std::optional<QString> problem(const QUrl& url) {
     } else if (isCommand(name, {"open-file", "open"})) {
         const QString path = items.value(QStringLiteral("path"));
         if (path.isEmpty()) return QStringLiteral("No file to open");
-        if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
+        if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable() ||
+            (destinations().canOpenFile && !destinations().canOpenFile(path)))
             return QStringLiteral("Pictavia cannot open that file");
     }
     return std::nullopt;

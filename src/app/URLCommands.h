@@ -43,6 +43,8 @@ struct Destinations {
     std::function<void(const QString& path)> openFile;
     std::function<void()> showHistory;
     std::function<void()> showSettings;
+    // Whether the editor can open a file; without it, any readable file is tried.
+    std::function<bool(const QString& path)> canOpenFile;
 };
 void setDestinations(Destinations destinations);
 

@@ -113,6 +113,7 @@ void installDestinations() {
     URLCommands::Destinations d;
     d.openClipboard = [] { ClipboardOpener::openClipboard(); };
     d.openFile = [](const QString& path) { ClipboardOpener::open(path); };
+    d.canOpenFile = [](const QString& path) { return bool(ClipboardOpener::check(path)); };
     d.showHistory = [] { ui::MainWindow::shown(ui::MainWindow::Page::Library); };
     d.showSettings = [] { ui::MainWindow::shown(ui::MainWindow::Page::Settings); };
     URLCommands::setDestinations(std::move(d));

@@ -49,6 +49,9 @@ TEST_F(RunningAppAnswersTest, MistakesGetASentenceAndANonZeroExit) {
                   "That area reaches past the edge of the display, which is 1024×768 points");
     EXPECT_TRUE(app->captures().isEmpty());
 
+    const QString notImage = write(app->home().path() + "/notes.png", "words, not pixels");
+    expectRefused({"pictavia://open-file?path=" + notImage.toStdString()}, "Pictavia cannot open that file");
+
     // The editor check happens before the app is asked: only the caller hears of it.
     const ProcessOutput text =
         app->send({"edit", write(app->home().path() + "/notimg.txt", "words").toStdString()});

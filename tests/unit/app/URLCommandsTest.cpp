@@ -51,13 +51,20 @@ TEST_F(URLCommandsTest, CommandsReachTheirDestinationsAndUnknownOnesAreReported)
 
     QStringList reached;
     URLCommands::setDestinations({[&] { reached << "clipboard"; }, [&](const QString& p) { reached << p; },
-                                  [&] { reached << "history"; }, [&] { reached << "settings"; }});
+                                  [&] { reached << "history"; }, [&] { reached << "settings"; },
+                                  [](const QString& p) { return p.endsWith(".png"); }});
     const QString file = home.path() + "/shot.png";
     QImage(4, 4, QImage::Format_RGB32).save(file);
     for (const QString& url : {QString("pictavia://clipboard"), "pictavia://open?path=" + file,
                                QString("pictavia://history"), QString("pictavia://preferences")})
         EXPECT_TRUE(URLCommands::handle(QUrl(url)));
     EXPECT_EQ(reached, (QStringList{"clipboard", file, "history", "settings"}));
+    // A file the editor cannot take is refused before it is tried.
+    const QString notes = home.path() + "/notes.txt";
+    QFile(notes).open(QIODevice::WriteOnly);
+    EXPECT_EQ(URLCommands::problem(QUrl("pictavia://open?path=" + notes)), "Pictavia cannot open that file");
+    EXPECT_TRUE(URLCommands::handle(QUrl("pictavia://open?path=" + notes)));
+    EXPECT_EQ(reached.size(), 4);
     URLCommands::setDestinations({});
 }
 
