@@ -3,6 +3,7 @@
 #include "agents/MCPSession.h"
 #include "app/AppPaths.h"
 #include "app/Prefs.h"
+#include "common/Log.h"
 #include "common/RawValues.h"
 
 #include <QDir>
@@ -347,7 +348,7 @@ void AgentAccess::saveActivityNow() {
     QSaveFile file(m_activityFile);
     if (!file.open(QIODevice::WriteOnly)) return;
     file.write(QJsonDocument(array).toJson(QJsonDocument::Compact));
-    if (!file.commit()) qWarning("Could not write %s", qPrintable(m_activityFile));
+    if (!file.commit()) qCWarning(lcPictavia, "Could not write %s", qPrintable(m_activityFile));
 }
 
 void AgentAccess::loadActivity() {

@@ -1,9 +1,9 @@
 #include "app/QuickActions.h"
 
-#include "app/Prefs.h"
 #include "app/Toast.h"
 #include "capture/FileNamer.h"
 #include "capture/ImageUtils.h"
+#include "capture/SaveFolder.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -27,16 +27,14 @@ void copy(const QString& file, const QImage& image) {
 }
 
 std::optional<QString> save(const QString& file) {
-    const QString folder = Prefs::saveDirectory();
     const QFileInfo source(file);
     if (!source.isFile()) {
         Toast::show(QStringLiteral("The capture's file is gone"));
         return std::nullopt;
     }
-    if (!QDir().mkpath(folder)) {
-        Toast::show(QStringLiteral("Could not save to %1").arg(folder));
-        return std::nullopt;
-    }
+    const auto ready = SaveFolder::ready();
+    if (!ready) return std::nullopt;
+    const QString& folder = *ready;
     const QString saved = QStringLiteral("Saved to %1").arg(QDir(folder).dirName());
     if (source.absoluteDir().canonicalPath() == QDir(folder).canonicalPath()) {
         Toast::show(saved);

@@ -2,6 +2,8 @@
 
 #include "app/Toast.h"
 #include "capture/CaptureCoordinator.h"
+#include "capture/ScreenCaptureService.h"
+#include "platform/Platform.h"
 
 #include <QFileInfo>
 #include <QUrlQuery>
@@ -34,12 +36,57 @@ std::optional<double> number(const QueryItems& items, const QString& name) {
 }
 
 void openFile(const QueryItems& items) {
-    const QString path = items.value(QStringLiteral("path"));
-    if (path.isEmpty()) return Toast::show(QStringLiteral("No file to open"));
-    if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
-        return Toast::show(QStringLiteral("Pictavia cannot open that file"));
     if (!destinations().openFile) return unavailable(QStringLiteral("The image editor"));
-    destinations().openFile(path);
+    destinations().openFile(items.value(QStringLiteral("path")));
+}
+
+bool isCommand(const QString& name, std::initializer_list<const char*> forms) {
+    for (const char* form : forms)
+        if (name == QLatin1String(form)) return true;
+    return false;
+}
+
+bool isKnown(const QString& name) {
+    return isCommand(name, {"capture-area",
+                            "capture",
+                            "capture-window",
+                            "window",
+                            "capture-fullscreen",
+                            "fullscreen",
+                            "capture-previous",
+                            "previous",
+                            "all-in-one",
+                            "capture-text",
+                            "scrolling-capture",
+                            "scroll",
+                            "record",
+                            "stop-recording",
+                            "stop",
+                            "pause-recording",
+                            "pause",
+                            "resume-recording",
+                            "resume",
+                            "cancel-recording",
+                            "open-clipboard",
+                            "clipboard",
+                            "open-file",
+                            "open",
+                            "history",
+                            "settings",
+                            "preferences"});
+}
+
+// A rectangle's size is checked everywhere; where it lies, only against a known display.
+std::optional<QString> areaProblem(const QRectF& area, std::optional<uint32_t> displayNumber) {
+    if (const auto sized = ScreenCaptureService::checkAreaSize(area); !sized) return sized.error().message;
+    if (!platform::services().screen) return std::nullopt;
+    const ScreenCaptureService& service = ScreenCaptureService::shared();
+    std::optional<platform::DisplayInfo> display;
+    if (displayNumber) display = service.display(*displayNumber);
+    if (!display) display = service.displayUnderPointer();
+    if (!display) return QStringLiteral("Capture failed: ") + ScreenCaptureService::displayNotFound().message;
+    if (const auto fits = ScreenCaptureService::checkArea(area, *display); !fits) return fits.error().message;
+    return std::nullopt;
 }
 
 void call(const std::function<void()>& destination, const QString& what) {
@@ -91,16 +138,33 @@ std::optional<uint32_t> displayID(const QueryItems& items) {
     return static_cast<uint32_t>(value);
 }
 
+std::optional<QString> problem(const QUrl& url) {
+    if (url.scheme().compare(QStringLiteral("pictavia"), Qt::CaseInsensitive) != 0) return std::nullopt;
+    const QString name = command(url);
+    const QueryItems items = queryItems(url);
+    if (!isKnown(name)) return QStringLiteral("Unknown pictavia:// command \"") + name + QLatin1Char('"');
+    if (isCommand(name, {"capture-area", "capture"})) {
+        if (const auto area = rect(items)) return areaProblem(*area, displayID(items));
+    } else if (isCommand(name, {"open-file", "open"})) {
+        const QString path = items.value(QStringLiteral("path"));
+        if (path.isEmpty()) return QStringLiteral("No file to open");
+        if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable() ||
+            (destinations().canOpenFile && !destinations().canOpenFile(path)))
+            return QStringLiteral("Pictavia cannot open that file");
+    }
+    return std::nullopt;
+}
+
 bool handle(const QUrl& url) {
     if (url.scheme().compare(QStringLiteral("pictavia"), Qt::CaseInsensitive) != 0) return false;
+    if (const auto wrong = problem(url)) {
+        Toast::show(*wrong);
+        return true;
+    }
     const QString name = command(url);
     const QueryItems items = queryItems(url);
     CaptureCoordinator& coordinator = CaptureCoordinator::shared();
-    const auto is = [&name](std::initializer_list<const char*> forms) {
-        for (const char* form : forms)
-            if (name == QLatin1String(form)) return true;
-        return false;
-    };
+    const auto is = [&name](std::initializer_list<const char*> forms) { return isCommand(name, forms); };
 
     if (is({"capture-area", "capture"})) {
         if (const auto area = rect(items))
@@ -132,8 +196,6 @@ bool handle(const QUrl& url) {
         call(destinations().showHistory, QStringLiteral("The history window"));
     } else if (is({"settings", "preferences"})) {
         call(destinations().showSettings, QStringLiteral("The settings window"));
-    } else {
-        Toast::show(QStringLiteral("Unknown pictavia:// command \"") + name + QLatin1Char('"'));
     }
     return true;
 }

@@ -17,6 +17,12 @@ namespace URLCommands {
 // (those are reported to the user).
 bool handle(const QUrl& url);
 
+// Why a "pictavia" URL cannot be carried out, in the sentence its toast shows: an unknown
+// command, a rectangle that does not fit its display, a file that is missing. None when
+// it can (or when it is no "pictavia" URL). Displays are looked at only where the screen
+// is connected.
+std::optional<QString> problem(const QUrl& url);
+
 // The command: the host, lower-cased; for "pictavia:command" forms without a host, the
 // first path segment.
 QString command(const QUrl& url);
@@ -37,6 +43,8 @@ struct Destinations {
     std::function<void(const QString& path)> openFile;
     std::function<void()> showHistory;
     std::function<void()> showSettings;
+    // Whether the editor can open a file; without it, any readable file is tried.
+    std::function<bool(const QString& path)> canOpenFile;
 };
 void setDestinations(Destinations destinations);
 

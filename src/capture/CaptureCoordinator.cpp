@@ -185,6 +185,8 @@ void CaptureCoordinator::captureRect(const QRectF& rect, std::optional<uint32_t>
     if (!display) display = service().displayUnderPointer();
     if (!display)
         return showFailure(QStringLiteral("Capture failed: "), ScreenCaptureService::displayNotFound());
+    if (const auto fits = ScreenCaptureService::checkArea(rect, *display); !fits)
+        return Toast::show(fits.error().message);
     m_frontmostContext = CaptureContext::frontmost();
     beginFlow();
     captureRect(rect, SelectionTarget{*display, std::nullopt}, copyOnly);

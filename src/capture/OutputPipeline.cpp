@@ -110,16 +110,18 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
         fileName = *name + u'.' + encoded.format;
     }
 
-    // 6. History.
+    // 6. History. A copy-only capture leaves no file anywhere: the clipboard is all it asked for.
     Delivered delivered;
-    const auto stored = HistoryManager::store(encoded.bytes, fileName);
-    if (!stored) {
-        Toast::show(stored.error().message);
-        return std::nullopt;
+    if (!copyOnly) {
+        const auto stored = HistoryManager::store(encoded.bytes, fileName);
+        if (!stored) {
+            Toast::show(stored.error().message);
+            return std::nullopt;
+        }
+        delivered.historyFile = stored.value();
+        HistoryManager::addToIndex(delivered.historyFile, context);
+        HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
     }
-    delivered.historyFile = stored.value();
-    HistoryManager::addToIndex(delivered.historyFile, context);
-    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
 
     // 7. Clipboard, at the image's size in points.
     if (copyOnly || choose(options.copyToClipboard, "copyToClipboard")) {
@@ -149,8 +151,8 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
     if (!copyOnly && choose(options.showQuickAccess, "showQuickAccess") && hooks().showQuickAccess)
         hooks().showQuickAccess(delivered.file(), image);
 
-    // 12. The user's post-capture action.
-    PostCaptureAction::run(delivered.file(), PostCaptureAction::imageKind, context);
+    // 12. The user's post-capture action, which works on a file.
+    if (!copyOnly) PostCaptureAction::run(delivered.file(), PostCaptureAction::imageKind, context);
     return delivered;
 }
 

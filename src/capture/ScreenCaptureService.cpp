@@ -109,6 +109,26 @@ Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect, const platf
     return grabRoot(onScreen, showCursor);
 }
 
+Result<bool> ScreenCaptureService::checkAreaSize(const QRectF& rect) {
+    if (!(rect.width() > 0) || !(rect.height() > 0))
+        return Error{
+            QStringLiteral("The area's size is invalid: its width and height must be greater than 0")};
+    return true;
+}
+
+Result<bool> ScreenCaptureService::checkArea(const QRectF& rect, const platform::DisplayInfo& display) {
+    if (auto sized = checkAreaSize(rect); !sized) return sized;
+    const double scale = display.scale > 0 ? display.scale : 1.0;
+    const QRectF points(QPointF(0, 0), QSizeF(display.geometry.size()) / scale);
+    if (!points.intersects(rect)) return Error{QStringLiteral("That area is off screen")};
+    // Half a point of slack for rectangles computed from pixels.
+    if (!points.adjusted(-0.5, -0.5, 0.5, 0.5).contains(rect))
+        return Error{QStringLiteral("That area reaches past the edge of the display, which is %1×%2 points")
+                         .arg(points.width())
+                         .arg(points.height())};
+    return true;
+}
+
 Result<ScreenCaptureService::WindowCapture>
 ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeBackdrop) const {
     if (!backend()) return noScreen();

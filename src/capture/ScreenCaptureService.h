@@ -49,6 +49,14 @@ public:
     // One window with its frame; fails with "Window not found" (code 2).
     Result<WindowCapture> captureWindowWithBackdrop(uint32_t windowID, bool includeBackdrop = false) const;
 
+    // Whether a rectangle in points, from the display's top-left corner, lies on the
+    // display: otherwise the sentence that says what is wrong with it (no size, off the
+    // display, or reaching past its edge). Rectangles that scripts and URLs name are
+    // refused by it rather than quietly clipped.
+    static Result<bool> checkArea(const QRectF& rect, const platform::DisplayInfo& display);
+    // The first of those checks: a width and height greater than 0.
+    static Result<bool> checkAreaSize(const QRectF& rect);
+
     static Error displayNotFound();
     static Error windowNotFound();
 

@@ -64,6 +64,7 @@ Result<Plan> fullscreenPlan(std::optional<uint32_t> displayID) {
 Result<Plan> rectPlan(const QRectF& area, std::optional<uint32_t> displayID, bool copyOnly) {
     const auto display = displayFor(displayID);
     if (!display) return display.error();
+    if (const auto fits = ScreenCaptureService::checkArea(area, *display); !fits) return fits.error();
     const CaptureContext context = CaptureContext::frontmost();
     const DeliveryOptions options = copyOnly ? DeliveryOptions::copyOnly() : DeliveryOptions{};
     const auto preparation = OutputPipeline::preparationFor(options, false);

@@ -60,6 +60,7 @@ Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path) {
         return model;
     }
     // A capture with its edits kept beside it; a broken project falls back to the pixels.
+    bool projectLost = false;
     if (ProjectStore::has(path)) {
         if (auto document = ProjectStore::load(path)) {
             if (auto model = fromDocument(*document, ProjectStore::pathFor(path))) {
@@ -67,12 +68,37 @@ Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path) {
                 return model;
             }
         }
+        projectLost = true;
     }
     const QImage image = ImageUtils::decoded(bytes);
     if (image.isNull()) return Error{cannotOpen};
+    if (projectLost)
+        Toast::show(QStringLiteral("The edits of %1 could not be read: its project is damaged, so the "
+                                   "image opens without them")
+                        .arg(QFileInfo(path).fileName()),
+                    6.0);
     auto model = std::make_unique<EditorModel>(image, scaleOf(image));
     model->sourceURL = path;
     return model;
+}
+
+Result<bool> check(const QString& path) {
+    const QString name = QFileInfo(path).fileName();
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return Error{QStringLiteral("Cannot read %1").arg(path)};
+    const QByteArray bytes = file.readAll();
+    const bool looksLikeProject = bytes.startsWith("bplist00") ||
+                                  QFileInfo(path).suffix().compare(u"pictavia", Qt::CaseInsensitive) == 0;
+    if (looksLikeProject) {
+        const auto document = ProjectDocument::fromBinary(bytes);
+        if (!document || ImageUtils::decoded(document->imagePNG).isNull())
+            return Error{QStringLiteral("%1 is a damaged Pictavia project and cannot be opened").arg(name)};
+        return true;
+    }
+    if (ImageUtils::decoded(bytes).isNull())
+        return Error{QStringLiteral("%1 is neither an image nor a Pictavia project").arg(name)};
+    return true;
 }
 
 void open(const QString& path) {

@@ -15,8 +15,13 @@ namespace ClipboardOpener {
 // Shows an editor window for a model; the interface sets it.
 void setPresenter(std::function<void(std::unique_ptr<EditorModel>)> present);
 
-// The model for a file, or the sentence that says why it cannot be opened.
+// The model for a file, or the sentence that says why it cannot be opened. A capture
+// whose project cannot be read opens as its image alone, with a toast that says so.
 Result<std::unique_ptr<EditorModel>> modelForFile(const QString& path);
+
+// Whether the editor can open the file, without opening it: the sentence that says why
+// not, naming the file, for a file that is neither an image nor a readable project.
+Result<bool> check(const QString& path);
 
 // The copied file or picture; "Clipboard has no image or file to open" when there is none.
 void openClipboard();

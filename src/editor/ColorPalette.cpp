@@ -1,6 +1,7 @@
 #include "editor/ColorPalette.h"
 
 #include "app/AppPaths.h"
+#include "common/Log.h"
 #include "editor/Annotation.h"
 
 #include <QDir>
@@ -68,7 +69,7 @@ void save(const QList<QColor>& colors) {
     QDir().mkpath(AppPaths::dataDirectory());
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(array).toJson()) < 0 || !file.commit())
-        qWarning("Could not write the colour palette to %s", qPrintable(path));
+        qCWarning(lcPictavia, "Could not write the colour palette to %s", qPrintable(path));
 }
 
 } // namespace ColorPalette

@@ -5,6 +5,7 @@
 #include "app/Usage.h"
 #include "capture/CaptureContext.h"
 #include "capture/FileNamer.h"
+#include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/OutputPipeline.h"
 #include "capture/SaveFolder.h"
@@ -558,7 +559,7 @@ std::optional<QString> EditorModel::saveViaPanel() {
     if (!m_panels.chooseSaveFile) return std::nullopt;
     const QString format = Prefs::text(QStringLiteral("imageFormat"));
     const QString suggested =
-        QDir(Prefs::saveDirectory()).filePath(suggestedFileName() + QLatin1Char('.') + format);
+        QDir(SaveFolder::directory()).filePath(suggestedFileName() + QLatin1Char('.') + format);
     const QString path = m_panels.chooseSaveFile(suggested);
     if (path.isEmpty()) return std::nullopt;
     const auto image = renderFinal();
@@ -573,7 +574,7 @@ std::optional<QString> EditorModel::saveViaPanel() {
 std::optional<QString> EditorModel::exportProject() {
     if (!m_panels.chooseProjectFile) return std::nullopt;
     const QString suggested =
-        QDir(Prefs::saveDirectory()).filePath(suggestedFileName() + QStringLiteral(".pictavia"));
+        QDir(SaveFolder::directory()).filePath(suggestedFileName() + QStringLiteral(".pictavia"));
     const QString path = m_panels.chooseProjectFile(suggested);
     if (path.isEmpty()) return std::nullopt;
     const auto written = SaveFolder::writeFile(path, makeProject().toBinary());
@@ -583,7 +584,40 @@ std::optional<QString> EditorModel::exportProject() {
 
 void EditorModel::done() {
     Usage::count(QStringLiteral("editor.done"));
+    // A capture from the history takes its edits back there: the file shows them, and the
+    // project keeps them editable on the original pixels.
+    if (hasEdits() && updateHistoryCapture()) persistProject();
     if (onDone) onDone();
+}
+
+bool EditorModel::hasEdits() const {
+    return canUndo() || !m_scene.annotations.isEmpty() || m_scene.padding > 0 ||
+           m_scene.background != BackgroundStyle::None;
+}
+
+bool EditorModel::updateHistoryCapture() {
+    if (sourceURL.isEmpty() || HistoryManager::captureIdOf(sourceURL).isEmpty()) return false;
+    const auto image = renderFinal();
+    if (!image) return false;
+    const QString name = QFileInfo(sourceURL).fileName();
+    const auto format = ImageUtils::formatNamed(QFileInfo(sourceURL).suffix());
+    const auto encoded = ImageUtils::encode(*image, format.value_or(QStringLiteral("png")), m_scene.scale);
+    if (!format || encoded.format != *format) {
+        Toast::show(QStringLiteral("Could not update %1: this format cannot be written").arg(name));
+        return false;
+    }
+    // Written in place rather than replaced: the file keeps its creation date, and with it
+    // its place among the captures.
+    QFile file(sourceURL);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(encoded.bytes) != encoded.bytes.size()) {
+        Toast::show(QStringLiteral("Could not update %1: %2").arg(name, file.errorString()));
+        return false;
+    }
+    file.close();
+    // Read again: its size and text are the edited image's now.
+    HistoryManager::addToIndex(sourceURL, CaptureContext{});
+    return true;
 }
 
 void EditorModel::extractText() {

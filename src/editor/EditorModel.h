@@ -158,6 +158,8 @@ public:
     std::optional<QString> saveViaPanel();
     // Writes the project where the user chooses.
     std::optional<QString> exportProject();
+    // Finishes editing: a capture from the history is written back there with its edits
+    // (its project keeps them editable), then onDone runs.
     void done();
     void extractText();
 
@@ -217,6 +219,11 @@ private:
     void setBaseImage(const QImage& image);
     void transformAnnotations(const std::function<QPointF(QPointF)>& map, double sizeFactor = 1.0);
     QString suggestedFileName() const;
+    // Anything that makes the result differ from the image it was opened with.
+    bool hasEdits() const;
+    // Writes the rendered image over the history capture it was opened from, and has the
+    // history read it again. False when there is none, or it could not be written.
+    bool updateHistoryCapture();
 
     EditorScene m_scene;
     BlurCache m_blurCache;

@@ -2,6 +2,7 @@
 
 #include "app/AppPaths.h"
 #include "app/Prefs.h"
+#include "common/Log.h"
 
 #include <QDir>
 #include <QFile>
@@ -135,7 +136,8 @@ void PresetStore::load() {
     std::optional<FileContents> contents;
     if (file.open(QIODevice::ReadOnly)) contents = parse(file.readAll());
     if (!contents) {
-        qWarning("Beautify presets in %s could not be read; using the built-in ones", qPrintable(m_filePath));
+        qCWarning(lcPictavia, "Beautify presets in %s could not be read; using the built-in ones",
+                  qPrintable(m_filePath));
         m_backUpBeforeWriting = true;
         return;
     }
@@ -150,7 +152,7 @@ void PresetStore::save() const {
         const QString backup = m_filePath + QStringLiteral(".bak");
         QFile::remove(backup);
         if (!QFile::copy(m_filePath, backup)) {
-            qWarning("Could not back up %s; leaving it unchanged", qPrintable(m_filePath));
+            qCWarning(lcPictavia, "Could not back up %s; leaving it unchanged", qPrintable(m_filePath));
             return;
         }
         m_backUpBeforeWriting = false;
@@ -163,5 +165,5 @@ void PresetStore::save() const {
 
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(root).toJson()) < 0 || !file.commit())
-        qWarning("Could not write beautify presets to %s", qPrintable(m_filePath));
+        qCWarning(lcPictavia, "Could not write beautify presets to %s", qPrintable(m_filePath));
 }

@@ -1,6 +1,7 @@
 #include "editor/ProjectStore.h"
 
 #include "app/AppPaths.h"
+#include "common/Log.h"
 
 #include <QDir>
 #include <QFile>
@@ -31,7 +32,7 @@ std::optional<QString> save(const ProjectDocument& document, const QString& capt
     const QString path = pathFor(captureFile);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        qWarning("Could not write the project %s", qPrintable(path));
+        qCWarning(lcPictavia, "Could not write the project %s", qPrintable(path));
         return std::nullopt;
     }
     return path;

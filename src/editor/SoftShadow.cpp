@@ -88,14 +88,18 @@ void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerR
     }
     const QImage shadow = blackWithAlpha(GaussianBlur::blurred(mask, sigmaOf(radius)), spec.alpha);
 
-    // Target: the rectangle grown by the fall-off, moved down.
-    const QRectF target = rect.adjusted(-reach, -reach, reach, reach).translated(0, spec.offsetDown);
-    const double t = std::min({double(tile), target.width() / 2, target.height() / 2});
+    // Target: the rectangle grown by the fall-off, moved down, on whole pixels: pieces that
+    // met inside a pixel would each cover it in part and leave a light seam between them.
+    const QRectF grown = rect.adjusted(-reach, -reach, reach, reach).translated(0, spec.offsetDown);
+    const QRectF target(QPointF(std::round(grown.left()), std::round(grown.top())),
+                        QPointF(std::round(grown.right()), std::round(grown.bottom())));
+    const double t = std::floor(std::min({double(tile), target.width() / 2, target.height() / 2}));
     const double xs[4] = {target.left(), target.left() + t, target.right() - t, target.right()};
     const double ys[4] = {target.top(), target.top() + t, target.bottom() - t, target.bottom()};
     const double ss[4] = {0, t, side - t, double(side)};
     painter.save();
     painter.setPen(Qt::NoPen);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
     for (int row = 0; row < 3; ++row)
         for (int column = 0; column < 3; ++column) {
             const QRectF to(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1]));
@@ -106,12 +110,11 @@ void drawRoundedRectShadow(QPainter& painter, const QRectF& rect, double cornerR
             } else if (row == 1 && column == 1) {
                 painter.fillRect(to, shadow.pixelColor(tile, tile));
             } else {
-                // An edge: the profile across it, repeated along it.
-                const QImage profile = row == 1 ? shadow.copy(QRectF(ss[column], tile, t, 1).toAlignedRect())
-                                                : shadow.copy(QRectF(tile, ss[row], 1, t).toAlignedRect());
-                QBrush brush(profile);
-                brush.setTransform(QTransform::fromTranslate(to.left(), to.top()));
-                painter.fillRect(to, brush);
+                // An edge: the profile across it, stretched along it. Not a tiled brush: at
+                // a fractional position its pattern wraps round and draws the inner end of
+                // the profile as a dark line along the outer side.
+                const QRectF from = row == 1 ? QRectF(ss[column], tile, t, 1) : QRectF(tile, ss[row], 1, t);
+                painter.drawImage(to, shadow, from);
             }
         }
     painter.restore();

@@ -98,11 +98,11 @@ bool zip(const QStringList& files, const QString& destination) {
     return archiver->zipFolder(folder, destination).ok();
 }
 
-int beautifyAndExport(const QStringList& files, const QString& folder,
-                      const std::optional<BeautifyPreset>& preset) {
+QStringList beautifyAndExport(const QStringList& files, const QString& folder,
+                              const std::optional<BeautifyPreset>& preset) {
     const BeautifyPreset style = preset.value_or(PresetStore::shared().active());
     const QString format = Prefs::text(QStringLiteral("imageFormat"));
-    int written = 0;
+    QStringList written;
     for (const QString& path : files) {
         const QImage image = ImageUtils::readFile(path);
         if (image.isNull()) continue;
@@ -110,7 +110,8 @@ int beautifyAndExport(const QStringList& files, const QString& folder,
         const QImage styled = Beautifier::apply(image, scale, style, hasTransparency(image));
         const ImageUtils::Encoded encoded = ImageUtils::encode(styled, format, scale);
         const QString name = QFileInfo(path).completeBaseName() + QStringLiteral(" styled.") + encoded.format;
-        if (SaveFolder::writeFile(FileNamer::uniquePath(folder, name), encoded.bytes)) ++written;
+        if (const auto saved = SaveFolder::writeFile(FileNamer::uniquePath(folder, name), encoded.bytes))
+            written << *saved;
     }
     return written;
 }
@@ -141,7 +142,7 @@ void beautifyAndExportToFolder(const QStringList& files) {
     if (!hasSelection(files) || !panels().chooseFolder) return;
     const QString folder = panels().chooseFolder();
     if (folder.isEmpty()) return;
-    const int count = beautifyAndExport(files, folder);
+    const auto count = beautifyAndExport(files, folder).size();
     Toast::show(QStringLiteral("Exported %1 styled %2").arg(count).arg(count == 1 ? u"image" : u"images"));
 }
 

@@ -23,9 +23,9 @@ bool zip(const QStringList& files, const QString& destination);
 
 // Writes a beautified copy of every image into `folder` as "<name> styled.<ext>", in the
 // "imageFormat" format (PNG when it can't be written), under a free name when taken.
-// Without a preset, the active one. Returns the number of images written.
-int beautifyAndExport(const QStringList& files, const QString& folder,
-                      const std::optional<BeautifyPreset>& preset = std::nullopt);
+// Without a preset, the active one. Returns the paths written, in the order of `files`.
+QStringList beautifyAndExport(const QStringList& files, const QString& folder,
+                              const std::optional<BeautifyPreset>& preset = std::nullopt);
 
 // What the operations ask of the windows; each returns an empty path when cancelled.
 struct Panels {

@@ -10,11 +10,14 @@
 
 namespace HistoryFiles {
 
+Error notFound(const QString& name) {
+    return Error{QStringLiteral("There is no capture named %1 in the history.").arg(name)};
+}
+
 Result<bool> remove(HistoryIndex& index, const QString& name) {
     const QString path = QDir(index.historyDirectory()).filePath(name);
     const bool isFile = !name.isEmpty() && !name.contains(u'/') && QFileInfo(path).isFile();
-    if (!isFile && !index.record(name))
-        return Error{QStringLiteral("There is no capture named %1 in the history.").arg(name)};
+    if (!isFile && !index.record(name)) return notFound(name);
     if (isFile && !QFile::remove(path))
         return Error{QStringLiteral("Couldn't delete %1. Check the folder's permissions.").arg(name)};
     index.remove(name);
@@ -24,8 +27,7 @@ Result<bool> remove(HistoryIndex& index, const QString& name) {
 
 Result<QString> rename(HistoryIndex& index, const QString& name, const QString& newName) {
     const QDir folder(index.historyDirectory());
-    if (name.isEmpty() || !QFileInfo(folder.filePath(name)).isFile())
-        return Error{QStringLiteral("There is no capture named %1 in the history.").arg(name)};
+    if (name.isEmpty() || !QFileInfo(folder.filePath(name)).isFile()) return notFound(name);
     QString target = FileNamer::sanitize(newName);
     if (target.isEmpty() || target.startsWith(u'.'))
         return Error{QStringLiteral("Enter a name for the capture.")};

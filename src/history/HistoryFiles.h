@@ -9,6 +9,9 @@ class HistoryIndex;
 // Changes to a history capture that touch its file, its record and its project together.
 namespace HistoryFiles {
 
+// "There is no capture named NAME in the history.", the one wording of that error.
+Error notFound(const QString& name);
+
 // Deletes the file, its project and its record. An error when there is no such capture or
 // the file cannot be deleted; the record and project stay then.
 Result<bool> remove(HistoryIndex& index, const QString& name);

@@ -18,7 +18,8 @@ const char* const captureUsage = R"(Usage: pictavia capture KIND [options]
 
 Takes one capture and delivers it as the preferences say: stored in the history,
 copied to the clipboard, saved to the save folder, handed to the post-capture
-action. Prints the path of the file.
+action. Prints the path of the file; with --copy the capture only goes to the
+clipboard: nothing is saved, stored in the history or printed.
 
 Kinds:
   fullscreen [--display N]                  a whole display
@@ -26,7 +27,8 @@ Kinds:
                                             display's top-left corner
   window (--id N | --app NAME)              one window with its frame
 
-Without --display, the display under the pointer is used.
+Without --display, the display under the pointer is used. A rectangle that
+reaches past the display's edge is refused, not clipped.
 Run "pictavia capture KIND --help" for the options of one kind.
 )";
 
@@ -212,7 +214,8 @@ int reportCapture(const Result<OutputPipeline::Delivered>& result) {
         CommandOutput::error(result.error().message);
         return CommandLine::failed;
     }
-    CommandOutput::out(result->file() + u'\n');
+    // A copy to the clipboard only has no file to name.
+    if (!result->file().isEmpty()) CommandOutput::out(result->file() + u'\n');
     return CommandLine::ok;
 }
 

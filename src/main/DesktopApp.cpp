@@ -113,6 +113,7 @@ void installDestinations() {
     URLCommands::Destinations d;
     d.openClipboard = [] { ClipboardOpener::openClipboard(); };
     d.openFile = [](const QString& path) { ClipboardOpener::open(path); };
+    d.canOpenFile = [](const QString& path) { return bool(ClipboardOpener::check(path)); };
     d.showHistory = [] { ui::MainWindow::shown(ui::MainWindow::Page::Library); };
     d.showSettings = [] { ui::MainWindow::shown(ui::MainWindow::Page::Settings); };
     URLCommands::setDestinations(std::move(d));
@@ -198,6 +199,15 @@ void handle(const QStringList& arguments, bool firstStart) {
                                : QStringLiteral("Pictavia is already running"));
 }
 
+// Why the URLs among `arguments` cannot be carried out, one sentence each.
+QStringList urlProblems(const QStringList& arguments) {
+    QStringList problems;
+    for (const QString& argument : arguments)
+        if (isURL(argument))
+            if (const auto problem = URLCommands::problem(QUrl(argument))) problems << *problem;
+    return problems;
+}
+
 // A URL that started a capture is answered once the capture is stored, so the caller never
 // hears "done" of a capture that an ending app never made. A flow that waits for the user
 // (an overlay, the window picker) is answered at once: a script does not wait on a person.
@@ -221,6 +231,14 @@ bool wants(const QStringList& arguments) {
 
 int run(int argc, char** argv, const QStringList& arguments) {
     const InstanceChannel::Request request{InstanceChannel::Kind::open, QDir::currentPath(), arguments};
+    // A URL that cannot be carried out starts no Pictavia; a running one shows why as well.
+    if (const QStringList problems = urlProblems(arguments); !problems.isEmpty()) {
+        const auto forwarded = InstanceChannel::forward(request);
+        if (forwarded.outcome == InstanceChannel::Outcome::done) return forwarded.exitCode;
+        for (const QString& problem : problems)
+            std::fprintf(stderr, "pictavia: %s\n", qPrintable(problem));
+        return CommandLine::failed;
+    }
     const auto claim = InstanceChannel::elect(request);
     if (const int* code = std::get_if<int>(&claim)) return *code;
 
@@ -270,7 +288,12 @@ int run(int argc, char** argv, const QStringList& arguments) {
         [](const InstanceChannel::Request& request, std::shared_ptr<InstanceChannel::Reply> reply) {
             if (request.kind == InstanceChannel::Kind::run)
                 return HostedCommands::run(request, std::move(reply));
+            const QStringList problems = urlProblems(request.arguments);
             handle(request.arguments, false);
+            if (!problems.isEmpty()) {
+                reply->err(QStringLiteral("pictavia: %1\n").arg(problems.join(u"\npictavia: ")).toUtf8());
+                return reply->finish(CommandLine::failed);
+            }
             answerWhenCaptured(std::move(reply));
         });
     // AI agents: served once everything else is ready, like the instance socket.

@@ -1,7 +1,9 @@
 #include "main/EditCommand.h"
 
+#include "editor/ClipboardOpener.h"
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
+#include "main/PlatformSetup.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -26,12 +28,16 @@ int runEditCommand(int argc, char** argv, const QStringList& arguments) {
         if (!stop && parser.positionalArguments().size() != 1)
             stop = CommandLine::usageError(QStringLiteral("name one file to edit"));
         if (!stop) path = QFileInfo(parser.positionalArguments().first()).absoluteFilePath();
+        // Checked here, where the caller hears of it, before any Pictavia is started or asked.
+        if (!stop) {
+            PlatformSetup::installImageServices();
+            if (const auto openable = ClipboardOpener::check(path); !openable) {
+                std::fprintf(stderr, "pictavia: %s\n", qPrintable(openable.error().message));
+                stop = CommandLine::failed;
+            }
+        }
     }
     if (stop) return *stop;
-    if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable()) {
-        std::fprintf(stderr, "pictavia: cannot open %s\n", qPrintable(path));
-        return CommandLine::failed;
-    }
     QUrl url(QStringLiteral("pictavia://open-file"));
     QUrlQuery query;
     query.addQueryItem(QStringLiteral("path"), QString::fromUtf8(QUrl::toPercentEncoding(path)));

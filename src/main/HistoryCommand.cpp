@@ -144,7 +144,7 @@ std::optional<int> parseName(const QStringList& arguments, const QString& action
 }
 
 int unknown(const QString& name) {
-    CommandOutput::error(QStringLiteral("there is no capture named \"%1\" in the history").arg(name));
+    CommandOutput::error(HistoryFiles::notFound(name).message);
     return CommandLine::failed;
 }
 

@@ -46,7 +46,9 @@ int runHistoryExportCommand(const QStringList& arguments) {
     const QCommandLineOption zip(QStringLiteral("zip"), QStringLiteral("Write a ZIP archive to FILE."),
                                  QStringLiteral("FILE"));
     const QCommandLineOption styled(
-        QStringLiteral("styled"), QStringLiteral("Write beautified copies into FOLDER (made when missing)."),
+        QStringLiteral("styled"),
+        QStringLiteral("Write beautified copies into FOLDER (made when missing) and print\n"
+                       "their paths."),
         QStringLiteral("FOLDER"));
     const QCommandLineOption preset(
         QStringLiteral("preset"),
@@ -108,12 +110,11 @@ int runHistoryExportCommand(const QStringList& arguments) {
             CommandOutput::error(QStringLiteral("cannot make the folder %1").arg(folder));
             return CommandLine::failed;
         }
-        const int count = HistoryBatch::beautifyAndExport(files, folder, style);
-        reportSkipped(count, files.size());
-        CommandOutput::out(QStringLiteral("Exported %1 styled %2\n")
-                               .arg(count)
-                               .arg(count == 1 ? QStringLiteral("image") : QStringLiteral("images")));
-        if (count == 0) return CommandLine::failed;
+        const QStringList written = HistoryBatch::beautifyAndExport(files, folder, style);
+        reportSkipped(int(written.size()), files.size());
+        for (const QString& path : written)
+            CommandOutput::out(path + u'\n');
+        if (written.isEmpty()) return CommandLine::failed;
     }
     return CommandLine::ok;
 }

@@ -14,6 +14,7 @@ all-in-one; change them under [Hotkeys] in ~/.config/pictavia/pictavia.conf).
 When it is already running, the arguments go to the running instance:
   pictavia pictavia://capture-fullscreen
   pictavia "pictavia://capture-area?x=0&y=0&width=640&height=480&copy"
+                 (&copy: to the clipboard only; a rectangle must lie on the display)
   --background   start without the greeting
   --trust-any-agent
                  let any program of this user use the AI agent socket, not only

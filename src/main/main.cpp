@@ -1,5 +1,6 @@
 // pictavia: the desktop application and its command line.
 
+#include "app/Prefs.h"
 #include "app/Usage.h"
 #include "main/AgentsCommand.h"
 #include "main/CaptureCommand.h"
@@ -11,6 +12,7 @@
 #include "main/HostedCommands.h"
 #include "main/InstanceChannel.h"
 #include "main/ListCommand.h"
+#include "main/MessageFilter.h"
 #include "main/StandaloneHistory.h"
 #include "main/TextCommand.h"
 #include "main/UsageText.h"
@@ -38,6 +40,7 @@ QStringList argumentsOf(int argc, char** argv) {
 // The application, in pictavia-app.so: the launcher (Launcher.cpp) answers --help and
 // --version itself and hands every other run to this.
 PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
+    MessageFilter::install();
     const QStringList arguments = argumentsOf(argc, argv);
     const QString command = arguments.value(0);
 
@@ -64,6 +67,9 @@ PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
     // Command-line runs need no window system of Qt's own: they reach the X server
     // through the screen backend.
     QCoreApplication app(argc, argv);
+    // The same defaults as the app's: a style, a format or a folder nobody set still has
+    // its documented value here.
+    Prefs::registerDefaults();
     // No app runs: this process must not write the index, only append to its journal.
     StandaloneHistory::useJournal();
     const QStringList rest = arguments.mid(1);

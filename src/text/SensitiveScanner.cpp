@@ -1,5 +1,6 @@
 #include "text/SensitiveScanner.h"
 
+#include "common/Log.h"
 #include "platform/Platform.h"
 #include "text/Homoglyphs.h"
 
@@ -65,7 +66,8 @@ const Patterns& patterns() {
                 icu::UnicodeString(sources[i].expression),
                 sources[i].caseInsensitive ? UREGEX_CASE_INSENSITIVE : 0, where, status));
             if (U_FAILURE(status)) {
-                qWarning("Sensitive-data pattern %zu does not compile: %s", i, u_errorName(status));
+                qCWarning(lcPictavia, "Sensitive-data pattern %zu does not compile: %s", i,
+                          u_errorName(status));
                 result[i].reset();
             }
         }

@@ -1,9 +1,9 @@
 #include "ui/PinWindow.h"
 
 #include "app/FloatingLayout.h"
-#include "app/Prefs.h"
 #include "app/QuickActions.h"
 #include "capture/FileNamer.h"
+#include "capture/SaveFolder.h"
 
 #include <QCloseEvent>
 #include <QContextMenuEvent>
@@ -217,8 +217,7 @@ void PinWindow::copy() {
 }
 
 void PinWindow::saveAs() {
-    const QString folder = Prefs::saveDirectory();
-    QDir().mkpath(folder);
+    const QString folder = SaveFolder::directory();
     const QString name =
         FileNamer::filename(QStringLiteral("png"), QDateTime::currentDateTime(), {}, m_scale);
     const QString path = QFileDialog::getSaveFileName(

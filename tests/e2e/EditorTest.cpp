@@ -5,6 +5,7 @@
 #include "WaitUntil.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QPainter>
 #include <QUrl>
 #include <gtest/gtest.h>
@@ -47,8 +48,9 @@ protected:
     void SetUp() override {
         server = XServer::start({.width = 1280, .height = 800, .windowManager = true});
         // openbox keeps Print for itself; other keys keep the warning toast off the screenshots.
-        app = std::make_unique<AppSession>(*server,
-                                           "showQuickAccess = false\n[Hotkeys]\narea = F8\nallInOne = F9\n");
+        app = std::make_unique<AppSession>(
+            *server,
+            "showQuickAccess = false\nsaveDirectory = ~/Shots\n[Hotkeys]\narea = F8\nallInOne = F9\n");
         imagePath = app->home().path() + "/editor-input.png";
         ASSERT_TRUE(testImage().save(imagePath));
     }
@@ -125,11 +127,11 @@ protected:
     }
 
     QStringList saved() const {
-        return QDir(app->home().path() + "/Desktop")
+        return QDir(app->home().path() + "/Shots")
             .entryList({QStringLiteral("*.png")}, QDir::Files, QDir::Name);
     }
 
-    QImage savedImage() const { return QImage(app->home().path() + "/Desktop/" + saved().value(0)); }
+    QImage savedImage() const { return QImage(app->home().path() + "/Shots/" + saved().value(0)); }
 
     const std::string title = "Pictavia Editor — editor-input.png";
     std::unique_ptr<XServer> server;
@@ -187,6 +189,7 @@ TEST_F(EditorTest, ArrowAndBlurAreDrawnAndSaved) {
         settle(400);
     }
     key("ctrl+0"); // fit, now that the canvas has grown by the padding
+    key("a");      // the arrow's style bar beside the open drawer: every control shows
     settle(300);
     app->screenshot("editor-beautified");
 }
@@ -249,7 +252,7 @@ TEST_F(EditorTest, EveryToolLeavesItsMarkAndCropKeepsTheSelection) {
     ASSERT_TRUE(waitUntil([&] {
         sizes.clear();
         for (const QString& name : saved())
-            sizes.append(QImage(app->home().path() + "/Desktop/" + name).size());
+            sizes.append(QImage(app->home().path() + "/Shots/" + name).size());
         return !sizes.contains(QSize());
     }));
     EXPECT_TRUE(sizes.contains(imageSize));
@@ -258,6 +261,51 @@ TEST_F(EditorTest, EveryToolLeavesItsMarkAndCropKeepsTheSelection) {
     key("ctrl+b");
     settle(400);
     app->screenshot("editor-beautify-panel");
+}
+
+// A text typed and left with Esc stays; Done writes the edits into the history capture
+// itself, and its project keeps them editable.
+TEST_F(EditorTest, EscKeepsTypedTextAndDoneUpdatesTheHistoryCapture) {
+    const QString history = app->home().path() + "/data/Pictavia/History";
+    QDir().mkpath(history);
+    imagePath = history + "/editor-input.png";
+    ASSERT_TRUE(testImage().save(imagePath));
+    openEditor();
+
+    key("t");
+    click({40, 230});
+    app->xdotool({"type", "Kept"});
+    key("Escape");
+    app->screenshot("editor-text-after-esc");
+    key("ctrl+Return");
+    ASSERT_TRUE(app->waitForWindows(title, 0)) << app->log();
+
+    // The history file itself shows the text now, under its own name.
+    const auto redIn = [&](const QImage& image) {
+        int red = 0;
+        for (int y = 225; y < 290; ++y)
+            for (int x = 35; x < 200; ++x)
+                red += near(image.pixel(x, y), arrowRed, 40);
+        return red;
+    };
+    QImage updated;
+    ASSERT_TRUE(waitUntil([&] {
+        updated = QImage(imagePath).convertToFormat(QImage::Format_RGB32);
+        return !updated.isNull() && redIn(updated) > 30;
+    })) << "the typed text is not in the history file";
+    EXPECT_EQ(updated.size(), imageSize);
+    EXPECT_EQ(app->captures(), QStringList{"editor-input.png"});
+    EXPECT_FALSE(QFileInfo::exists(app->home().path() + "/Desktop"));
+
+    // Opened again, the text is an annotation over the untouched pixels.
+    const ProcessOutput sent = app->send({"edit", imagePath.toStdString()});
+    ASSERT_EQ(sent.exitCode, 0) << sent.err;
+    ASSERT_TRUE(app->waitForWindows(title, 1)) << app->log();
+    settle(700);
+    key("ctrl+1");
+    ASSERT_TRUE(waitUntil([&] { return locateImage(); }));
+    EXPECT_GT(redIn(grabScreen().copy(QRect(origin, imageSize))), 30);
+    app->screenshot("editor-reopened-text");
 }
 
 } // namespace

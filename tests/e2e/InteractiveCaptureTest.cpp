@@ -54,7 +54,7 @@ TEST_F(InteractiveCaptureTest, URLWithACompleteRectangleSavesExactlyThosePixels)
     ASSERT_EQ(image.size(), client.size());
     EXPECT_EQ(patternMismatches(image, image.rect(), "quadrants"), 0);
 
-    EXPECT_EQ(app->open("pictavia://UNKNOWN").exitCode, 0);
+    EXPECT_EQ(app->open("pictavia://UNKNOWN").exitCode, 1); // told, and shown the toast
     EXPECT_TRUE(app->waitForLog("Unknown pictavia:// command \"unknown\"")) << app->log();
     // A bare second start reaches the running instance too, and ends.
     EXPECT_EQ(app->send({}).exitCode, 0);

@@ -70,7 +70,9 @@ TEST_F(OneHistoryWriterTest, ACommandLineCaptureWhileTheAppRunsIsSearchableAtOnc
     // Command-line output and exit codes come back through the app.
     const ProcessOutput unknown = app->send({"history", "keep", "no such capture.png"});
     EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_NE(unknown.err.find("there is no capture named"), std::string::npos) << unknown.err;
+    EXPECT_NE(unknown.err.find("There is no capture named no such capture.png in the history."),
+              std::string::npos)
+        << unknown.err;
 }
 
 TEST_F(OneHistoryWriterTest, AKeepFlagSetWhileTheAppRunsSurvivesItsSavesAndThePruning) {

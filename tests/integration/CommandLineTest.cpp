@@ -5,6 +5,7 @@
 #include "TestWindow.h"
 #include "XServer.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -13,6 +14,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <gtest/gtest.h>
 
 namespace {
@@ -137,6 +139,8 @@ TEST_F(CommandLineTest, FailuresExplainThemselves) {
     expectFailure({"capture", "window", "--app", "nothing-like-it"}, "No window of an application named");
     expectFailure({"capture", "fullscreen", "--display", "4242"}, "Display not found");
     expectFailure({"capture", "area", "--rect", "5000,5000,10,10"}, "That area is off screen");
+    expectFailure({"capture", "area", "--rect", "1000,700,100,100"},
+                  "That area reaches past the edge of the display, which is 1024×768 points");
     expectFailure({"capture", "area", "--rect", "1,2,3"}, "--rect needs four numbers");
     expectFailure({"capture", "area"}, "needs --rect");
     expectFailure({"capture", "window"}, "needs either --id N or --app NAME");
@@ -158,6 +162,95 @@ TEST_F(CommandLineTest, FailuresExplainThemselves) {
     ASSERT_TRUE(noDisplay.waitForFinished(30000));
     EXPECT_EQ(noDisplay.exitCode(), 1);
     EXPECT_TRUE(noDisplay.readAllStandardError().contains("DISPLAY is not set"));
+}
+
+// Mistakes a new user makes: each ends with one sentence and a non-zero exit, starts no
+// Pictavia, and leaves no capture behind.
+TEST_F(CommandLineTest, WrongFilesURLsAndNamesExitNonZeroWithOneSentence) {
+    const auto write = [&](const QString& name, const QByteArray& bytes) {
+        QFile file(home.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return file.fileName().toStdString();
+    };
+    const auto expectFailure = [&](const std::vector<std::string>& args, const std::string& sentence) {
+        const ProcessOutput out = pictavia(args);
+        EXPECT_EQ(out.exitCode, 1) << sentence;
+        EXPECT_EQ(out.err, "pictavia: " + sentence + "\n");
+        EXPECT_TRUE(out.out.empty()) << out.out;
+    };
+    expectFailure({"edit", write("notimg.txt", "just words")},
+                  "notimg.txt is neither an image nor a Pictavia project");
+    expectFailure({"edit", write("damaged.pictavia", QByteArray("bplist00") + QByteArray(64, '\x7f'))},
+                  "damaged.pictavia is a damaged Pictavia project and cannot be opened");
+    expectFailure({"pictavia://take-a-selfie"}, "Unknown pictavia:// command \"take-a-selfie\"");
+    expectFailure({"pictavia://capture-area?x=0&y=0&width=-5&height=10"},
+                  "The area's size is invalid: its width and height must be greater than 0");
+    // One wording for one mistake, whichever action meets it.
+    for (const std::string action : {"keep", "unkeep", "delete"})
+        expectFailure({"history", action, "nothing.png"},
+                      "There is no capture named nothing.png in the history.");
+    EXPECT_FALSE(QFileInfo::exists(home.path() + "/pictavia/instance")); // no Pictavia was started
+    EXPECT_TRUE(QDir(home.path() + "/data/Pictavia/History").isEmpty());
+}
+
+// A picture whose text chunk fails its checksum makes libpng warn; the user hears nothing
+// of it, and the command does its work.
+TEST_F(CommandLineTest, LibraryWarningsStayOffStderr) {
+    QImage picture(32, 24, QImage::Format_RGB32);
+    picture.fill(Qt::darkBlue);
+    picture.setText("Comment", "made by the test");
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    ASSERT_TRUE(picture.save(&buffer, "PNG"));
+    const qsizetype text = png.indexOf("tEXt");
+    ASSERT_GT(text, 4);
+    const qsizetype length = qFromBigEndian<quint32>(png.constData() + text - 4);
+    png[text + 4 + length] = char(png[text + 4 + length] ^ 0x5a); // the chunk's checksum
+    const QString path = home.filePath("checksum.png");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(png);
+    file.close();
+
+    const ProcessOutput scanned = pictavia({"scan", path.toStdString()});
+    EXPECT_EQ(scanned.exitCode, 0) << scanned.err;
+    EXPECT_EQ(scanned.err, "");
+    const ProcessOutput styled = pictavia(
+        {"history", "export", "--styled", home.filePath("styled").toStdString(), path.toStdString()});
+    EXPECT_EQ(styled.exitCode, 0) << styled.err;
+    EXPECT_EQ(styled.err, "");
+}
+
+TEST_F(CommandLineTest, CopyOnlyLeavesTheHistoryAlone) {
+    const ProcessOutput copied = pictavia({"capture", "area", "--rect", "0,0,64,48", "--copy"});
+    EXPECT_EQ(copied.exitCode, 0) << copied.err;
+    EXPECT_TRUE(copied.out.empty()) << copied.out;
+    const QDir history(home.path() + "/data/Pictavia/History");
+    EXPECT_TRUE(history.isEmpty()) << history.entryList().join(", ").toStdString();
+    EXPECT_FALSE(QFileInfo::exists(home.path() + "/data/Pictavia/index.json.journal"));
+}
+
+// The default preset puts the capture on its opaque background, and each written file's
+// path is printed.
+TEST_F(CommandLineTest, StyledExportDrawsTheDefaultBackground) {
+    QString capture;
+    const QImage original = captured({"capture", "area", "--rect", "0,0,120,80"}, &capture);
+    const std::string folder = home.path().toStdString() + "/styled";
+    const ProcessOutput exported =
+        pictavia({"history", "export", "--styled", folder, QFileInfo(capture).fileName().toStdString()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const QString written = QString::fromStdString(exported.out).trimmed();
+    EXPECT_EQ(written,
+              QString::fromStdString(folder) + "/" + QFileInfo(capture).completeBaseName() + " styled.png");
+    const QImage styled = QImage(written).convertToFormat(QImage::Format_ARGB32);
+    ASSERT_EQ(styled.size(), original.size() + QSize(128, 128)); // 64 points of padding around it
+    for (const QPoint corner : {QPoint(0, 0), QPoint(styled.width() - 1, 0), QPoint(0, styled.height() - 1),
+                                QPoint(styled.width() - 1, styled.height() - 1)})
+        EXPECT_EQ(qAlpha(styled.pixel(corner)), 255) << corner.x() << "," << corner.y();
+    // A background, not a flat fill: the glass style's colours differ across it.
+    EXPECT_NE(styled.pixel(0, 0), styled.pixel(styled.width() - 1, styled.height() - 1));
 }
 
 TEST_F(CommandLineTest, PostCaptureScriptSeesTheCapture) {

@@ -174,13 +174,12 @@ Result<QJsonObject> manage(HistoryIndex& index, const QString& captureID, Action
     const QString name = QFileInfo(captureID.trimmed()).fileName();
     const QDir folder(index.historyDirectory());
     if (name.isEmpty() || !QFileInfo(folder.filePath(name)).isFile())
-        return Error{QStringLiteral("There is no capture named %1 in the history.").arg(captureID)};
+        return HistoryFiles::notFound(captureID);
     QString current = name;
     switch (action) {
     case Action::Keep:
     case Action::Unkeep:
-        if (!index.setKeep(name, action == Action::Keep))
-            return Error{QStringLiteral("There is no capture named %1 in the history.").arg(name)};
+        if (!index.setKeep(name, action == Action::Keep)) return HistoryFiles::notFound(name);
         break;
     case Action::Rename: {
         if (newName.trimmed().isEmpty()) return Error{QStringLiteral("rename needs `new_name`.")};

@@ -555,7 +555,6 @@ void EditorCanvas::startTyping(const QPointF& image, std::optional<Annotation> e
         annotation.text = text;
         m_model->addAnnotation(annotation);
     });
-    connect(field, &InlineTextEditor::cancelled, this, [this] { setFocus(); });
     field->show();
     field->setFocus();
 }

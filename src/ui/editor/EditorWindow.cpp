@@ -421,7 +421,9 @@ void EditorWindow::resizeToImage() {
     const QSizeF points = m_model->contentSize() / std::max(1.0, m_model->scale());
     const QSize wanted(int(points.width()) + 120 + (m_beautify->isChecked() ? 260 : 0),
                        int(points.height()) + 190);
-    const QSize size = wanted.expandedTo(QSize(980, 640)).boundedTo(available.size() * 0.9);
+    // The open drawer takes its width from the window, not from the style bar's controls.
+    const QSize least(980 + (m_beautify->isChecked() ? 260 : 0), 640);
+    const QSize size = wanted.expandedTo(least).boundedTo(available.size() * 0.9);
     resize(size);
     QRect frame(QPoint(), size);
     frame.moveCenter(available.center());

@@ -33,12 +33,9 @@ void InlineTextEditor::fitToText() {
 }
 
 void InlineTextEditor::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape) {
-        finish(false);
-        return;
-    }
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-        finish(true);
+    // Escape ends typing as Return does: what was typed stays. Undo takes it back.
+    if (event->key() == Qt::Key_Escape || event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        finish();
         return;
     }
     QLineEdit::keyPressEvent(event);
@@ -47,16 +44,13 @@ void InlineTextEditor::keyPressEvent(QKeyEvent* event) {
 void InlineTextEditor::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
     // Menus and tooltips take focus for a moment without ending the edit.
-    if (event->reason() != Qt::PopupFocusReason) finish(true);
+    if (event->reason() != Qt::PopupFocusReason) finish();
 }
 
-void InlineTextEditor::finish(bool commit) {
+void InlineTextEditor::finish() {
     if (m_finished) return;
     m_finished = true;
-    if (commit)
-        emit committed(text());
-    else
-        emit cancelled();
+    emit committed(text());
     deleteLater();
 }
 

@@ -5,7 +5,7 @@
 namespace ui::editor {
 
 // The field a text annotation is typed into, over the canvas where it will appear.
-// Return or leaving the field commits, Escape cancels; either happens once.
+// Return, Escape or leaving the field commits what was typed, once.
 class InlineTextEditor : public QLineEdit {
     Q_OBJECT
 public:
@@ -13,14 +13,13 @@ public:
 
 signals:
     void committed(const QString& text);
-    void cancelled();
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
 
 private:
-    void finish(bool commit);
+    void finish();
     void fitToText();
 
     bool m_finished = false;

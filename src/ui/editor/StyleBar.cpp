@@ -141,6 +141,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_width = new QSlider(Qt::Horizontal);
     m_width->setRange(1, 24);
     m_width->setFixedWidth(100);
+    m_width->setToolTip(tr("Line width"));
     m_widthValue = new QLabel;
     m_widthValue->setMinimumWidth(30);
     m_widthGroup = group({caption(tr("Width")), m_width, m_widthValue});
@@ -153,6 +154,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_opacity = new QSlider(Qt::Horizontal);
     m_opacity->setRange(10, 100);
     m_opacity->setFixedWidth(80);
+    m_opacity->setToolTip(tr("Opacity"));
     m_opacityValue = new QLabel;
     m_opacityValue->setMinimumWidth(34);
     m_opacityGroup = group({caption(tr("Opacity")), m_opacity, m_opacityValue});
@@ -176,6 +178,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_font->addItems(QFontDatabase::families());
     m_font->setMaxVisibleItems(18);
     m_font->setMinimumContentsLength(9);
+    m_font->setToolTip(tr("Font"));
     m_fontGroup = group({caption(tr("Font")), m_font});
     layout->addWidget(m_fontGroup);
     connect(m_font, &QComboBox::activated, this, [this](int index) {
@@ -189,6 +192,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_size = new QSpinBox;
     m_size->setRange(8, 240);
     m_size->setSuffix(tr(" px"));
+    m_size->setToolTip(tr("Size"));
     m_sizeGroup = group({caption(tr("Size")), m_size});
     layout->addWidget(m_sizeGroup);
     connect(m_size, &QSpinBox::valueChanged, this, [this](int value) {
@@ -225,6 +229,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
     m_emoji = new QComboBox;
     m_emoji->setFocusPolicy(Qt::NoFocus);
     m_emoji->addItems(emojiChoices);
+    m_emoji->setToolTip(tr("Emoji"));
     m_emojiGroup = group({caption(tr("Emoji")), m_emoji});
     layout->addWidget(m_emojiGroup);
     connect(m_emoji, &QComboBox::activated, this, [this](int index) {
@@ -249,6 +254,7 @@ StyleBar::StyleBar(EditorModel* model, EditorCanvas* canvas, QWidget* parent)
         {CropAspect::Photo, tr("Photo 3:2")}, {CropAspect::Portrait, tr("Portrait 9:16")}};
     for (const auto& [aspect, label] : aspects)
         m_aspect->addItem(label, int(aspect));
+    m_aspect->setToolTip(tr("Aspect"));
     m_applyCrop = new QPushButton(tr("Crop"));
     m_applyCrop->setFocusPolicy(Qt::NoFocus);
     auto* cancelCrop = new QPushButton(tr("Cancel"));
@@ -278,7 +284,25 @@ void StyleBar::resizeEvent(QResizeEvent* event) {
 }
 
 void StyleBar::layoutRow() {
+    // Where the tool's controls do not fit (a narrow window, the beautify drawer open),
+    // the captions and values give way first, so that every control stays on the bar;
+    // the tooltips still name them.
+    for (const Compactness level : {Compactness::Full, Compactness::NoValues, Compactness::NoCaptions}) {
+        setCompact(level);
+        if (m_row->minimumSizeHint().width() <= width()) break;
+    }
     m_row->setGeometry(0, 0, std::max(width(), m_row->minimumSizeHint().width()), height());
+}
+
+void StyleBar::setCompact(Compactness level) {
+    for (QLabel* caption : m_row->findChildren<QLabel*>(QStringLiteral("caption")))
+        caption->setVisible(level != Compactness::NoCaptions);
+    m_widthValue->setVisible(level == Compactness::Full);
+    m_opacityValue->setVisible(level == Compactness::Full);
+    for (QWidget* box : m_row->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly))
+        if (box->layout()) box->layout()->invalidate();
+    m_row->layout()->invalidate();
+    m_row->layout()->activate();
 }
 
 QWidget* StyleBar::group(const QList<QWidget*>& widgets) {

@@ -34,6 +34,10 @@ protected:
 
 private:
     void layoutRow();
+    // What gives way on a bar too narrow for every control: the slider values, then the
+    // captions as well.
+    enum class Compactness { Full, NoValues, NoCaptions };
+    void setCompact(Compactness level);
     void buildPalette();
     void syncFromModel();
     void syncVisibility();

@@ -51,14 +51,41 @@ TEST_F(URLCommandsTest, CommandsReachTheirDestinationsAndUnknownOnesAreReported)
 
     QStringList reached;
     URLCommands::setDestinations({[&] { reached << "clipboard"; }, [&](const QString& p) { reached << p; },
-                                  [&] { reached << "history"; }, [&] { reached << "settings"; }});
+                                  [&] { reached << "history"; }, [&] { reached << "settings"; },
+                                  [](const QString& p) { return p.endsWith(".png"); }});
     const QString file = home.path() + "/shot.png";
     QImage(4, 4, QImage::Format_RGB32).save(file);
     for (const QString& url : {QString("pictavia://clipboard"), "pictavia://open?path=" + file,
                                QString("pictavia://history"), QString("pictavia://preferences")})
         EXPECT_TRUE(URLCommands::handle(QUrl(url)));
     EXPECT_EQ(reached, (QStringList{"clipboard", file, "history", "settings"}));
+    // A file the editor cannot take is refused before it is tried.
+    const QString notes = home.path() + "/notes.txt";
+    QFile(notes).open(QIODevice::WriteOnly);
+    EXPECT_EQ(URLCommands::problem(QUrl("pictavia://open?path=" + notes)), "Pictavia cannot open that file");
+    EXPECT_TRUE(URLCommands::handle(QUrl("pictavia://open?path=" + notes)));
+    EXPECT_EQ(reached.size(), 4);
     URLCommands::setDestinations({});
+}
+
+TEST_F(URLCommandsTest, URLsThatCannotBeCarriedOutSayWhyAndDoNothing) {
+    screen->displayList = {{1, "DP-1", QRect(0, 0, 1600, 1200), 2.0, true, 0}};
+    const auto problem = [](const char* url) { return URLCommands::problem(QUrl(QString::fromLatin1(url))); };
+    EXPECT_EQ(problem("pictavia://nonsense"), "Unknown pictavia:// command \"nonsense\"");
+    EXPECT_EQ(problem("pictavia://capture-area?x=0&y=0&width=-5&height=10"),
+              "The area's size is invalid: its width and height must be greater than 0");
+    EXPECT_EQ(problem("pictavia://capture-area?x=700&y=0&width=200&height=10"),
+              "That area reaches past the edge of the display, which is 800×600 points");
+    EXPECT_EQ(problem("pictavia://capture-area?x=900&y=0&width=20&height=10"), "That area is off screen");
+    EXPECT_EQ(problem("pictavia://open"), "No file to open");
+    EXPECT_FALSE(problem("pictavia://capture-area?x=0&y=0&width=800&height=600&copy"));
+    EXPECT_FALSE(problem("pictavia://capture-area?x=0&y=0&width=100")); // the overlay, then
+    EXPECT_FALSE(problem("https://example.org/nonsense"));
+
+    EXPECT_TRUE(URLCommands::handle(QUrl("pictavia://capture-area?x=0&y=0&width=-5&height=10")));
+    EXPECT_EQ(toasts->shown.last(),
+              "The area's size is invalid: its width and height must be greater than 0");
+    EXPECT_TRUE(screen->grabbedAreas.isEmpty());
 }
 
 } // namespace

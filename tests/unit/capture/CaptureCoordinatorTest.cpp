@@ -180,6 +180,11 @@ TEST_F(CaptureCoordinatorTest, PreviousAreaAndProgrammaticRectangles) {
     const auto before = Prefs::lastArea();
     coordinator->captureRect(QRectF(5000, 5000, 10, 10), 1u, false);
     EXPECT_EQ(toasts->shown.last(), "That area is off screen");
+    // Reaching past the edge is refused too, rather than clipped.
+    coordinator->captureRect(QRectF(700, 0, 200, 10), 1u, false);
+    EXPECT_EQ(toasts->shown.last(),
+              "That area reaches past the edge of the display, which is 800×600 points");
+    EXPECT_EQ(screen->grabbedAreas.size(), 3);
     EXPECT_EQ(Prefs::lastArea(), before);
 }
 

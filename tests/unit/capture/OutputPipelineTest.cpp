@@ -105,6 +105,8 @@ TEST_F(OutputPipelineTest, CopyOnlyGoesToTheClipboardAndNowhereElse) {
     ASSERT_TRUE(delivered);
     EXPECT_EQ(clipboard->images.size(), 1);
     EXPECT_TRUE(delivered->savedFile.isEmpty());
+    EXPECT_TRUE(delivered->historyFile.isEmpty());
+    EXPECT_TRUE(historyFiles().isEmpty());
     EXPECT_TRUE(namePrompt->offered.isEmpty()); // no prompt for a copy
 }
 

@@ -90,6 +90,23 @@ TEST_F(ClipboardOpenerTest, BadFilesAreRefusedWithAMessage) {
     ClipboardOpener::open(capture);
     ASSERT_EQ(opened.size(), 1u);
     EXPECT_FALSE(opened[0]->openedFromProject);
+    EXPECT_TRUE(toasts->shown.last().startsWith(QStringLiteral("The edits of Kept.png could not be read")))
+        << qPrintable(toasts->shown.last());
+}
+
+TEST_F(ClipboardOpenerTest, CheckNamesTheFileAndWhatIsWrongWithIt) {
+    EXPECT_TRUE(ClipboardOpener::check(
+        write(QStringLiteral("Shot.png"), ImageUtils::data(picture(), QStringLiteral("png")))));
+    const auto text = ClipboardOpener::check(write(QStringLiteral("notimg.txt"), "hello"));
+    ASSERT_FALSE(text);
+    EXPECT_EQ(text.error().message, QStringLiteral("notimg.txt is neither an image nor a Pictavia project"));
+    for (const QByteArray& bytes : {QByteArray("bplist00") + QByteArray(40, '\xff'), QByteArray("junk")}) {
+        const auto damaged = ClipboardOpener::check(write(QStringLiteral("damaged.pictavia"), bytes));
+        ASSERT_FALSE(damaged);
+        EXPECT_EQ(damaged.error().message,
+                  QStringLiteral("damaged.pictavia is a damaged Pictavia project and cannot be opened"));
+    }
+    EXPECT_FALSE(ClipboardOpener::check(home.filePath(QStringLiteral("missing.png"))));
 }
 
 TEST_F(ClipboardOpenerTest, TheClipboardGivesAFileOrAPicture) {

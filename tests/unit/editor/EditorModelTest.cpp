@@ -1,10 +1,14 @@
 #include "editor/EditorModel.h"
+#include "capture/HistoryManager.h"
+#include "editor/ClipboardOpener.h"
 #include "editor/ProjectStore.h"
 #include "support/EventLoop.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QFileInfo>
 #include <QPainter>
 #include <gtest/gtest.h>
 
@@ -264,6 +268,63 @@ TEST_F(EditorModelTest, CopyAndSaveUseTheFlattenedImage) {
     const QImage written(*saved);
     EXPECT_EQ(written.size(), QSize(200, 100));
     EXPECT_NE(written.pixelColor(10, 35), QColor(Qt::white)); // the rectangle's left edge
+
+    // The default save folder is the desktop folder where there is one, and never made:
+    // without one the file went to the home folder.
+    EXPECT_FALSE(QDir(home.filePath(QStringLiteral("Desktop"))).exists());
+    EXPECT_EQ(QFileInfo(*saved).absolutePath(), QDir::homePath());
+    ASSERT_TRUE(QDir(home.path()).mkdir(QStringLiteral("Desktop")));
+    EXPECT_EQ(QFileInfo(*model.saveToDefaultLocation()).absolutePath(),
+              home.filePath(QStringLiteral("Desktop")));
+    // A folder the user chose is made when missing.
+    Prefs::setValue(QStringLiteral("saveDirectory"), home.filePath(QStringLiteral("Shots")));
+    EXPECT_EQ(QFileInfo(*model.saveToDefaultLocation()).absolutePath(),
+              home.filePath(QStringLiteral("Shots")));
+}
+
+TEST_F(EditorModelTest, DoneWritesTheEditsBackIntoTheHistoryCapture) {
+    QStringList reindexed;
+    HistoryManager::setIndex(
+        {[&](const QString& path, const CaptureContext&) { reindexed << path; }, {}, {}});
+    QDir().mkpath(HistoryManager::directory());
+    const QString capture = QDir(HistoryManager::directory()).filePath(QStringLiteral("Shot.png"));
+    ASSERT_TRUE(canvas().save(capture));
+
+    auto model = ClipboardOpener::modelForFile(capture);
+    ASSERT_TRUE(model);
+    (*model)->addAnnotation(mark(EditorTool::Rect, {10, 10}, {60, 60}));
+    int finished = 0;
+    (*model)->onDone = [&] { ++finished; };
+    (*model)->done();
+    EXPECT_EQ(finished, 1);
+
+    // The same file, now showing the rectangle, read again by the history.
+    const QImage updated(capture);
+    EXPECT_EQ(updated.size(), QSize(200, 100));
+    EXPECT_NE(updated.pixelColor(10, 35), QColor(Qt::white));
+    EXPECT_EQ(QDir(HistoryManager::directory()).entryList(QDir::Files),
+              QStringList{QStringLiteral("Shot.png")});
+    EXPECT_EQ(reindexed, QStringList{capture});
+
+    // Opened again, it has its rectangle as an annotation over the original pixels.
+    auto reopened = ClipboardOpener::modelForFile(capture);
+    ASSERT_TRUE(reopened);
+    EXPECT_EQ((*reopened)->annotations().size(), 1);
+    EXPECT_EQ((*reopened)->baseImage().pixelColor(10, 35), QColor(Qt::white));
+
+    // A file from elsewhere is left as it is; an untouched capture is not written again.
+    const QString elsewhere = home.filePath(QStringLiteral("Elsewhere.png"));
+    ASSERT_TRUE(canvas().save(elsewhere));
+    auto outside = ClipboardOpener::modelForFile(elsewhere);
+    (*outside)->addAnnotation(mark(EditorTool::Rect, {10, 10}, {60, 60}));
+    (*outside)->done();
+    EXPECT_EQ(QImage(elsewhere).pixelColor(10, 35), QColor(Qt::white));
+    reindexed.clear();
+    EditorModel plain(canvas(), 1.0);
+    plain.sourceURL = capture;
+    plain.done();
+    EXPECT_TRUE(reindexed.isEmpty());
+    HistoryManager::setIndex({});
 }
 
 } // namespace

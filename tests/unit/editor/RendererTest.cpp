@@ -185,4 +185,37 @@ TEST(Beautifier, PaddingRadiusAndStyleFromPreset) {
     EXPECT_TRUE(Beautifier::apply(QImage(), 1.0, preset).isNull());
 }
 
+// The window shadow fades evenly into the padding: no line where its pieces meet, above
+// the window or beside it, at any scale.
+TEST(RendererScene, WindowShadowHasNoStrayLines) {
+    for (const double scale : {1.0, 1.5, 2.0}) {
+        EditorScene scene;
+        scene.baseImage = QImage(QSize(400, 300) * scale, QImage::Format_ARGB32_Premultiplied);
+        scene.baseImage.fill(QColor(240, 240, 240));
+        scene.scale = scale;
+        scene.padding = 48 * scale;
+        scene.cornerRadius = 12 * scale;
+        scene.isWindowCapture = true;
+        scene.windowShadow = true;
+        scene.background = BackgroundStyle::White;
+        BlurCache blurs;
+        const QImage out = AnnotationRenderer::render(scene, blurs).convertToFormat(QImage::Format_RGB32);
+        const int window = int(scene.padding);
+        const auto grey = [&](int x, int y) { return qGray(out.pixel(x, y)); };
+        // Down a column above the window the shadow only darkens.
+        const int middle = out.width() / 2;
+        for (int y = 1; y < window; ++y)
+            ASSERT_LE(grey(middle, y), grey(middle, y - 1) + 1) << "scale " << scale << ", row " << y;
+        // Along the padding beside the window, no row stands out from both its neighbours.
+        for (const int x : {window / 2, window - 4, out.width() - window / 2}) {
+            for (int y = window + 1; y < out.height() - window - 1; ++y) {
+                const int above = grey(x, y - 1), here = grey(x, y), below = grey(x, y + 1);
+                ASSERT_FALSE(std::abs(here - above) > 2 && std::abs(here - below) > 2 &&
+                             (here - above > 0) == (here - below > 0))
+                    << "scale " << scale << ", column " << x << ", row " << y;
+            }
+        }
+    }
+}
+
 } // namespace
