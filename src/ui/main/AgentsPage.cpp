@@ -23,6 +23,8 @@
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
+
 namespace ui {
 namespace {
 
@@ -115,7 +117,6 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
     connect(m_announce, &QCheckBox::toggled, this, [this](bool on) { m_access.setAnnounce(on); });
 
     layout->addWidget(sectionTitle(tr("Approved apps"), content));
-    m_approved->setMaximumHeight(120);
     m_remove = new QPushButton(themeIcon(QStringLiteral("list-remove")), tr("Remove"), content);
     m_remove->setEnabled(false);
     connect(m_remove, &QPushButton::clicked, this, [this] {
@@ -274,6 +275,9 @@ void AgentsPage::refreshApproved() {
         item->setFlags(Qt::NoItemFlags);
         m_approved->addItem(item);
     }
+    // As tall as its rows, up to four; a scroll bar beyond.
+    const int rows = std::clamp(m_approved->count(), 1, 4);
+    m_approved->setFixedHeight(rows * m_approved->sizeHintForRow(0) + 2 * m_approved->frameWidth() + 4);
 }
 
 void AgentsPage::refreshActivity() {
