@@ -156,7 +156,10 @@ QWidget* HomePage::makeEmptyState() {
     picture->setAlignment(Qt::AlignCenter);
     auto* title = heading(tr("No captures yet"), 1.1, box);
     title->setAlignment(Qt::AlignCenter);
-    const QString keys = Hotkeys::readable(HotkeyRegistry::shared().keys(QStringLiteral("area")));
+    // The hotkey is named only when it works: another program may hold it.
+    const HotkeyRegistry& hotkeys = HotkeyRegistry::shared();
+    const QString area = QStringLiteral("area");
+    const QString keys = hotkeys.problem(area).isEmpty() ? Hotkeys::readable(hotkeys.keys(area)) : QString();
     auto* hint = new QLabel(keys.isEmpty() ? tr("Your screenshots will appear here.")
                                            : tr("Press %1 anywhere to capture an area. Your screenshots "
                                                 "will appear here.")
