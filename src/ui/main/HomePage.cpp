@@ -160,10 +160,11 @@ QWidget* HomePage::makeEmptyState() {
     const HotkeyRegistry& hotkeys = HotkeyRegistry::shared();
     const QString area = QStringLiteral("area");
     const QString keys = hotkeys.problem(area).isEmpty() ? Hotkeys::readable(hotkeys.keys(area)) : QString();
-    auto* hint = new QLabel(keys.isEmpty() ? tr("Your screenshots will appear here.")
-                                           : tr("Press %1 anywhere to capture an area. Your screenshots "
-                                                "will appear here.")
-                                                 .arg(keys),
+    auto* hint = new QLabel(keys.isEmpty()
+                                ? tr("Take your first screenshot with the button below. It will appear here.")
+                                : tr("Press %1 anywhere to capture an area. Your screenshots "
+                                     "will appear here.")
+                                      .arg(keys),
                             box);
     hint->setForegroundRole(QPalette::PlaceholderText);
     hint->setAlignment(Qt::AlignCenter);
