@@ -108,6 +108,10 @@ TEST_F(HotkeysTest, KeysEditedInTheFileAreGrabbedOnReload) {
     // window swap keys, which only works when both are released before either is grabbed.
     QByteArray text = confText();
     text.replace("area = Print", "area = Ctrl+Print").replace("window = Ctrl+Print", "window = Print");
+    // A note of the change, as people leave one. (Without it the file would have the same
+    // size, and this test is fast enough to write it in the same millisecond, so nothing
+    // could tell that it changed.)
+    text.prepend("; swapped area and window\n");
     ASSERT_TRUE(text.contains("window = Print")) << text.data();
     QSaveFile file(Prefs::filePath());
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
