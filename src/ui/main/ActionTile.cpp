@@ -67,18 +67,20 @@ void ActionTile::paintEvent(QPaintEvent*) {
     painter.setBrush(fill);
     painter.drawRoundedRect(frame, 8, 8);
 
-    // The icon on a soft well of the accent colour.
-    const QRectF well(padding, (height() - wellSide) / 2.0, wellSide, wellSide);
-    QColor tint = pal.color(QPalette::Highlight);
-    tint.setAlphaF(0.14);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(tint);
-    painter.drawRoundedRect(well, 8, 8);
-    const QRect iconRect(well.center().toPoint() - QPoint(iconSide / 2, iconSide / 2),
-                         QSize(iconSide, iconSide));
-    icon().paint(&painter, iconRect, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
-
-    const int left = int(well.right()) + padding;
+    // The icon on a soft well of the accent colour; without an icon theme, the words alone.
+    int left = padding;
+    if (!icon().isNull()) {
+        const QRectF well(padding, (height() - wellSide) / 2.0, wellSide, wellSide);
+        QColor tint = pal.color(QPalette::Highlight);
+        tint.setAlphaF(0.14);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(tint);
+        painter.drawRoundedRect(well, 8, 8);
+        const QRect iconRect(well.center().toPoint() - QPoint(iconSide / 2, iconSide / 2),
+                             QSize(iconSide, iconSide));
+        icon().paint(&painter, iconRect, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
+        left = int(well.right()) + padding;
+    }
     const QRect words(left, padding, width() - left - padding, height() - 2 * padding);
     QFont titleFont = font();
     titleFont.setWeight(QFont::DemiBold);

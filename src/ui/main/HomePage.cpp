@@ -42,8 +42,12 @@ constexpr Flow flows[] = {
 };
 
 QString secondLine(const Flow& flow) {
-    const QString keys = Hotkeys::readable(HotkeyRegistry::shared().keys(QString::fromLatin1(flow.hotkey)));
-    return keys.isEmpty() ? QObject::tr(flow.purpose) : keys;
+    const HotkeyRegistry& hotkeys = HotkeyRegistry::shared();
+    const QString name = QString::fromLatin1(flow.hotkey);
+    const QString keys = Hotkeys::readable(hotkeys.keys(name));
+    if (keys.isEmpty()) return QObject::tr(flow.purpose);
+    // Settings says which program; here it is enough to know that the key does nothing.
+    return hotkeys.problem(name).isEmpty() ? keys : QObject::tr("%1 · in use elsewhere").arg(keys);
 }
 
 } // namespace
@@ -154,6 +158,7 @@ QWidget* HomePage::makeEmptyState() {
     auto* picture = new QLabel(box);
     picture->setPixmap(themeIcon(QStringLiteral("camera-photo")).pixmap(48, 48));
     picture->setAlignment(Qt::AlignCenter);
+    picture->setVisible(!picture->pixmap().isNull());
     auto* title = heading(tr("No captures yet"), 1.1, box);
     title->setAlignment(Qt::AlignCenter);
     // The hotkey is named only when it works: another program may hold it.
