@@ -9,6 +9,8 @@ packages=(
   build-essential cmake ninja-build pkg-config git ccache
   # Qt
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
+  # the main window's icons where the desktop sets no icon theme, and the SVG engine they need
+  breeze-icon-theme libqt6svg6
   # X11 capture, window list, input
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
   libxcb-ewmh-dev libxcb-icccm4-dev libxcb-keysyms1-dev libxcb-xtest0-dev

@@ -1,5 +1,6 @@
 #include "app/SettingsCatalog.h"
 
+#include "app/Hotkeys.h"
 #include "editor/BackgroundStyle.h"
 
 #include <QRegularExpression>
@@ -36,6 +37,22 @@ QList<Choice> backgroundChoices() {
     return choices;
 }
 
+// The capture flows' global hotkeys, with their default keys in the words so that searching
+// for a key ("print") finds the hotkeys that use it.
+QList<Setting> hotkeySettings(const QString& section) {
+    QList<Setting> list;
+    for (const Hotkeys::Binding& binding : Hotkeys::captureBindings({})) {
+        const QString detail =
+            binding.defaultKeys.isEmpty()
+                ? QStringLiteral("A global hotkey that works in every app; none by default")
+                : QStringLiteral("A global hotkey that works in every app; %1 by default")
+                      .arg(Hotkeys::readable(binding.defaultKeys));
+        list.append(
+            {Hotkeys::prefKey(binding.name), section, binding.title, detail, Control::Hotkey, {}, 0, 0, {}});
+    }
+    return list;
+}
+
 QList<Setting> makeSettings() {
     const QString capture = QStringLiteral("Capture");
     const QString files = QStringLiteral("Files");
@@ -51,7 +68,7 @@ QList<Setting> makeSettings() {
     const auto section = [&](const char* name) {
         return QStringLiteral("Show the %1 section in the tray menu").arg(QString::fromLatin1(name));
     };
-    return {
+    QList<Setting> list = {
         toggle("freezeScreen", capture, QStringLiteral("Freeze the screen while selecting"),
                QStringLiteral("Select from a still picture, so menus and videos hold still")),
         toggle("showMagnifier", capture, QStringLiteral("Show the magnifier"),
@@ -235,6 +252,13 @@ QList<Setting> makeSettings() {
         toggle("shareStats", privacy, QStringLiteral("Share anonymous statistics"),
                QStringLiteral("Counts of features used, never captures or text")),
     };
+    // Right after the capture settings, the flows they start.
+    qsizetype at = 0;
+    while (at < list.size() && list[at].section == capture)
+        ++at;
+    for (const Setting& hotkey : hotkeySettings(QStringLiteral("Keyboard Shortcuts")))
+        list.insert(at++, hotkey);
+    return list;
 }
 
 } // namespace

@@ -19,6 +19,7 @@ enum class Control {
     Text,    // free text
     Folder,  // a folder path, with a chooser
     File,    // a file path, with a chooser
+    Hotkey,  // a global key combination under [Hotkeys], recorded from the keyboard
 };
 
 struct Choice {
@@ -43,7 +44,7 @@ const QStringList& sections();
 // The section a name means, ignoring case, spaces, "_" and "-" ("after_capture" is
 // "After Capture"); none when no section has that name.
 std::optional<QString> sectionNamed(const QString& name);
-// Every preference with a registered default, in page order.
+// Every preference with a registered default and every global hotkey, in page order.
 const QList<Setting>& settings();
 const Setting* find(const QString& key);
 

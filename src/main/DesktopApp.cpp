@@ -6,8 +6,10 @@
 #include "agents/CodeIdentity.h"
 #include "agents/tools/DesktopActions.h"
 #include "app/AppPaths.h"
+#include "app/HotkeyRegistry.h"
 #include "app/Hotkeys.h"
 #include "app/Prefs.h"
+#include "app/PrefsFileWatcher.h"
 #include "app/Toast.h"
 #include "app/URLCommands.h"
 #include "app/Usage.h"
@@ -278,7 +280,11 @@ int run(int argc, char** argv, const QStringList& arguments) {
 
     ui::TrayIcon tray;
     QObject::connect(&tray, &ui::TrayIcon::quitRequested, &app, &QApplication::quit);
-    const QStringList failures = Hotkeys::bindAll(Hotkeys::captureBindings(runFlow));
+    const QStringList failures = HotkeyRegistry::shared().install(Hotkeys::captureBindings(runFlow));
+    // Keys edited in pictavia.conf while running take effect at once.
+    auto* prefsWatcher = new PrefsFileWatcher(&app);
+    QObject::connect(prefsWatcher, &PrefsFileWatcher::changed, &app,
+                     [] { HotkeyRegistry::shared().reload(); });
     // Listening last: once the socket is there, every key and window is ready.
     InstanceChannel::Server server;
     if (const auto listening = server.listen(); !listening)

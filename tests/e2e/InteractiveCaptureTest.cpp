@@ -242,7 +242,7 @@ TEST_F(InteractiveCaptureTest, HotkeyAlreadyTakenIsReported) {
     // A second session in another runtime folder competes for the same keys.
     AppSession second(*server, keys);
     EXPECT_TRUE(second.waitForLog("Ctrl+F8 is already used by another program.")) << second.log();
-    EXPECT_TRUE(second.waitForLog("Choose other keys under [Hotkeys] in pictavia.conf")) << second.log();
+    EXPECT_TRUE(second.waitForLog("Choose other keys in Settings, under Keyboard Shortcuts")) << second.log();
 }
 
 } // namespace

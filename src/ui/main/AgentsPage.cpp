@@ -3,6 +3,7 @@
 #include "agents/AgentAccess.h"
 #include "agents/AgentClientInstaller.h"
 #include "agents/AgentServer.h"
+#include "ui/ThemeIcons.h"
 #include "ui/main/SectionTitle.h"
 
 #include <QApplication>
@@ -21,6 +22,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
 
 namespace ui {
 namespace {
@@ -75,6 +78,9 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
 
     layout->addWidget(sectionTitle(tr("What agents may do"), content));
     auto* policyForm = new QFormLayout;
+    // Each list as wide as its longest choice, not the page.
+    policyForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    policyForm->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     for (const AgentAccess::Category category : categories) {
         auto* combo = new QComboBox(content);
         combo->addItem(tr("Allow"), int(AgentAccess::Policy::allow));
@@ -99,7 +105,7 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
     });
     m_sharingDetail->setWordWrap(true);
     m_sharingDetail->setForegroundRole(QPalette::PlaceholderText);
-    layout->addWidget(m_sharing);
+    layout->addWidget(m_sharing, 0, Qt::AlignLeft);
     layout->addWidget(m_sharingDetail);
     layout->addWidget(m_redact);
     layout->addWidget(
@@ -111,14 +117,17 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
     connect(m_announce, &QCheckBox::toggled, this, [this](bool on) { m_access.setAnnounce(on); });
 
     layout->addWidget(sectionTitle(tr("Approved apps"), content));
-    m_approved->setMaximumHeight(120);
-    auto* remove = new QPushButton(tr("Remove"), content);
-    connect(remove, &QPushButton::clicked, this, [this] {
+    m_remove = new QPushButton(themeIcon(QStringLiteral("list-remove")), tr("Remove"), content);
+    m_remove->setEnabled(false);
+    connect(m_remove, &QPushButton::clicked, this, [this] {
         for (QListWidgetItem* item : m_approved->selectedItems())
             m_access.removeApproval(item->data(Qt::UserRole).toString());
     });
+    // Only an approved app can be removed, so only a selected one enables the button.
+    connect(m_approved, &QListWidget::itemSelectionChanged, this,
+            [this] { m_remove->setEnabled(!m_approved->selectedItems().isEmpty()); });
     layout->addWidget(m_approved);
-    layout->addWidget(remove, 0, Qt::AlignLeft);
+    layout->addWidget(m_remove, 0, Qt::AlignLeft);
 
     layout->addWidget(sectionTitle(tr("Add Pictavia to an AI app"), content));
     layout->addWidget(
@@ -131,7 +140,8 @@ AgentsPage::AgentsPage(AgentAccess& access, QWidget* parent)
     m_activity->setRootIsDecorated(false);
     m_activity->setMinimumHeight(220);
     m_activity->header()->setSectionResizeMode(3, QHeaderView::Stretch);
-    auto* clear = new QPushButton(tr("Clear Activity"), content);
+    auto* clear =
+        new QPushButton(themeIcon(QStringLiteral("edit-clear-history")), tr("Clear Activity"), content);
     connect(clear, &QPushButton::clicked, this, [this] { m_access.clearActivity(); });
     layout->addWidget(m_activity);
     layout->addWidget(clear, 0, Qt::AlignLeft);
@@ -219,7 +229,7 @@ QWidget* AgentsPage::makeClientCards() {
     auto* snippet = new QPlainTextEdit(AgentClientInstaller().configSnippet(), other);
     snippet->setReadOnly(true);
     snippet->setMaximumHeight(120);
-    auto* copy = new QPushButton(tr("Copy"), other);
+    auto* copy = new QPushButton(themeIcon(QStringLiteral("edit-copy")), tr("Copy"), other);
     connect(copy, &QPushButton::clicked, snippet,
             [snippet] { QApplication::clipboard()->setText(snippet->toPlainText()); });
     otherLayout->addWidget(otherTitle);
@@ -258,12 +268,16 @@ void AgentsPage::refreshApproved() {
         auto* item = new QListWidgetItem(text, m_approved);
         item->setData(Qt::UserRole, client.key);
     }
+    m_remove->setEnabled(!m_approved->selectedItems().isEmpty());
     if (m_approved->count() == 0) {
         auto* item =
             new QListWidgetItem(tr("No app approved yet. Each app asks once, the first time it acts."));
         item->setFlags(Qt::NoItemFlags);
         m_approved->addItem(item);
     }
+    // As tall as its rows, up to four; a scroll bar beyond.
+    const int rows = std::clamp(m_approved->count(), 1, 4);
+    m_approved->setFixedHeight(rows * m_approved->sizeHintForRow(0) + 2 * m_approved->frameWidth() + 4);
 }
 
 void AgentsPage::refreshActivity() {

@@ -7,6 +7,7 @@ class QCheckBox;
 class QComboBox;
 class QLabel;
 class QListWidget;
+class QPushButton;
 class QTreeWidget;
 class QVBoxLayout;
 
@@ -38,6 +39,7 @@ private:
     QCheckBox* m_redact;
     QCheckBox* m_announce;
     QListWidget* m_approved;
+    QPushButton* m_remove = nullptr;
     QTreeWidget* m_activity;
     QList<std::function<void()>> m_clientRefreshers;
 };

@@ -6,6 +6,7 @@
 #include "history/HistoryBatch.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryIndex.h"
+#include "ui/ThemeIcons.h"
 #include "ui/main/FileManager.h"
 #include "ui/main/LibraryModel.h"
 #include "ui/main/LibraryTileDelegate.h"
@@ -23,8 +24,10 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QStackedLayout>
 #include <QTimer>
+#include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -34,12 +37,12 @@ namespace {
 // Opening dozens of editors at once is never what was meant.
 constexpr int mostEditorsAtOnce = 8;
 
-QToolButton* buttonFor(QAction* action, QWidget* parent) {
-    auto* button = new QToolButton(parent);
-    button->setDefaultAction(action);
-    button->setToolButtonStyle(Qt::ToolButtonTextOnly);
-    button->setAutoRaise(true);
-    return button;
+// The action's name with its key, for the tooltip of an icon-only button.
+void describe(QAction* action) {
+    const QString keys = action->shortcut().toString(QKeySequence::NativeText);
+    action->setToolTip(keys.isEmpty()
+                           ? action->text().remove(QStringLiteral("…"))
+                           : QStringLiteral("%1 (%2)").arg(action->text().remove(QStringLiteral("…")), keys));
 }
 
 } // namespace
@@ -65,8 +68,11 @@ LibraryPage::LibraryPage(HistoryIndex& index, QWidget* parent)
     m_grid->setViewMode(QListView::IconMode);
     m_grid->setResizeMode(QListView::Adjust);
     m_grid->setMovement(QListView::Static);
-    m_grid->setUniformItemSizes(true);
+    // Sizes follow the grid, which stretches with the view.
+    m_grid->setUniformItemSizes(false);
     m_grid->setGridSize(LibraryTileDelegate::tileSize);
+    m_grid->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_grid->viewport()->installEventFilter(this);
     m_grid->setSpacing(0);
     m_grid->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_grid->setDragEnabled(true);
@@ -81,23 +87,49 @@ LibraryPage::LibraryPage(HistoryIndex& index, QWidget* parent)
 
     buildActions();
 
-    auto* filters = new QHBoxLayout;
-    filters->addWidget(m_search, 1);
-    filters->addWidget(m_kind);
-    filters->addWidget(m_span);
-    auto* actions = new QHBoxLayout;
-    for (QAction* action : {m_open, m_reveal, m_copy, m_keep, m_rename, m_delete})
-        actions->addWidget(buttonFor(action, this));
-    actions->addStretch(1);
-    for (QAction* action : {m_pdf, m_zip, m_styled, m_share})
-        actions->addWidget(buttonFor(action, this));
+    auto* bar = new QToolBar(this);
+    bar->setIconSize(QSize(20, 20));
+    bar->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    bar->addAction(m_open);
+    bar->addAction(m_reveal);
+    bar->addAction(m_copy);
+    bar->addSeparator();
+    bar->addAction(m_keep);
+    bar->addAction(m_rename);
+    bar->addAction(m_delete);
+    bar->addSeparator();
+    // The four ways out of the library share one button.
+    auto* exportMenu = new QMenu(this);
+    exportMenu->addActions({m_pdf, m_zip, m_styled, m_share});
+    auto* exportButton = new QToolButton(bar);
+    exportButton->setText(tr("Export"));
+    exportButton->setIcon(themeIcon(QStringLiteral("document-export"), QStyle::SP_DialogSaveButton));
+    exportButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    exportButton->setPopupMode(QToolButton::InstantPopup);
+    exportButton->setMenu(exportMenu);
+    exportButton->setAutoRaise(true);
+    bar->addWidget(exportButton);
+    if (auto* openButton = qobject_cast<QToolButton*>(bar->widgetForAction(m_open)))
+        openButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    // Enabled with the exports, that is with a selection.
+    connect(m_pdf, &QAction::changed, exportButton,
+            [this, exportButton] { exportButton->setEnabled(m_pdf->isEnabled()); });
+
+    m_search->setMinimumWidth(240);
+    auto* top = new QHBoxLayout;
+    top->setSpacing(6);
+    top->addWidget(bar);
+    top->addStretch(1);
+    top->addWidget(m_search, 2);
+    top->addWidget(m_kind);
+    top->addWidget(m_span);
     m_body->addWidget(m_grid);
     m_body->addWidget(m_empty);
     auto* layout = new QVBoxLayout(this);
-    layout->addLayout(filters);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->addLayout(top);
     layout->addWidget(m_count);
     layout->addLayout(m_body, 1);
-    layout->addLayout(actions);
 
     // Typing searches as it goes; a short pause keeps fast typing smooth on big histories.
     auto* typing = new QTimer(this);
@@ -130,6 +162,12 @@ LibraryPage::LibraryPage(HistoryIndex& index, QWidget* parent)
     updateState();
 }
 
+bool LibraryPage::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_grid->viewport() && event->type() == QEvent::Resize)
+        LibraryTileDelegate::stretchGrid(*m_grid);
+    return QWidget::eventFilter(watched, event);
+}
+
 void LibraryPage::focusSearch() {
     m_search->setFocus();
     m_search->selectAll();
@@ -156,6 +194,16 @@ void LibraryPage::buildActions() {
     m_zip = new QAction(tr("Export ZIP…"), this);
     m_styled = new QAction(tr("Beautify and Export…"), this);
     m_share = new QAction(tr("Share…"), this);
+    const std::pair<QAction*, const char*> icons[] = {
+        {m_open, "document-edit"},  {m_reveal, "document-open-folder"},
+        {m_copy, "edit-copy"},      {m_keep, "pin"},
+        {m_rename, "edit-rename"},  {m_delete, "edit-delete"},
+        {m_pdf, "application-pdf"}, {m_zip, "application-zip"},
+        {m_styled, "tools-wizard"}, {m_share, "document-share"}};
+    for (const auto& [action, icon] : icons) {
+        action->setIcon(themeIcon(QString::fromLatin1(icon)));
+        describe(action);
+    }
     connect(m_pdf, &QAction::triggered, this, [this] { HistoryBatch::exportPDF(selectedPaths()); });
     connect(m_zip, &QAction::triggered, this, [this] { HistoryBatch::exportZIP(selectedPaths()); });
     connect(m_styled, &QAction::triggered, this,
@@ -196,6 +244,7 @@ void LibraryPage::updateState() {
         action->setEnabled(selected > 0);
     m_rename->setEnabled(selected == 1);
     m_keep->setText(allKept(names) ? tr("Don't Keep") : tr("Keep"));
+    describe(m_keep);
 }
 
 bool LibraryPage::allKept(const QStringList& names) const {

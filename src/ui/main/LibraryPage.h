@@ -25,6 +25,9 @@ public:
     // Puts the cursor in the search field.
     void focusSearch();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void buildActions();
     void applyQuery();

@@ -3,6 +3,7 @@
 #include "ui/main/LibraryModel.h"
 
 #include <QFileInfo>
+#include <QListView>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -26,8 +27,19 @@ void drawPin(QPainter& painter, const QPointF& center) {
 
 } // namespace
 
-QSize LibraryTileDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const {
+QSize LibraryTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
+    // A grid stretched to the view's width has tiles as wide as its cells.
+    if (const auto* view = qobject_cast<const QListView*>(option.widget); view && view->gridSize().isValid())
+        return view->gridSize();
     return tileSize;
+}
+
+int LibraryTileDelegate::stretchGrid(QListView& view) {
+    const int width = view.viewport()->width();
+    const int columns = std::max(1, width / tileSize.width());
+    const QSize cell(std::max(tileSize.width(), width / columns), tileSize.height());
+    if (view.gridSize() != cell) view.setGridSize(cell);
+    return columns;
 }
 
 void LibraryTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -67,7 +79,8 @@ void LibraryTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& o
     }
     if (index.data(LibraryModel::KeptRole).toBool()) drawPin(*painter, well.topRight() + QPointF(-16, 16));
 
-    // Name, then the snippet while searching or else the date and size.
+    // Name, then the snippet while searching or else the date and size. Names differ at
+    // their ends (the time of day), so they are cut at the end.
     const QRectF text(tile.left() + margin, well.bottom() + 6, tile.width() - 2 * margin,
                       tile.bottom() - well.bottom() - 8);
     QFont nameFont = option.font;
@@ -76,7 +89,7 @@ void LibraryTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& o
     painter->setPen(palette.color(QPalette::Text));
     const QFontMetrics nameMetrics(nameFont);
     painter->drawText(QRectF(text.left(), text.top(), text.width(), nameMetrics.height()), Qt::AlignLeft,
-                      nameMetrics.elidedText(index.data(LibraryModel::NameRole).toString(), Qt::ElideMiddle,
+                      nameMetrics.elidedText(index.data(LibraryModel::NameRole).toString(), Qt::ElideRight,
                                              int(text.width())));
     const QString snippet = index.data(LibraryModel::SnippetRole).toString();
     QFont small = option.font;

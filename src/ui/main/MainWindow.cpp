@@ -3,6 +3,7 @@
 #include "agents/AgentAccess.h"
 #include "history/HistoryIndex.h"
 #include "ui/AppIcon.h"
+#include "ui/ThemeIcons.h"
 #include "ui/main/AgentsPage.h"
 #include "ui/main/HomePage.h"
 #include "ui/main/LibraryPage.h"
@@ -31,8 +32,13 @@ MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
     setWindowIcon(appIcon());
     resize(1100, 720);
 
-    for (const QString& name : {tr("Home"), tr("Library"), tr("AI Agents"), tr("Settings")})
-        m_sidebar->addItem(name);
+    const std::pair<QString, const char*> pages[] = {{tr("Home"), "go-home"},
+                                                     {tr("Library"), "view-preview"},
+                                                     {tr("AI Agents"), "code-context"},
+                                                     {tr("Settings"), "configure"}};
+    for (const auto& [name, icon] : pages)
+        m_sidebar->addItem(new QListWidgetItem(themeIcon(QString::fromLatin1(icon)), name));
+    m_sidebar->setIconSize(QSize(20, 20));
     m_sidebar->setFixedWidth(170);
     m_sidebar->setFrameShape(QFrame::NoFrame);
     m_sidebar->setSpacing(3);

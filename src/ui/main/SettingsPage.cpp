@@ -1,7 +1,10 @@
 #include "ui/main/SettingsPage.h"
 
+#include "app/HotkeyRegistry.h"
 #include "app/Prefs.h"
+#include "app/PrefsFileWatcher.h"
 #include "app/SettingsCatalog.h"
+#include "ui/main/HotkeyEditor.h"
 #include "ui/main/SectionTitle.h"
 
 #include <QCheckBox>
@@ -63,6 +66,8 @@ SettingsPage::SettingsPage(QWidget* parent)
                 return;
             }
     });
+    // The file edited by hand while the page is open shows here too.
+    connect(new PrefsFileWatcher(this), &PrefsFileWatcher::changed, this, &SettingsPage::reload);
     reload();
 }
 
@@ -84,12 +89,15 @@ QWidget* SettingsPage::makeRow(const Setting& setting) {
     words->setSpacing(0);
     words->addWidget(title);
     words->addWidget(detail);
+    // Title and explanation stay together when the control beside them is taller.
+    words->addStretch(1);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addLayout(words, 1);
     QWidget* control = makeControl(setting);
     control->setParent(row);
-    layout->addWidget(control, 0, Qt::AlignVCenter);
+    // A hotkey's warnings grow downwards from its keys, which stay level with the title.
+    layout->addWidget(control, 0, setting.control == Control::Hotkey ? Qt::AlignTop : Qt::AlignVCenter);
     title->setBuddy(control);
     row->setToolTip(setting.key);
     m_rows.insert(setting.key, row);
@@ -127,6 +135,12 @@ QWidget* SettingsPage::makeControl(const Setting& setting) {
         connect(combo, &QComboBox::activated, this,
                 [this, key, combo](int index) { write(key, combo->itemData(index).toString()); });
         return combo;
+    }
+    case Control::Hotkey: {
+        auto* editor = new HotkeyEditor(HotkeyRegistry::shared(), key.section(u'/', 1), nullptr);
+        editor->setAccessibleName(setting.title);
+        connect(editor, &HotkeyEditor::changed, this, [this, key] { emit changed(key); });
+        return editor;
     }
     case Control::Text:
     case Control::Folder:
@@ -171,7 +185,9 @@ void SettingsPage::reload() {
         QWidget* control = m_controls.value(setting.key);
         const QSignalBlocker quiet(control);
         const QVariant value = Prefs::value(setting.key);
-        if (auto* box = qobject_cast<QCheckBox*>(control)) {
+        if (auto* hotkey = qobject_cast<HotkeyEditor*>(control)) {
+            hotkey->refresh();
+        } else if (auto* box = qobject_cast<QCheckBox*>(control)) {
             box->setChecked(value.toBool());
         } else if (auto* spin = qobject_cast<QSpinBox*>(control)) {
             spin->setValue(setting.control == Control::Percent ? int(std::lround(value.toDouble() * 100))
@@ -185,7 +201,8 @@ void SettingsPage::reload() {
             }
             combo->setCurrentIndex(index);
         } else if (auto* edit = control->findChild<QLineEdit*>(QStringLiteral("value"))) {
-            edit->setText(value.toString());
+            // Text being typed is not replaced under the cursor.
+            if (!edit->hasFocus()) edit->setText(value.toString());
         }
     }
 }

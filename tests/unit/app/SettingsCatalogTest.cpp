@@ -1,4 +1,5 @@
 #include "app/SettingsCatalog.h"
+#include "app/Hotkeys.h"
 #include "app/Prefs.h"
 
 #include <QSet>
@@ -6,17 +7,21 @@
 
 namespace {
 
-TEST(SettingsCatalogTest, EveryPreferenceHasExactlyOneSetting) {
+TEST(SettingsCatalogTest, EveryPreferenceAndHotkeyHasExactlyOneSetting) {
     QSet<QString> keys;
     for (const auto& setting : SettingsCatalog::settings()) {
         EXPECT_FALSE(keys.contains(setting.key)) << setting.key.toStdString();
         keys.insert(setting.key);
         EXPECT_FALSE(setting.title.isEmpty()) << setting.key.toStdString();
+        EXPECT_EQ(setting.control == SettingsCatalog::Control::Hotkey, setting.key.startsWith("Hotkeys/"))
+            << setting.key.toStdString();
     }
-    QSet<QString> defaults;
+    QSet<QString> expected;
     for (const auto& entry : Prefs::defaults())
-        defaults.insert(entry.key);
-    EXPECT_EQ(keys, defaults);
+        expected.insert(entry.key);
+    for (const auto& binding : Hotkeys::captureBindings({}))
+        expected.insert(Hotkeys::prefKey(binding.name));
+    EXPECT_EQ(keys, expected);
 }
 
 TEST(SettingsCatalogTest, ControlsFitTheDefaults) {
@@ -61,6 +66,11 @@ TEST(SettingsCatalogTest, SearchFindsSettingsByTheirWords) {
     EXPECT_TRUE(found("webp").contains("imageFormat")); // by a choice's label
     EXPECT_TRUE(found("historyLimit").contains("historyLimit"));
     EXPECT_TRUE(found("no such words").isEmpty());
+    // The hotkeys, by the words people try first and by their keys.
+    for (const char* word : {"hotkey", "keyboard", "shortcut"})
+        EXPECT_TRUE(found(word).contains("Hotkeys/area")) << word;
+    EXPECT_EQ(found("print"),
+              (QStringList{"Hotkeys/area", "Hotkeys/fullscreen", "Hotkeys/window", "Hotkeys/allInOne"}));
     EXPECT_EQ(found("").size(), SettingsCatalog::settings().size());
 }
 

@@ -96,6 +96,9 @@ public:
     int next = 1;
     Result<int> bind(const QKeySequence& keys, std::function<void()> pressed) override {
         if (taken.contains(keys)) return Error{keys.toString() + QStringLiteral(" is taken")};
+        // Like the X server, one combination has one holder.
+        for (const auto& [sequence, pressed] : std::as_const(bound))
+            if (sequence == keys) return Error{keys.toString() + QStringLiteral(" is bound twice")};
         bound.insert(next, {keys, std::move(pressed)});
         return next++;
     }
