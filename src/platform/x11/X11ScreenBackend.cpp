@@ -2,16 +2,15 @@
 
 #include "platform/x11/X11AreaGrabber.h"
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Cursor.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11WindowGrabber.h"
 #include "platform/x11/X11WindowList.h"
 
 #include <QSize>
-#include <xcb/xfixes.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include <atomic>
 
@@ -58,25 +57,7 @@ public:
         return pointer ? QPoint(pointer->root_x, pointer->root_y) : QPoint();
     }
 
-    std::optional<Cursor> cursor() override {
-        xcb_connection_t* c = m_connection->raw();
-        // XFixes answers only clients that said which version they speak.
-        if (!m_xfixesReady) {
-            Reply<xcb_xfixes_query_version_reply_t> version{
-                xcb_xfixes_query_version_reply(c, xcb_xfixes_query_version(c, 4, 0), nullptr)};
-            if (!version || version->major_version < 1) return std::nullopt;
-            m_xfixesReady = true;
-        }
-        Reply<xcb_xfixes_get_cursor_image_reply_t> reply{
-            xcb_xfixes_get_cursor_image_reply(c, xcb_xfixes_get_cursor_image(c), nullptr)};
-        if (!reply || reply->width == 0 || reply->height == 0) return std::nullopt;
-        const uint32_t* pixels = xcb_xfixes_get_cursor_image_cursor_image(reply.get());
-        QImage image(reply->width, reply->height, QImage::Format_ARGB32_Premultiplied);
-        for (int y = 0; y < image.height(); ++y)
-            std::memcpy(image.scanLine(y), pixels + std::size_t(y) * reply->width,
-                        std::size_t(reply->width) * 4);
-        return Cursor{image, QPoint(reply->x - reply->xhot, reply->y - reply->yhot)};
-    }
+    std::optional<Cursor> cursor() override { return m_cursor.read(); }
 
     Result<bool> arrangeWindow(uint32_t windowId, std::optional<QPoint> frameTopLeft,
                                std::optional<QSize> clientSize, bool raise) override {
@@ -145,7 +126,7 @@ private:
     X11WindowList m_windowList;
     const Result<PixelFormat> m_rootFormat;
     std::atomic<uint32_t> m_rootSize; // width << 16 | height
-    std::atomic<bool> m_xfixesReady = false;
+    X11Cursor m_cursor{*m_connection};
 };
 
 } // namespace
