@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QMutex>
 #include <QSaveFile>
@@ -67,6 +68,21 @@ Result<QString> store(const QByteArray& bytes, const QString& fileName) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
         return Error{QStringLiteral("Cannot write %1: %2").arg(path, file.errorString())};
+    count.afterAdd();
+    return path;
+}
+
+Result<QString> storeFile(const QString& source, const QString& fileName) {
+    if (!QDir().mkpath(directory()))
+        return Error{QStringLiteral("Cannot create the history folder %1").arg(directory())};
+    const QString path = FileNamer::uniquePath(directory(), fileName);
+    HistoryFolderCount count = folderCount();
+    count.beforeAdd();
+    if (!QFile::rename(source, path)) {
+        if (!QFile::copy(source, path))
+            return Error{QStringLiteral("Cannot move %1 into the history").arg(source)};
+        QFile::remove(source);
+    }
     count.afterAdd();
     return path;
 }

@@ -23,6 +23,11 @@ QString captureIdOf(const QString& path);
 // Writes a capture under `fileName` (another name when it is taken) and returns its path.
 Result<QString> store(const QByteArray& bytes, const QString& fileName);
 
+// Moves a finished file (a recording) into the history under `fileName` (another name when
+// it is taken) and returns its new path. A file on another file system is copied, then
+// removed.
+Result<QString> storeFile(const QString& source, const QString& fileName);
+
 // Deletes the oldest captures beyond `limit`, never one the index keeps, then tells the
 // index which files are left. Returns the names deleted.
 QStringList prune(int limit);

@@ -11,7 +11,9 @@
 #include "editor/PresetStore.h"
 #include "platform/Platform.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 
@@ -153,6 +155,49 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
 
     // 12. The user's post-capture action, which works on a file.
     if (!copyOnly) PostCaptureAction::run(delivered.file(), PostCaptureAction::imageKind, context);
+    return delivered;
+}
+
+std::optional<Delivered> deliverMedia(const QString& tempFile, bool isGIF, const CaptureContext& context,
+                                      const DeliveryOptions& options) {
+    const QString extension = QFileInfo(tempFile).suffix().toLower();
+    const QString fileName = FileNamer::filename(extension, QDateTime::currentDateTime(), context, 1.0);
+    Delivered delivered;
+    const auto stored = HistoryManager::storeFile(tempFile, fileName);
+    if (!stored) {
+        Toast::show(stored.error().message);
+        return std::nullopt;
+    }
+    delivered.historyFile = stored.value();
+    HistoryManager::addToIndex(delivered.historyFile, context);
+    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
+
+    // The clipboard carries the file itself.
+    if (choose(options.copyToClipboard, "copyToClipboard")) {
+        if (auto& clipboard = platform::services().clipboard) {
+            clipboard->setFiles({delivered.historyFile});
+            delivered.copied = true;
+        }
+    }
+    if (choose(options.autoSave, "autoSaveToDisk")) {
+        if (const auto folder = SaveFolder::ready()) {
+            const QString saved = FileNamer::uniquePath(*folder, fileName);
+            if (QFile::copy(delivered.historyFile, saved))
+                delivered.savedFile = saved;
+            else
+                Toast::show(QStringLiteral("Cannot save a copy to %1").arg(*folder));
+        }
+    }
+    if (choose(options.playSound, "captureSound")) playShutter();
+    if (options.announcement) Toast::show(*options.announcement);
+    if (choose(options.showQuickAccess, "showQuickAccess") && hooks().showQuickAccess) {
+        QImage poster;
+        if (auto& media = platform::services().media)
+            if (const auto frame = media->frameAt(delivered.historyFile, 0)) poster = *frame;
+        hooks().showQuickAccess(delivered.file(), poster);
+    }
+    PostCaptureAction::run(delivered.file(),
+                           isGIF ? PostCaptureAction::gifKind : PostCaptureAction::videoKind, context);
     return delivered;
 }
 

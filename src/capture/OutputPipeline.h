@@ -49,6 +49,12 @@ Prepared prepare(const QImage& image, double scale, const Preparation& preparati
 std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly,
                                          const CaptureContext& context, const DeliveryOptions& options = {});
 
+// A finished recording in a temporary file: moved into the history, then copied, saved,
+// announced and handed to the post-capture action as the preferences (or `options`) say.
+// None when it could not be stored; the user has been told why.
+std::optional<Delivered> deliverMedia(const QString& tempFile, bool isGIF, const CaptureContext& context,
+                                      const DeliveryOptions& options = {});
+
 // Recognised text and barcode payloads.
 void deliverText(const QString& text, const QStringList& codes);
 

@@ -767,7 +767,14 @@ HistoryIndex::ScanResult HistoryIndex::scan(const QString& path) {
         break;
     }
     case HistoryRecord::Kind::Video:
-        break; // no movie reader in this build: size and length stay unknown
+        if (auto& media = platform::services().media) {
+            if (const auto info = media->info(path)) {
+                result.width = info->size.width();
+                result.height = info->size.height();
+                if (info->duration > 0) result.duration = info->duration;
+            }
+        }
+        break;
     }
     return result;
 }

@@ -6,6 +6,7 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/x11/X11FrameStream.h"
 #include "platform/x11/X11ScreenBackend.h"
 #include "ui/NameDialog.h"
 #include "ui/ToastWindow.h"
@@ -45,6 +46,7 @@ Result<bool> install(Presentation presentation) {
         return screen.error();
     }
     services.screen = std::move(screen).value();
+    services.frameStreams = std::make_unique<platform::x11::X11FrameStreams>();
     platform::install(std::move(services));
     return true;
 }

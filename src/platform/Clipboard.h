@@ -14,6 +14,8 @@ public:
     // already encoded, so the clipboard can offer it without encoding again.
     virtual void setImage(const QImage& image, const QByteArray& pngBytes = {}) = 0;
     virtual void setText(const QString& text) = 0;
+    // Replaces the clipboard with files, as a file manager copies them.
+    virtual void setFiles(const QStringList& paths) = 0;
 
     // What the clipboard holds: a picture, or the paths of copied files (or neither).
     struct Contents {

@@ -3,6 +3,7 @@
 #include "platform/Archiver.h"
 #include "platform/Clipboard.h"
 #include "platform/DocumentReader.h"
+#include "platform/FrameStream.h"
 #include "platform/GifWriter.h"
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
@@ -38,6 +39,7 @@ struct Services {
     std::unique_ptr<DocumentReader> documents;
     std::unique_ptr<GifWriter> gifs;
     std::unique_ptr<MovieWriter> movies;
+    std::unique_ptr<FrameStreams> frameStreams;
 };
 
 // The installed services. Members are null until installed: callers check.

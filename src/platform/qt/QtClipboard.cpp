@@ -66,6 +66,20 @@ QMimeData* mimeForImage(const QImage& image, const QByteArray& pngBytes) {
     return mime;
 }
 
+// File URLs, with the form GNOME's and other file managers paste from.
+QMimeData* mimeForFiles(const QStringList& paths) {
+    auto* mime = new QMimeData;
+    QList<QUrl> urls;
+    QByteArray copied = "copy";
+    for (const QString& path : paths) {
+        urls.append(QUrl::fromLocalFile(path));
+        copied += '\n' + urls.last().toEncoded();
+    }
+    mime->setUrls(urls);
+    mime->setData(QStringLiteral("x-special/gnome-copied-files"), copied);
+    return mime;
+}
+
 } // namespace
 
 void QtClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
@@ -74,6 +88,10 @@ void QtClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
 
 void QtClipboard::setText(const QString& text) {
     QGuiApplication::clipboard()->setText(text);
+}
+
+void QtClipboard::setFiles(const QStringList& paths) {
+    QGuiApplication::clipboard()->setMimeData(mimeForFiles(paths));
 }
 
 Clipboard::Contents QtClipboard::contents() const {
@@ -88,6 +106,10 @@ void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes
 
 void DetachedClipboard::setText(const QString& text) {
     handOver(QStringLiteral("text"), text.toUtf8());
+}
+
+void DetachedClipboard::setFiles(const QStringList& paths) {
+    handOver(QStringLiteral("files"), paths.join(u'\n').toUtf8());
 }
 
 Clipboard::Contents DetachedClipboard::contents() const {
@@ -134,6 +156,8 @@ int serveClipboard(const QString& kind, const QString& path) {
     const bool serving = lifetime.claim([&] {
         if (kind == u"image")
             clipboard->setMimeData(new PngMimeData(data));
+        else if (kind == u"files")
+            clipboard->setMimeData(mimeForFiles(QString::fromUtf8(data).split(u'\n', Qt::SkipEmptyParts)));
         else
             clipboard->setText(QString::fromUtf8(data));
     });

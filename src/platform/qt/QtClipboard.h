@@ -10,6 +10,7 @@ class QtClipboard : public Clipboard {
 public:
     void setImage(const QImage& image, const QByteArray& pngBytes) override;
     void setText(const QString& text) override;
+    void setFiles(const QStringList& paths) override;
     Contents contents() const override;
 };
 
@@ -22,6 +23,7 @@ public:
     explicit DetachedClipboard(QString executable);
     void setImage(const QImage& image, const QByteArray& pngBytes) override;
     void setText(const QString& text) override;
+    void setFiles(const QStringList& paths) override;
     Contents contents() const override;
 
 private:

@@ -63,6 +63,8 @@ public:
         pngs.append(png);
     }
     void setText(const QString& text) override { texts.append(text); }
+    QList<QStringList> files;
+    void setFiles(const QStringList& paths) override { files.append(paths); }
     Contents held;
     Contents contents() const override { return held; }
 };
@@ -231,7 +233,7 @@ protected:
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
                            std::move(d), std::move(r), std::move(b), std::move(l),
                            std::make_unique<platform::archive::LibarchiveArchiver>(), std::move(m),
-                           std::move(doc), nullptr, nullptr});
+                           std::move(doc), nullptr, nullptr, nullptr});
     }
 
     QTemporaryDir home;

@@ -1,0 +1,279 @@
+#include "recording/ScreenRecorder.h"
+
+#include "app/Toast.h"
+#include "capture/OutputPipeline.h"
+#include "capture/PostCaptureAction.h"
+#include "platform/Platform.h"
+#include "recording/GIFEncoder.h"
+#include "recording/RecoveryMarker.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QUuid>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace {
+
+constexpr double toastSeconds = 2.2;
+
+QString newName(const QString& prefix, const QString& suffix = {}) {
+    return RecoveryMarker::inProgressDir() + u'/' + prefix +
+           QUuid::createUuid().toString(QUuid::WithoutBraces) + suffix;
+}
+
+platform::MovieSettings movieSettings(const RecordingOptions& options, QSize size) {
+    platform::MovieSettings settings;
+    settings.size = size;
+    settings.fps = options.fps;
+    settings.codec = options.codec == RecordingCodec::hevc ? platform::MovieSettings::Codec::hevc
+                                                           : platform::MovieSettings::Codec::h264;
+    settings.bitRate = options.videoBitRate(size);
+    settings.keyFrameInterval = options.keyFrameInterval();
+    settings.audioChannels = options.monoAudio ? 1 : 2;
+    return settings;
+}
+
+void removeOutput(const QString& path) {
+    if (QFileInfo(path).isDir())
+        QDir(path).removeRecursively();
+    else
+        QFile::remove(path);
+}
+
+} // namespace
+
+ScreenRecorder::ScreenRecorder(std::size_t queuedFrames) : m_queuedFrames(queuedFrames) {}
+
+ScreenRecorder::~ScreenRecorder() {
+    // A recording still running when the program ends stays recoverable: its frames so far
+    // are flushed, and the marker stays for the next start.
+    if (m_stream) m_stream->stop();
+    if (m_queue) m_queue->close();
+    if (m_encoder.joinable()) m_encoder.join();
+}
+
+ScreenRecorder& ScreenRecorder::shared() {
+    static ScreenRecorder recorder;
+    return recorder;
+}
+
+double ScreenRecorder::elapsed() const {
+    const double running = m_state == State::recording ? double(m_activeSince.elapsed()) / 1000.0 : 0.0;
+    return m_accumulated + running;
+}
+
+int ScreenRecorder::droppedFrames() const {
+    return (m_queue ? m_queue->dropped() : 0) + (m_stream ? m_stream->missedFrames() : 0);
+}
+
+void ScreenRecorder::setState(State state) {
+    if (m_state == state) return;
+    m_state = state;
+    emit stateChanged(state);
+}
+
+Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize sourcePixels, bool gif,
+                                   const RecordingOptions& options, const CaptureContext& context) {
+    if (m_state != State::idle) return Error{QStringLiteral("A recording is already running")};
+    auto& streams = platform::services().frameStreams;
+    if (!streams) return Error{QStringLiteral("Screen recording is not available on this desktop")};
+    m_options = options;
+    m_context = context;
+    m_isGIF = gif;
+    m_size = options.recordingSize(sourcePixels, gif);
+    m_encoderError.clear();
+    m_cancelled = false;
+
+    if (gif) {
+        m_output = newName(QStringLiteral("pictavia-gif-"));
+        if (!QDir().mkpath(m_output)) return Error{QStringLiteral("Cannot create %1").arg(m_output)};
+    } else {
+        auto& movies = platform::services().movies;
+        if (!movies) return Error{QStringLiteral("Writing movies is not available")};
+        m_output = newName(QStringLiteral("pictavia-"), QStringLiteral(".mov"));
+        auto movie = movies->create(m_output, movieSettings(options, m_size));
+        if (!movie) return movie.error();
+        m_movie = std::move(movie.value());
+    }
+    RecoveryMarker{gif ? QStringLiteral("gif") : QStringLiteral("movie"), m_output, options.gifFPS}.write();
+
+    auto stream = streams->create();
+    Result<bool> started = stream ? Result<bool>(true) : Result<bool>(stream.error());
+    if (stream) {
+        m_stream = std::move(stream.value());
+        m_queue = std::make_unique<FrameQueue>(m_queuedFrames);
+        m_paused = false;
+        m_needsOffsetRecalc = false;
+        const platform::FrameStreamSettings settings{gif ? options.gifFPS : options.fps,
+                                                     options.capturesSystemCursor(gif)};
+        started = m_stream->start(
+            source, settings,
+            [this](const QImage& frame, qint64 time) {
+                if (!m_paused) m_queue->push({frame, time, m_needsOffsetRecalc.exchange(false)});
+            },
+            [this](const Error&) {
+                // The source went away: what was recorded so far is kept.
+                QMetaObject::invokeMethod(
+                    this, [this] { stop(); }, Qt::QueuedConnection);
+            });
+    }
+    if (!started) {
+        m_stream.reset();
+        m_movie.reset();
+        m_queue.reset();
+        removeOutput(m_output);
+        RecoveryMarker::remove();
+        return started.error();
+    }
+    m_encoder = std::thread([this] { encodeFrames(); });
+    m_accumulated = 0;
+    m_activeSince.start();
+    setState(State::recording);
+    PostCaptureAction::recordingStarted();
+    return true;
+}
+
+void ScreenRecorder::encodeFrames() {
+    const qint64 frameDuration = 1'000'000 / (m_isGIF ? m_options.gifFPS : m_options.fps);
+    std::optional<qint64> sessionStart;
+    std::optional<qint64> lastTime;
+    qint64 offset = 0; // the paused time taken out
+    int gifFrames = 0;
+    while (const auto item = m_queue->pop()) {
+        // The first frame after a pause follows the last one before it by one frame.
+        if (item->afterPause && lastTime)
+            offset += std::max<qint64>(0, item->time - *lastTime - frameDuration);
+        lastTime = item->time;
+        if (!m_encoderError.isEmpty() || m_cancelled) continue;
+        const qint64 time = item->time - offset;
+        if (m_isGIF) {
+            if (gifFrames >= gifMaxFrames) continue;
+            const QImage frame = item->frame.scaled(m_size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+            if (!frame.save(m_output + u'/' + GIFEncoder::frameName(gifFrames), "JPEG",
+                            GIFEncoder::frameQuality)) {
+                m_encoderError = QStringLiteral("Cannot write the frames to %1").arg(m_output);
+                continue;
+            }
+            ++gifFrames;
+            QMetaObject::invokeMethod(
+                this, [this, gifFrames] { emit gifFramesChanged(gifFrames); }, Qt::QueuedConnection);
+        } else {
+            if (!sessionStart) sessionStart = time;
+            if (const auto added = m_movie->addVideo(item->frame, time - *sessionStart); !added)
+                m_encoderError = added.error().message;
+        }
+    }
+    if (m_movie && !m_cancelled && m_encoderError.isEmpty())
+        if (const auto finished = m_movie->finish(); !finished) m_encoderError = finished.error().message;
+    m_movie.reset();
+}
+
+void ScreenRecorder::pause() {
+    if (m_state != State::recording) return;
+    m_paused = true;
+    m_accumulated += double(m_activeSince.elapsed()) / 1000.0;
+    setState(State::paused);
+}
+
+void ScreenRecorder::resume() {
+    if (m_state != State::paused) return;
+    m_needsOffsetRecalc = true;
+    m_paused = false;
+    m_activeSince.restart();
+    setState(State::recording);
+}
+
+void ScreenRecorder::stop() {
+    finish(false, false);
+}
+
+void ScreenRecorder::cancel(bool silent) {
+    finish(true, silent);
+}
+
+void ScreenRecorder::stopAndWait(Finished done) {
+    waitForFinish(std::move(done));
+    stop();
+}
+
+void ScreenRecorder::waitForFinish(Finished done) {
+    if (m_state == State::idle) return done(std::nullopt);
+    m_waiters.append(std::move(done));
+}
+
+void ScreenRecorder::finish(bool cancelled, bool silent) {
+    if (m_state != State::recording && m_state != State::paused) return;
+    if (m_state == State::recording) m_accumulated += double(m_activeSince.elapsed()) / 1000.0;
+    setState(State::stopping);
+    m_cancelled = cancelled;
+    m_stream->stop();
+    m_queue->close();
+    PostCaptureAction::recordingStopped();
+    // The encoder drains the queue and completes the file off the GUI thread.
+    QtConcurrent::run([this] { m_encoder.join(); }).then(this, [this, cancelled, silent] {
+        m_stream.reset();
+        const QString output = m_output;
+        if (cancelled) {
+            if (!silent) Toast::show(QStringLiteral("Recording discarded"), toastSeconds);
+            removeOutput(output);
+            return notifyFinished(std::nullopt);
+        }
+        if (!m_encoderError.isEmpty()) {
+            Toast::show(QStringLiteral("Recording failed: ") + m_encoderError, toastSeconds);
+            return notifyFinished(std::nullopt);
+        }
+        if (!m_isGIF) {
+            const auto delivered = OutputPipeline::deliverMedia(output, false, m_context, m_options.delivery);
+            return notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
+        }
+        Toast::show(QStringLiteral("Encoding GIF…"), toastSeconds);
+        const QString gif = newName(QStringLiteral("pictavia-"), QStringLiteral(".gif"));
+        QtConcurrent::run([output, gif, fps = m_options.gifFPS, quality = m_options.gifQuality] {
+            return GIFEncoder::encode(output, fps, gif, quality);
+        }).then(this, [this, gif](bool encoded) {
+            if (!encoded) {
+                Toast::show(QStringLiteral("GIF encoding failed"), toastSeconds);
+                return notifyFinished(std::nullopt);
+            }
+            DeliveryOptions options = m_options.delivery;
+            options.announcement = QStringLiteral("GIF saved to history");
+            const auto delivered = OutputPipeline::deliverMedia(gif, true, m_context, options);
+            notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
+        });
+    });
+}
+
+void ScreenRecorder::notifyFinished(const std::optional<QString>& file) {
+    RecoveryMarker::remove();
+    RecoveryMarker::cleanLeftovers();
+    m_queue.reset();
+    setState(State::idle);
+    for (const Finished& done : std::exchange(m_waiters, {}))
+        done(file);
+}
+
+void ScreenRecorder::recoverIfNeeded() {
+    const auto marker = RecoveryMarker::read();
+    if (!marker) return RecoveryMarker::cleanLeftovers();
+    const auto deliver = [](const QString& file, bool gif) {
+        DeliveryOptions options;
+        options.announcement = QStringLiteral("A recording cut off last time was saved to history");
+        OutputPipeline::deliverMedia(file, gif, {}, options);
+    };
+    if (marker->kind == u"movie") {
+        auto& media = platform::services().media;
+        const auto info = media ? media->info(marker->path) : Result<platform::MediaInfo>(Error{});
+        if (info && info->duration > 0) deliver(marker->path, false);
+        RecoveryMarker::remove();
+        return RecoveryMarker::cleanLeftovers();
+    }
+    const QString gif = newName(QStringLiteral("pictavia-"), QStringLiteral(".gif"));
+    QtConcurrent::run([frames = marker->path, fps = marker->fps, gif] {
+        return GIFEncoder::encode(frames, fps, gif, GIFQuality::balanced);
+    }).then(qApp, [gif, deliver](bool encoded) {
+        if (encoded) deliver(gif, true);
+        RecoveryMarker::remove();
+        RecoveryMarker::cleanLeftovers();
+    });
+}

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "capture/CaptureContext.h"
+#include "common/Result.h"
+#include "platform/FrameStream.h"
+#include "platform/MovieWriter.h"
+#include "recording/FrameQueue.h"
+#include "recording/RecordingOptions.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+// Records the screen into a movie, or into GIF frames assembled when it stops, and hands the
+// result to delivery. Frames come from a platform frame stream on its own thread, wait in a
+// bounded queue and are encoded on a thread of the recorder's; pausing drops frames and
+// closes the gap, so the movie runs on without a jump. While a recording runs, a marker in
+// the in-progress folder names its file, so that one cut off by a crash is delivered at the
+// next start. One recording at a time.
+class ScreenRecorder : public QObject {
+    Q_OBJECT
+public:
+    enum class State { idle, recording, paused, stopping };
+    using Finished = std::function<void(const std::optional<QString>& file)>;
+
+    static constexpr int gifMaxFrames = 3000;
+
+    // Frames waiting for the encoder beyond `queuedFrames` are dropped.
+    explicit ScreenRecorder(std::size_t queuedFrames = 8);
+    ~ScreenRecorder() override;
+    static ScreenRecorder& shared();
+
+    State state() const { return m_state; }
+    // Seconds recorded, pauses left out.
+    double elapsed() const;
+    // Frames the encoder could not keep up with.
+    int droppedFrames() const;
+
+    // `sourcePixels` is the size of what is recorded, in pixels; `context` names the file.
+    Result<bool> start(const platform::FrameSource& source, QSize sourcePixels, bool gif,
+                       const RecordingOptions& options, const CaptureContext& context = {});
+    void pause();
+    void resume();
+    // Ends the recording; the file is finished and delivered in the background.
+    void stop();
+    // Ends the recording and throws it away.
+    void cancel(bool silent = false);
+    // Stops, and calls `done` with the delivered file (none when cancelled or failed).
+    void stopAndWait(Finished done);
+    // Calls `done` when a stop already under way has finished (at once when idle).
+    void waitForFinish(Finished done);
+
+    // At start-up: delivers a recording a crash cut off, then empties the in-progress folder.
+    static void recoverIfNeeded();
+
+signals:
+    void stateChanged(ScreenRecorder::State state);
+    void gifFramesChanged(int count);
+
+private:
+    void setState(State state);
+    void encodeFrames(); // on m_encoder
+    void finish(bool cancelled, bool silent);
+    void notifyFinished(const std::optional<QString>& file);
+
+    const std::size_t m_queuedFrames;
+    State m_state = State::idle;
+    RecordingOptions m_options;
+    CaptureContext m_context;
+    bool m_isGIF = false;
+    QString m_output; // the movie, or the frame folder of a GIF
+    QSize m_size;
+    std::unique_ptr<platform::FrameStream> m_stream;
+    std::unique_ptr<platform::MovieFile> m_movie;
+    std::unique_ptr<FrameQueue> m_queue;
+    std::thread m_encoder;
+    std::atomic<bool> m_paused = false;
+    std::atomic<bool> m_needsOffsetRecalc = false; // taken by the first frame after a pause
+    std::atomic<bool> m_cancelled = false;
+    QString m_encoderError; // written by the encoder, read after it has ended
+    QList<Finished> m_waiters;
+    double m_accumulated = 0; // seconds recorded before the current run
+    QElapsedTimer m_activeSince;
+};
