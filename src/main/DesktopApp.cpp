@@ -27,6 +27,7 @@
 #include "platform/Platform.h"
 #include "platform/x11/X11DesktopCover.h"
 #include "platform/x11/X11GlobalHotkeys.h"
+#include "recording/ScreenRecorder.h"
 #include "ui/AppIcon.h"
 #include "ui/DesktopSurfaces.h"
 #include "ui/PinWindow.h"
@@ -273,6 +274,8 @@ int run(int argc, char** argv, const QStringList& arguments) {
     HistoryIndex::attachShared();
     HistoryIndex::shared().backfill();
     HistoryIndex::shared().followFolder();
+    // A recording that a crash cut off reaches the history now.
+    ScreenRecorder::recoverIfNeeded();
     if (const auto problem = HistoryIndex::shared().loadProblem()) {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(*problem));
         Toast::show(*problem, 8.0);

@@ -28,6 +28,8 @@ open-clipboard (clipboard), history, settings (preferences).
 
 Commands:
   capture fullscreen|area|window   take one capture (see "pictavia capture --help")
+  record fullscreen|area|window    record a movie or a GIF until Ctrl+C or --duration
+                                   (see "pictavia record --help")
   displays                         list the displays and their numbers
   windows                          list the windows on screen and their numbers
   text FILE                        the text of an image (--lines, --words, --codes,

@@ -13,6 +13,7 @@
 #include "main/InstanceChannel.h"
 #include "main/ListCommand.h"
 #include "main/MessageFilter.h"
+#include "main/RecordCommand.h"
 #include "main/StandaloneHistory.h"
 #include "main/TextCommand.h"
 #include "main/UsageText.h"
@@ -88,6 +89,8 @@ PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
         code = runHistoryExportCommand(rest.mid(1));
     else if (command == u"history")
         code = runHistoryCommand(rest);
+    else if (command == u"record")
+        code = runRecordCommand(rest);
     else if (command == u"agents")
         code = runAgentsCommand(rest);
     else

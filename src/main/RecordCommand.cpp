@@ -1,0 +1,171 @@
+#include "main/RecordCommand.h"
+
+#include "app/Prefs.h"
+#include "capture/CaptureContext.h"
+#include "capture/ScreenCaptureService.h"
+#include "main/CaptureCommand.h"
+#include "main/CommandLine.h"
+#include "main/CommandOutput.h"
+#include "main/PlatformSetup.h"
+#include "main/StandaloneHistory.h"
+#include "platform/Platform.h"
+#include "recording/ScreenRecorder.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <atomic>
+#include <csignal>
+
+namespace {
+
+const char* const recordUsage = R"(Usage: pictavia record KIND [options]
+
+Records the screen until --duration is over or until Ctrl+C (or SIGTERM), then
+delivers the movie as the preferences say (history, save folder, clipboard,
+post-capture action) and prints its path. What was recorded is kept however the
+recording ends.
+
+Kinds:
+  fullscreen [--display N]        a whole display
+  area --rect X,Y,W,H [--display N] a rectangle, in points from the display's
+                                  top-left corner
+  window --id N                   one window, followed as it moves
+
+Options:
+  --gif           an animated GIF instead of a movie
+  --duration S    stop after S seconds
+  --no-audio      record no sound (sound is not recorded by this version yet)
+)";
+
+std::atomic<bool> stopRequested = false;
+
+void requestStop(int) {
+    stopRequested = true;
+}
+
+struct RecordRequest {
+    CaptureRequest capture;
+    bool gif = false;
+    double duration = 0; // 0: until stopped
+};
+
+// The record-only options taken out; the rest reads as a capture command.
+std::variant<int, RecordRequest> parse(const QStringList& arguments) {
+    const QString kind = arguments.value(0);
+    if (kind.isEmpty() || kind == u"--help" || kind == u"-h" || kind == u"help") {
+        (kind.isEmpty() ? CommandOutput::err : CommandOutput::out)(QString::fromUtf8(recordUsage));
+        return kind.isEmpty() ? CommandLine::usage : CommandLine::ok;
+    }
+    RecordRequest request;
+    QStringList rest;
+    for (int i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (argument == u"--gif") {
+            request.gif = true;
+        } else if (argument == u"--no-audio") {
+            continue;
+        } else if (argument == u"--duration") {
+            bool ok = false;
+            request.duration = arguments.value(++i).toDouble(&ok);
+            if (!ok || request.duration <= 0)
+                return CommandLine::usageError(
+                    QStringLiteral("--duration needs a number of seconds above 0"));
+        } else if (argument == u"--help" || argument == u"-h") {
+            CommandOutput::out(QString::fromUtf8(recordUsage));
+            return CommandLine::ok;
+        } else {
+            rest << argument;
+        }
+    }
+    if (rest.contains(QStringLiteral("--copy")) || rest.contains(QStringLiteral("--app")))
+        return CommandLine::usageError(
+            QStringLiteral("record takes --rect, --display and --id (see \"pictavia record --help\")"));
+    auto capture = parseCaptureCommand(rest);
+    if (const int* code = std::get_if<int>(&capture)) return *code;
+    request.capture = std::get<CaptureRequest>(capture);
+    return request;
+}
+
+struct Source {
+    platform::FrameSource frames;
+    QSize pixels;
+    CaptureContext context;
+};
+
+// What the request names, in root pixels.
+Result<Source> resolve(const CaptureRequest& request) {
+    ScreenCaptureService& screens = ScreenCaptureService::shared();
+    if (request.kind == CaptureRequest::Kind::window) {
+        for (const platform::WindowInfo& window : platform::services().screen->windows())
+            if (window.id == *request.windowID)
+                return Source{
+                    {std::nullopt, window.id}, window.frame.size(), CaptureContext::forWindow(window)};
+        return ScreenCaptureService::windowNotFound();
+    }
+    const auto display = request.display ? screens.display(*request.display) : screens.displayUnderPointer();
+    if (!display) return ScreenCaptureService::displayNotFound();
+    QRect pixels = display->geometry;
+    if (request.kind == CaptureRequest::Kind::area) {
+        if (const auto fits = ScreenCaptureService::checkArea(request.rect, *display); !fits)
+            return fits.error();
+        const QRectF scaled(request.rect.topLeft() * display->scale, request.rect.size() * display->scale);
+        pixels = scaled.toAlignedRect().translated(display->geometry.topLeft()) & display->geometry;
+    }
+    return Source{{pixels, std::nullopt}, pixels.size(), CaptureContext::frontmost()};
+}
+
+} // namespace
+
+int runRecordCommand(const QStringList& arguments) {
+    const auto parsed = parse(arguments);
+    if (const int* code = std::get_if<int>(&parsed)) return *code;
+    const RecordRequest& request = std::get<RecordRequest>(parsed);
+    Prefs::registerDefaults();
+    if (const auto installed = PlatformSetup::install(PlatformSetup::Presentation::Terminal); !installed) {
+        CommandOutput::error(installed.error().message);
+        return CommandLine::failed;
+    }
+    StandaloneHistory::attach();
+    const auto source = resolve(request.capture);
+    if (!source) {
+        CommandOutput::error(source.error().message);
+        return CommandLine::failed;
+    }
+
+    ScreenRecorder& recorder = ScreenRecorder::shared();
+    RecordingOptions options = RecordingOptions::fromPreferences();
+    options.microphone = options.systemAudio = false;
+    if (const auto started =
+            recorder.start(source->frames, source->pixels, request.gif, options, source->context);
+        !started) {
+        CommandOutput::error(started.error().message);
+        return CommandLine::failed;
+    }
+    std::signal(SIGINT, requestStop);
+    std::signal(SIGTERM, requestStop);
+    // However the recording ends (the time is up, a signal, the window closed), the file is
+    // reported once it is delivered.
+    int code = CommandLine::failed;
+    QObject::connect(&recorder, &ScreenRecorder::stateChanged, [&](ScreenRecorder::State state) {
+        if (state != ScreenRecorder::State::stopping) return;
+        recorder.waitForFinish([&](const std::optional<QString>& file) {
+            if (file) {
+                CommandOutput::out(*file + u'\n');
+                code = CommandLine::ok;
+            } else {
+                CommandOutput::error(QStringLiteral("the recording could not be saved"));
+            }
+            QCoreApplication::quit();
+        });
+    });
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        if (stopRequested || (request.duration > 0 && recorder.elapsed() >= request.duration))
+            recorder.stop();
+    });
+    poll.start(50);
+    QCoreApplication::exec();
+    Prefs::sync();
+    return code;
+}
