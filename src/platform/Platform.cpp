@@ -35,6 +35,7 @@ void install(Services replacement) {
     replaceIfGiven(s.documents, replacement.documents);
     replaceIfGiven(s.gifs, replacement.gifs);
     replaceIfGiven(s.movies, replacement.movies);
+    replaceIfGiven(s.ownWindows, replacement.ownWindows);
 }
 
 } // namespace platform

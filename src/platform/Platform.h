@@ -9,6 +9,7 @@
 #include "platform/MediaReader.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
+#include "platform/OwnWindows.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
 #include "platform/SubjectLifter.h"
@@ -38,6 +39,7 @@ struct Services {
     std::unique_ptr<DocumentReader> documents;
     std::unique_ptr<GifWriter> gifs;
     std::unique_ptr<MovieWriter> movies;
+    std::unique_ptr<OwnWindows> ownWindows;
 };
 
 // The installed services. Members are null until installed: callers check.
