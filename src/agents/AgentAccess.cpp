@@ -277,7 +277,10 @@ void AgentAccess::authorizeClient(MCPSession& session, Decision then) {
                 QStringLiteral("It will be able to take screenshots, read text on screen, edit and export "
                                "your captures, and record the screen when you say so. You can change "
                                "this any time in Pictavia ▸ AI Agents."),
-                QStringLiteral("sparkles"), QStringLiteral("Allow"), std::nullopt};
+                QStringLiteral("sparkles"),
+                QStringLiteral("Allow"),
+                std::nullopt,
+                guarded.data()};
             self->ask(prompt, [answer](Answer given) { answer(given != Answer::declined); });
         },
         [self, guarded, name, then](bool allowed) {
@@ -303,8 +306,12 @@ void AgentAccess::authorize(Category category, const QString& action, MCPSession
     case Policy::ask:
         break;
     }
-    Prompt prompt{session.displayName() + QStringLiteral(" wants to ") + action, QString(),
-                  symbolOf(category), QStringLiteral("Allow Once"), QStringLiteral("Always Allow")};
+    Prompt prompt{session.displayName() + QStringLiteral(" wants to ") + action,
+                  QString(),
+                  symbolOf(category),
+                  QStringLiteral("Allow Once"),
+                  QStringLiteral("Always Allow"),
+                  &session};
     QPointer<AgentAccess> self(this);
     ask(prompt, [self, category, action, then](Answer answer) {
         if (answer == Answer::declined) {

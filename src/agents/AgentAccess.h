@@ -50,6 +50,8 @@ public:
         QString symbol;
         QString allowTitle;
         std::optional<QString> alwaysTitle;
+        // The session asking: once it has gone the question is withdrawn, declined.
+        QPointer<QObject> askedBy;
     };
     // Shows a prompt and answers through the callback, then or later. The window layer
     // sets it; without one every prompt is declined.

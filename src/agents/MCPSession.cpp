@@ -2,6 +2,7 @@
 
 #include "agents/AgentConnection.h"
 #include "agents/JsonMessage.h"
+#include "agents/MCPInstructions.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -21,18 +22,6 @@ QString text(const QJsonValue& value) {
 }
 
 } // namespace
-
-const char* const MCPSession::instructions =
-    R"TEXT(Pictavia is a Linux screenshot and screen-recording app running on this computer. These tools drive it: capture the screen, a window or an area; record video or GIFs; read text (OCR) and QR codes; annotate, redact, beautify, combine and export images; trim, zoom and convert recordings; search the user's capture history.
-
-How to use it well:
-- Every capture is saved in Pictavia's history and identified by `capture_id` (its file name). Pass that id to the editing tools; each edit saves a new capture and returns its id.
-- Screen coordinates are in points with the origin at the top-left of a display (see get_status → displays, list_windows → frames). Image coordinates are in pixels of that image, top-left origin. Previews you receive may be scaled down; their scale is reported — or pass coordinates: "normalized" (0–1) or "preview".
-- To point at something in an image, prefer `target_text` (Pictavia finds the text) over guessing coordinates.
-- Use take_screenshot with target "window" and an app name for a clean shot of one app.
-- Recording asks the user for permission unless they allowed it. Use record_screen for short clips, or start_recording/stop_recording for longer ones.
-- The user controls what you can see: previews may be text-only, sensitive data may be blurred in previews (never in saved files), and some powers may be turned off. If a tool is refused, tell the user how to change it (Pictavia ▸ AI Agents) rather than retrying.
-- Prefer showing results to the user with show_in_pictavia (editor, Quick Access thumbnail, file manager).)TEXT";
 
 MCPSession::MCPSession(AgentChannel* connection, PeerIdentity peer, std::shared_ptr<AgentToolProvider> tools,
                        QObject* parent)
@@ -150,7 +139,7 @@ void MCPSession::handle(const JsonMessage::Message& message) {
                  QJsonObject{{QStringLiteral("name"), QStringLiteral("pictavia")},
                              {QStringLiteral("title"), QStringLiteral("Pictavia")},
                              {QStringLiteral("version"), QStringLiteral("1.0.0")}}},
-                {QStringLiteral("instructions"), QString::fromUtf8(instructions)}};
+                {QStringLiteral("instructions"), MCPInstructions::forTools(m_tools->list())}};
             sendResult(*id, result);
         }
     } else if (method == u"notifications/initialized") {

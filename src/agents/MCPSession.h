@@ -106,8 +106,6 @@ public:
     std::optional<QUrl> lastRecording;
     bool lastRecordingReturned = false;
 
-    static const char* const instructions;
-
 signals:
     // Name, version, call count or last activity changed.
     void changed();

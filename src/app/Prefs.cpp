@@ -117,7 +117,7 @@ const QList<Default>& defaults() {
         {QStringLiteral("freezeScreen"), Type::Flag, true},
         {QStringLiteral("windowShadow"), Type::Flag, true},
         {QStringLiteral("captureSound"), Type::Flag, true},
-        {QStringLiteral("qaoAutoDismiss"), Type::Integer, 0},
+        {QStringLiteral("qaoAutoDismiss"), Type::Integer, 8},
         {QStringLiteral("qaoSize"), Type::Text, QStringLiteral("medium")},
         {QStringLiteral("hideDesktopWidgets"), Type::Flag, true},
         {QStringLiteral("recFPS"), Type::Integer, 30},

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 
+#include <QCoreApplication>
 #include <QPainter>
 
 #include <cmath>
@@ -13,6 +14,10 @@ constexpr int backdropMargin = 96;
 
 platform::ScreenBackend* backend() {
     return platform::services().screen.get();
+}
+
+platform::OwnWindows* ownWindows() {
+    return platform::services().ownWindows.get();
 }
 
 Error noScreen() {
@@ -64,8 +69,12 @@ double ScreenCaptureService::displayScale(const platform::DisplayInfo& display) 
     return main ? main->scale : 1.0;
 }
 
-Result<QImage> ScreenCaptureService::grabRoot(const QRect& rootRect, bool showCursor) const {
-    auto image = backend()->grabArea(rootRect);
+Result<QImage> ScreenCaptureService::grabRoot(const QRect& rootRect, bool showCursor,
+                                              bool excludeOwnWindows) const {
+    auto image = [&] {
+        const platform::OwnWindowsAway away(excludeOwnWindows ? ownWindows() : nullptr, rootRect);
+        return backend()->grabArea(rootRect);
+    }();
     if (!image || !showCursor) return image;
     // The screen's pixels never include the pointer: it is drawn over them here.
     if (const auto cursor = backend()->cursor()) {
@@ -82,9 +91,8 @@ Result<QImage> ScreenCaptureService::grabRoot(const QRect& rootRect, bool showCu
 
 Result<QImage> ScreenCaptureService::captureDisplay(const platform::DisplayInfo& display,
                                                     bool excludeOwnWindows, bool showCursor) const {
-    Q_UNUSED(excludeOwnWindows);
     if (!backend()) return noScreen();
-    return grabRoot(display.geometry, showCursor);
+    return grabRoot(display.geometry, showCursor, excludeOwnWindows);
 }
 
 Result<ScreenCaptureService::DisplayCapture>
@@ -106,7 +114,7 @@ Result<QImage> ScreenCaptureService::captureArea(const QRectF& rect, const platf
                               static_cast<int>(std::ceil(rect.bottom() * scale)) - 1));
     const QRect onScreen = pixels.translated(display.geometry.topLeft()).intersected(display.geometry);
     if (rect.isEmpty() || onScreen.isEmpty()) return Error{QStringLiteral("That area is off screen")};
-    return grabRoot(onScreen, showCursor);
+    return grabRoot(onScreen, showCursor, true);
 }
 
 Result<bool> ScreenCaptureService::checkAreaSize(const QRectF& rect) {
@@ -136,7 +144,13 @@ ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeB
     for (const auto& w : backend()->windows())
         if (w.id == windowID) window = w;
     if (!window) return windowNotFound();
-    auto image = backend()->grabWindow(windowID);
+    auto image = [&] {
+        // Where the window is copied from the screen, ours in front of it would be in the
+        // picture; one of ours asked for by number stays for it.
+        const bool ours = window->pid == QCoreApplication::applicationPid();
+        const platform::OwnWindowsAway away(ours ? nullptr : ownWindows(), window->frame);
+        return backend()->grabWindow(windowID);
+    }();
     if (!image) return image.error();
 
     WindowCapture capture{std::move(image).value(), std::nullopt, 1.0, *window};
@@ -149,7 +163,7 @@ ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeB
         const QRect around =
             window->frame.adjusted(-backdropMargin, -backdropMargin, backdropMargin, backdropMargin)
                 .intersected(holder->geometry);
-        if (auto backdrop = backend()->grabArea(around)) capture.backdrop = std::move(backdrop).value();
+        if (auto backdrop = grabRoot(around, false, true)) capture.backdrop = std::move(backdrop).value();
     }
     return capture;
 }

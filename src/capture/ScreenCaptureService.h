@@ -34,16 +34,17 @@ public:
     // The display's backing scale; the main display's when the display is unknown.
     double displayScale(const platform::DisplayInfo& display) const;
 
-    // The whole display at its full pixel size. X11 grabs the composed screen, so
-    // `excludeOwnWindows` relies on flows having hidden their own panels first, and
-    // the pointer is never part of the image.
+    // The whole display at its full pixel size. With `excludeOwnWindows` this program's
+    // windows leave the screen for the grab (X11 grabs the composed screen); the pointer is
+    // never part of the image unless asked for.
     Result<QImage> captureDisplay(const platform::DisplayInfo& display, bool excludeOwnWindows = true,
                                   bool showCursor = false) const;
     // Looks the display up first; fails with "Display not found".
     Result<DisplayCapture> captureDisplay(uint32_t displayID, bool excludeOwnWindows = true,
                                           bool showCursor = false) const;
     // A rectangle in points relative to the display's top-left corner, clipped to the
-    // display; fails with "That area is off screen" when nothing of it is on the display.
+    // display, without this program's windows; fails with "That area is off screen" when nothing of it is on
+    // the display.
     Result<QImage> captureArea(const QRectF& rect, const platform::DisplayInfo& display,
                                bool showCursor = false) const;
     // One window with its frame; fails with "Window not found" (code 2).
@@ -62,5 +63,5 @@ public:
 
 private:
     // A rectangle of the root window, with the pointer drawn in when asked.
-    Result<QImage> grabRoot(const QRect& rootRect, bool showCursor) const;
+    Result<QImage> grabRoot(const QRect& rootRect, bool showCursor, bool excludeOwnWindows) const;
 };

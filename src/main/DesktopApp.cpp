@@ -30,6 +30,7 @@
 #include "recording/ScreenRecorder.h"
 #include "ui/AppIcon.h"
 #include "ui/DesktopSurfaces.h"
+#include "ui/OwnWindowsOffScreen.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessOverlay.h"
 #include "ui/TextResultWindow.h"
@@ -105,6 +106,7 @@ void installPlatformExtras() {
     else
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(hotkeys.error().message));
     extras.desktopCover = platform::x11::makeDesktopCover();
+    extras.ownWindows = std::make_unique<ui::OwnWindowsOffScreen>();
     platform::install(std::move(extras));
 }
 
@@ -195,11 +197,12 @@ void handle(const QStringList& arguments, bool firstStart) {
     }
     const bool onlyOptions = std::all_of(arguments.begin(), arguments.end(), isResidentOption);
     if (!onlyOptions || background) return;
-    if (firstStart && Prefs::flag(QStringLiteral("showHomeAtLaunch")))
+    if (!firstStart)
+        ui::MainWindow::broughtForward(); // a second start is someone looking for the window
+    else if (Prefs::flag(QStringLiteral("showHomeAtLaunch")))
         ui::MainWindow::shown(ui::MainWindow::Page::Home);
     else
-        Toast::show(firstStart ? QStringLiteral("Pictavia is running. Press Print to capture an area")
-                               : QStringLiteral("Pictavia is already running"));
+        Toast::show(QStringLiteral("Pictavia is running. Press Print to capture an area"));
 }
 
 // Why the URLs among `arguments` cannot be carried out, one sentence each.

@@ -36,6 +36,7 @@ void install(Services replacement) {
     replaceIfGiven(s.gifs, replacement.gifs);
     replaceIfGiven(s.movies, replacement.movies);
     replaceIfGiven(s.frameStreams, replacement.frameStreams);
+    replaceIfGiven(s.ownWindows, replacement.ownWindows);
 }
 
 } // namespace platform

@@ -10,6 +10,7 @@
 #include "platform/MediaReader.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
+#include "platform/OwnWindows.h"
 #include "platform/ScreenBackend.h"
 #include "platform/SoundPlayer.h"
 #include "platform/SubjectLifter.h"
@@ -40,6 +41,7 @@ struct Services {
     std::unique_ptr<GifWriter> gifs;
     std::unique_ptr<MovieWriter> movies;
     std::unique_ptr<FrameStreams> frameStreams;
+    std::unique_ptr<OwnWindows> ownWindows;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -2,6 +2,7 @@
 
 #include "capture/ScreenCaptureService.h"
 #include "platform/Platform.h"
+#include "ui/OwnWindowsOffScreen.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -59,7 +60,13 @@ void place(OverlayDisplay& d) {
 
 QList<OverlayDisplay> grabOverlayDisplays() {
     QList<OverlayDisplay> result;
-    for (const platform::DisplayInfo& display : ScreenCaptureService::shared().displays()) {
+    const QList<platform::DisplayInfo> displays = ScreenCaptureService::shared().displays();
+    // Our windows leave the screen once for all displays rather than once for each.
+    QRect everywhere;
+    for (const platform::DisplayInfo& display : displays)
+        everywhere |= display.geometry;
+    const platform::OwnWindowsAway away(platform::services().ownWindows.get(), everywhere);
+    for (const platform::DisplayInfo& display : displays) {
         OverlayDisplay d;
         d.display = display;
         if (auto image = ScreenCaptureService::shared().captureDisplay(display)) {
@@ -82,6 +89,8 @@ OverlayWindow::OverlayWindow(const OverlayDisplay& display, const QString& title
                            Qt::X11BypassWindowManagerHint),
       m_display(display), m_input(input) {
     setWindowTitle(title);
+    // The user works in it: grabs made meanwhile leave it where it is.
+    setProperty(OwnWindowsOffScreen::keepProperty, true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_NoSystemBackground);
     setMouseTracking(true);

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "ui/OverlayStyle.h"
 
+#include <QCoreApplication>
 #include <QFontMetricsF>
 #include <QPaintEvent>
 #include <QPainter>
@@ -134,9 +135,12 @@ void WindowPickerOverlayController::start(Completion completion) {
     if (auto* screen = platform::services().screen.get()) {
         m_pointer = QPointF(screen->pointerPosition());
         // Listed before the overlay shows, so the list matches the snapshot. Desktops
-        // (below) and docks and notifications (above) are not for picking.
+        // (below) and docks and notifications (above) are not for picking, nor our own
+        // windows, which leave the screen for the snapshot.
+        const qint64 self = QCoreApplication::applicationPid();
         for (const platform::WindowInfo& window : screen->windows())
-            if (window.layer == 0 && !window.frame.isEmpty()) m_candidates.append(window);
+            if (window.layer == 0 && !window.frame.isEmpty() && window.pid != self)
+                m_candidates.append(window);
     }
     m_session = std::make_unique<OverlaySession>();
     for (const OverlayDisplay& d : grabOverlayDisplays()) {

@@ -21,11 +21,16 @@ namespace {
 struct Pending {
     AgentAccess::Prompt prompt;
     std::function<void(AgentAccess::Answer)> answer;
+    bool named = false; // whether the prompt said who asked; `prompt.askedBy` empties when it goes
 };
 
 std::deque<Pending>& queue() {
     static std::deque<Pending> pending;
     return pending;
+}
+
+bool askerGone(const Pending& pending) {
+    return pending.named && pending.prompt.askedBy.isNull();
 }
 
 QPointer<AgentPromptPanel>& current() {
@@ -42,15 +47,25 @@ QRect screenArea() {
 
 void AgentPromptPanel::ask(const AgentAccess::Prompt& prompt,
                            std::function<void(AgentAccess::Answer)> answer) {
-    queue().push_back({prompt, std::move(answer)});
+    queue().push_back({prompt, std::move(answer), !prompt.askedBy.isNull()});
     showNextIfIdle();
 }
 
 void AgentPromptPanel::showNextIfIdle() {
-    if (current() || queue().empty()) return;
+    if (current()) return;
+    // Questions of clients that have gone meanwhile are answered without asking.
+    while (!queue().empty() && askerGone(queue().front())) {
+        auto answer = std::move(queue().front().answer);
+        queue().pop_front();
+        answer(AgentAccess::Answer::declined);
+    }
+    if (queue().empty()) return;
     Pending next = std::move(queue().front());
     queue().pop_front();
     auto* panel = new AgentPromptPanel(next.prompt, std::move(next.answer));
+    if (next.prompt.askedBy)
+        connect(next.prompt.askedBy, &QObject::destroyed, panel,
+                [panel] { panel->finish(AgentAccess::Answer::declined); });
     current() = panel;
     panel->adjustSize();
     const QRect area = screenArea();

@@ -7,6 +7,7 @@
 #include "ui/AppIcon.h"
 #include "ui/ThemeIcons.h"
 #include "ui/main/ActionTile.h"
+#include "ui/main/AwayDuringFlow.h"
 #include "ui/main/LibraryModel.h"
 #include "ui/main/LibraryTileDelegate.h"
 #include "ui/main/SectionTitle.h"
@@ -204,10 +205,7 @@ void HomePage::fitRecent() {
 }
 
 void HomePage::capture(const QString& command) {
-    // The window hides first so that it is not in the picture.
-    window()->hide();
-    QTimer::singleShot(250,
-                       [command] { URLCommands::handle(QUrl(QStringLiteral("pictavia://") + command)); });
+    runAwayFrom(window(), [command] { URLCommands::handle(QUrl(QStringLiteral("pictavia://") + command)); });
 }
 
 } // namespace ui

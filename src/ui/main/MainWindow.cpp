@@ -9,10 +9,17 @@
 #include "ui/main/LibraryPage.h"
 #include "ui/main/SettingsPage.h"
 
+#include <QApplication>
+#include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QPointer>
+#include <QShortcut>
 #include <QStackedWidget>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <algorithm>
 
 namespace ui {
 namespace {
@@ -57,6 +64,9 @@ MainWindow::MainWindow(HistoryIndex& index, QWidget* parent)
     connect(m_sidebar, &QListWidget::currentRowChanged, m_pages, &QStackedWidget::setCurrentIndex);
     connect(m_home, &HomePage::showLibrary, this, [this] { showPage(Page::Library); });
     connect(m_settings, &SettingsPage::changed, this, &MainWindow::preferenceChanged);
+    // Quitting is in reach from here too, for desktops that show no tray.
+    auto* quit = new QShortcut(QKeySequence::Quit, this);
+    connect(quit, &QShortcut::activated, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     m_sidebar->setCurrentRow(0);
 }
 
@@ -72,6 +82,29 @@ MainWindow& MainWindow::shown(Page page) {
     window.raise();
     window.activateWindow();
     return window;
+}
+
+MainWindow& MainWindow::broughtForward() {
+    if (!instance()) return shown(Page::Home);
+    MainWindow& window = *instance();
+    if (window.isMinimized()) window.showNormal();
+    window.show();
+    window.raise();
+    window.activateWindow();
+    return window;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    QWidget::closeEvent(event);
+    // Without a tray this window is the only way back into the application, so closing
+    // it ends the application, unless the user still works in another of its windows.
+    if (QSystemTrayIcon::isSystemTrayAvailable()) return;
+    const auto windows = QApplication::topLevelWidgets();
+    const bool othersOpen = std::any_of(windows.begin(), windows.end(), [this](const QWidget* w) {
+        const bool normal = w->windowType() == Qt::Window || w->windowType() == Qt::Dialog;
+        return w != this && normal && w->isVisible() && !w->testAttribute(Qt::WA_DontShowOnScreen);
+    });
+    if (!othersOpen) QTimer::singleShot(0, qApp, &QCoreApplication::quit);
 }
 
 void MainWindow::showSettingsSection(const QString& section) {

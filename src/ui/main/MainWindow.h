@@ -14,7 +14,8 @@ class LibraryPage;
 class SettingsPage;
 
 // The application's one main window: home, the library of captures, AI agents and the
-// settings, picked in a sidebar. Closing it hides it; the application goes on in the tray.
+// settings, picked in a sidebar. Closing it hides it and the application goes on in the
+// tray; where no tray shows, closing it quits, unless an editor is still open.
 class MainWindow : public QWidget {
     Q_OBJECT
 public:
@@ -26,6 +27,8 @@ public:
     static MainWindow& shown(Page page);
     // The window when it was made, else null.
     static MainWindow* existing();
+    // The window in front as it was left, or made on the home page.
+    static MainWindow& broughtForward();
 
     void showPage(Page page);
     // The settings page, scrolled to one section.
@@ -34,6 +37,9 @@ public:
 signals:
     // A preference was changed on the settings page.
     void preferenceChanged(const QString& key);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     QListWidget* m_sidebar;
