@@ -39,3 +39,7 @@ bash "$here/agent.sh" "$build"
 echo
 echo "== GIF encoding of a screen recording, against FFmpeg's two-pass palette =="
 bash "$here/gif.sh" "$build"
+
+echo
+echo "== Screen recording, against ffmpeg's x11grab =="
+bash "$here/record.sh" "$build"

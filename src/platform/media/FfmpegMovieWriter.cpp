@@ -20,8 +20,7 @@ namespace platform::media {
 
 namespace {
 
-// Chosen on bench/record.sh: the fastest preset that keeps text sharp at the bit rates the
-// recorder asks for.
+// bench/record.sh measures these against ffmpeg's own x11grab recordings.
 constexpr const char* x264Preset = "veryfast";
 constexpr const char* x265Preset = "ultrafast";
 constexpr AVRational movieTimeBase{1, 600}; // the QuickTime time scale

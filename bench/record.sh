@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Screen recording: Pictavia's recorder against ffmpeg's x11grab with libx264 at the same
+# bit rate (presets ultrafast and veryfast), each recording the same moving desktop.
+#
+#   bench/record.sh [BUILD_DIR]      (default /work/main/build)
+#
+# Environment: SECONDS_RECORDED (default 20), SIZES (default "1920x1080 3840x2160").
+# The desktop: the benchmark scene under a terminal that scrolls text and wanders. Prints
+# per recorder the CPU seconds per recorded second, the frames written against the frames
+# asked for (30 a second), and the bytes per second of the file.
+set -euo pipefail
+
+build=${1:-/work/main/build}
+seconds=${SECONDS_RECORDED:-20}
+sizes=${SIZES:-"1920x1080 3840x2160"}
+fps=30
+for tool in Xvfb openbox xprop xterm xdotool ffmpeg ffprobe; do
+  command -v "$tool" >/dev/null || { echo "record: $tool is missing (see scripts/deps.sh)" >&2; exit 1; }
+done
+if [ -f "$build/CMakeCache.txt" ]; then
+  cmake --build "$build" --target scene pictavia >/dev/null || { echo "record: building failed" >&2; exit 1; }
+fi
+
+work=$(mktemp -d /tmp/pictavia-record-bench.XXXXXX)
+source "$(dirname "$0")/desktop.sh"
+trap 'stop_started; rm -rf "$work"' EXIT
+trap 'exit 130' INT TERM
+export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/runtime
+mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_RUNTIME_DIR"
+chmod 700 "$XDG_RUNTIME_DIR"
+printf 'copyToClipboard = false\ncaptureSound = false\nrecFPS = %s\nrecMaxResolution = native\n' "$fps" \
+  >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
+
+cpu_of() { # command...: prints "CPU_SECONDS" of the command and its children
+  /usr/bin/time -f '%U %S' -o "$work/time" "$@" >"$work/out" 2>"$work/err" || true
+  awk '{ printf "%.2f", $1 + $2 }' "$work/time"
+}
+
+frames_of() { ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0 "$1"; }
+
+row() { # name file cpu
+  local frames bytes
+  frames=$(frames_of "$2")
+  bytes=$(stat -c %s "$2")
+  printf '%-24s %10.3f %8s/%-6s %12s\n' "$1" "$(echo "$3 / $seconds" | bc -l)" "$frames" "$((seconds * fps))" \
+    "$((bytes / seconds))"
+}
+
+for size in $sizes; do
+  width=${size%x*}
+  height=${size#*x}
+  stop_started
+  start_desktop "$width" "$height" "$build/bench/scene" "$work"
+  xterm -geometry 100x30+80+80 -e bash -c 'while :; do find /usr/share/doc -maxdepth 2; done' &
+  pids+=($!)
+  sleep 1.5
+  terminal=$(xdotool search --class xterm | head -n1)
+  (while :; do for x in $(seq 80 8 600); do xdotool windowmove "$terminal" "$x" 80 2>/dev/null || exit 0; sleep 0.05; done; done) &
+  pids+=($!)
+
+  bitrate=$(awk -v w="$width" -v h="$height" -v f="$fps" 'BEGIN { r = w * h * f * 0.09; if (r < 1500000) r = 1500000; if (r > 60000000) r = 60000000; printf "%d", r }')
+  echo "== $size at $fps fps for $seconds s, $bitrate bit/s =="
+  printf '%-24s %10s %15s %12s\n' recorder "CPU s/s" "frames" "bytes/s"
+  cpu=$(cpu_of "$build/pictavia" record fullscreen --duration "$seconds")
+  row pictavia "$(tail -n1 "$work/out")" "$cpu"
+  for preset in ultrafast veryfast; do
+    cpu=$(cpu_of ffmpeg -loglevel error -f x11grab -framerate "$fps" -video_size "$size" -i "$DISPLAY" -t "$seconds" \
+      -c:v libx264 -preset "$preset" -b:v "$bitrate" -bf 0 -pix_fmt yuv420p -y "$work/ffmpeg-$preset.mov")
+    row "ffmpeg x11grab $preset" "$work/ffmpeg-$preset.mov" "$cpu"
+  done
+done
+echo "goal: no frame dropped at 1920x1080, CPU at most 0.7x ffmpeg's (SSIM is not measured here: the scene moves)"
