@@ -225,7 +225,10 @@ def run_measured(tool):
     if mode == "capture":
         size = os.path.getsize(path)
         dims = png_size(path)
-        os.remove(path)
+        # Pictavia's captures stay in its history, as a user's do: deleting each one behind
+        # its back would make every next capture count the folder again.
+        if not os.path.abspath(path).startswith(os.path.join(os.environ["XDG_DATA_HOME"], "Pictavia", "History")):
+            os.remove(path)
         if dims != (width, height):
             return None, f"wrote {dims} instead of {width}x{height}"
     return (elapsed, cpu, size), None
