@@ -13,6 +13,8 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 
 namespace HistoryManager {
 
@@ -59,32 +61,40 @@ QString captureIdOf(const QString& path) {
     return file.fileName();
 }
 
-Result<QString> store(const QByteArray& bytes, const QString& fileName) {
+namespace {
+
+// A new file in the history folder under `fileName` or a free variant of it, written by
+// `write` (an error sentence when it fails), with the folder's count kept.
+Result<QString> add(const QString& fileName,
+                    const std::function<std::optional<QString>(const QString&)>& write) {
     if (!QDir().mkpath(directory()))
         return Error{QStringLiteral("Cannot create the history folder %1").arg(directory())};
     const QString path = FileNamer::uniquePath(directory(), fileName);
     HistoryFolderCount count = folderCount();
     count.beforeAdd();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        return Error{QStringLiteral("Cannot write %1: %2").arg(path, file.errorString())};
+    if (const auto failure = write(path)) return Error{*failure};
     count.afterAdd();
     return path;
 }
 
+} // namespace
+
+Result<QString> store(const QByteArray& bytes, const QString& fileName) {
+    return add(fileName, [&bytes](const QString& path) -> std::optional<QString> {
+        QSaveFile file(path);
+        if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+            return std::nullopt;
+        return QStringLiteral("Cannot write %1: %2").arg(path, file.errorString());
+    });
+}
+
 Result<QString> storeFile(const QString& source, const QString& fileName) {
-    if (!QDir().mkpath(directory()))
-        return Error{QStringLiteral("Cannot create the history folder %1").arg(directory())};
-    const QString path = FileNamer::uniquePath(directory(), fileName);
-    HistoryFolderCount count = folderCount();
-    count.beforeAdd();
-    if (!QFile::rename(source, path)) {
-        if (!QFile::copy(source, path))
-            return Error{QStringLiteral("Cannot move %1 into the history").arg(source)};
+    return add(fileName, [&source](const QString& path) -> std::optional<QString> {
+        if (QFile::rename(source, path)) return std::nullopt;
+        if (!QFile::copy(source, path)) return QStringLiteral("Cannot move %1 into the history").arg(source);
         QFile::remove(source);
-    }
-    count.afterAdd();
-    return path;
+        return std::nullopt;
+    });
 }
 
 QStringList prune(int limit) {

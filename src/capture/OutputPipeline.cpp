@@ -40,6 +40,18 @@ QString baseName(const QString& fileName) {
     return QFileInfo(fileName).completeBaseName();
 }
 
+// A file just stored in the history, told to the index, with the oldest pruned beyond the
+// limit; none after a toast saying why it could not be stored.
+std::optional<QString> indexed(const Result<QString>& stored, const CaptureContext& context) {
+    if (!stored) {
+        Toast::show(stored.error().message);
+        return std::nullopt;
+    }
+    HistoryManager::addToIndex(*stored, context);
+    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
+    return *stored;
+}
+
 } // namespace
 
 void setHooks(Hooks h) {
@@ -115,14 +127,9 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
     // 6. History. A copy-only capture leaves no file anywhere: the clipboard is all it asked for.
     Delivered delivered;
     if (!copyOnly) {
-        const auto stored = HistoryManager::store(encoded.bytes, fileName);
-        if (!stored) {
-            Toast::show(stored.error().message);
-            return std::nullopt;
-        }
-        delivered.historyFile = stored.value();
-        HistoryManager::addToIndex(delivered.historyFile, context);
-        HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
+        const auto stored = indexed(HistoryManager::store(encoded.bytes, fileName), context);
+        if (!stored) return std::nullopt;
+        delivered.historyFile = *stored;
     }
 
     // 7. Clipboard, at the image's size in points.
@@ -162,15 +169,10 @@ std::optional<Delivered> deliverMedia(const QString& tempFile, bool isGIF, const
                                       const DeliveryOptions& options) {
     const QString extension = QFileInfo(tempFile).suffix().toLower();
     const QString fileName = FileNamer::filename(extension, QDateTime::currentDateTime(), context, 1.0);
+    const auto stored = indexed(HistoryManager::storeFile(tempFile, fileName), context);
+    if (!stored) return std::nullopt;
     Delivered delivered;
-    const auto stored = HistoryManager::storeFile(tempFile, fileName);
-    if (!stored) {
-        Toast::show(stored.error().message);
-        return std::nullopt;
-    }
-    delivered.historyFile = stored.value();
-    HistoryManager::addToIndex(delivered.historyFile, context);
-    HistoryManager::prune(Prefs::integer(QStringLiteral("historyLimit")));
+    delivered.historyFile = *stored;
 
     // The clipboard carries the file itself.
     if (choose(options.copyToClipboard, "copyToClipboard")) {
