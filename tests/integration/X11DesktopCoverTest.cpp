@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <xcb/xcb.h>
 
 #include <array>
@@ -142,7 +144,12 @@ TEST_F(X11DesktopCoverTest, WithoutDesktopWindowNothingChanges) {
         rect = clientRect(*server, window.id);
         return patternMismatches(screen(), rect, "quadrants") == 0;
     }));
-    const QImage before = screen();
+    // The window manager may still be repainting the frame (focus): wait for a still screen.
+    QImage before = screen();
+    ASSERT_TRUE(waitUntil([&] {
+        const QImage previous = std::exchange(before, screen());
+        return previous == before;
+    }));
     cover->cover();
     EXPECT_EQ(screen(), before);
     cover->uncover();
