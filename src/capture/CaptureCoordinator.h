@@ -4,6 +4,7 @@
 #include "capture/CountdownController.h"
 #include "capture/SelectionTypes.h"
 #include "common/Result.h"
+#include "recording/RecordingSource.h"
 
 #include <QImage>
 #include <QObject>
@@ -49,6 +50,12 @@ public:
     // one under the pointer), without any overlay: for URL commands and agents.
     void captureRect(const QRectF& rect, std::optional<uint32_t> displayID, bool copyOnly);
 
+    // --- recording (RecordingFlows.cpp) ---
+    // Starts recording `source`, after the "recCountdown" countdown unless `skipCountdown`.
+    // `started` (optional) hears whether the recorder started; a failure is also shown.
+    void startRecording(const RecordingSource& source, bool gif, bool skipCountdown,
+                        std::function<void(const Result<bool>&)> started = {});
+
     // True from the start of a flow (an overlay, the picker, a countdown) to its end.
     bool busy() const;
     // True while an overlay or the window picker waits for the user.
@@ -81,7 +88,16 @@ private:
     Result<Grab> image(const QRectF& rect, const SelectionTarget& target) const;
     template <typename T> void retire(std::unique_ptr<T>& slot);
 
+    // What the last recording was started with, for restarting it.
+    struct RecordingConfig {
+        uint32_t displayID = 0;
+        QRectF area; // empty: the whole display
+        bool gif = false;
+        std::optional<uint32_t> windowID;
+    };
+
     std::shared_ptr<CaptureSurfaces> m_surfaces;
+    std::optional<RecordingConfig> m_lastRecordingConfig;
     std::unique_ptr<AreaSelectionController> m_selection;
     std::unique_ptr<WindowPickerController> m_windowPicker;
     CountdownController m_countdown;

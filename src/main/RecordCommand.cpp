@@ -2,13 +2,13 @@
 
 #include "app/Prefs.h"
 #include "capture/CaptureContext.h"
-#include "capture/ScreenCaptureService.h"
 #include "main/CaptureCommand.h"
 #include "main/CommandLine.h"
 #include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
 #include "main/StandaloneHistory.h"
 #include "platform/Platform.h"
+#include "recording/RecordingSource.h"
 #include "recording/ScreenRecorder.h"
 
 #include <QCoreApplication>
@@ -87,32 +87,17 @@ std::variant<int, RecordRequest> parse(const QStringList& arguments) {
     return request;
 }
 
-struct Source {
-    platform::FrameSource frames;
-    QSize pixels;
-    CaptureContext context;
-};
-
-// What the request names, in root pixels.
-Result<Source> resolve(const CaptureRequest& request) {
-    ScreenCaptureService& screens = ScreenCaptureService::shared();
-    if (request.kind == CaptureRequest::Kind::window) {
-        for (const platform::WindowInfo& window : platform::services().screen->windows())
-            if (window.id == *request.windowID)
-                return Source{
-                    {std::nullopt, window.id}, window.frame.size(), CaptureContext::forWindow(window)};
-        return ScreenCaptureService::windowNotFound();
+// What the request names.
+Result<RecordingSource> resolve(const CaptureRequest& request) {
+    switch (request.kind) {
+    case CaptureRequest::Kind::window:
+        return RecordingSource::window(*request.windowID);
+    case CaptureRequest::Kind::area:
+        return RecordingSource::area(request.rect, request.display);
+    case CaptureRequest::Kind::fullscreen:
+        break;
     }
-    const auto display = request.display ? screens.display(*request.display) : screens.displayUnderPointer();
-    if (!display) return ScreenCaptureService::displayNotFound();
-    QRect pixels = display->geometry;
-    if (request.kind == CaptureRequest::Kind::area) {
-        if (const auto fits = ScreenCaptureService::checkArea(request.rect, *display); !fits)
-            return fits.error();
-        const QRectF scaled(request.rect.topLeft() * display->scale, request.rect.size() * display->scale);
-        pixels = scaled.toAlignedRect().translated(display->geometry.topLeft()) & display->geometry;
-    }
-    return Source{{pixels, std::nullopt}, pixels.size(), CaptureContext::frontmost()};
+    return RecordingSource::fullscreen(request.display);
 }
 
 } // namespace

@@ -61,6 +61,9 @@ public:
 signals:
     void stateChanged(ScreenRecorder::State state);
     void gifFramesChanged(int count);
+    // The peak of the metered sound (the microphone when it is recorded, else system audio),
+    // 0 to 1, at most every 0.08 s while recording.
+    void audioLevel(float peak);
 
 private:
     void setState(State state);
