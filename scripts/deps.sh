@@ -31,10 +31,14 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libpoppler-qt6-dev
   # writing animated GIFs: palettes and the file
   libimagequant-dev libgif-dev
+  # recording sound from the PulseAudio (or PipeWire) server
+  libpulse-dev
   # tests: reading the Codex configuration the agent installer writes
   libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
+  # tests: a sound server of their own with silent outputs, and a player for its test tones
+  pulseaudio pulseaudio-utils
   # pictavia:// URLs opened through the desktop's handler registry
   desktop-file-utils xdg-utils
   # style checks

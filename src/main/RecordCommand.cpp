@@ -35,7 +35,8 @@ Kinds:
 Options:
   --gif           an animated GIF instead of a movie
   --duration S    stop after S seconds
-  --no-audio      record no sound (sound is not recorded by this version yet)
+  --no-audio      record no sound (by default the preferences "recSystemAudio"
+                  and "recMic" choose system audio and the microphone)
 )";
 
 std::atomic<bool> stopRequested = false;
@@ -47,6 +48,7 @@ void requestStop(int) {
 struct RecordRequest {
     CaptureRequest capture;
     bool gif = false;
+    bool audio = true;
     double duration = 0; // 0: until stopped
 };
 
@@ -64,7 +66,7 @@ std::variant<int, RecordRequest> parse(const QStringList& arguments) {
         if (argument == u"--gif") {
             request.gif = true;
         } else if (argument == u"--no-audio") {
-            continue;
+            request.audio = false;
         } else if (argument == u"--duration") {
             bool ok = false;
             request.duration = arguments.value(++i).toDouble(&ok);
@@ -120,7 +122,7 @@ int runRecordCommand(const QStringList& arguments) {
 
     ScreenRecorder& recorder = ScreenRecorder::shared();
     RecordingOptions options = RecordingOptions::fromPreferences();
-    options.microphone = options.systemAudio = false;
+    if (!request.audio) options.microphone = options.systemAudio = false;
     if (const auto started =
             recorder.start(source->frames, source->pixels, request.gif, options, source->context);
         !started) {

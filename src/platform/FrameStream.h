@@ -27,7 +27,8 @@ struct FrameStreamSettings {
 // A live stream of screen frames at a frame rate, on a thread of its own.
 class FrameStream {
 public:
-    // Each frame with its time in microseconds since the stream started. Called on the
+    // Each frame with the time it was taken, in microseconds of std::chrono::steady_clock (the
+    // clock audio sources use, so that sound and picture line up). Called on the
     // stream's thread: a receiver hands the frame on and returns at once.
     using FrameHandler = std::function<void(const QImage& frame, qint64 time)>;
     // Called once, on the stream's thread, when the stream ends by itself (a window closed,

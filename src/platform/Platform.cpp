@@ -37,6 +37,7 @@ void install(Services replacement) {
     replaceIfGiven(s.movies, replacement.movies);
     replaceIfGiven(s.frameStreams, replacement.frameStreams);
     replaceIfGiven(s.ownWindows, replacement.ownWindows);
+    replaceIfGiven(s.audioSources, replacement.audioSources);
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Archiver.h"
+#include "platform/AudioSource.h"
 #include "platform/Clipboard.h"
 #include "platform/DocumentReader.h"
 #include "platform/FrameStream.h"
@@ -42,6 +43,7 @@ struct Services {
     std::unique_ptr<MovieWriter> movies;
     std::unique_ptr<FrameStreams> frameStreams;
     std::unique_ptr<OwnWindows> ownWindows;
+    std::unique_ptr<AudioSources> audioSources;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -13,6 +13,9 @@
 #include <QUuid>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
 
 constexpr double toastSeconds = 2.2;
@@ -22,7 +25,7 @@ QString newName(const QString& prefix, const QString& suffix = {}) {
            QUuid::createUuid().toString(QUuid::WithoutBraces) + suffix;
 }
 
-platform::MovieSettings movieSettings(const RecordingOptions& options, QSize size) {
+platform::MovieSettings movieSettings(const RecordingOptions& options, QSize size, int audioTracks) {
     platform::MovieSettings settings;
     settings.size = size;
     settings.fps = options.fps;
@@ -30,6 +33,7 @@ platform::MovieSettings movieSettings(const RecordingOptions& options, QSize siz
                                                            : platform::MovieSettings::Codec::h264;
     settings.bitRate = options.videoBitRate(size);
     settings.keyFrameInterval = options.keyFrameInterval();
+    settings.audioTracks = audioTracks;
     settings.audioChannels = options.monoAudio ? 1 : 2;
     return settings;
 }
@@ -48,7 +52,7 @@ ScreenRecorder::ScreenRecorder(std::size_t queuedFrames) : m_queuedFrames(queued
 ScreenRecorder::~ScreenRecorder() {
     // A recording still running when the program ends stays recoverable: its frames so far
     // are flushed, and the marker stays for the next start.
-    if (m_stream) m_stream->stop();
+    stopSources();
     if (m_queue) m_queue->close();
     if (m_encoder.joinable()) m_encoder.join();
 }
@@ -85,15 +89,22 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     m_encoderError.clear();
     m_cancelled = false;
 
+    m_queue = std::make_unique<SampleQueue>(m_queuedFrames);
+    m_paused = false;
+    m_needsOffsetRecalc = false;
     if (gif) {
         m_output = newName(QStringLiteral("pictavia-gif-"));
         if (!QDir().mkpath(m_output)) return Error{QStringLiteral("Cannot create %1").arg(m_output)};
     } else {
         auto& movies = platform::services().movies;
         if (!movies) return Error{QStringLiteral("Writing movies is not available")};
+        startAudio();
         m_output = newName(QStringLiteral("pictavia-"), QStringLiteral(".mov"));
-        auto movie = movies->create(m_output, movieSettings(options, m_size));
-        if (!movie) return movie.error();
+        auto movie = movies->create(m_output, movieSettings(options, m_size, int(m_audio.size())));
+        if (!movie) {
+            stopSources();
+            return movie.error();
+        }
         m_movie = std::move(movie.value());
     }
     RecoveryMarker{gif ? QStringLiteral("gif") : QStringLiteral("movie"), m_output, options.gifFPS}.write();
@@ -102,15 +113,12 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     Result<bool> started = stream ? Result<bool>(true) : Result<bool>(stream.error());
     if (stream) {
         m_stream = std::move(stream.value());
-        m_queue = std::make_unique<FrameQueue>(m_queuedFrames);
-        m_paused = false;
-        m_needsOffsetRecalc = false;
         const platform::FrameStreamSettings settings{gif ? options.gifFPS : options.fps,
                                                      options.capturesSystemCursor(gif)};
         started = m_stream->start(
             source, settings,
             [this](const QImage& frame, qint64 time) {
-                if (!m_paused) m_queue->push({frame, time, m_needsOffsetRecalc.exchange(false)});
+                if (!m_paused) m_queue->push({frame, {}, -1, time, m_needsOffsetRecalc.exchange(false)});
             },
             [this](const Error&) {
                 // The source went away: what was recorded so far is kept.
@@ -119,7 +127,9 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
             });
     }
     if (!started) {
+        stopSources();
         m_stream.reset();
+        m_audio.clear();
         m_movie.reset();
         m_queue.reset();
         removeOutput(m_output);
@@ -134,13 +144,81 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     return true;
 }
 
+void ScreenRecorder::startAudio() {
+    using Device = platform::AudioSourceSettings::Device;
+    m_audio.clear();
+    m_meteredTrack = -1;
+    auto& sources = platform::services().audioSources;
+    QList<Device> devices;
+    if (m_options.systemAudio) devices << Device::systemAudio;
+    if (m_options.microphone) devices << Device::microphone;
+    for (const Device device : devices) {
+        auto source = sources ? sources->create()
+                              : Result<std::unique_ptr<platform::AudioSource>>(
+                                    Error{QStringLiteral("Recording sound is not available")});
+        const int track = int(m_audio.size());
+        const platform::AudioSourceSettings settings{device, 48'000, m_options.monoAudio ? 1 : 2};
+        const auto started =
+            source ? (*source)->start(
+                         settings,
+                         [this, track, channels = settings.channels](const float* samples, int frames, qint64 time) {
+                             if (m_paused) return;
+                             m_queue->push({QImage(),
+                                            std::vector<float>(samples, samples + qsizetype(frames) * channels),
+                                            track, time, false});
+                         },
+                         [this](const Error& error) {
+                             // The recording goes on without this track.
+                             QMetaObject::invokeMethod(
+                                 this, [message = error.message] { Toast::show(message, toastSeconds); },
+                                 Qt::QueuedConnection);
+                         })
+                   : Result<bool>(source.error());
+        if (!started) {
+            Toast::show(started.error().message, toastSeconds);
+            continue;
+        }
+        // The level shown is the microphone's when it is recorded.
+        if (device == Device::microphone || m_meteredTrack < 0) m_meteredTrack = track;
+        m_audio.push_back(std::move(source.value()));
+    }
+}
+
+void ScreenRecorder::stopSources() {
+    if (m_stream) m_stream->stop();
+    for (const auto& source : m_audio)
+        source->stop();
+}
+
+void ScreenRecorder::meter(const SampleQueue::Item& item, qint64& lastEmit) {
+    if (item.track != m_meteredTrack || item.time - lastEmit < 80'000) return;
+    lastEmit = item.time;
+    float peak = 0;
+    for (const float sample : item.samples)
+        peak = std::max(peak, std::abs(sample));
+    QMetaObject::invokeMethod(
+        this, [this, peak = std::min(peak, 1.0f)] { emit audioLevel(peak); }, Qt::QueuedConnection);
+}
+
 void ScreenRecorder::encodeFrames() {
     const qint64 frameDuration = 1'000'000 / (m_isGIF ? m_options.gifFPS : m_options.fps);
     std::optional<qint64> sessionStart;
     std::optional<qint64> lastTime;
     qint64 offset = 0; // the paused time taken out
     int gifFrames = 0;
+    qint64 lastLevel = 0;
     while (const auto item = m_queue->pop()) {
+        if (!item->isFrame()) {
+            meter(*item, lastLevel);
+            // Sound before the first frame has no place in the movie.
+            if (!sessionStart || !m_encoderError.isEmpty() || m_cancelled) continue;
+            const qint64 time = item->time - offset - *sessionStart;
+            if (time < 0) continue;
+            const int frames = int(item->samples.size()) / (m_options.monoAudio ? 1 : 2);
+            if (const auto added = m_movie->addAudio(item->track, item->samples.data(), frames, time); !added)
+                m_encoderError = added.error().message;
+            continue;
+        }
         // The first frame after a pause follows the last one before it by one frame.
         if (item->afterPause && lastTime)
             offset += std::max<qint64>(0, item->time - *lastTime - frameDuration);
@@ -208,11 +286,16 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     setState(State::stopping);
     m_cancelled = cancelled;
     m_stream->stop();
-    m_queue->close();
     PostCaptureAction::recordingStopped();
-    // The encoder drains the queue and completes the file off the GUI thread.
-    QtConcurrent::run([this] { m_encoder.join(); }).then(this, [this, cancelled, silent] {
+    // The sound still on its way is waited for, and the encoder drains the queue and completes
+    // the file, off the GUI thread.
+    QtConcurrent::run([this] {
+        stopSources();
+        m_queue->close();
+        m_encoder.join();
+    }).then(this, [this, cancelled, silent] {
         m_stream.reset();
+        m_audio.clear();
         const QString output = m_output;
         if (cancelled) {
             if (!silent) Toast::show(QStringLiteral("Recording discarded"), toastSeconds);

@@ -2,9 +2,10 @@
 
 #include "capture/CaptureContext.h"
 #include "common/Result.h"
+#include "platform/AudioSource.h"
 #include "platform/FrameStream.h"
 #include "platform/MovieWriter.h"
-#include "recording/FrameQueue.h"
+#include "recording/SampleQueue.h"
 #include "recording/RecordingOptions.h"
 
 #include <QElapsedTimer>
@@ -15,11 +16,13 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <vector>
 
 // Records the screen into a movie, or into GIF frames assembled when it stops, and hands the
-// result to delivery. Frames come from a platform frame stream on its own thread, wait in a
-// bounded queue and are encoded on a thread of the recorder's; pausing drops frames and
-// closes the gap, so the movie runs on without a jump. While a recording runs, a marker in
+// result to delivery. Frames come from a platform frame stream and sound from audio sources,
+// each on its own thread; they wait in one queue (frames bounded) and are encoded on a thread
+// of the recorder's. Pausing drops both and closes the gap, so the movie runs on without a
+// jump. While a recording runs, a marker in
 // the in-progress folder names its file, so that one cut off by a crash is delivered at the
 // next start. One recording at a time.
 class ScreenRecorder : public QObject {
@@ -67,7 +70,12 @@ signals:
 
 private:
     void setState(State state);
+    // The sound the options ask for, each source that starts a track of the movie; a source
+    // that cannot start is reported and left out.
+    void startAudio();
+    void stopSources();
     void encodeFrames(); // on m_encoder
+    void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
     void notifyFinished(const std::optional<QString>& file);
 
@@ -80,7 +88,9 @@ private:
     QSize m_size;
     std::unique_ptr<platform::FrameStream> m_stream;
     std::unique_ptr<platform::MovieFile> m_movie;
-    std::unique_ptr<FrameQueue> m_queue;
+    std::vector<std::unique_ptr<platform::AudioSource>> m_audio; // index = track
+    int m_meteredTrack = -1;
+    std::unique_ptr<SampleQueue> m_queue;
     std::thread m_encoder;
     std::atomic<bool> m_paused = false;
     std::atomic<bool> m_needsOffsetRecalc = false; // taken by the first frame after a pause

@@ -41,7 +41,8 @@ struct Encoder {
 
 struct AudioTrack : Encoder {
     AVAudioFifo* fifo = nullptr;
-    std::optional<qint64> nextSample; // the time, in samples, of the first sample in the fifo
+    qint64 nextSample = 0; // the time, in samples, of the first sample in the fifo
+    qint64 buffered = 0;   // samples put into the fifo so far: the time of the next one
     ~AudioTrack() {
         if (fifo != nullptr) av_audio_fifo_free(fifo);
     }
@@ -122,9 +123,14 @@ public:
                 m_planes[size_t(c)][size_t(i)] = samples[i * channels + c];
             planes[size_t(c)] = m_planes[size_t(c)].data();
         }
-        if (!audio.nextSample) audio.nextSample = av_rescale(time, audioSampleRate, 1'000'000);
+        // Sound that starts late, or comes back after a dropout, is preceded by silence, so
+        // that it plays at its time: players take a track's samples as one run from its start.
+        const qint64 due = av_rescale(time, audioSampleRate, 1'000'000);
+        if (due - audio.buffered > audioSampleRate / 10)
+            if (auto padded = addSilence(audio, int(due - audio.buffered)); !padded) return padded;
         if (av_audio_fifo_write(audio.fifo, planes.data(), frames) < frames)
             return Error{QStringLiteral("Cannot buffer the sound for %1").arg(m_path)};
+        audio.buffered += frames;
         return drainAudio(audio, false);
     }
 
@@ -202,6 +208,15 @@ private:
     }
 
     // Encodes the buffered samples in the encoder's frame size; at the end, the rest too.
+    Result<bool> addSilence(AudioTrack& audio, int frames) {
+        std::vector<float> zeros(size_t(frames), 0.0f);
+        std::vector<void*> planes(size_t(m_settings.audioChannels), zeros.data());
+        if (av_audio_fifo_write(audio.fifo, planes.data(), frames) < frames)
+            return Error{QStringLiteral("Cannot buffer the sound for %1").arg(m_path)};
+        audio.buffered += frames;
+        return drainAudio(audio, false);
+    }
+
     Result<bool> drainAudio(AudioTrack& audio, bool all) {
         const int frameSize = audio.context->frame_size > 0 ? audio.context->frame_size : 1024;
         while (av_audio_fifo_size(audio.fifo) >= frameSize || (all && av_audio_fifo_size(audio.fifo) > 0)) {
@@ -213,8 +228,8 @@ private:
             av_channel_layout_copy(&m_frame->ch_layout, &audio.context->ch_layout);
             if (const int code = av_frame_get_buffer(m_frame, 0); code < 0) return failed(code);
             av_audio_fifo_read(audio.fifo, reinterpret_cast<void**>(m_frame->data), count);
-            m_frame->pts = *audio.nextSample;
-            *audio.nextSample += count;
+            m_frame->pts = audio.nextSample;
+            audio.nextSample += count;
             if (auto encoded = encode(audio, m_frame); !encoded) return encoded;
         }
         return true;

@@ -130,6 +130,19 @@ private:
                                       QStringLiteral("Writing ZIP archives is not available")};
 };
 
+class LazyAudioSources final : public AudioSources {
+public:
+    Result<std::unique_ptr<AudioSource>> create() override {
+        const auto sources = m_sources.get();
+        if (!sources) return sources.error();
+        return (*sources)->create();
+    }
+
+private:
+    LazyInstance<AudioSources> m_sources{"pictavia-pulse.so", "pictavia_create_audio_sources",
+                                         QStringLiteral("Recording sound is not available")};
+};
+
 } // namespace
 
 Services lazyServices() {
@@ -142,6 +155,7 @@ Services lazyServices() {
     services.movies = std::make_unique<LazyMovieWriter>();
     services.documents = std::make_unique<LazyDocumentReader>();
     services.archiver = std::make_unique<LazyArchiver>();
+    services.audioSources = std::make_unique<LazyAudioSources>();
     return services;
 }
 

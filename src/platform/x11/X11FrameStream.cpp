@@ -56,8 +56,7 @@ private:
     void run(const FrameSource& source, const FrameStreamSettings& settings, const FrameHandler& onFrame,
              const ErrorHandler& onError) {
         const auto interval = std::chrono::microseconds(1'000'000 / std::max(1, settings.fps));
-        const Clock::time_point started = Clock::now();
-        Clock::time_point due = started;
+        Clock::time_point due = Clock::now();
         while (!m_stopping) {
             const Clock::time_point taken = Clock::now();
             Result<QImage> frame = grab(source, settings.showCursor);
@@ -65,7 +64,8 @@ private:
                 if (!m_stopping && onError) onError(frame.error());
                 return;
             }
-            onFrame(*frame, std::chrono::duration_cast<std::chrono::microseconds>(taken - started).count());
+            onFrame(*frame,
+                    std::chrono::duration_cast<std::chrono::microseconds>(taken.time_since_epoch()).count());
             // The next frame at the next free slot of the frame rate; slots the grab overran
             // are counted, not made up for.
             due += interval;

@@ -233,7 +233,7 @@ protected:
                            std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
                            std::move(d), std::move(r), std::move(b), std::move(l),
                            std::make_unique<platform::archive::LibarchiveArchiver>(), std::move(m),
-                           std::move(doc), nullptr, nullptr, nullptr, nullptr});
+                           std::move(doc), nullptr, nullptr, nullptr, nullptr, nullptr});
     }
 
     QTemporaryDir home;
