@@ -116,7 +116,7 @@ void AgentRecording::restart(Started started) {
     recorder.cancel(true);
 }
 
-void AgentRecording::begin(const RecordingOperations::Plan& plan, QPointer<MCPSession> session,
+void AgentRecording::begin(const RecordingOperations::Plan& plan, const QPointer<MCPSession>& session,
                            Started started) {
     const auto source = plan.source();
     if (!source) {

@@ -86,7 +86,7 @@ public:
     int generation() const { return m_generation; }
 
 private:
-    void begin(const RecordingOperations::Plan& plan, QPointer<MCPSession> session, Started started);
+    void begin(const RecordingOperations::Plan& plan, const QPointer<MCPSession>& session, Started started);
     void finished(const std::optional<QString>& file);
     void checkLimit();
 

@@ -120,17 +120,7 @@ protected:
     // Answers that wait for a finished file can take a while on a busy machine.
     ToolOutcome runLong(const QString& name, const QJsonObject& arguments = {}) {
         static const std::vector<AgentTool> tools = AgentTools::builtIn();
-        const auto it =
-            std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
-        std::optional<ToolOutcome> outcome;
-        const ToolContext context{&session, std::nullopt, std::make_shared<ToolCancellation>()};
-        try {
-            it->run(ToolArgs(arguments), context, [&](ToolOutcome o) { outcome = std::move(o); });
-        } catch (const ToolError& error) {
-            return error;
-        }
-        EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); }, 30000)) << name.toStdString();
-        return outcome.value_or(ToolError{"no answer"});
+        return callTool(tools, name, arguments, session, std::make_shared<ToolCancellation>(), 30000);
     }
     static QString failure(const ToolOutcome& outcome) {
         const auto* error = std::get_if<ToolError>(&outcome);
@@ -280,6 +270,7 @@ TEST_F(RecordingToolsTest, OnlyTheClientThatStartedARecordingChangesIt) {
     EXPECT_TRUE(
         failure(run("control_recording", {{"action", "cancel"}}, &other)).contains("not started by you"));
     EXPECT_EQ(state(), ScreenRecorder::State::recording);
+    EXPECT_EQ(answeredJson(run("get_status", {}, &other))["recording"], true);
 }
 
 } // namespace
