@@ -210,6 +210,16 @@ TEST_F(RecordingToolsTest, CancelDiscardsAndRestartStartsOver) {
     EXPECT_TRUE(history().isEmpty()) << history().join(", ").toStdString();
     EXPECT_EQ(failure(run("stop_recording")), "No recording is running. start_recording starts one.");
     EXPECT_EQ(failure(run("control_recording", {{"action", "pause"}})), "No recording is running.");
+
+    // A client that gives up on a clip leaves nothing running and nothing behind.
+    const auto cancellation = std::make_shared<ToolCancellation>();
+    QTimer::singleShot(300, [cancellation] { cancellation->cancel(); });
+    static const std::vector<AgentTool> tools = AgentTools::builtIn();
+    const ToolOutcome abandoned =
+        callTool(tools, "record_screen", {{"duration_seconds", 60}}, session, cancellation, 30000);
+    EXPECT_FALSE(failure(abandoned).isEmpty());
+    EXPECT_EQ(state(), ScreenRecorder::State::idle);
+    EXPECT_TRUE(history().isEmpty()) << history().join(", ").toStdString();
 }
 
 TEST_F(RecordingToolsTest, ArgumentsAreCheckedBeforeTheUserIsAsked) {
