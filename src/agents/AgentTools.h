@@ -47,6 +47,7 @@ private:
 #define PICTAVIA_AGENT_TOOL_GROUPS(GROUP)                                                                    \
     GROUP(status)                                                                                            \
     GROUP(capture)                                                                                           \
+    GROUP(recording)                                                                                         \
     GROUP(image)                                                                                             \
     GROUP(library)                                                                                           \
     GROUP(settings)

@@ -86,13 +86,14 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
               (QJsonObject{{"name", "pictavia"}, {"title", "Pictavia"}, {"version", "1.0.0"}}));
     EXPECT_EQ(report["capabilities"].toObject(),
               (QJsonObject{{"tools", QJsonObject{{"listChanged", false}}}}));
-    EXPECT_TRUE(report["instructions"].toString().startsWith("Pictavia is a Linux screenshot"));
+    EXPECT_TRUE(report["instructions"].toString().startsWith(
+        "Pictavia is a Linux screenshot and screen-recording app"));
     EXPECT_EQ(report["ping"].toObject(), QJsonObject());
     EXPECT_EQ(report["resources"].toObject()["resources"].toArray(), QJsonArray());
     EXPECT_EQ(report["prompts"].toObject()["prompts"].toArray(), QJsonArray());
 
     const QJsonArray tools = report["tools"].toObject()["tools"].toArray();
-    ASSERT_GE(tools.size(), 3);
+    ASSERT_EQ(tools.size(), 25);
     EXPECT_EQ(tools[0].toObject()["name"], "get_status");
     EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
 
@@ -128,6 +129,61 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
     EXPECT_EQ(edited["annotations_added"].toInt(), 1);
     EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
+}
+
+TEST_F(AgentClientTest, AgentsRecordClipsAndOpenEndedRecordings) {
+    auto server = XServer::start({.windowManager = false});
+    AppSession app(*server,
+                   approvedClient + "recFPS = 15\n" + R"(agentPolicies = {"record":"allow"})" + "\n");
+    ASSERT_TRUE(listening(app)) << app.log();
+    const auto control = [](const char* action) {
+        return QJsonObject{{"name", "control_recording"}, {"arguments", QJsonObject{{"action", action}}}};
+    };
+    const QJsonArray calls{
+        QJsonObject{{"name", "record_screen"}, {"arguments", QJsonObject{{"duration_seconds", 3}}}},
+        QJsonObject{{"name", "start_recording"}, {"arguments", QJsonObject{{"max_duration_seconds", 60}}}},
+        QJsonObject{{"wait", 1}},
+        control("pause"),
+        control("status"),
+        control("resume"),
+        QJsonObject{{"wait", 1}},
+        QJsonObject{{"name", "stop_recording"}, {"arguments", QJsonObject()}},
+        control("status"),
+    };
+    const ProcessOutput out = app.run(node, clientArguments(calls));
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
+    ASSERT_FALSE(report.contains("error")) << out.out << app.log();
+    const QJsonArray results = report["calls"].toArray();
+    ASSERT_EQ(results.size(), 7) << out.out;
+    for (const QJsonValue result : results)
+        ASSERT_FALSE(result.toObject()["isError"].toBool()) << out.out << app.log();
+
+    // The clip: in the history, about as long as asked, with a frame to look at.
+    const QJsonObject clip = structured(results[0].toObject());
+    EXPECT_TRUE(app.captures().contains(clip["id"].toString())) << out.out;
+    EXPECT_TRUE(clip["id"].toString().endsWith(".mov")) << out.out;
+    EXPECT_NEAR(clip["duration"].toDouble(), 3.0, 0.6) << out.out;
+    EXPECT_GT(clip["bytes"].toDouble(), 0);
+    const QJsonArray content = results[0].toObject()["content"].toArray();
+    ASSERT_EQ(content.size(), 2);
+    EXPECT_EQ(content[1].toObject()["type"], "image");
+    EXPECT_EQ(content[1].toObject()["mimeType"], "image/png");
+
+    EXPECT_EQ(structured(results[1].toObject())["state"], "recording");
+    EXPECT_EQ(structured(results[2].toObject())["state"], "paused");
+    EXPECT_EQ(structured(results[3].toObject())["state"], "paused");
+    EXPECT_EQ(structured(results[3].toObject())["started_by"], "you");
+    EXPECT_EQ(structured(results[4].toObject())["state"], "recording");
+
+    const QJsonObject stopped = structured(results[5].toObject());
+    EXPECT_TRUE(app.captures().contains(stopped["id"].toString())) << out.out;
+    EXPECT_NE(stopped["id"], clip["id"]);
+    EXPECT_GT(stopped["duration"].toDouble(), 0.5) << out.out;
+    EXPECT_EQ(results[5].toObject()["content"].toArray().at(1).toObject()["type"], "image");
+    const QJsonObject after = structured(results[6].toObject());
+    EXPECT_EQ(after["state"], "idle");
+    EXPECT_EQ(after["last_recording"], stopped["id"]);
 }
 
 TEST_F(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {

@@ -4,6 +4,7 @@
 #include "agents/AgentTools.h"
 #include "agents/MCPSession.h"
 #include "agents/ToolMedia.h"
+#include "agents/tools/ScreenTargets.h"
 #include "agents/tools/ToolInfo.h"
 #include "app/Prefs.h"
 #include "app/Toast.h"
@@ -29,6 +30,7 @@
 #include <memory>
 
 using namespace ToolSchema;
+using ScreenTargets::targetOf;
 
 namespace {
 
@@ -48,53 +50,13 @@ const QStringList screenTargets{QStringLiteral("screen"), QStringLiteral("area")
                                 QStringLiteral("previous_area")};
 const QStringList interactiveTargets{QStringLiteral("select_area"), QStringLiteral("select_window")};
 
-QString targetOf(const ToolArgs& args) {
-    if (const auto target = args.string(QStringLiteral("target"))) return target->toLower();
-    if (args.has(QStringLiteral("app")) || args.has(QStringLiteral("window_id")))
-        return QStringLiteral("window");
-    if (args.rect(QStringLiteral("rect"))) return QStringLiteral("area");
-    return QStringLiteral("screen");
-}
-
-platform::DisplayInfo displayFor(const ToolArgs& args) {
-    ScreenCaptureService& service = ScreenCaptureService::shared();
-    if (const auto id = args.integer(QStringLiteral("display_id"))) {
-        if (const auto display = service.display(static_cast<uint32_t>(*id))) return *display;
-        failTool(QStringLiteral("No display %1. get_status lists the displays.").arg(*id));
-    }
-    if (const auto display = service.displayUnderPointer()) return *display;
-    failTool(QStringLiteral("No display is available."));
-}
-
-platform::WindowInfo windowFor(const ToolArgs& args) {
-    const QList<platform::WindowInfo> windows = ToolInfo::windows();
-    if (const auto id = args.integer(QStringLiteral("window_id"))) {
-        for (const auto& window : windows)
-            if (window.id == static_cast<uint32_t>(*id)) return window;
-        failTool(QStringLiteral("No window %1 is on screen. list_windows shows the open windows.").arg(*id));
-    }
-    const auto app = args.string(QStringLiteral("app"));
-    if (!app) failTool(QStringLiteral("Say which window: window_id or app (list_windows)."));
-    const auto title = args.string(QStringLiteral("window_title"));
-    const auto matches = [&](const platform::WindowInfo& window, bool exact) {
-        const bool named = exact ? window.ownerName.compare(*app, Qt::CaseInsensitive) == 0
-                                 : window.ownerName.contains(*app, Qt::CaseInsensitive);
-        return named && (!title || window.title.contains(*title, Qt::CaseInsensitive));
-    };
-    for (const bool exact : {true, false})
-        for (const auto& window : windows)
-            if (matches(window, exact)) return window;
-    failTool(QStringLiteral("No window of “%1”%2 is on screen. list_windows shows the open windows.")
-                 .arg(*app, title ? QStringLiteral(" titled “%1”").arg(*title) : QString()));
-}
-
 // The pixels of a non-interactive target. Throws with the reason when there are none.
 Grab grab(const ToolArgs& args, const QString& target) {
     ScreenCaptureService& service = ScreenCaptureService::shared();
     Grab result;
     result.target = target;
     if (target == u"window") {
-        const platform::WindowInfo window = windowFor(args);
+        const platform::WindowInfo window = ScreenTargets::window(args);
         auto capture = service.captureWindowWithBackdrop(window.id);
         if (!capture) failTool(capture.error().message);
         result.image = capture->image;
@@ -105,7 +67,7 @@ Grab grab(const ToolArgs& args, const QString& target) {
     }
     result.context = CaptureContext::frontmost();
     if (target == u"screen") {
-        const platform::DisplayInfo display = displayFor(args);
+        const platform::DisplayInfo display = ScreenTargets::display(args);
         auto image = service.captureDisplay(display, true,
                                             args.boolean(QStringLiteral("include_cursor")).value_or(false));
         if (!image) failTool(image.error().message);
@@ -120,7 +82,7 @@ Grab grab(const ToolArgs& args, const QString& target) {
         area = args.rect(QStringLiteral("rect"));
         if (!area || area->width() <= 0 || area->height() <= 0)
             failTool(QStringLiteral("Target \"area\" needs `rect` with a positive width and height."));
-        display = displayFor(args);
+        display = ScreenTargets::display(args);
     } else if (target == u"previous_area") {
         const auto last = Prefs::lastArea();
         if (!last)
@@ -378,7 +340,7 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, const Tool
         }
         if (windowSize) {
             // Resized first; the capture follows once the window manager has done it.
-            const platform::WindowInfo window = windowFor(args);
+            const platform::WindowInfo window = ScreenTargets::window(args);
             const double scale = windowSize->inPixels ? 1.0 : displayOf(window.frame).scale;
             const QSize client = (windowSize->size * (scale > 0 ? scale : 1.0)).toSize();
             auto& screen = platform::services().screen;
@@ -514,7 +476,7 @@ std::optional<QSize> requestedSize(const ToolArgs& args) {
 }
 
 void arrangeWindow(const ToolArgs& args, const ToolContext&, const ToolDone& done) {
-    const platform::WindowInfo window = windowFor(args);
+    const platform::WindowInfo window = ScreenTargets::window(args);
     const platform::DisplayInfo display = displayOf(window.frame);
     const double scale = display.scale > 0 ? display.scale : 1.0;
     // The size asked for is the app's own area; the window manager adds its decorations.

@@ -12,6 +12,7 @@
 #include "editor/ColorPalette.h"
 #include "editor/PresetStore.h"
 #include "platform/Platform.h"
+#include "recording/ScreenRecorder.h"
 #include "text/SensitiveScanner.h"
 
 #include <QCoreApplication>
@@ -95,7 +96,7 @@ void getStatus(const ToolArgs&, const ToolContext& context, const ToolDone& done
          QJsonObject{{QStringLiteral("screen_capture"), services.screen != nullptr},
                      {QStringLiteral("text_recognition"), services.textRecognition != nullptr},
                      {QStringLiteral("window_arrangement"), services.screen != nullptr}}},
-        {QStringLiteral("recording"), false},
+        {QStringLiteral("recording"), ScreenRecorder::shared().state() != ScreenRecorder::State::idle},
         {QStringLiteral("history"), historySummary()},
         {QStringLiteral("output"), outputSettings()},
         {QStringLiteral("agent_access"), agentSettings(context.access())},

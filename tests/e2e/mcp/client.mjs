@@ -2,7 +2,8 @@
 // stdio with a client's bare environment, runs the protocol's housekeeping and the tool
 // calls given as a JSON array of {name, arguments} (the second argument), and prints what
 // came back as one JSON object. An argument written "$last_id" stands for the "id" of the
-// latest earlier result that had one (a capture the client made).
+// latest earlier result that had one (a capture the client made). An entry {"wait": S}
+// instead of a call lets S seconds pass.
 import { Client } from "@modelcontextprotocol/sdk/client/index.js";
 import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
 
@@ -24,6 +25,10 @@ try {
   report.calls = [];
   let lastId;
   for (const call of calls) {
+    if (typeof call.wait === "number") {
+      await new Promise((resolve) => setTimeout(resolve, call.wait * 1000));
+      continue;
+    }
     const args = Object.fromEntries(
       Object.entries(call.arguments ?? {}).map(([key, value]) => [key, value === "$last_id" ? lastId : value]));
     const result = await client.callTool({ ...call, arguments: args });

@@ -273,8 +273,15 @@ TEST_F(DispatchTest, LaterAnswersAndCancellation) {
 
 TEST(AgentToolCatalogueTest, BuiltInToolsAreUniqueAndStrict) {
     const std::vector<AgentTool> tools = AgentTools::builtIn();
-    ASSERT_FALSE(tools.empty());
+    ASSERT_EQ(tools.size(), 25u);
     EXPECT_EQ(tools[0].name, "get_status");
+    // The recording group follows the capture group.
+    QStringList order;
+    for (const AgentTool& tool : tools)
+        order << tool.name;
+    EXPECT_EQ(order.mid(order.indexOf("set_desktop_icons"), 5),
+              (QStringList{"set_desktop_icons", "record_screen", "start_recording", "stop_recording",
+                           "control_recording"}));
     QSet<QString> names;
     for (const AgentTool& tool : tools) {
         EXPECT_FALSE(names.contains(tool.name)) << tool.name.toStdString();

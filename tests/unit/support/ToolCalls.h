@@ -13,12 +13,13 @@
 
 namespace testsupport {
 
-// What a tool of `tools` answers to `arguments`, waiting for answers that come later. An
-// error thrown before the tool returns is its answer too.
+// What a tool of `tools` answers to `arguments`, waiting up to `milliseconds` for answers
+// that come later. An error thrown before the tool returns is its answer too.
 inline ToolOutcome
 callTool(const std::vector<AgentTool>& tools, const QString& name, const QJsonObject& arguments,
          MCPSession& session,
-         std::shared_ptr<ToolCancellation> cancellation = std::make_shared<ToolCancellation>()) {
+         std::shared_ptr<ToolCancellation> cancellation = std::make_shared<ToolCancellation>(),
+         int milliseconds = 5000) {
     const auto it =
         std::find_if(tools.begin(), tools.end(), [&](const AgentTool& t) { return t.name == name; });
     if (it == tools.end()) return ToolError{"missing " + name};
@@ -29,7 +30,7 @@ callTool(const std::vector<AgentTool>& tools, const QString& name, const QJsonOb
     } catch (const ToolError& error) {
         return error;
     }
-    EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); })) << name.toStdString();
+    EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); }, milliseconds)) << name.toStdString();
     return outcome.value_or(ToolError{"no answer"});
 }
 
