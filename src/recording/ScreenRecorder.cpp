@@ -52,7 +52,8 @@ ScreenRecorder::ScreenRecorder(std::size_t queuedFrames) : m_queuedFrames(queued
 ScreenRecorder::~ScreenRecorder() {
     // A recording still running when the program ends stays recoverable: its frames so far
     // are flushed, and the marker stays for the next start.
-    stopSources();
+    if (m_stream) m_stream->stop();
+    stopAudio();
     if (m_queue) m_queue->close();
     if (m_encoder.joinable()) m_encoder.join();
 }
@@ -102,7 +103,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
         m_output = newName(QStringLiteral("pictavia-"), QStringLiteral(".mov"));
         auto movie = movies->create(m_output, movieSettings(options, m_size, int(m_audio.size())));
         if (!movie) {
-            stopSources();
+            stopAudio();
             return movie.error();
         }
         m_movie = std::move(movie.value());
@@ -127,7 +128,8 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
             });
     }
     if (!started) {
-        stopSources();
+        if (m_stream) m_stream->stop();
+        stopAudio();
         m_stream.reset();
         m_audio.clear();
         m_movie.reset();
@@ -184,8 +186,7 @@ void ScreenRecorder::startAudio() {
     }
 }
 
-void ScreenRecorder::stopSources() {
-    if (m_stream) m_stream->stop();
+void ScreenRecorder::stopAudio() {
     for (const auto& source : m_audio)
         source->stop();
 }
@@ -290,7 +291,7 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     // The sound still on its way is waited for, and the encoder drains the queue and completes
     // the file, off the GUI thread.
     QtConcurrent::run([this] {
-        stopSources();
+        stopAudio();
         m_queue->close();
         m_encoder.join();
     }).then(this, [this, cancelled, silent] {

@@ -73,7 +73,7 @@ private:
     // The sound the options ask for, each source that starts a track of the movie; a source
     // that cannot start is reported and left out.
     void startAudio();
-    void stopSources();
+    void stopAudio();
     void encodeFrames(); // on m_encoder
     void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
