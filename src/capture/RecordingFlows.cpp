@@ -19,12 +19,14 @@ void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif,
             return report(Error{QStringLiteral("A recording is already running")});
         const RecordingOptions options = RecordingOptions::fromPreferences();
         if (!source.frames.windowId) {
-            const QRectF area = source.areaRect.isEmpty() ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) /
-                                                                               source.display.scale)
-                                                      : source.areaRect;
+            const QRectF area =
+                source.areaRect.isEmpty()
+                    ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) / source.display.scale)
+                    : source.areaRect;
             Prefs::setLastRecordingArea(Prefs::Area{area, source.display.id});
         }
-        m_lastRecordingConfig = RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
+        m_lastRecordingConfig =
+            RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
         const auto result = recorder.start(source.frames, source.pixels, gif, options, source.context);
         if (!result) {
             Toast::show(QStringLiteral("Could not start recording: ") + result.error().message);
@@ -35,7 +37,10 @@ void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif,
         if (options.webcam) Usage::count(QStringLiteral("record.camera"));
         if (!gif && source.display.scale > 1.0) {
             const QSize size = options.recordingSize(source.pixels, false);
-            Toast::show(QStringLiteral("Recording %1×%2 at %3 fps").arg(size.width()).arg(size.height()).arg(options.fps),
+            Toast::show(QStringLiteral("Recording %1×%2 at %3 fps")
+                            .arg(size.width())
+                            .arg(size.height())
+                            .arg(options.fps),
                         2.0);
         }
         report(true);

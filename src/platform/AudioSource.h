@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -36,8 +37,18 @@ public:
     // no such device.
     virtual Result<bool> start(const AudioSourceSettings& settings, BufferHandler onBuffer,
                                ErrorHandler onError) = 0;
-    // Returns once no handler runs any more. Safe to call more than once.
-    virtual void stop() = 0;
+    // Delivers the sound heard until `until` (still on its way from the server), waiting for
+    // it a moment at most, and returns once no handler runs any more. Safe to call more than
+    // once.
+    virtual void stopAt(qint64 until) = 0;
+    void stop() { stopAt(now()); }
+
+    // The time now on the sources' clock.
+    static qint64 now() {
+        return std::chrono::duration_cast<std::chrono::microseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    }
 };
 
 // Makes audio sources of this desktop's sound server.

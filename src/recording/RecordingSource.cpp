@@ -29,7 +29,8 @@ Result<RecordingSource> RecordingSource::area(const QRectF& rect, std::optional<
     if (const auto fits = ScreenCaptureService::checkArea(rect, *display); !fits) return fits.error();
     const QRectF scaled(rect.topLeft() * display->scale, rect.size() * display->scale);
     const QRect pixels = scaled.toAlignedRect().translated(display->geometry.topLeft()) & display->geometry;
-    return RecordingSource{{pixels, std::nullopt}, pixels.size(), *display, CaptureContext::frontmost(), rect};
+    return RecordingSource{
+        {pixels, std::nullopt}, pixels.size(), *display, CaptureContext::frontmost(), rect};
 }
 
 Result<RecordingSource> RecordingSource::window(uint32_t windowID) {

@@ -161,21 +161,23 @@ void ScreenRecorder::startAudio() {
         const int track = int(m_audio.size());
         const platform::AudioSourceSettings settings{device, 48'000, m_options.monoAudio ? 1 : 2};
         const auto started =
-            source ? (*source)->start(
-                         settings,
-                         [this, track, channels = settings.channels](const float* samples, int frames, qint64 time) {
-                             if (m_paused) return;
-                             m_queue->push({QImage(),
-                                            std::vector<float>(samples, samples + qsizetype(frames) * channels),
-                                            track, time, false});
-                         },
-                         [this](const Error& error) {
-                             // The recording goes on without this track.
-                             QMetaObject::invokeMethod(
-                                 this, [message = error.message] { Toast::show(message, toastSeconds); },
-                                 Qt::QueuedConnection);
-                         })
-                   : Result<bool>(source.error());
+            source
+                ? (*source)->start(
+                      settings,
+                      [this, track, channels = settings.channels](const float* samples, int frames,
+                                                                  qint64 time) {
+                          if (m_paused) return;
+                          m_queue->push({QImage(),
+                                         std::vector<float>(samples, samples + qsizetype(frames) * channels),
+                                         track, time, false});
+                      },
+                      [this](const Error& error) {
+                          // The recording goes on without this track.
+                          QMetaObject::invokeMethod(
+                              this, [message = error.message] { Toast::show(message, toastSeconds); },
+                              Qt::QueuedConnection);
+                      })
+                : Result<bool>(source.error());
         if (!started) {
             Toast::show(started.error().message, toastSeconds);
             continue;
@@ -187,8 +189,10 @@ void ScreenRecorder::startAudio() {
 }
 
 void ScreenRecorder::stopAudio() {
+    // Every track ends at the same moment, whichever source is stopped first.
+    const qint64 now = platform::AudioSource::now();
     for (const auto& source : m_audio)
-        source->stop();
+        source->stopAt(now);
 }
 
 void ScreenRecorder::meter(const SampleQueue::Item& item, qint64& lastEmit) {

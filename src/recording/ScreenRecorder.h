@@ -5,8 +5,8 @@
 #include "platform/AudioSource.h"
 #include "platform/FrameStream.h"
 #include "platform/MovieWriter.h"
-#include "recording/SampleQueue.h"
 #include "recording/RecordingOptions.h"
+#include "recording/SampleQueue.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -74,7 +74,7 @@ private:
     // that cannot start is reported and left out.
     void startAudio();
     void stopAudio();
-    void encodeFrames(); // on m_encoder
+    void encodeFrames();                                         // on m_encoder
     void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
     void notifyFinished(const std::optional<QString>& file);

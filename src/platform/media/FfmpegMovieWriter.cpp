@@ -123,9 +123,11 @@ public:
                 m_planes[size_t(c)][size_t(i)] = samples[i * channels + c];
             planes[size_t(c)] = m_planes[size_t(c)].data();
         }
-        // Sound that starts late, or comes back after a dropout, is preceded by silence, so
-        // that it plays at its time: players take a track's samples as one run from its start.
+        // Sound that starts late, or comes back after a dropout, is preceded by silence, and
+        // sound that came faster than its time is left out, so that it plays at its time:
+        // players take a track's samples as one run from its start.
         const qint64 due = av_rescale(time, audioSampleRate, 1'000'000);
+        if (audio.buffered - due > audioSampleRate / 10) return true;
         if (due - audio.buffered > audioSampleRate / 10)
             if (auto padded = addSilence(audio, int(due - audio.buffered)); !padded) return padded;
         if (av_audio_fifo_write(audio.fifo, planes.data(), frames) < frames)

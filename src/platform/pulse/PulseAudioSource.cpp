@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -14,17 +15,13 @@ namespace platform::pulse {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Small reads keep the level meter lively and the stop prompt.
 constexpr int readMilliseconds = 20;
 // How long a stop waits for sound still on its way from the server (its latency) before it
 // gives up on it; a server that stopped sending entirely is left behind after this.
 constexpr qint64 drainMicroseconds = 1'500'000;
-
-qint64 nowMicroseconds() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch()).count();
-}
+// Sound whose counted time strays this far from the clock is put back on it.
+constexpr qint64 resyncMicroseconds = 100'000;
 
 QString deviceName(AudioSourceSettings::Device device) {
     return device == AudioSourceSettings::Device::microphone ? QStringLiteral("the microphone")
@@ -52,13 +49,17 @@ struct Reader {
     void run() {
         const int frames = int(spec.rate) * readMilliseconds / 1000;
         std::vector<float> samples(size_t(frames) * spec.channels);
-        // Times count samples from the first read, so they do not jitter with the reads.
+        // Times count samples, so that they do not jitter with the reads, but follow the clock
+        // where the server delivered in a burst or lost sound.
         qint64 firstTime = -1;
         qint64 framesRead = 0;
-        const auto heardUntil = [&] { return firstTime + framesRead * 1'000'000 / spec.rate; };
+        const auto timeAfter = [&](qint64 frameCount) {
+            return firstTime + frameCount * 1'000'000 / spec.rate;
+        };
         while (true) {
             const qint64 stop = stopAt;
-            if (stop != 0 && (firstTime < 0 || heardUntil() >= stop || nowMicroseconds() > stop + drainMicroseconds))
+            if (stop != 0 && (firstTime < 0 || timeAfter(framesRead) >= stop ||
+                              AudioSource::now() > stop + drainMicroseconds))
                 break;
             int code = 0;
             if (pa_simple_read(connection, samples.data(), samples.size() * sizeof(float), &code) < 0) {
@@ -68,13 +69,13 @@ struct Reader {
                                       .arg(deviceName(device), QString::fromUtf8(pa_strerror(code)))});
                 break;
             }
-            if (firstTime < 0) {
-                const pa_usec_t latency = pa_simple_get_latency(connection, &code);
-                firstTime = nowMicroseconds() - qint64(latency) - qint64(frames) * 1'000'000 / spec.rate;
-            }
+            const qint64 latency = qint64(pa_simple_get_latency(connection, &code));
+            const qint64 measured = AudioSource::now() - latency - qint64(frames) * 1'000'000 / spec.rate;
+            if (firstTime < 0 || std::abs(measured - timeAfter(framesRead)) > resyncMicroseconds)
+                firstTime = measured - framesRead * 1'000'000 / spec.rate;
             std::lock_guard lock(mutex);
             if (closed) break;
-            onBuffer(samples.data(), frames, heardUntil());
+            onBuffer(samples.data(), frames, timeAfter(framesRead));
             framesRead += frames;
         }
         std::lock_guard lock(mutex);
@@ -92,7 +93,8 @@ public:
         if (m_reader) return Error{QStringLiteral("The sound is already being recorded")};
         const bool microphone = settings.device == AudioSourceSettings::Device::microphone;
         auto reader = std::make_shared<Reader>();
-        reader->spec = {PA_SAMPLE_FLOAT32LE, uint32_t(settings.sampleRate), uint8_t(settings.channels == 1 ? 1 : 2)};
+        reader->spec = {PA_SAMPLE_FLOAT32LE, uint32_t(settings.sampleRate),
+                        uint8_t(settings.channels == 1 ? 1 : 2)};
         reader->device = settings.device;
         reader->onBuffer = std::move(onBuffer);
         reader->onError = std::move(onError);
@@ -100,10 +102,9 @@ public:
         buffer.maxlength = uint32_t(-1);
         buffer.fragsize = uint32_t(pa_usec_to_bytes(readMilliseconds * 1000, &reader->spec));
         int code = 0;
-        reader->connection = pa_simple_new(nullptr, "Pictavia", PA_STREAM_RECORD,
-                                           microphone ? nullptr : "@DEFAULT_MONITOR@",
-                                           microphone ? "Microphone" : "System audio", &reader->spec, nullptr,
-                                           &buffer, &code);
+        reader->connection =
+            pa_simple_new(nullptr, "Pictavia", PA_STREAM_RECORD, microphone ? nullptr : "@DEFAULT_MONITOR@",
+                          microphone ? "Microphone" : "System audio", &reader->spec, nullptr, &buffer, &code);
         if (reader->connection == nullptr)
             return Error{QStringLiteral("Cannot record %1: %2")
                              .arg(deviceName(settings.device), QString::fromUtf8(pa_strerror(code)))};
@@ -112,9 +113,9 @@ public:
         return true;
     }
 
-    void stop() override {
+    void stopAt(qint64 until) override {
         if (!m_reader) return;
-        m_reader->stopAt = nowMicroseconds();
+        m_reader->stopAt = until;
         {
             std::unique_lock lock(m_reader->mutex);
             m_reader->ended.wait_for(lock, std::chrono::microseconds(drainMicroseconds + 500'000),
