@@ -14,6 +14,10 @@
 #include <QMutex>
 #include <QThread>
 
+#include <xcb/xcb.h>
+
+#include <unistd.h>
+
 namespace {
 
 using namespace testsupport;
@@ -109,6 +113,54 @@ TEST_F(X11FrameStreamTest, AWindowIsFollowedAsItMovesAndItsClosingEndsTheStream)
     }));
     EXPECT_EQ(received.error->message, "The window being recorded is gone");
     stream->stop();
+}
+
+// A window of this process, painted solid magenta by the server itself.
+struct OwnWindow {
+    xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+    xcb_window_t id = XCB_NONE;
+
+    explicit OwnWindow(const QRect& rect) {
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+        id = xcb_generate_id(connection);
+        const uint32_t values[] = {0xff00ff, 1};
+        xcb_create_window(connection, XCB_COPY_FROM_PARENT, id, screen->root, int16_t(rect.x()),
+                          int16_t(rect.y()), uint16_t(rect.width()), uint16_t(rect.height()), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        const char name[] = "_NET_WM_PID";
+        xcb_intern_atom_reply_t* atom =
+            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr);
+        const uint32_t pid = uint32_t(::getpid());
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atom->atom, XCB_ATOM_CARDINAL, 32, 1,
+                            &pid);
+        free(atom);
+        xcb_map_window(connection, id);
+        free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); // a round trip
+    }
+    ~OwnWindow() { xcb_disconnect(connection); }
+};
+
+TEST_F(X11FrameStreamTest, OurOwnWindowsAreKeptOutOfThePicture) {
+    const TestWindow window = openTestWindow(*server, {.size = {240, 180}, .position = QPoint(60, 60)});
+    const QRect client = clientRect(*server, window.id);
+    // Over the middle of the other program's window, and over the desktop beside it.
+    const OwnWindow ours(QRect(client.center() - QPoint(40, 30), QSize(client.width(), 60)));
+    const QRect area = client.adjusted(-20, -20, 160, 20);
+    ASSERT_TRUE(stream->start({area, std::nullopt}, {.fps = 10, .showCursor = false}, received.onFrame(),
+                              received.onError()));
+    ASSERT_TRUE(waitUntil([&] { return received.count() >= 4; }));
+    stream->stop();
+    QMutexLocker lock(&received.mutex);
+    const QImage last = received.frames.last().convertToFormat(QImage::Format_RGB32);
+    int magenta = 0;
+    for (int y = 0; y < last.height(); ++y)
+        for (int x = 0; x < last.width(); ++x)
+            magenta += last.pixel(x, y) == qRgb(255, 0, 255);
+    EXPECT_EQ(magenta, 0);
+    EXPECT_EQ(
+        patternMismatches(last, client.translated(-area.topLeft()), QString::fromStdString(window.pattern)),
+        0);
 }
 
 TEST_F(X11FrameStreamTest, NothingToRecordFailsTheStart) {

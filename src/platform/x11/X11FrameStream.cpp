@@ -3,6 +3,7 @@
 #include "platform/x11/X11AreaGrabber.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Cursor.h"
+#include "platform/x11/X11OwnWindowFilter.h"
 #include "platform/x11/X11WindowGrabber.h"
 
 #include <QPainter>
@@ -21,7 +22,8 @@ class X11FrameStream final : public FrameStream {
 public:
     explicit X11FrameStream(std::unique_ptr<X11Connection> connection)
         : m_connection(std::move(connection)), m_areas(*m_connection, qgetenv("PICTAVIA_NO_SHM") != "1"),
-          m_windows(*m_connection, m_areas), m_cursor(*m_connection),
+          m_windows(*m_connection, m_areas), m_ownWindows(*m_connection, m_areas, m_windows),
+          m_cursor(*m_connection),
           m_rootFormat(m_connection->pixelFormat(m_connection->screen().root_visual,
                                                  m_connection->screen().root_depth)) {}
     ~X11FrameStream() override { stop(); }
@@ -89,6 +91,7 @@ private:
             area = *source.rootRect;
             image = m_areas.grab(m_connection->root(), area, *m_rootFormat);
             if (!image) return image;
+            m_ownWindows.apply(image.value(), area);
         }
         if (showCursor) drawCursor(image.value(), area.topLeft());
         return image;
@@ -112,6 +115,7 @@ private:
     std::unique_ptr<X11Connection> m_connection;
     X11AreaGrabber m_areas;
     X11WindowGrabber m_windows;
+    X11OwnWindowFilter m_ownWindows;
     X11Cursor m_cursor;
     const Result<PixelFormat> m_rootFormat;
     std::thread m_thread;

@@ -68,7 +68,7 @@ Result<QImage> X11WindowGrabber::grab(uint32_t windowId) {
         m_connection.pixelFormat(frameAttributes->visual, frameGeometry->depth);
     if (!format) return format.error();
     redirectOnce();
-    return grabFromPixmap(frame, frameRect, *format);
+    return grabFromPixmap(frame, QRect(QPoint(0, 0), frameRect.size()), *format);
 }
 
 bool X11WindowGrabber::isUncovered(xcb_window_t frame, const QRect& frameRect) {
@@ -106,13 +106,13 @@ Result<QImage> X11WindowGrabber::grabFromRoot(const QRect& rect) {
     return m_areas.grab(m_connection.root(), rect, *format);
 }
 
-Result<QImage> X11WindowGrabber::grabFromPixmap(xcb_window_t frame, const QRect& frameRect,
+Result<QImage> X11WindowGrabber::grabFromPixmap(xcb_window_t frame, const QRect& rect,
                                                 const PixelFormat& format) {
     xcb_connection_t* c = m_connection.raw();
     const xcb_pixmap_t pixmap = xcb_generate_id(c);
     const xcb_void_cookie_t named = xcb_composite_name_window_pixmap_checked(c, frame, pixmap);
     // The pixmap spans the frame's border too, from its outer corner.
-    Result<QImage> image = m_areas.grab(pixmap, QRect(QPoint(0, 0), frameRect.size()), format);
+    Result<QImage> image = m_areas.grab(pixmap, rect, format);
     Reply<xcb_generic_error_t> namingError{xcb_request_check(c, named)};
     if (namingError) return windowNotFound(); // unmapped or destroyed since we looked
     m_connection.ignoreErrors(xcb_free_pixmap_checked(c, pixmap));

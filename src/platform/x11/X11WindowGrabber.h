@@ -29,12 +29,17 @@ public:
 
     Result<QImage> grab(uint32_t windowId);
 
-private:
+    // Whether windows can be read where others cover them.
     bool hasComposite();
+    // Every top-level window kept in a pixmap of its own from now on; waits, the first time,
+    // for the windows to repaint into them.
+    void redirectOnce();
+    // `rect` of a top-level window's pixmap, in the window's coordinates from its outer corner.
+    Result<QImage> grabFromPixmap(xcb_window_t frame, const QRect& rect, const PixelFormat& format);
+
+private:
     bool isUncovered(xcb_window_t frame, const QRect& frameRect);
     Result<QImage> grabFromRoot(const QRect& rect);
-    Result<QImage> grabFromPixmap(xcb_window_t frame, const QRect& frameRect, const PixelFormat& format);
-    void redirectOnce();
 
     const X11Connection& m_connection;
     X11AreaGrabber& m_areas;
