@@ -65,6 +65,10 @@ ProcessOutput AppSession::send(const std::vector<std::string>& args) {
     return run(PICTAVIA_BIN, args);
 }
 
+ChildProcess& AppSession::start(const std::string& program, const std::vector<std::string>& args) {
+    return m_server.startProcess(program, args, environment());
+}
+
 ProcessOutput AppSession::run(const std::string& program, const std::vector<std::string>& args,
                               const Environment& extra) {
     Environment environment = this->environment();

@@ -30,6 +30,9 @@ public:
     // `pictavia ARGS...` as a second start: hands the arguments to the running instance.
     ProcessOutput send(const std::vector<std::string>& args);
     ProcessOutput open(const std::string& url) { return send({url}); }
+    // Any program with the session's environment, in the background; it is
+    // stopped with the X server.
+    ChildProcess& start(const std::string& program, const std::vector<std::string>& args);
     // Any program with the session's environment, plus `extra`.
     ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
                       const Environment& extra = {});
