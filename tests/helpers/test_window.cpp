@@ -1,7 +1,7 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
 //   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
-//               [--type normal|desktop] [--text TEXT]
+//               [--type normal|desktop] [--text TEXT] [--counter]
 //               [--type normal|desktop]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
@@ -35,11 +35,32 @@ public:
         setAttribute(Qt::WA_OpaquePaintEvent);
     }
 
+    // Repaints 30 times a second, showing the frame number (modulo 256) as eight stripes,
+    // white for a 1 bit, the highest bit leftmost: for recordings to be checked frame by frame.
+    void startCounter() {
+        m_counting = true;
+        auto* timer = new QTimer(this);
+        timer->setTimerType(Qt::PreciseTimer);
+        connect(timer, &QTimer::timeout, this, [this] {
+            ++m_frame;
+            repaint();
+        });
+        timer->start(33);
+    }
+
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        for (const testpattern::Region& region : testpattern::regions(m_pattern, size()))
-            painter.fillRect(region.rect, region.color);
+        if (m_counting) {
+            for (int bit = 0; bit < 8; ++bit) {
+                const bool set = ((m_frame & 0xff) >> (7 - bit)) & 1;
+                painter.fillRect(QRect(width() * bit / 8, 0, width() / 8 + 1, height()),
+                                 set ? Qt::white : Qt::black);
+            }
+        } else {
+            for (const testpattern::Region& region : testpattern::regions(m_pattern, size()))
+                painter.fillRect(region.rect, region.color);
+        }
         if (!m_text.isEmpty()) {
             QFont font(QStringLiteral("DejaVu Sans"));
             font.setPixelSize(18);
@@ -61,6 +82,8 @@ private:
     QString m_pattern;
     QString m_text;
     bool m_announced = false;
+    bool m_counting = false;
+    int m_frame = 0;
 };
 
 std::optional<QSize> parseSize(const QString& text) {
@@ -121,7 +144,9 @@ int main(int argc, char** argv) {
                                   QStringLiteral("TYPE"), QStringLiteral("normal"));
     const QCommandLineOption text(
         QStringLiteral("text"), QStringLiteral("Text drawn in black in the middle."), QStringLiteral("TEXT"));
-    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text});
+    const QCommandLineOption counter(QStringLiteral("counter"),
+                                     QStringLiteral("Shows its frame number, 30 frames a second."));
+    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text, counter});
     parser.addHelpOption();
     parser.process(app);
 
@@ -146,6 +171,7 @@ int main(int argc, char** argv) {
         window.winId();
         window.setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
     }
+    if (parser.isSet(counter)) window.startCounter();
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
     window.show();

@@ -19,6 +19,7 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
     if (!options.windowClass.empty()) args.insert(args.end(), {"--class", options.windowClass});
     if (options.above) args.emplace_back("--above");
     if (options.below) args.emplace_back("--below");
+    if (options.counter) args.emplace_back("--counter");
     if (!options.text.empty()) {
         args.emplace_back("--text");
         args.push_back(options.text);
@@ -42,6 +43,18 @@ QRect clientRect(XServer& server, uint32_t windowId) {
     };
     return QRect(field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
                  field("Height"));
+}
+
+std::optional<int> frameNumber(const QImage& image, const QRect& client) {
+    int number = 0;
+    for (int bit = 0; bit < 8; ++bit) {
+        const QPoint centre(client.x() + client.width() * (2 * bit + 1) / 16, client.center().y());
+        if (!image.rect().contains(centre)) return std::nullopt;
+        const int level = qGray(image.pixel(centre));
+        if (level > 64 && level < 192) return std::nullopt;
+        number = number * 2 + (level >= 192 ? 1 : 0);
+    }
+    return number;
 }
 
 } // namespace testsupport

@@ -2,6 +2,7 @@
 
 #include "XServer.h"
 
+#include <QImage>
 #include <QPoint>
 #include <QRect>
 #include <QSize>
@@ -28,6 +29,7 @@ struct TestWindowOptions {
     bool above = false;    // keep above other windows
     bool below = false;    // keep below other windows
     std::string text = {}; // drawn in black in the middle
+    bool counter = false;  // repaints 30 times a second with its frame number (see frameNumber)
 };
 
 // Starts test_window on the server and waits until it has painted. Throws
@@ -36,5 +38,9 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options);
 
 // The window's client area in root coordinates, as the X server knows it (xwininfo).
 QRect clientRect(XServer& server, uint32_t windowId);
+
+// The frame number a counter window shows in `image` (its client area at `client`): eight
+// stripes, left to right the bits from the highest, white for 1; none where they are unclear.
+std::optional<int> frameNumber(const QImage& image, const QRect& client);
 
 } // namespace testsupport
