@@ -136,6 +136,9 @@ int runRecordCommand(const QStringList& arguments) {
     int code = CommandLine::failed;
     QObject::connect(&recorder, &ScreenRecorder::stateChanged, [&](ScreenRecorder::State state) {
         if (state != ScreenRecorder::State::stopping) return;
+        if (const int dropped = recorder.droppedFrames(); dropped > 0)
+            CommandOutput::error(
+                QStringLiteral("%1 frames were dropped: the computer could not keep up").arg(dropped));
         recorder.waitForFinish([&](const std::optional<QString>& file) {
             if (file) {
                 CommandOutput::out(*file + u'\n');

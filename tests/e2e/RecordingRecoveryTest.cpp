@@ -46,8 +46,9 @@ protected:
 };
 
 TEST_F(RecordingRecoveryTest, AKilledMovieRecordingIsPlayableInTheHistoryAfterTheNextStart) {
-    // Past the first 5-second fragment, which is what a crash can leave at the least.
-    recordAndKill({"record", "fullscreen"}, 7);
+    // Past the first fragment (5 seconds, ended by the next key frame, then through the
+    // encoder), which is what a crash can leave at the least.
+    recordAndKill({"record", "fullscreen"}, 9);
     ASSERT_TRUE(app->waitForCaptures(1, std::chrono::seconds(30))) << app->log();
     const QString movie = app->home().path() + "/data/Pictavia/History/" + app->captures().first();
     EXPECT_TRUE(movie.endsWith(".mov"));

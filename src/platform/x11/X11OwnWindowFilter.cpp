@@ -13,12 +13,21 @@ X11OwnWindowFilter::X11OwnWindowFilter(const X11Connection& connection, X11AreaG
     : m_connection(connection), m_areas(areas), m_windows(windows), m_pid(uint32_t(::getpid())) {}
 
 void X11OwnWindowFilter::apply(QImage& image, const QRect& area) {
-    std::vector<TopLevel> windows = viewableTopLevels();
+    // Most frames: one look at the stacking order, and none of ours is there.
+    const std::vector<xcb_window_t> children = rootChildren(m_connection);
+    std::erase_if(m_ours, [&](const auto& known) {
+        return std::find(children.begin(), children.end(), known.first) == children.end();
+    });
+    std::vector<xcb_window_t> ours;
+    for (const xcb_window_t child : children)
+        if (isOurs(child)) ours.push_back(child);
+    if (ours.empty()) return;
     QRegion covered;
-    for (const TopLevel& window : windows)
-        if (window.ours) covered += window.rect & area;
+    for (const TopLevel& window : viewable(ours))
+        covered += window.rect & area;
     if (covered.isEmpty() || !m_windows.hasComposite()) return;
     m_windows.redirectOnce();
+    std::vector<TopLevel> windows = viewable(children);
 
     // The desktop's own background is not kept anywhere a client can read it: black.
     QPainter painter(&image);
@@ -37,15 +46,15 @@ void X11OwnWindowFilter::apply(QImage& image, const QRect& area) {
     }
 }
 
-std::vector<X11OwnWindowFilter::TopLevel> X11OwnWindowFilter::viewableTopLevels() {
+std::vector<X11OwnWindowFilter::TopLevel>
+X11OwnWindowFilter::viewable(const std::vector<xcb_window_t>& windows) {
     xcb_connection_t* c = m_connection.raw();
-    const std::vector<xcb_window_t> children = rootChildren(m_connection);
     std::vector<std::pair<xcb_get_window_attributes_cookie_t, xcb_get_geometry_cookie_t>> cookies;
-    cookies.reserve(children.size());
-    for (const xcb_window_t child : children)
-        cookies.emplace_back(xcb_get_window_attributes(c, child), xcb_get_geometry(c, child));
+    cookies.reserve(windows.size());
+    for (const xcb_window_t window : windows)
+        cookies.emplace_back(xcb_get_window_attributes(c, window), xcb_get_geometry(c, window));
     std::vector<TopLevel> viewable;
-    for (size_t i = 0; i < children.size(); ++i) {
+    for (size_t i = 0; i < windows.size(); ++i) {
         Reply<xcb_get_window_attributes_reply_t> attributes{
             xcb_get_window_attributes_reply(c, cookies[i].first, nullptr)};
         Reply<xcb_get_geometry_reply_t> geometry{xcb_get_geometry_reply(c, cookies[i].second, nullptr)};
@@ -54,16 +63,9 @@ std::vector<X11OwnWindowFilter::TopLevel> X11OwnWindowFilter::viewableTopLevels(
             continue;
         const int border = 2 * geometry->border_width;
         viewable.push_back(
-            {children[i],
-             QRect(geometry->x, geometry->y, geometry->width + border, geometry->height + border),
-             attributes->visual, geometry->depth, false});
+            {windows[i], QRect(geometry->x, geometry->y, geometry->width + border, geometry->height + border),
+             attributes->visual, geometry->depth, isOurs(windows[i])});
     }
-    // Windows gone since are forgotten, so that a reused id is looked at afresh.
-    std::erase_if(m_ours, [&](const auto& known) {
-        return std::find(children.begin(), children.end(), known.first) == children.end();
-    });
-    for (TopLevel& window : viewable)
-        window.ours = isOurs(window.window);
     return viewable;
 }
 

@@ -31,7 +31,8 @@ private:
         bool ours = false;
     };
 
-    std::vector<TopLevel> viewableTopLevels();
+    // Those of `windows` (top-level, bottom to top) that are on screen.
+    std::vector<TopLevel> viewable(const std::vector<xcb_window_t>& windows);
     bool isOurs(xcb_window_t topLevel);
     bool hasOurPid(const std::vector<xcb_window_t>& windows) const;
 
