@@ -8,6 +8,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/audio_fifo.h>
+#include <libavutil/hwcontext.h>
 #include <libavutil/opt.h>
 #include <libswscale/swscale.h>
 }
@@ -27,6 +28,7 @@ namespace {
 constexpr const char* x264Preset = "ultrafast";
 constexpr const char* x264Params = "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1";
 constexpr const char* x265Preset = "ultrafast";
+constexpr const char* renderNode = "/dev/dri/renderD128";
 constexpr AVRational movieTimeBase{1, 600}; // the QuickTime time scale
 constexpr AVRational microseconds{1, 1'000'000};
 constexpr int audioSampleRate = 48'000;
@@ -63,9 +65,11 @@ public:
         sws_freeContext(m_scaler);
         av_frame_free(&m_frame);
         av_frame_free(&m_picture);
+        av_frame_free(&m_uploaded);
         av_packet_free(&m_packet);
         m_audio.clear();
         m_video.reset();
+        av_buffer_unref(&m_hardwareDevice);
         avformat_free_context(m_format);
     }
     FfmpegMovieFile(const FfmpegMovieFile&) = delete;
@@ -80,6 +84,7 @@ public:
             if (auto audio = openAudio(); !audio) return audio;
         m_frame = av_frame_alloc();
         m_picture = av_frame_alloc();
+        m_uploaded = av_frame_alloc();
         m_packet = av_packet_alloc();
         if ((code = avio_open(&m_format->pb, QFile::encodeName(m_path).constData(), AVIO_FLAG_WRITE)) < 0)
             return failed(code);
@@ -102,12 +107,12 @@ public:
         m_scaler = sws_getCachedContext(
             m_scaler, frame.width(), frame.height(),
             frame.format() == QImage::Format_RGB32 ? AV_PIX_FMT_BGR0 : AV_PIX_FMT_BGRA, context->width,
-            context->height, context->pix_fmt, SWS_BILINEAR, nullptr, nullptr, nullptr);
+            context->height, pictureFormat(), SWS_BILINEAR, nullptr, nullptr, nullptr);
         if (m_scaler == nullptr) return Error{QStringLiteral("Cannot convert frames for %1").arg(m_path)};
         // One picture buffer for the whole movie: the encoder copies what it keeps, and fresh
         // buffers every frame cost more in page faults than the conversion itself.
         if (m_picture->data[0] == nullptr) {
-            m_picture->format = context->pix_fmt;
+            m_picture->format = pictureFormat();
             m_picture->width = context->width;
             m_picture->height = context->height;
             if (const int code = av_frame_get_buffer(m_picture, 0); code < 0) return failed(code);
@@ -122,7 +127,13 @@ public:
         if (m_lastVideoPts && pts <= *m_lastVideoPts) pts = *m_lastVideoPts + 1;
         m_lastVideoPts = pts;
         m_picture->pts = pts;
-        return encode(*m_video, m_picture);
+        if (!context->hw_frames_ctx) return encode(*m_video, m_picture);
+        av_frame_unref(m_uploaded);
+        int code = av_hwframe_get_buffer(context->hw_frames_ctx, m_uploaded, 0);
+        if (code >= 0) code = av_hwframe_transfer_data(m_uploaded, m_picture, 0);
+        if (code < 0) return failed(code);
+        m_uploaded->pts = pts;
+        return encode(*m_video, m_uploaded);
     }
 
     Result<bool> addAudio(int track, const float* samples, int frames, qint64 time) override {
@@ -164,42 +175,101 @@ public:
     }
 
 private:
+    // The frames the scaler makes: the encoder's own, or what is uploaded to the card.
+    AVPixelFormat pictureFormat() const {
+        return m_video->context->hw_frames_ctx ? m_uploadFormat : m_video->context->pix_fmt;
+    }
+
     Error failed(int code) const {
         return Error{QStringLiteral("Cannot write the movie %1: %2").arg(m_path, ffmpegError(code))};
     }
 
+    // A hardware encoder where the machine has one FFmpeg can open (VAAPI through the first
+    // render node, then NVENC), else the software one; a hardware encoder that refuses to open
+    // leaves the software one to do the work.
     Result<bool> openVideo() {
         const bool hevc = m_settings.codec == MovieSettings::Codec::hevc;
+        m_video = std::make_unique<Encoder>();
+        m_video->stream = avformat_new_stream(m_format, nullptr);
+        if (QFile::exists(QString::fromLatin1(renderNode)) && openVaapi(hevc ? "hevc_vaapi" : "h264_vaapi"))
+            return streamParameters(hevc);
+        if (openHardware(hevc ? "hevc_nvenc" : "h264_nvenc")) return streamParameters(hevc);
         const AVCodec* codec = avcodec_find_encoder_by_name(hevc ? "libx265" : "libx264");
         if (codec == nullptr)
             return Error{QStringLiteral("This FFmpeg has no %1 encoder").arg(hevc ? "HEVC" : "H.264")};
-        m_video = std::make_unique<Encoder>();
-        m_video->stream = avformat_new_stream(m_format, nullptr);
-        AVCodecContext* context = m_video->context = avcodec_alloc_context3(codec);
-        context->width = m_settings.size.width();
-        context->height = m_settings.size.height();
-        context->pix_fmt = AV_PIX_FMT_YUV420P;
-        context->time_base = movieTimeBase;
-        context->framerate = AVRational{m_settings.fps, 1};
-        context->bit_rate = m_settings.bitRate;
-        context->gop_size = m_settings.keyFrameInterval;
-        context->max_b_frames = 0; // no reordering: frames are written as they come
+        AVCodecContext* context = newVideoContext(codec, AV_PIX_FMT_YUV420P);
         context->thread_count = 0; // as many as the encoder finds useful
-        if ((m_format->oformat->flags & AVFMT_GLOBALHEADER) != 0)
-            context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
         AVDictionary* options = nullptr;
         av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
-        if (hevc)
+        if (hevc) {
             av_dict_set(&options, "x265-params", "log-level=error", 0);
-        else {
+        } else {
             av_dict_set(&options, "profile", "high", 0);
             av_dict_set(&options, "x264-params", x264Params, 0);
         }
         const int code = avcodec_open2(context, codec, &options);
         av_dict_free(&options);
         if (code < 0) return failed(code);
+        return streamParameters(hevc);
+    }
+
+    AVCodecContext* newVideoContext(const AVCodec* codec, AVPixelFormat format) {
+        avcodec_free_context(&m_video->context);
+        AVCodecContext* context = m_video->context = avcodec_alloc_context3(codec);
+        context->width = m_settings.size.width();
+        context->height = m_settings.size.height();
+        context->pix_fmt = format;
+        context->time_base = movieTimeBase;
+        context->framerate = AVRational{m_settings.fps, 1};
+        context->bit_rate = m_settings.bitRate;
+        context->gop_size = m_settings.keyFrameInterval;
+        context->max_b_frames = 0; // no reordering: frames are written as they come
+        if ((m_format->oformat->flags & AVFMT_GLOBALHEADER) != 0)
+            context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        return context;
+    }
+
+    // An encoder that takes frames in memory (NVENC).
+    bool openHardware(const char* name) {
+        const AVCodec* codec = avcodec_find_encoder_by_name(name);
+        if (codec == nullptr) return false;
+        if (avcodec_open2(newVideoContext(codec, AV_PIX_FMT_YUV420P), codec, nullptr) >= 0) return true;
+        avcodec_free_context(&m_video->context);
+        return false;
+    }
+
+    // An encoder that takes frames in the graphics card's memory: each frame is converted to
+    // NV12 here and uploaded.
+    bool openVaapi(const char* name) {
+        const AVCodec* codec = avcodec_find_encoder_by_name(name);
+        if (codec == nullptr ||
+            av_hwdevice_ctx_create(&m_hardwareDevice, AV_HWDEVICE_TYPE_VAAPI, renderNode, nullptr, 0) < 0)
+            return false;
+        AVBufferRef* frames = av_hwframe_ctx_alloc(m_hardwareDevice);
+        auto* layout = reinterpret_cast<AVHWFramesContext*>(frames->data);
+        layout->format = AV_PIX_FMT_VAAPI;
+        layout->sw_format = AV_PIX_FMT_NV12;
+        layout->width = m_settings.size.width();
+        layout->height = m_settings.size.height();
+        layout->initial_pool_size = 8;
+        AVCodecContext* context = newVideoContext(codec, AV_PIX_FMT_VAAPI);
+        if (av_hwframe_ctx_init(frames) >= 0) {
+            context->hw_frames_ctx = av_buffer_ref(frames);
+            if (avcodec_open2(context, codec, nullptr) >= 0) {
+                m_uploadFormat = AV_PIX_FMT_NV12;
+                av_buffer_unref(&frames);
+                return true;
+            }
+        }
+        av_buffer_unref(&frames);
+        av_buffer_unref(&m_hardwareDevice);
+        avcodec_free_context(&m_video->context);
+        return false;
+    }
+
+    Result<bool> streamParameters(bool hevc) {
         m_video->stream->time_base = movieTimeBase;
-        const int copied = avcodec_parameters_from_context(m_video->stream->codecpar, context);
+        const int copied = avcodec_parameters_from_context(m_video->stream->codecpar, m_video->context);
         // The tag QuickTime players look for.
         if (hevc) m_video->stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
         return copied < 0 ? failed(copied) : Result<bool>(true);
@@ -273,8 +343,11 @@ private:
     std::unique_ptr<Encoder> m_video;
     std::vector<std::unique_ptr<AudioTrack>> m_audio;
     SwsContext* m_scaler = nullptr;
-    AVFrame* m_frame = nullptr;   // sound
-    AVFrame* m_picture = nullptr; // video
+    AVFrame* m_frame = nullptr;    // sound
+    AVFrame* m_picture = nullptr;  // video
+    AVFrame* m_uploaded = nullptr; // video in the graphics card's memory
+    AVBufferRef* m_hardwareDevice = nullptr;
+    AVPixelFormat m_uploadFormat = AV_PIX_FMT_NONE;
     AVPacket* m_packet = nullptr;
     std::optional<qint64> m_lastVideoPts;
     std::vector<std::vector<float>> m_planes;
