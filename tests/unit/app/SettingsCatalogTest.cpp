@@ -70,7 +70,8 @@ TEST(SettingsCatalogTest, SearchFindsSettingsByTheirWords) {
     for (const char* word : {"hotkey", "keyboard", "shortcut"})
         EXPECT_TRUE(found(word).contains("Hotkeys/area")) << word;
     EXPECT_EQ(found("print"),
-              (QStringList{"Hotkeys/area", "Hotkeys/fullscreen", "Hotkeys/window", "Hotkeys/allInOne"}));
+              (QStringList{"Hotkeys/area", "Hotkeys/fullscreen", "Hotkeys/window", "Hotkeys/allInOne",
+                           "Hotkeys/record"}));
     EXPECT_EQ(found("").size(), SettingsCatalog::settings().size());
 }
 
