@@ -185,8 +185,8 @@ QRect place(const QRect& recorded, const QRect& display, const QSize& panel, dou
     const int space = qRound(gap * scale);
     const QRect room = display.adjusted(space, space, -space, -space);
     const QRect area = recorded & display;
-    const int centredX = area.center().x() - panel.width() / 2;
-    const int centredY = area.center().y() - panel.height() / 2;
+    const int centredX = area.x() + (area.width() - panel.width()) / 2;
+    const int centredY = area.y() + (area.height() - panel.height()) / 2;
     const QList<QRect> candidates{
         QRect(QPoint(centredX, area.bottom() + 1 + space), panel), // below
         QRect(QPoint(centredX, area.top() - space - panel.height()), panel), // above
@@ -198,7 +198,7 @@ QRect place(const QRect& recorded, const QRect& display, const QSize& panel, dou
         const QRect kept = keptInside(QRectF(candidate), QRectF(room)).toRect();
         if (room.contains(kept) && !kept.intersects(area)) return kept;
     }
-    return {QPoint(display.center().x() - panel.width() / 2, display.bottom() + 1 - space - panel.height()),
+    return {QPoint(display.x() + (display.width() - panel.width()) / 2, display.bottom() + 1 - space - panel.height()),
             panel};
 }
 
