@@ -12,7 +12,7 @@ uint32_t prevent() {
     if (!guard) return 0;
     const auto cookie = guard->inhibit(QStringLiteral("Pictavia screen recording"));
     if (!cookie) {
-        qCInfo(lcPictavia).noquote() << cookie.error().message;
+        qCDebug(lcPictavia).noquote() << cookie.error().message;
         return 0;
     }
     return *cookie;

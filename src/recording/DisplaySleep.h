@@ -6,7 +6,7 @@
 namespace DisplaySleep {
 
 // The assertion to hand back to `allow`; 0 when none was taken (turned off, or the desktop
-// has no way to keep the screen awake, which is logged once per recording).
+// has no way to keep the screen awake, which the debug log says).
 uint32_t prevent();
 void allow(uint32_t assertion);
 
