@@ -188,9 +188,9 @@ QRect place(const QRect& recorded, const QRect& display, const QSize& panel, dou
     const int centredX = area.x() + (area.width() - panel.width()) / 2;
     const int centredY = area.y() + (area.height() - panel.height()) / 2;
     const QList<QRect> candidates{
-        QRect(QPoint(centredX, area.bottom() + 1 + space), panel), // below
+        QRect(QPoint(centredX, area.bottom() + 1 + space), panel),           // below
         QRect(QPoint(centredX, area.top() - space - panel.height()), panel), // above
-        QRect(QPoint(area.right() + 1 + space, centredY), panel), // right
+        QRect(QPoint(area.right() + 1 + space, centredY), panel),            // right
         QRect(QPoint(area.left() - space - panel.width(), centredY), panel), // left
     };
     for (const QRect& candidate : candidates) {
@@ -198,7 +198,8 @@ QRect place(const QRect& recorded, const QRect& display, const QSize& panel, dou
         const QRect kept = keptInside(QRectF(candidate), QRectF(room)).toRect();
         if (room.contains(kept) && !kept.intersects(area)) return kept;
     }
-    return {QPoint(display.x() + (display.width() - panel.width()) / 2, display.bottom() + 1 - space - panel.height()),
+    return {QPoint(display.x() + (display.width() - panel.width()) / 2,
+                   display.bottom() + 1 - space - panel.height()),
             panel};
 }
 

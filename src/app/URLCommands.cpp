@@ -162,9 +162,10 @@ std::optional<QString> problem(const QUrl& url) {
         if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable() ||
             (destinations().canOpenFile && !destinations().canOpenFile(path)))
             return QStringLiteral("Pictavia cannot open that file");
-    } else if (isCommand(name, {"stop-recording", "stop", "pause-recording", "pause", "resume-recording", "resume",
-                                "cancel-recording"})) {
-        if (recorder().state() == ScreenRecorder::State::idle) return QStringLiteral("No recording is running");
+    } else if (isCommand(name, {"stop-recording", "stop", "pause-recording", "pause", "resume-recording",
+                                "resume", "cancel-recording"})) {
+        if (recorder().state() == ScreenRecorder::State::idle)
+            return QStringLiteral("No recording is running");
     }
     return std::nullopt;
 }

@@ -50,10 +50,10 @@ void CaptureCoordinator::recordArea(bool gif) {
     if (!mayStartRecording() || m_selection) return;
     const auto previous = Prefs::lastRecordingArea();
     SelectionParameters parameters;
-    parameters.hint = previous ? QStringLiteral("Previous ") +
-                                     (gif ? QStringLiteral("GIF") : QStringLiteral("recording")) +
-                                     QStringLiteral(" area shown. Drag to reselect, ↩ starts, W picks a window")
-                               : QStringLiteral("Drag the area to record. ↩ full screen, W a window, Esc cancels");
+    parameters.hint =
+        previous ? QStringLiteral("Previous ") + (gif ? QStringLiteral("GIF") : QStringLiteral("recording")) +
+                       QStringLiteral(" area shown. Drag to reselect, ↩ starts, W picks a window")
+                 : QStringLiteral("Drag the area to record. ↩ full screen, W a window, Esc cancels");
     // A recording shows the live screen, so the overlay does not freeze it.
     parameters.freeze = false;
     parameters.adjustable = previous.has_value();
@@ -100,7 +100,8 @@ void CaptureCoordinator::recordFullscreen(bool gif, std::optional<uint32_t> disp
     startRecording(*source, gif, false);
 }
 
-void CaptureCoordinator::recordSource(const Result<RecordingSource>& source, bool gif, const QString& failure) {
+void CaptureCoordinator::recordSource(const Result<RecordingSource>& source, bool gif,
+                                      const QString& failure) {
     if (!source) return Toast::show(failure + source.error().message);
     RecordingSource chosen = *source;
     // Named after the application the user was in before the overlay came up.
@@ -146,12 +147,14 @@ void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif,
             return report(Error{QStringLiteral("A recording is already running")});
         const RecordingOptions options = RecordingOptions::fromPreferences();
         if (!source.frames.windowId) {
-            const QRectF area = source.areaRect.isEmpty() ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) /
-                                                                               source.display.scale)
-                                                      : source.areaRect;
+            const QRectF area =
+                source.areaRect.isEmpty()
+                    ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) / source.display.scale)
+                    : source.areaRect;
             Prefs::setLastRecordingArea(Prefs::Area{area, source.display.id});
         }
-        m_lastRecordingConfig = RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
+        m_lastRecordingConfig =
+            RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
         // The controls are up before the first frame, so the stream knows to leave them out.
         if (Prefs::flag(QStringLiteral("recShowHUD"))) showRecorderHUD(source, gif);
         const auto result = m_recorder.start(source.frames, source.pixels, gif, options, source.context);
@@ -165,7 +168,10 @@ void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif,
         if (options.webcam) Usage::count(QStringLiteral("record.camera"));
         if (!gif && source.display.scale > 1.0) {
             const QSize size = options.recordingSize(source.pixels, false);
-            Toast::show(QStringLiteral("Recording %1×%2 at %3 fps").arg(size.width()).arg(size.height()).arg(options.fps),
+            Toast::show(QStringLiteral("Recording %1×%2 at %3 fps")
+                            .arg(size.width())
+                            .arg(size.height())
+                            .arg(options.fps),
                         2.0);
         }
         report(true);

@@ -48,7 +48,8 @@ void DesktopSurfaces::pin(const QImage& image, double scale, const QRect& nearRo
 
 std::unique_ptr<RecorderHUD> DesktopSurfaces::makeRecorderHUD(ScreenRecorder& recorder,
                                                               const RecorderHUDRequest& request) {
-    auto* panel = new RecorderHUDPanel(std::make_unique<RecorderHUDModel>(recorder, request.gif, request.restart));
+    auto* panel =
+        new RecorderHUDPanel(std::make_unique<RecorderHUDModel>(recorder, request.gif, request.restart));
     const QSize rootSize = (QSizeF(panel->sizeHint()) * request.display.scale).toSize();
     panel->showAt(FloatingLayout::hud::place(request.recordedRootRect, request.display.geometry, rootSize,
                                              request.display.scale));

@@ -44,7 +44,10 @@ QString RecorderHUDModel::formatElapsed(double seconds) {
     const qint64 minutes = whole / 60 % 60;
     const qint64 rest = whole % 60;
     if (hours > 0)
-        return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QChar(u'0')).arg(rest, 2, 10, QChar(u'0'));
+        return QStringLiteral("%1:%2:%3")
+            .arg(hours)
+            .arg(minutes, 2, 10, QChar(u'0'))
+            .arg(rest, 2, 10, QChar(u'0'));
     return QStringLiteral("%1:%2").arg(minutes).arg(rest, 2, 10, QChar(u'0'));
 }
 

@@ -55,8 +55,8 @@ QToolButton* button(QWidget* parent, const QString& text, const QString& tip) {
 } // namespace
 
 RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::WindowDoesNotAcceptFocus),
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus),
       m_model(std::move(model)) {
     setWindowTitle(QString::fromLatin1(title));
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -74,7 +74,8 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
     m_dot = new QLabel(QStringLiteral("●"), this);
     m_time = new QLabel(this);
     // Wide enough for an hour and the word "paused", so the bar keeps its size.
-    m_time->setMinimumWidth(m_time->fontMetrics().horizontalAdvance(tr("%1 paused").arg(QStringLiteral("0:00:00"))));
+    m_time->setMinimumWidth(
+        m_time->fontMetrics().horizontalAdvance(tr("%1 paused").arg(QStringLiteral("0:00:00"))));
     row->addWidget(m_dot);
     row->addWidget(m_time);
     if (m_model->gif()) {
@@ -86,7 +87,8 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
     }
     m_pause = button(this, tr("Pause"), tr("Pause or resume the recording"));
     QToolButton* stop = button(this, tr("Stop"), tr("Stop and keep the recording"));
-    QToolButton* restart = button(this, tr("Restart"), tr("Stop this recording and start the same one again"));
+    QToolButton* restart =
+        button(this, tr("Restart"), tr("Stop this recording and start the same one again"));
     QToolButton* cancel = button(this, tr("Cancel"), tr("Stop and discard the recording"));
     for (QToolButton* b : {m_pause, stop, restart, cancel})
         row->addWidget(b);

@@ -134,7 +134,8 @@ void TrayIcon::rebuild() {
         m_menu.addSeparator();
         add(&m_menu, tr("Record Screen"), QStringLiteral("record"),
             [] { coordinator().toggleRecording(false, RecordMode::area()); });
-        m_menu.addAction(tr("Record GIF"), this, [] { coordinator().toggleRecording(true, RecordMode::area()); });
+        m_menu.addAction(tr("Record GIF"), this,
+                         [] { coordinator().toggleRecording(true, RecordMode::area()); });
     }
 
     if (section("tools")) {

@@ -34,8 +34,8 @@ protected:
     }
 
     static QRect geometryOf(AppSession& app, const std::string& title) {
-        const ProcessOutput out = app.run(
-            "xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$", "getwindowgeometry", "--shell"});
+        const ProcessOutput out = app.run("xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$",
+                                                      "getwindowgeometry", "--shell"});
         const QString text = QString::fromStdString(out.out);
         const auto field = [&](const char* name) {
             const auto match = QRegularExpression(QStringLiteral("^%1=(\\d+)$").arg(QLatin1String(name)),
@@ -48,10 +48,11 @@ protected:
 
     // Width and height of the movie's picture.
     static std::string movieSize(AppSession& app, const QString& name) {
-        const std::string path = app.home().path().toStdString() + "/data/Pictavia/History/" + name.toStdString();
+        const std::string path =
+            app.home().path().toStdString() + "/data/Pictavia/History/" + name.toStdString();
         return app
-            .run("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height", "-of",
-                             "csv=p=0:s=x", path})
+            .run("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height",
+                             "-of", "csv=p=0:s=x", path})
             .out;
     }
 
@@ -100,8 +101,8 @@ TEST_F(RecordingTest, ThePreviousAreaIsRecordedWithTheControlsBesideIt) {
     ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
     const QRect panel = geometryOf(app, controls);
     app.screenshot("recording-area-controls");
-    EXPECT_FALSE(panel.intersects(area)) << panel.x() << "," << panel.y() << " " << panel.width() << "x"
-                                         << panel.height();
+    EXPECT_FALSE(panel.intersects(area))
+        << panel.x() << "," << panel.y() << " " << panel.width() << "x" << panel.height();
     EXPECT_TRUE(QRect(0, 0, 1024, 768).contains(panel));
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
 

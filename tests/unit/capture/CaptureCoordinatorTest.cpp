@@ -51,7 +51,8 @@ struct FakeSurfaces : CaptureSurfaces {
         explicit HUD(FakeSurfaces& o) : owner(o) { ++owner.hudsUp; }
         ~HUD() override { --owner.hudsUp; }
     };
-    std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder&, const RecorderHUDRequest& request) override {
+    std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder&,
+                                                 const RecorderHUDRequest& request) override {
         huds << request;
         return std::make_unique<HUD>(*this);
     }
@@ -434,9 +435,10 @@ TEST_F(RecordingFlowsTest, RestartRecordsTheSameThingAgainOrTheScreenWhenTheWind
 
 TEST_F(RecordingFlowsTest, TheAllInOneBarRecordsItsSelectionAndAFailedStartSaysWhy) {
     coordinator->captureAllInOne();
-    EXPECT_EQ(surfaces->selections[0].actions,
-              (QList<SelectionAction>{SelectionAction::capture, SelectionAction::copy, SelectionAction::record,
-                                      SelectionAction::gif, SelectionAction::ocr, SelectionAction::pin}));
+    EXPECT_EQ(
+        surfaces->selections[0].actions,
+        (QList<SelectionAction>{SelectionAction::capture, SelectionAction::copy, SelectionAction::record,
+                                SelectionAction::gif, SelectionAction::ocr, SelectionAction::pin}));
     select(QRectF(0, 0, 100, 100), SelectionTarget{screen->displayList[1], std::nullopt}, Kind::action,
            SelectionAction::gif);
     waitForRecording();
