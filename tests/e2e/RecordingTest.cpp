@@ -21,7 +21,7 @@ const std::string selection = "Pictavia Selection";
 
 // Quick to encode, nothing to wait for between the command and the recording.
 const std::string recordingPrefs = "showQuickAccess = false\ncopyToClipboard = false\nrecCountdown = 0\n"
-                                   "recFPS = 10\n";
+                                   "recFPS = 10\nrecSystemAudio = false\nrecMic = false\n";
 
 class RecordingTest : public ::testing::Test {
 protected:
@@ -88,22 +88,35 @@ TEST_F(RecordingTest, URLsStartPauseResumeAndStopARecordingThatReachesTheHistory
     EXPECT_TRUE(waitUntil([&] { return indexed(app, movie); }, std::chrono::seconds(10))) << app.log();
     EXPECT_TRUE(app.waitForWindows(controls, 0)) << "the controls go with the recording";
     EXPECT_EQ(app.open("pictavia://stop").exitCode, 1) << "and nothing runs any more";
+
+    // A GIF the same way.
+    EXPECT_EQ(app.open("pictavia://record?mode=screen&gif=yes").exitCode, 0);
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    EXPECT_EQ(app.open("pictavia://stop-recording").exitCode, 0);
+    ASSERT_TRUE(app.waitForCaptures(2, std::chrono::seconds(30))) << app.log();
+    const QStringList files = app.captures();
+    EXPECT_TRUE(files.filter(".gif").size() == 1) << files.join(' ').toStdString();
 }
 
 TEST_F(RecordingTest, ThePreviousAreaIsRecordedWithTheControlsBesideIt) {
     const QRect area(300, 200, 400, 300);
     AppSession app(*server, recordingPrefs + "lastRecAreaRect = \"300,200,400,300\"\nlastRecAreaDisplay = " +
                                 displayNumber() + "\n");
-    // The overlay shows the previous area; Return records it.
-    EXPECT_EQ(app.open("pictavia://record?mode=area").exitCode, 0);
+    // The record hotkey brings the overlay with the previous area; Return records it.
+    app.xdotool({"key", "ctrl+shift+Print"});
     ASSERT_TRUE(app.waitForWindows(selection, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // the overlay takes the keyboard
+    app.screenshot("recording-area-overlay");
     app.xdotool({"key", "Return"});
     ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
-    const QRect panel = geometryOf(app, controls);
+    QRect panel;
+    const bool beside = waitUntil([&] {
+        panel = geometryOf(app, controls);
+        return QRect(0, 0, 1024, 768).contains(panel) && !panel.intersects(area);
+    });
     app.screenshot("recording-area-controls");
-    EXPECT_FALSE(panel.intersects(area))
-        << panel.x() << "," << panel.y() << " " << panel.width() << "x" << panel.height();
-    EXPECT_TRUE(QRect(0, 0, 1024, 768).contains(panel));
+    EXPECT_TRUE(beside) << panel.x() << "," << panel.y() << " " << panel.width() << "x" << panel.height();
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
 
     // A second record command is the toggle: it stops.
