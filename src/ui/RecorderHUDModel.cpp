@@ -8,9 +8,9 @@ namespace ui {
 
 namespace {
 
-constexpr int tickMs = 200;
+constexpr int tickMs = 100;
 // How much of the meter's reading is left after a tick without a new peak.
-constexpr float levelFalloff = 0.6f;
+constexpr float levelFalloff = 0.5f;
 
 } // namespace
 
@@ -72,7 +72,7 @@ void RecorderHUDModel::restart() {
 
 void RecorderHUDModel::tick() {
     // A silent microphone sends no peaks: the meter falls by itself.
-    m_level = m_level < 0.01f ? 0.0f : m_level * levelFalloff;
+    m_level = m_level < 0.02f ? 0.0f : m_level * levelFalloff;
     emit changed();
 }
 

@@ -120,7 +120,11 @@ void RecorderHUDPanel::showAt(const QRect& root) {
 
 void RecorderHUDPanel::refresh() {
     const bool paused = m_model->paused();
-    m_dot->setStyleSheet(paused ? QStringLiteral("color: #9aa0a6;") : QStringLiteral("color: #ea4335;"));
+    // Restyling is costly and the clock ticks ten times a second: only when it changes.
+    if (paused != m_shownPaused || m_dot->styleSheet().isEmpty()) {
+        m_shownPaused = paused;
+        m_dot->setStyleSheet(paused ? QStringLiteral("color: #9aa0a6;") : QStringLiteral("color: #ea4335;"));
+    }
     m_time->setText(paused ? tr("%1 paused").arg(m_model->elapsedText()) : m_model->elapsedText());
     m_pause->setText(paused ? tr("Resume") : tr("Pause"));
     if (m_frames) m_frames->setText(tr("%n frames", nullptr, m_model->gifFrames()));

@@ -35,6 +35,7 @@ private:
     QLabel* m_frames = nullptr;
     LevelMeter* m_meter = nullptr;
     QToolButton* m_pause = nullptr;
+    bool m_shownPaused = false;
 };
 
 } // namespace ui
