@@ -248,10 +248,15 @@ protected:
         documents = doc.get();
         sleepGuard = sleep.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
-                           std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
-                           std::move(d), std::move(r), std::move(b), std::move(l),
-                           std::make_unique<platform::archive::LibarchiveArchiver>(), std::move(m),
-                           std::move(doc), nullptr, nullptr, nullptr, nullptr, nullptr, std::move(sleep)});
+                           std::move(c), std::move(so),
+                           std::move(t), std::move(n),
+                           std::move(h), std::move(d),
+                           std::move(r), std::move(b),
+                           std::move(l), std::make_unique<platform::archive::LibarchiveArchiver>(),
+                           std::move(m), std::move(doc),
+                           nullptr,      nullptr,
+                           nullptr,      nullptr,
+                           nullptr,      std::move(sleep)});
     }
 
     QTemporaryDir home;
