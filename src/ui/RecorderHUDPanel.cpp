@@ -99,8 +99,12 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
     connect(restart, &QToolButton::clicked, m, &RecorderHUDModel::restart);
     connect(cancel, &QToolButton::clicked, m, &RecorderHUDModel::cancel);
     connect(m, &RecorderHUDModel::changed, this, &RecorderHUDPanel::refresh);
+    // The bar keeps one size whether paused or not, so it never jumps under the pointer.
+    m_pause->setText(tr("Resume"));
+    m_pause->setMinimumWidth(m_pause->sizeHint().width());
     refresh();
     adjustSize();
+    setFixedSize(size());
 }
 
 RecorderHUDPanel::~RecorderHUDPanel() = default;

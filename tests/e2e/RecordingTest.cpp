@@ -5,11 +5,14 @@
 #include "AppSession.h"
 #include "WaitUntil.h"
 
+#include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QRect>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <thread>
 
 namespace {
@@ -56,6 +59,16 @@ protected:
             .out;
     }
 
+    // The movie's last picture.
+    static QImage lastFrame(AppSession& app, const QString& name) {
+        const QString folder = app.home().path() + "/data/Pictavia/History/";
+        QDir().mkpath(ARTIFACT_DIR);
+        const QString png = QStringLiteral(ARTIFACT_DIR "/recording-last-frame.png");
+        app.run("ffmpeg", {"-v", "error", "-y", "-sseof", "-0.3", "-i", (folder + name).toStdString(),
+                           "-frames:v", "1", png.toStdString()});
+        return QImage(png);
+    }
+
     static bool indexed(AppSession& app, const QString& name) {
         QFile index(app.home().path() + "/data/Pictavia/index.json");
         return index.open(QIODevice::ReadOnly) && index.readAll().contains(name.toUtf8());
@@ -74,6 +87,11 @@ TEST_F(RecordingTest, URLsStartPauseResumeAndStopARecordingThatReachesTheHistory
     const ProcessOutput started = app.open("pictavia://record?mode=fullscreen");
     EXPECT_EQ(started.exitCode, 0) << started.err;
     ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    QRect panel;
+    ASSERT_TRUE(waitUntil([&] {
+        panel = geometryOf(app, controls);
+        return panel.width() > 0 && QRect(0, 0, 1024, 768).contains(panel);
+    }));
     app.screenshot("recording-fullscreen");
     std::this_thread::sleep_for(std::chrono::milliseconds(800));
     EXPECT_EQ(app.open("pictavia://pause-recording").exitCode, 0);
@@ -85,6 +103,17 @@ TEST_F(RecordingTest, URLsStartPauseResumeAndStopARecordingThatReachesTheHistory
     const QString movie = app.captures().first();
     EXPECT_TRUE(movie.endsWith(".mov")) << movie.toStdString();
     EXPECT_EQ(movieSize(app, movie), "1024x768\n");
+    // The controls were on the screen, not in the movie: where they stood the movie shows one
+    // even colour, not their text and buttons.
+    const QImage last = lastFrame(app, movie);
+    ASSERT_FALSE(last.isNull());
+    const QColor under = last.pixelColor(panel.center());
+    int unlike = 0;
+    const QRect inside = panel.adjusted(2, 2, -2, -2); // the movie's colours blur its edge
+    for (int y = inside.top(); y <= inside.bottom(); y += 2)
+        for (int x = inside.left(); x <= inside.right(); x += 2)
+            if (std::abs(last.pixelColor(x, y).value() - under.value()) > 24) ++unlike;
+    EXPECT_EQ(unlike, 0) << "the controls show in the recording";
     EXPECT_TRUE(waitUntil([&] { return indexed(app, movie); }, std::chrono::seconds(10))) << app.log();
     EXPECT_TRUE(app.waitForWindows(controls, 0)) << "the controls go with the recording";
     EXPECT_EQ(app.open("pictavia://stop").exitCode, 1) << "and nothing runs any more";
