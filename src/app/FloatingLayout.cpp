@@ -179,4 +179,30 @@ Frame frame(const QRectF& image, const QMarginsF& margins) {
 
 } // namespace pin
 
+namespace hud {
+
+QRect place(const QRect& recorded, const QRect& display, const QSize& panel, double scale) {
+    const int space = qRound(gap * scale);
+    const QRect room = display.adjusted(space, space, -space, -space);
+    const QRect area = recorded & display;
+    const int centredX = area.x() + (area.width() - panel.width()) / 2;
+    const int centredY = area.y() + (area.height() - panel.height()) / 2;
+    const QList<QRect> candidates{
+        QRect(QPoint(centredX, area.bottom() + 1 + space), panel),           // below
+        QRect(QPoint(centredX, area.top() - space - panel.height()), panel), // above
+        QRect(QPoint(area.right() + 1 + space, centredY), panel),            // right
+        QRect(QPoint(area.left() - space - panel.width(), centredY), panel), // left
+    };
+    for (const QRect& candidate : candidates) {
+        // Slid along the area's side to stay on the display, it must still miss the area.
+        const QRect kept = keptInside(QRectF(candidate), QRectF(room)).toRect();
+        if (room.contains(kept) && !kept.intersects(area)) return kept;
+    }
+    return {QPoint(display.x() + (display.width() - panel.width()) / 2,
+                   display.bottom() + 1 - space - panel.height()),
+            panel};
+}
+
+} // namespace hud
+
 } // namespace FloatingLayout

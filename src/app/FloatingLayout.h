@@ -124,4 +124,17 @@ Frame frame(const QRectF& image, const QMarginsF& margins);
 
 } // namespace pin
 
+// The recording controls: a panel beside what is recorded, so it stays out of the picture.
+namespace hud {
+
+inline constexpr double gap = 12; // points between the recorded area and the panel
+
+// Where a panel of `panel` root pixels goes for a recording of `recorded` on `display` (root
+// pixels, `scale` pixels a point): below the recorded area, else above it, else to its
+// right, else its left, each kept `gap` from the area and from the display's edges; when
+// none of these has room, at the bottom centre of the display.
+QRect place(const QRect& recorded, const QRect& display, const QSize& panel, double scale);
+
+} // namespace hud
+
 } // namespace FloatingLayout

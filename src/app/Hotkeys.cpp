@@ -21,6 +21,7 @@ QList<Binding> captureBindings(const std::function<void(const QString& flow)>& r
         bind("previous", "Capture the previous area again", ""),
         bind("text", "Capture text", ""),
         bind("timedFullscreen", "Capture the screen in 5 seconds", ""),
+        bind("record", "Start or stop recording", "Ctrl+Shift+Print"),
     };
 }
 

@@ -6,7 +6,7 @@
 
 #include <functional>
 
-// The global keyboard shortcuts of the capture flows. They live in the preferences file
+// The global keyboard shortcuts of the capture flows and of recording. They live in the preferences file
 // under [Hotkeys] ("area=Print"), where the settings page writes them; an empty value turns
 // one off.
 namespace Hotkeys {

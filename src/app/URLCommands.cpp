@@ -4,6 +4,7 @@
 #include "capture/CaptureCoordinator.h"
 #include "capture/ScreenCaptureService.h"
 #include "platform/Platform.h"
+#include "recording/ScreenRecorder.h"
 
 #include <QFileInfo>
 #include <QUrlQuery>
@@ -24,8 +25,18 @@ void unavailable(const QString& what) {
     Toast::show(what + QStringLiteral(" is not available in this version of Pictavia"));
 }
 
-void noRecording() {
-    Toast::show(QStringLiteral("No recording is running"));
+ScreenRecorder& recorder() {
+    return ScreenRecorder::shared();
+}
+
+// "mode" of a record command; anything else (or nothing) is the area overlay, whose Enter
+// and W keys reach the other two modes.
+RecordMode recordMode(const QueryItems& items) {
+    const QString mode = items.value(QStringLiteral("mode")).toLower();
+    if (mode == u"window") return RecordMode::window();
+    if (mode == u"fullscreen" || mode == u"full" || mode == u"screen")
+        return RecordMode::fullscreen(displayID(items));
+    return RecordMode::area();
 }
 
 std::optional<double> number(const QueryItems& items, const QString& name) {
@@ -151,6 +162,10 @@ std::optional<QString> problem(const QUrl& url) {
         if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable() ||
             (destinations().canOpenFile && !destinations().canOpenFile(path)))
             return QStringLiteral("Pictavia cannot open that file");
+    } else if (isCommand(name, {"stop-recording", "stop", "pause-recording", "pause", "resume-recording",
+                                "resume", "cancel-recording"})) {
+        if (recorder().state() == ScreenRecorder::State::idle)
+            return QStringLiteral("No recording is running");
     }
     return std::nullopt;
 }
@@ -184,10 +199,15 @@ bool handle(const QUrl& url) {
     } else if (is({"scrolling-capture", "scroll"})) {
         coordinator.scrollingCapture();
     } else if (is({"record"})) {
-        unavailable(QStringLiteral("Screen recording"));
-    } else if (is({"stop-recording", "stop", "pause-recording", "pause", "resume-recording", "resume",
-                   "cancel-recording"})) {
-        noRecording();
+        coordinator.toggleRecording(flag(items, QStringLiteral("gif")), recordMode(items));
+    } else if (is({"stop-recording", "stop"})) {
+        recorder().stop();
+    } else if (is({"pause-recording", "pause"})) {
+        recorder().pause();
+    } else if (is({"resume-recording", "resume"})) {
+        recorder().resume();
+    } else if (is({"cancel-recording"})) {
+        recorder().cancel();
     } else if (is({"open-clipboard", "clipboard"})) {
         call(destinations().openClipboard, QStringLiteral("The image editor"));
     } else if (is({"open-file", "open"})) {

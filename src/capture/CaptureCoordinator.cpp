@@ -7,6 +7,7 @@
 #include "capture/ScreenCaptureService.h"
 #include "capture/StillCapture.h"
 #include "platform/Platform.h"
+#include "recording/ScreenRecorder.h"
 #include "text/TextRecognizer.h"
 
 #include <QPointer>
@@ -43,8 +44,14 @@ void CaptureCoordinator::installSurfaces(std::shared_ptr<CaptureSurfaces> surfac
 
 CaptureCoordinator::CaptureCoordinator(std::shared_ptr<CaptureSurfaces> surfaces,
                                        std::chrono::milliseconds countdownSecond,
-                                       std::chrono::milliseconds settle)
-    : m_surfaces(std::move(surfaces)), m_countdown(*m_surfaces, countdownSecond), m_settle(settle) {}
+                                       std::chrono::milliseconds settle, ScreenRecorder* recorder)
+    : m_surfaces(std::move(surfaces)), m_recorder(recorder ? *recorder : ScreenRecorder::shared()),
+      m_countdown(*m_surfaces, countdownSecond), m_settle(settle) {
+    // The recording controls live as long as the recording.
+    connect(&m_recorder, &ScreenRecorder::stateChanged, this, [this](ScreenRecorder::State state) {
+        if (state == ScreenRecorder::State::idle) m_recorderHUD.reset();
+    });
+}
 
 CaptureCoordinator::~CaptureCoordinator() {
     if (m_openFlows > 0 && platform::services().desktopCover) platform::services().desktopCover->uncover();
@@ -60,6 +67,7 @@ bool CaptureCoordinator::awaitingUser() const {
 
 QList<SelectionAction> CaptureCoordinator::availableActions() const {
     QList<SelectionAction> actions{SelectionAction::capture, SelectionAction::copy};
+    if (platform::services().frameStreams) actions << SelectionAction::record << SelectionAction::gif;
     if (platform::services().textRecognition) actions << SelectionAction::ocr;
     actions << SelectionAction::pin;
     return actions;
@@ -211,15 +219,20 @@ void CaptureCoordinator::endFlow() {
 
 void CaptureCoordinator::beginAreaSelection(const QString& hint, bool showActions,
                                             std::function<void(const SelectionOutcome&)> onComplete) {
-    // Named before the overlay takes the focus, so files carry the user's application.
-    m_frontmostContext = CaptureContext::frontmost();
-    beginFlow();
     SelectionParameters parameters;
     parameters.hint = hint;
     parameters.freeze = Prefs::flag(QStringLiteral("freezeScreen"));
     parameters.showActions = showActions;
-    parameters.showMagnifier = Prefs::flag(QStringLiteral("showMagnifier"));
     if (showActions) parameters.actions = availableActions();
+    beginAreaSelection(std::move(parameters), std::move(onComplete));
+}
+
+void CaptureCoordinator::beginAreaSelection(SelectionParameters parameters,
+                                            std::function<void(const SelectionOutcome&)> onComplete) {
+    // Named before the overlay takes the focus, so files carry the user's application.
+    m_frontmostContext = CaptureContext::frontmost();
+    beginFlow();
+    parameters.showMagnifier = Prefs::flag(QStringLiteral("showMagnifier"));
     m_selection = m_surfaces->makeAreaSelection(parameters);
     QPointer<CaptureCoordinator> self(this);
     m_selection->start([self, onComplete = std::move(onComplete)](const SelectionOutcome& outcome) {
@@ -261,7 +274,9 @@ void CaptureCoordinator::handleAction(SelectionAction action, const QRectF& rect
     }
     case SelectionAction::record:
     case SelectionAction::gif:
-        return Toast::show(QStringLiteral("Screen recording is not available in this version of Pictavia"));
+        if (!mayStartRecording()) return;
+        return recordSource(RecordingSource::area(rect, target.display.id), action == SelectionAction::gif,
+                            QStringLiteral("Could not start recording: "));
     case SelectionAction::scroll:
         return scrollingCapture();
     }

@@ -17,6 +17,21 @@
 #include <memory>
 #include <optional>
 
+class ScreenRecorder;
+
+// What a recording started by toggleRecording records.
+struct RecordMode {
+    enum class Kind { fullscreen, area, window };
+    Kind kind = Kind::area;
+    std::optional<uint32_t> displayID; // for fullscreen: none is the display under the pointer
+
+    static RecordMode fullscreen(std::optional<uint32_t> displayID = std::nullopt) {
+        return {Kind::fullscreen, displayID};
+    }
+    static RecordMode area() { return {Kind::area, std::nullopt}; }
+    static RecordMode window() { return {Kind::window, std::nullopt}; }
+};
+
 // The one place every capture starts from: the tray menu, hotkeys, URL commands and
 // agents all call it. It runs the overlays, the window picker and the countdown, one
 // at a time, grabs the pixels and hands them to the output pipeline. Main thread only.
@@ -28,10 +43,12 @@ public:
     static void installSurfaces(std::shared_ptr<CaptureSurfaces> surfaces);
 
     // `settle` is how long to wait after our own panels are hidden before grabbing the
-    // live screen, so the windows they covered have repainted.
+    // live screen, so the windows they covered have repainted. Recordings go to `recorder`,
+    // the shared one when none is given.
     explicit CaptureCoordinator(std::shared_ptr<CaptureSurfaces> surfaces,
                                 std::chrono::milliseconds countdownSecond = std::chrono::milliseconds(1000),
-                                std::chrono::milliseconds settle = std::chrono::milliseconds(150));
+                                std::chrono::milliseconds settle = std::chrono::milliseconds(150),
+                                ScreenRecorder* recorder = nullptr);
     ~CaptureCoordinator() override;
 
     void captureArea();
@@ -51,6 +68,15 @@ public:
     void captureRect(const QRectF& rect, std::optional<uint32_t> displayID, bool copyOnly);
 
     // --- recording (RecordingFlows.cpp) ---
+    ScreenRecorder& recorder() const { return m_recorder; }
+    // Stops the recording that runs; otherwise starts one as `mode` says.
+    void toggleRecording(bool gif, RecordMode mode);
+    // The overlay, with the last recording's area ready; W switches to the window picker.
+    void recordArea(bool gif);
+    void recordWindow(bool gif);
+    void recordFullscreen(bool gif, std::optional<uint32_t> displayID);
+    // Stops the recording and starts the same one again, without a countdown.
+    void restartRecording();
     // Starts recording `source`, after the "recCountdown" countdown unless `skipCountdown`.
     // `started` (optional) hears whether the recorder started; a failure is also shown.
     void startRecording(const RecordingSource& source, bool gif, bool skipCountdown,
@@ -87,6 +113,11 @@ private:
     void runCountdown(int seconds, const platform::DisplayInfo& display, std::function<void()> then);
     Result<Grab> image(const QRectF& rect, const SelectionTarget& target) const;
     template <typename T> void retire(std::unique_ptr<T>& slot);
+    void beginAreaSelection(SelectionParameters parameters,
+                            std::function<void(const SelectionOutcome&)> onComplete);
+    bool mayStartRecording() const;
+    void recordSource(const Result<RecordingSource>& source, bool gif, const QString& failure);
+    void showRecorderHUD(const RecordingSource& source, bool gif);
 
     // What the last recording was started with, for restarting it.
     struct RecordingConfig {
@@ -97,6 +128,8 @@ private:
     };
 
     std::shared_ptr<CaptureSurfaces> m_surfaces;
+    ScreenRecorder& m_recorder;
+    std::unique_ptr<RecorderHUD> m_recorderHUD;
     std::optional<RecordingConfig> m_lastRecordingConfig;
     std::unique_ptr<AreaSelectionController> m_selection;
     std::unique_ptr<WindowPickerController> m_windowPicker;

@@ -190,7 +190,7 @@ QString SelectionGeometry::sizeText() const {
 SelectionFlow::SelectionFlow(const QList<platform::DisplayInfo>& displays,
                              const SelectionParameters& parameters)
     : m_displays(displays), m_showActions(parameters.showActions), m_adjustable(parameters.adjustable),
-      m_windowSwitch(parameters.allowWindowSwitch),
+      m_windowSwitch(parameters.allowWindowSwitch), m_enterTakesDisplay(parameters.enterTakesDisplay),
       m_actions(parameters.showActions ? parameters.actions : QList<SelectionAction>{}) {
     for (const platform::DisplayInfo& d : m_displays)
         m_geometry.emplace_back(d.geometry.size(), d.scale);
@@ -316,7 +316,7 @@ std::optional<SelectionFlow::End> SelectionFlow::key(int key, Qt::KeyboardModifi
     case Qt::Key_Return:
     case Qt::Key_Enter:
         if (m_dragging >= 0) return std::nullopt;
-        if (m_adjustable) return ending(SelectionOutcome::Kind::selected);
+        if (m_adjustable || m_enterTakesDisplay) return ending(SelectionOutcome::Kind::selected);
         if (m_showActions && m_active >= 0)
             return ending(SelectionOutcome::Kind::action, SelectionAction::capture);
         return std::nullopt;

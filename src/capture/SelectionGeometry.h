@@ -98,7 +98,8 @@ public:
 
     // Uses the parameters' showActions (released selections stay, the action bar, Enter
     // captures), adjustable (released selections stay, Enter confirms, the whole display
-    // without a selection), allowWindowSwitch, actions and initialSelection.
+    // without a selection), enterTakesDisplay (Enter confirms as when adjustable),
+    // allowWindowSwitch, actions and initialSelection.
     SelectionFlow(const QList<platform::DisplayInfo>& displays, const SelectionParameters& parameters);
 
     // The display holding a root-window point (-1 for none), and the point in its points.
@@ -136,6 +137,7 @@ private:
     bool m_showActions;
     bool m_adjustable;
     bool m_windowSwitch;
+    bool m_enterTakesDisplay;
     QList<SelectionAction> m_actions;
     QPointF m_pointer; // in root-window pixels
     int m_active = -1;

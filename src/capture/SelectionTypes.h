@@ -29,6 +29,7 @@ struct SelectionParameters {
     bool showActions = false;                    // the action bar under the selection (all-in-one)
     bool adjustable = false;                     // the selection stays up for adjusting; Enter confirms
     bool allowWindowSwitch = false;              // W switches to the window picker
+    bool enterTakesDisplay = false;              // Enter confirms; without a selection, the display
     bool showMagnifier = true;                   // the loupe near the pointer while selecting
     std::optional<Prefs::Area> initialSelection; // shown selected from the start
     QList<SelectionAction> actions;              // offered on the action bar, in order
@@ -76,6 +77,22 @@ public:
     virtual void hide() = 0;
 };
 
+class ScreenRecorder;
+
+// The floating controls of a running recording. They go when this object goes.
+class RecorderHUD {
+public:
+    virtual ~RecorderHUD() = default;
+};
+
+// Where the recording controls go and what they control.
+struct RecorderHUDRequest {
+    platform::DisplayInfo display; // the display being recorded
+    QRect recordedRootRect;        // what is recorded, in root-window pixels
+    bool gif = false;
+    std::function<void()> restart; // the controls' restart button
+};
+
 // The windows of the capture flows, made by the interface layer. The coordinator holds
 // what it makes for the duration of one flow.
 class CaptureSurfaces {
@@ -87,4 +104,11 @@ public:
     virtual std::unique_ptr<CountdownPanel> makeCountdownPanel() = 0;
     // Floats the image above all windows near a rectangle given in root-window pixels.
     virtual void pin(const QImage& image, double scale, const QRect& nearRootRect) = 0;
+    // The controls of `recorder` while it records; none where there is no place for them.
+    virtual std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder& recorder,
+                                                         const RecorderHUDRequest& request) {
+        (void)recorder;
+        (void)request;
+        return nullptr;
+    }
 };

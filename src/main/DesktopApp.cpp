@@ -97,6 +97,8 @@ void runFlow(const QString& flow) {
         c.captureText();
     else if (flow == u"timedFullscreen")
         c.timedFullscreen(5);
+    else if (flow == u"record")
+        c.toggleRecording(false, RecordMode::area());
 }
 
 void installPlatformExtras() {

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/codecs/StandardImageCodecs.h"
+#include "platform/dbus/ScreenSaverSleepGuard.h"
 #include "platform/modules/LazyServices.h"
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
@@ -47,6 +48,7 @@ Result<bool> install(Presentation presentation) {
     }
     services.screen = std::move(screen).value();
     services.frameStreams = std::make_unique<platform::x11::X11FrameStreams>();
+    services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
     platform::install(std::move(services));
     return true;
 }

@@ -38,6 +38,7 @@ void install(Services replacement) {
     replaceIfGiven(s.frameStreams, replacement.frameStreams);
     replaceIfGiven(s.ownWindows, replacement.ownWindows);
     replaceIfGiven(s.audioSources, replacement.audioSources);
+    replaceIfGiven(s.sleepGuard, replacement.sleepGuard);
 }
 
 } // namespace platform

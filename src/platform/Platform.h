@@ -13,6 +13,7 @@
 #include "platform/NamePrompt.h"
 #include "platform/OwnWindows.h"
 #include "platform/ScreenBackend.h"
+#include "platform/SleepGuard.h"
 #include "platform/SoundPlayer.h"
 #include "platform/SubjectLifter.h"
 #include "platform/TextRecognition.h"
@@ -44,6 +45,7 @@ struct Services {
     std::unique_ptr<FrameStreams> frameStreams;
     std::unique_ptr<OwnWindows> ownWindows;
     std::unique_ptr<AudioSources> audioSources;
+    std::unique_ptr<SleepGuard> sleepGuard;
 };
 
 // The installed services. Members are null until installed: callers check.

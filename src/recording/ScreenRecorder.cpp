@@ -4,6 +4,7 @@
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
 #include "platform/Platform.h"
+#include "recording/DisplaySleep.h"
 #include "recording/GIFEncoder.h"
 #include "recording/RecoveryMarker.h"
 
@@ -142,6 +143,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     m_accumulated = 0;
     m_activeSince.start();
     setState(State::recording);
+    m_sleepAssertion = DisplaySleep::prevent();
     PostCaptureAction::recordingStarted();
     return true;
 }
@@ -291,6 +293,7 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     setState(State::stopping);
     m_cancelled = cancelled;
     m_stream->stop();
+    DisplaySleep::allow(std::exchange(m_sleepAssertion, 0));
     PostCaptureAction::recordingStopped();
     // The sound still on its way is waited for, and the encoder drains the queue and completes
     // the file, off the GUI thread.

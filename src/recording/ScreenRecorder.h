@@ -99,4 +99,5 @@ private:
     QList<Finished> m_waiters;
     double m_accumulated = 0; // seconds recorded before the current run
     QElapsedTimer m_activeSince;
+    uint32_t m_sleepAssertion = 0; // keeps the display awake while recording; 0 for none
 };

@@ -1,11 +1,33 @@
 #include "ui/DesktopSurfaces.h"
 
+#include "app/FloatingLayout.h"
 #include "ui/AreaSelectionOverlay.h"
 #include "ui/CountdownWindow.h"
 #include "ui/PinWindow.h"
+#include "ui/RecorderHUDPanel.h"
 #include "ui/WindowPickerOverlay.h"
 
+#include <QPointer>
+
 namespace ui {
+
+namespace {
+
+// The panel goes with the recording; a click of its own may still be on the stack then.
+class RecorderHUDWindow : public RecorderHUD {
+public:
+    explicit RecorderHUDWindow(RecorderHUDPanel* panel) : m_panel(panel) {}
+    ~RecorderHUDWindow() override {
+        if (!m_panel) return;
+        m_panel->hide();
+        m_panel->deleteLater();
+    }
+
+private:
+    QPointer<RecorderHUDPanel> m_panel;
+};
+
+} // namespace
 
 std::unique_ptr<AreaSelectionController>
 DesktopSurfaces::makeAreaSelection(const SelectionParameters& parameters) {
@@ -22,6 +44,16 @@ std::unique_ptr<CountdownPanel> DesktopSurfaces::makeCountdownPanel() {
 
 void DesktopSurfaces::pin(const QImage& image, double scale, const QRect& nearRootRect) {
     PinWindow::show(image, scale, nearRootRect);
+}
+
+std::unique_ptr<RecorderHUD> DesktopSurfaces::makeRecorderHUD(ScreenRecorder& recorder,
+                                                              const RecorderHUDRequest& request) {
+    auto* panel =
+        new RecorderHUDPanel(std::make_unique<RecorderHUDModel>(recorder, request.gif, request.restart));
+    const QSize rootSize = (QSizeF(panel->sizeHint()) * request.display.scale).toSize();
+    panel->showAt(FloatingLayout::hud::place(request.recordedRootRect, request.display.geometry, rootSize,
+                                             request.display.scale));
+    return std::make_unique<RecorderHUDWindow>(panel);
 }
 
 } // namespace ui

@@ -4,7 +4,8 @@
 
 namespace ui {
 
-// The capture flows' windows on the desktop: overlays, picker, countdown and pins.
+// The capture flows' windows on the desktop: overlays, picker, countdown, pins and the
+// recording controls.
 class DesktopSurfaces : public CaptureSurfaces {
 public:
     std::unique_ptr<AreaSelectionController>
@@ -12,6 +13,8 @@ public:
     std::unique_ptr<WindowPickerController> makeWindowPicker() override;
     std::unique_ptr<CountdownPanel> makeCountdownPanel() override;
     void pin(const QImage& image, double scale, const QRect& nearRootRect) override;
+    std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder& recorder,
+                                                 const RecorderHUDRequest& request) override;
 };
 
 } // namespace ui

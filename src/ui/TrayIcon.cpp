@@ -7,6 +7,8 @@
 #include "app/URLCommands.h"
 #include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
+#include "platform/Platform.h"
+#include "recording/ScreenRecorder.h"
 #include "ui/AppIcon.h"
 #include "ui/PinWindow.h"
 #include "ui/main/MainWindow.h"
@@ -16,6 +18,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QGuiApplication>
+#include <QPainter>
 #include <QUrl>
 
 namespace ui {
@@ -50,6 +53,18 @@ void pinClipboardImage() {
                     QRect(QCursor::pos() - QPoint(size.width(), size.height()) / 2, size));
 }
 
+// The application's icon with a red dot in its lower right corner.
+QIcon recordingIcon() {
+    QPixmap pixmap = appIcon().pixmap(64, 64);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::white, 3));
+    painter.setBrush(QColor(234, 67, 53));
+    painter.drawEllipse(QRectF(34, 34, 28, 28));
+    painter.end();
+    return QIcon(pixmap);
+}
+
 } // namespace
 
 TrayIcon::TrayIcon() {
@@ -58,12 +73,19 @@ TrayIcon::TrayIcon() {
     m_icon.setContextMenu(&m_menu);
     connect(&m_menu, &QMenu::aboutToShow, this, &TrayIcon::rebuild);
     connect(&m_icon, &QSystemTrayIcon::activated, this, &TrayIcon::activated);
+    connect(&coordinator().recorder(), &ScreenRecorder::stateChanged, this,
+            [this](ScreenRecorder::State state) { showRecording(state != ScreenRecorder::State::idle); });
     rebuild();
     refresh();
 }
 
 void TrayIcon::refresh() {
     m_icon.setVisible(Prefs::flag(QStringLiteral("menuBarShowIcon")));
+}
+
+void TrayIcon::showRecording(bool recording) {
+    m_icon.setIcon(recording ? recordingIcon() : appIcon());
+    m_icon.setToolTip(recording ? tr("Pictavia: recording") : QStringLiteral("Pictavia"));
 }
 
 void TrayIcon::activated(QSystemTrayIcon::ActivationReason reason) {
@@ -88,6 +110,19 @@ void TrayIcon::rebuild() {
         return action;
     };
 
+    ScreenRecorder& recorder = coordinator().recorder();
+    const ScreenRecorder::State state = recorder.state();
+    if (state == ScreenRecorder::State::recording || state == ScreenRecorder::State::paused) {
+        add(&m_menu, tr("Stop Recording"), QStringLiteral("record"), [&recorder] { recorder.stop(); });
+        if (state == ScreenRecorder::State::paused)
+            m_menu.addAction(tr("Resume Recording"), this, [&recorder] { recorder.resume(); });
+        else
+            m_menu.addAction(tr("Pause Recording"), this, [&recorder] { recorder.pause(); });
+        m_menu.addAction(tr("Restart Recording"), this, [] { coordinator().restartRecording(); });
+        m_menu.addAction(tr("Cancel Recording"), this, [&recorder] { recorder.cancel(); });
+        m_menu.addSeparator();
+    }
+
     add(&m_menu, tr("Capture Area"), QStringLiteral("area"), [] { coordinator().captureArea(); });
     add(&m_menu, tr("Capture Full Screen"), QStringLiteral("fullscreen"),
         [] { coordinator().captureFullscreen(); });
@@ -95,6 +130,13 @@ void TrayIcon::rebuild() {
     add(&m_menu, tr("Capture Previous Area"), QStringLiteral("previous"),
         [] { coordinator().capturePreviousArea(); });
     add(&m_menu, tr("All-in-One"), QStringLiteral("allInOne"), [] { coordinator().captureAllInOne(); });
+    if (state == ScreenRecorder::State::idle && platform::services().frameStreams) {
+        m_menu.addSeparator();
+        add(&m_menu, tr("Record Screen"), QStringLiteral("record"),
+            [] { coordinator().toggleRecording(false, RecordMode::area()); });
+        m_menu.addAction(tr("Record GIF"), this,
+                         [] { coordinator().toggleRecording(true, RecordMode::area()); });
+    }
 
     if (section("tools")) {
         m_menu.addSeparator();

@@ -7,7 +7,8 @@
 namespace ui {
 
 // The icon in the desktop's tray and its menu. The menu is rebuilt each time it opens,
-// so it follows the menu preferences as they are now.
+// so it follows the menu preferences as they are now. While a recording runs the icon
+// carries a red dot and the menu starts with its controls.
 class TrayIcon : public QObject {
     Q_OBJECT
 public:
@@ -21,6 +22,7 @@ signals:
 private:
     void rebuild();
     void activated(QSystemTrayIcon::ActivationReason reason);
+    void showRecording(bool recording);
 
     QSystemTrayIcon m_icon;
     QMenu m_menu;

@@ -155,4 +155,26 @@ TEST(FloatingLayoutTest, PinZoomPlacementAndAnchor) {
                     .contains(frame.image.marginsAdded(QMarginsF(15, 12, 15, 18))));
 }
 
+TEST(FloatingLayoutTest, RecordingControlsStayOutOfTheRecordedArea) {
+    using FloatingLayout::hud::place;
+    const QRect display(1920, 0, 2560, 1440); // a 2x display right of another
+    const QSize panel(600, 80);
+    const auto outside = [&](const QRect& area) {
+        const QRect placed = place(area, display, panel, 2.0);
+        EXPECT_TRUE(display.contains(placed)) << placed.x() << "," << placed.y();
+        EXPECT_FALSE(placed.intersects(area)) << placed.x() << "," << placed.y();
+        return placed;
+    };
+    // Below, centred under the area, with 12 points to spare.
+    EXPECT_EQ(outside(QRect(2420, 200, 800, 600)), QRect(2520, 824, 600, 80));
+    // An area reaching the bottom: above it; one near the left edge slides right to stay on.
+    EXPECT_EQ(outside(QRect(1920, 600, 300, 840)).bottom(), 600 - 24 - 1);
+    EXPECT_EQ(outside(QRect(1920, 600, 300, 840)).left(), 1920 + 24);
+    // As tall as the display: beside it.
+    EXPECT_EQ(outside(QRect(1920, 0, 1200, 1440)).left(), 1920 + 1200 + 24);
+    EXPECT_EQ(outside(QRect(3400, 0, 1080, 1440)).right(), 3400 - 24 - 1);
+    // The whole display: nowhere outside it, so the bottom centre of the display.
+    EXPECT_EQ(place(display, display, panel, 2.0), QRect(2900, 1440 - 24 - 80, 600, 80));
+}
+
 } // namespace

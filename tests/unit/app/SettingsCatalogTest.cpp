@@ -69,8 +69,8 @@ TEST(SettingsCatalogTest, SearchFindsSettingsByTheirWords) {
     // The hotkeys, by the words people try first and by their keys.
     for (const char* word : {"hotkey", "keyboard", "shortcut"})
         EXPECT_TRUE(found(word).contains("Hotkeys/area")) << word;
-    EXPECT_EQ(found("print"),
-              (QStringList{"Hotkeys/area", "Hotkeys/fullscreen", "Hotkeys/window", "Hotkeys/allInOne"}));
+    EXPECT_EQ(found("print"), (QStringList{"Hotkeys/area", "Hotkeys/fullscreen", "Hotkeys/window",
+                                           "Hotkeys/allInOne", "Hotkeys/record"}));
     EXPECT_EQ(found("").size(), SettingsCatalog::settings().size());
 }
 

@@ -81,6 +81,10 @@ TEST_F(URLCommandsTest, URLsThatCannotBeCarriedOutSayWhyAndDoNothing) {
     EXPECT_FALSE(problem("pictavia://capture-area?x=0&y=0&width=800&height=600&copy"));
     EXPECT_FALSE(problem("pictavia://capture-area?x=0&y=0&width=100")); // the overlay, then
     EXPECT_FALSE(problem("https://example.org/nonsense"));
+    for (const char* url : {"pictavia://stop-recording", "pictavia://STOP", "pictavia://pause",
+                            "pictavia://resume-recording", "pictavia://cancel-recording"})
+        EXPECT_EQ(problem(url), "No recording is running") << url;
+    EXPECT_FALSE(problem("pictavia://record?mode=window&gif=YES"));
 
     EXPECT_TRUE(URLCommands::handle(QUrl("pictavia://capture-area?x=0&y=0&width=-5&height=10")));
     EXPECT_EQ(toasts->shown.last(),

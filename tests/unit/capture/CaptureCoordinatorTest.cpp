@@ -3,6 +3,10 @@
 #include "capture/OutputPipeline.h"
 
 #include "editor/ProjectStore.h"
+#include "platform/media/FfmpegMovieWriter.h"
+#include "platform/media/GiflibWriter.h"
+#include "recording/ScreenRecorder.h"
+#include "support/FakeFrameStreams.h"
 #include "support/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -42,6 +46,16 @@ struct FakeSurfaces : CaptureSurfaces {
         return std::make_unique<Picker>(*this);
     }
     std::unique_ptr<CountdownPanel> makeCountdownPanel() override { return std::make_unique<Panel>(*this); }
+    struct HUD : RecorderHUD {
+        FakeSurfaces& owner;
+        explicit HUD(FakeSurfaces& o) : owner(o) { ++owner.hudsUp; }
+        ~HUD() override { --owner.hudsUp; }
+    };
+    std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder&,
+                                                 const RecorderHUDRequest& request) override {
+        huds << request;
+        return std::make_unique<HUD>(*this);
+    }
     void pin(const QImage& image, double, const QRect& near) override {
         pins << std::pair{image.size(), near};
     }
@@ -53,6 +67,8 @@ struct FakeSurfaces : CaptureSurfaces {
     bool panelUp = false;
     QList<int> shownSeconds;
     QList<std::pair<QSize, QRect>> pins;
+    QList<RecorderHUDRequest> huds;
+    int hudsUp = 0;
 };
 
 void spinUntil(const std::function<bool()>& done, int ms = 2000) {
@@ -242,6 +258,202 @@ TEST_F(CaptureCoordinatorTest, WindowPicker) {
     coordinator->captureWindow();
     std::exchange(surfaces->finishPick, nullptr)(std::nullopt);
     EXPECT_EQ(history().size(), 1);
+}
+
+// The recording flows, with a recorder of the test's own fed by a fake frame stream.
+class RecordingFlowsTest : public CaptureCoordinatorTest {
+protected:
+    void SetUp() override {
+        CaptureCoordinatorTest::SetUp();
+        auto streamFactory = std::make_unique<testsupport::FakeFrameStreams>();
+        streams = streamFactory.get();
+        platform::Services services;
+        services.frameStreams = std::move(streamFactory);
+        services.movies = std::make_unique<platform::media::FfmpegMovieWriter>();
+        services.gifs = std::make_unique<platform::media::GiflibWriter>();
+        platform::install(std::move(services));
+        Prefs::setValue("recCountdown", 0);
+        Prefs::setValue("copyToClipboard", false);
+        Prefs::setValue("showQuickAccess", false);
+        Prefs::setValue("recFPS", 10);
+        screen->windowList = {{77, 10, "Notes", "todo.txt", 0, QRect(1650, 50, 200, 100)}};
+        coordinator = std::make_unique<CaptureCoordinator>(surfaces, std::chrono::milliseconds(50),
+                                                           std::chrono::milliseconds(0), &recorder);
+    }
+    void TearDown() override {
+        recorder.cancel(true);
+        waitForIdle();
+        coordinator.reset();
+        platform::services().frameStreams.reset();
+        platform::services().movies.reset();
+        platform::services().gifs.reset();
+    }
+
+    bool recording() const { return recorder.state() == ScreenRecorder::State::recording; }
+    void waitForIdle() {
+        spinUntil([&] { return recorder.state() == ScreenRecorder::State::idle && !coordinator->busy(); },
+                  20000);
+    }
+    void waitForRecording() {
+        spinUntil([&] { return recording() && !coordinator->busy(); });
+        ASSERT_TRUE(recording());
+    }
+    platform::FrameSource recorded() const { return streams->last->source; }
+    void pick(std::optional<uint32_t> window) {
+        ASSERT_TRUE(surfaces->finishPick);
+        std::exchange(surfaces->finishPick, nullptr)(
+            window ? std::optional(WindowPick{*window, screen->displayList[1]}) : std::nullopt);
+    }
+
+    ScreenRecorder recorder{1000};
+    testsupport::FakeFrameStreams* streams = nullptr;
+};
+
+TEST_F(RecordingFlowsTest, TheToggleStartsByModeAndStopsWhileRecordingOrPaused) {
+    coordinator->toggleRecording(false, RecordMode::fullscreen(2));
+    waitForRecording();
+    EXPECT_EQ(recorded().rootRect, QRect(1600, 0, 1000, 800));
+    EXPECT_EQ(Prefs::lastRecordingArea(), (Prefs::Area{QRectF(0, 0, 1000, 800), 2}));
+    // The controls come up beside the recording, and the display is kept awake.
+    ASSERT_EQ(surfaces->huds.size(), 1);
+    EXPECT_EQ(surfaces->hudsUp, 1);
+    EXPECT_EQ(surfaces->huds[0].recordedRootRect, QRect(1600, 0, 1000, 800));
+    EXPECT_EQ(surfaces->huds[0].display.id, 2u);
+    EXPECT_EQ(sleepGuard->held.size(), 1);
+    EXPECT_EQ(sleepGuard->reasons, QStringList{"Pictavia screen recording"});
+
+    // Every other way in does nothing while one runs.
+    coordinator->recordArea(false);
+    coordinator->recordWindow(false);
+    coordinator->recordFullscreen(true, 1u);
+    EXPECT_TRUE(surfaces->selections.isEmpty());
+    EXPECT_EQ(surfaces->pickers, 0);
+    EXPECT_EQ(recorded().rootRect, QRect(1600, 0, 1000, 800));
+
+    recorder.pause();
+    coordinator->toggleRecording(true, RecordMode::window()); // paused still counts as running
+    EXPECT_EQ(surfaces->pickers, 0);
+    waitForIdle();
+    EXPECT_EQ(surfaces->hudsUp, 0);
+    EXPECT_TRUE(sleepGuard->held.isEmpty());
+
+    // Without the controls and the sleep guard when the preferences say so.
+    Prefs::setValue("recShowHUD", false);
+    Prefs::setValue("recPreventSleep", false);
+    coordinator->toggleRecording(false, RecordMode::fullscreen());
+    waitForRecording();
+    EXPECT_EQ(recorded().rootRect, QRect(1600, 0, 1000, 800)); // the display under the pointer
+    EXPECT_EQ(surfaces->huds.size(), 1);
+    EXPECT_TRUE(sleepGuard->held.isEmpty());
+    coordinator->toggleRecording(false, RecordMode::area());
+    waitForIdle();
+
+    coordinator->recordFullscreen(false, 99u);
+    EXPECT_EQ(toasts->shown.last(), "Could not find that display");
+}
+
+TEST_F(RecordingFlowsTest, TheAreaOverlayOffersThePreviousAreaAndSwitchesToTheWindowPicker) {
+    coordinator->recordArea(false);
+    ASSERT_EQ(surfaces->selections.size(), 1);
+    const SelectionParameters first = surfaces->selections[0];
+    EXPECT_EQ(first.hint, "Drag the area to record. ↩ full screen, W a window, Esc cancels");
+    EXPECT_FALSE(first.freeze);
+    EXPECT_FALSE(first.adjustable);
+    EXPECT_TRUE(first.allowWindowSwitch);
+    EXPECT_FALSE(first.initialSelection);
+    coordinator->recordArea(false); // one overlay at a time
+    EXPECT_EQ(surfaces->selections.size(), 1);
+
+    // W: the picker, and the picked window is recorded, followed by its number.
+    std::exchange(surfaces->finishSelection, nullptr)({Kind::switchToWindowPicker, {}, {}, {}});
+    EXPECT_EQ(surfaces->pickers, 1);
+    pick(77);
+    waitForRecording();
+    EXPECT_EQ(recorded().windowId, 77u);
+    EXPECT_FALSE(recorded().rootRect);
+    ASSERT_EQ(surfaces->huds.size(), 1);
+    EXPECT_EQ(surfaces->huds[0].recordedRootRect, QRect(1650, 50, 200, 100));
+    EXPECT_FALSE(Prefs::lastRecordingArea()) << "a window is no area to offer again";
+    coordinator->toggleRecording(false, RecordMode::area());
+    waitForIdle();
+
+    // A chosen area is recorded in the display's pixels and offered the next time.
+    coordinator->recordArea(true);
+    select(QRectF(10, 20, 100, 50), SelectionTarget{screen->displayList[0], std::nullopt});
+    waitForRecording();
+    EXPECT_EQ(recorded().rootRect, QRect(20, 40, 200, 100));
+    EXPECT_TRUE(surfaces->huds.last().gif);
+    coordinator->toggleRecording(true, RecordMode::area());
+    waitForIdle();
+    coordinator->recordArea(true);
+    const SelectionParameters again = surfaces->selections.last();
+    EXPECT_EQ(again.hint, "Previous GIF area shown. Drag to reselect, ↩ starts, W picks a window");
+    EXPECT_TRUE(again.adjustable);
+    EXPECT_EQ(again.initialSelection, (Prefs::Area{QRectF(10, 20, 100, 50), 1}));
+    select({}, {}, Kind::cancelled);
+    EXPECT_EQ(recorder.state(), ScreenRecorder::State::idle);
+
+    // A window that closed while the picker was up.
+    coordinator->recordWindow(false);
+    pick(78);
+    EXPECT_EQ(toasts->shown.last(), "That window is no longer available");
+    EXPECT_EQ(recorder.state(), ScreenRecorder::State::idle);
+}
+
+TEST_F(RecordingFlowsTest, RestartRecordsTheSameThingAgainOrTheScreenWhenTheWindowIsGone) {
+    coordinator->recordWindow(false);
+    pick(77);
+    waitForRecording();
+    ASSERT_EQ(surfaces->huds.size(), 1);
+
+    // The controls' restart button: the same window again, at once.
+    surfaces->huds[0].restart();
+    EXPECT_EQ(toasts->shown.last(), "Restarting recording…");
+    spinUntil([&] { return surfaces->huds.size() == 2 && recording(); }, 20000);
+    ASSERT_TRUE(recording());
+    EXPECT_EQ(recorded().windowId, 77u);
+    EXPECT_EQ(surfaces->hudsUp, 1);
+
+    screen->windowList.clear();
+    coordinator->restartRecording();
+    spinUntil([&] { return surfaces->huds.size() == 3 && recording(); }, 20000);
+    ASSERT_TRUE(recording());
+    EXPECT_TRUE(toasts->shown.contains("That window is gone. Recording the screen instead"));
+    EXPECT_EQ(recorded().rootRect, QRect(1600, 0, 1000, 800));
+    EXPECT_FALSE(recorded().windowId);
+
+    // The display went as well: nothing to restart on.
+    screen->displayList.removeLast();
+    coordinator->restartRecording();
+    waitForIdle();
+    EXPECT_EQ(toasts->shown.last(), "Could not restart recording");
+    EXPECT_EQ(surfaces->hudsUp, 0);
+
+    coordinator->restartRecording(); // nothing runs: nothing to restart
+    EXPECT_EQ(toasts->shown.last(), "Could not restart recording");
+}
+
+TEST_F(RecordingFlowsTest, TheAllInOneBarRecordsItsSelectionAndAFailedStartSaysWhy) {
+    coordinator->captureAllInOne();
+    EXPECT_EQ(
+        surfaces->selections[0].actions,
+        (QList<SelectionAction>{SelectionAction::capture, SelectionAction::copy, SelectionAction::record,
+                                SelectionAction::gif, SelectionAction::ocr, SelectionAction::pin}));
+    select(QRectF(0, 0, 100, 100), SelectionTarget{screen->displayList[1], std::nullopt}, Kind::action,
+           SelectionAction::gif);
+    waitForRecording();
+    EXPECT_EQ(recorded().rootRect, QRect(1600, 0, 100, 100));
+    EXPECT_TRUE(surfaces->huds.last().gif);
+    recorder.cancel(true);
+    waitForIdle();
+
+    streams->failure = Error{"The X server refused the grab"};
+    coordinator->captureAllInOne();
+    select(QRectF(0, 0, 100, 100), SelectionTarget{screen->displayList[1], std::nullopt}, Kind::action,
+           SelectionAction::record);
+    EXPECT_EQ(toasts->shown.last(), "Could not start recording: The X server refused the grab");
+    EXPECT_EQ(surfaces->hudsUp, 0);
+    EXPECT_TRUE(sleepGuard->held.isEmpty());
 }
 
 } // namespace

@@ -292,6 +292,23 @@ TEST(SelectionFlowTest, AdjustableWithInitialSelection) {
     EXPECT_EQ(SelectionFlow(twoDisplays(), parameters).active(), -1);
 }
 
+TEST(SelectionFlowTest, EnterTakesTheDisplayWhenNoAreaWasDrawn) {
+    // The recording overlay without a previous area: a drawn area ends at release, as
+    // always, and Enter before drawing takes the whole display under the pointer.
+    SelectionParameters parameters;
+    parameters.enterTakesDisplay = true;
+    SelectionFlow flow(twoDisplays(), parameters);
+    flow.move({100, 100});
+    const End whole = flow.key(Qt::Key_Return, {});
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->kind, Kind::selected);
+    EXPECT_EQ(whole->display, 0);
+    EXPECT_EQ(whole->rect, flow.geometry(0).bounds());
+    const End drawn = drag(flow, {100, 100}, {400, 300});
+    ASSERT_TRUE(drawn);
+    EXPECT_EQ(drawn->rect, QRectF(100, 100, 300, 200));
+}
+
 TEST(SelectionLayoutTest, PanelsAroundTheSelection) {
     using namespace SelectionLayout;
     const QRectF bounds(0, 0, 1280, 720);

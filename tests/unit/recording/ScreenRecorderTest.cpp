@@ -6,6 +6,7 @@
 #include "platform/media/GiflibWriter.h"
 #include "recording/RecoveryMarker.h"
 #include "support/EventLoop.h"
+#include "support/FakeFrameStreams.h"
 #include "support/FakePlatform.h"
 
 #include <QDir>
@@ -14,36 +15,7 @@
 
 namespace {
 
-// A frame stream the test drives: frames arrive when the test sends them, with the times it
-// chooses, so that pauses and gaps are exact.
-class FakeFrameStream : public platform::FrameStream {
-public:
-    explicit FakeFrameStream(int& stops) : m_stops(stops) {}
-    FrameHandler onFrame;
-    ErrorHandler onError;
-    Result<bool> start(const platform::FrameSource&, const platform::FrameStreamSettings&,
-                       FrameHandler frames, ErrorHandler errors) override {
-        onFrame = std::move(frames);
-        onError = std::move(errors);
-        return true;
-    }
-    void stop() override { ++m_stops; }
-    int missedFrames() const override { return 0; }
-
-private:
-    int& m_stops;
-};
-
-class FakeFrameStreams : public platform::FrameStreams {
-public:
-    FakeFrameStream* last = nullptr; // valid while its recording runs
-    int stops = 0;
-    Result<std::unique_ptr<platform::FrameStream>> create() override {
-        auto stream = std::make_unique<FakeFrameStream>(stops);
-        last = stream.get();
-        return std::unique_ptr<platform::FrameStream>(std::move(stream));
-    }
-};
+using testsupport::FakeFrameStreams;
 
 class ScreenRecorderTest : public testsupport::PlatformTest {
 protected:

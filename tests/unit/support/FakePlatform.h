@@ -127,6 +127,22 @@ public:
     void uncover() override { covered = false; }
 };
 
+// Hands out cookies and remembers which are held.
+class FakeSleepGuard : public platform::SleepGuard {
+public:
+    QList<uint32_t> held;
+    QStringList reasons;
+    Result<uint32_t> inhibit(const QString& reason) override {
+        reasons << reason;
+        held << ++m_next;
+        return m_next;
+    }
+    void release(uint32_t cookie) override { held.removeAll(cookie); }
+
+private:
+    uint32_t m_next = 0;
+};
+
 // A recogniser that returns the lines a test gives it, whatever the image.
 class FakeTextRecognition : public platform::TextRecognitionEngine {
 public:
@@ -217,6 +233,7 @@ protected:
         auto l = std::make_unique<FakeSubjectLifter>();
         auto m = std::make_unique<FakeMediaReader>();
         auto doc = std::make_unique<FakeDocumentReader>();
+        auto sleep = std::make_unique<FakeSleepGuard>();
         screen = s.get();
         clipboard = c.get();
         sound = so.get();
@@ -229,11 +246,17 @@ protected:
         subjectLifter = l.get();
         media = m.get();
         documents = doc.get();
+        sleepGuard = sleep.get();
         platform::install({std::move(s), std::make_unique<platform::codecs::StandardImageCodecs>(),
-                           std::move(c), std::move(so), std::move(t), std::move(n), std::move(h),
-                           std::move(d), std::move(r), std::move(b), std::move(l),
-                           std::make_unique<platform::archive::LibarchiveArchiver>(), std::move(m),
-                           std::move(doc), nullptr, nullptr, nullptr, nullptr, nullptr});
+                           std::move(c), std::move(so),
+                           std::move(t), std::move(n),
+                           std::move(h), std::move(d),
+                           std::move(r), std::move(b),
+                           std::move(l), std::make_unique<platform::archive::LibarchiveArchiver>(),
+                           std::move(m), std::move(doc),
+                           nullptr,      nullptr,
+                           nullptr,      nullptr,
+                           nullptr,      std::move(sleep)});
     }
 
     QTemporaryDir home;
@@ -249,6 +272,7 @@ protected:
     FakeDocumentReader* documents = nullptr;
     FakeBarcodes* barcodes = nullptr;
     FakeSubjectLifter* subjectLifter = nullptr;
+    FakeSleepGuard* sleepGuard = nullptr;
 };
 
 } // namespace testsupport

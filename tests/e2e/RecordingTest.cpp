@@ -1,0 +1,157 @@
+// Recording in the running application, driven the way scripts and people drive it:
+// pictavia:// URLs to start, pause, resume and stop, and the keyboard in the overlay. The
+// movie ends up in the history; the recording controls stay out of what is recorded.
+
+#include "AppSession.h"
+#include "WaitUntil.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QRect>
+#include <QRegularExpression>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+using namespace testsupport;
+
+const std::string controls = "Pictavia Recording";
+const std::string selection = "Pictavia Selection";
+
+// Quick to encode, nothing to wait for between the command and the recording.
+const std::string recordingPrefs = "showQuickAccess = false\ncopyToClipboard = false\nrecCountdown = 0\n"
+                                   "recFPS = 10\nrecSystemAudio = false\nrecMic = false\n";
+
+class RecordingTest : public ::testing::Test {
+protected:
+    void SetUp() override { server = XServer::start({.width = 1024, .height = 768, .windowManager = true}); }
+
+    // The display's number, which is how preferences name it.
+    std::string displayNumber() {
+        const ProcessOutput out = server->run(PICTAVIA_BIN, {"displays"});
+        return out.out.substr(0, out.out.find(' '));
+    }
+
+    static QRect geometryOf(AppSession& app, const std::string& title) {
+        const ProcessOutput out = app.run("xdotool", {"search", "--onlyvisible", "--name", "^" + title + "$",
+                                                      "getwindowgeometry", "--shell"});
+        const QString text = QString::fromStdString(out.out);
+        const auto field = [&](const char* name) {
+            const auto match = QRegularExpression(QStringLiteral("^%1=(\\d+)$").arg(QLatin1String(name)),
+                                                  QRegularExpression::MultilineOption)
+                                   .match(text);
+            return match.hasMatch() ? match.captured(1).toInt() : -1;
+        };
+        return {field("X"), field("Y"), field("WIDTH"), field("HEIGHT")};
+    }
+
+    // Width and height of the movie's picture.
+    static std::string movieSize(AppSession& app, const QString& name) {
+        const std::string path =
+            app.home().path().toStdString() + "/data/Pictavia/History/" + name.toStdString();
+        return app
+            .run("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height",
+                             "-of", "csv=p=0:s=x", path})
+            .out;
+    }
+
+    // The movie's last picture.
+    static QImage lastFrame(AppSession& app, const QString& name) {
+        const QString folder = app.home().path() + "/data/Pictavia/History/";
+        QDir().mkpath(ARTIFACT_DIR);
+        const QString png = QStringLiteral(ARTIFACT_DIR "/recording-last-frame.png");
+        app.run("ffmpeg", {"-v", "error", "-y", "-sseof", "-0.3", "-i", (folder + name).toStdString(),
+                           "-frames:v", "1", png.toStdString()});
+        return QImage(png);
+    }
+
+    static bool indexed(AppSession& app, const QString& name) {
+        QFile index(app.home().path() + "/data/Pictavia/index.json");
+        return index.open(QIODevice::ReadOnly) && index.readAll().contains(name.toUtf8());
+    }
+
+    std::unique_ptr<XServer> server;
+};
+
+TEST_F(RecordingTest, URLsStartPauseResumeAndStopARecordingThatReachesTheHistory) {
+    AppSession app(*server, recordingPrefs);
+    // Nothing runs yet: the caller hears so.
+    const ProcessOutput early = app.open("pictavia://stop-recording");
+    EXPECT_EQ(early.exitCode, 1);
+    EXPECT_EQ(early.err, "pictavia: No recording is running\n");
+
+    const ProcessOutput started = app.open("pictavia://record?mode=fullscreen");
+    EXPECT_EQ(started.exitCode, 0) << started.err;
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    QRect panel;
+    ASSERT_TRUE(waitUntil([&] {
+        panel = geometryOf(app, controls);
+        return panel.width() > 0 && QRect(0, 0, 1024, 768).contains(panel);
+    }));
+    app.screenshot("recording-fullscreen");
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    EXPECT_EQ(app.open("pictavia://pause-recording").exitCode, 0);
+    EXPECT_EQ(app.open("pictavia://resume").exitCode, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    EXPECT_EQ(app.open("pictavia://stop").exitCode, 0);
+
+    ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(30))) << app.log();
+    const QString movie = app.captures().first();
+    EXPECT_TRUE(movie.endsWith(".mov")) << movie.toStdString();
+    EXPECT_EQ(movieSize(app, movie), "1024x768\n");
+    // The controls were on the screen, not in the movie: where they stood the movie shows one
+    // even colour, not their text and buttons.
+    const QImage last = lastFrame(app, movie);
+    ASSERT_FALSE(last.isNull());
+    const QColor under = last.pixelColor(panel.center());
+    int unlike = 0;
+    const QRect inside = panel.adjusted(2, 2, -2, -2); // the movie's colours blur its edge
+    for (int y = inside.top(); y <= inside.bottom(); y += 2)
+        for (int x = inside.left(); x <= inside.right(); x += 2)
+            if (std::abs(last.pixelColor(x, y).value() - under.value()) > 24) ++unlike;
+    EXPECT_EQ(unlike, 0) << "the controls show in the recording";
+    EXPECT_TRUE(waitUntil([&] { return indexed(app, movie); }, std::chrono::seconds(10))) << app.log();
+    EXPECT_TRUE(app.waitForWindows(controls, 0)) << "the controls go with the recording";
+    EXPECT_EQ(app.open("pictavia://stop").exitCode, 1) << "and nothing runs any more";
+
+    // A GIF the same way.
+    EXPECT_EQ(app.open("pictavia://record?mode=screen&gif=yes").exitCode, 0);
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    EXPECT_EQ(app.open("pictavia://stop-recording").exitCode, 0);
+    ASSERT_TRUE(app.waitForCaptures(2, std::chrono::seconds(30))) << app.log();
+    const QStringList files = app.captures();
+    EXPECT_TRUE(files.filter(".gif").size() == 1) << files.join(' ').toStdString();
+}
+
+TEST_F(RecordingTest, ThePreviousAreaIsRecordedWithTheControlsBesideIt) {
+    const QRect area(300, 200, 400, 300);
+    AppSession app(*server, recordingPrefs + "lastRecAreaRect = \"300,200,400,300\"\nlastRecAreaDisplay = " +
+                                displayNumber() + "\n");
+    // The record hotkey brings the overlay with the previous area; Return records it.
+    app.xdotool({"key", "ctrl+shift+Print"});
+    ASSERT_TRUE(app.waitForWindows(selection, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // the overlay takes the keyboard
+    app.screenshot("recording-area-overlay");
+    app.xdotool({"key", "Return"});
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    QRect panel;
+    const bool beside = waitUntil([&] {
+        panel = geometryOf(app, controls);
+        return QRect(0, 0, 1024, 768).contains(panel) && !panel.intersects(area);
+    });
+    app.screenshot("recording-area-controls");
+    EXPECT_TRUE(beside) << panel.x() << "," << panel.y() << " " << panel.width() << "x" << panel.height();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+
+    // A second record command is the toggle: it stops.
+    EXPECT_EQ(app.open("pictavia://record").exitCode, 0);
+    ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(30))) << app.log();
+    EXPECT_EQ(movieSize(app, app.captures().first()), "400x300\n");
+}
+
+} // namespace
