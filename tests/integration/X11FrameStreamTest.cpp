@@ -139,13 +139,33 @@ struct OwnWindow {
         free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); // a round trip
     }
     ~OwnWindow() { xcb_disconnect(connection); }
+
+    // A wallpaper of one colour, named on the root the way wallpaper setters name theirs.
+    void setWallpaper(uint32_t pixel) {
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+        const xcb_pixmap_t pixmap = xcb_generate_id(connection);
+        xcb_create_pixmap(connection, screen->root_depth, pixmap, screen->root, screen->width_in_pixels,
+                          screen->height_in_pixels);
+        const xcb_gcontext_t gc = xcb_generate_id(connection);
+        xcb_create_gc(connection, gc, pixmap, XCB_GC_FOREGROUND, &pixel);
+        const xcb_rectangle_t all{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+        xcb_poly_fill_rectangle(connection, pixmap, gc, 1, &all);
+        const char name[] = "_XROOTPMAP_ID";
+        xcb_intern_atom_reply_t* atom =
+            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr);
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, screen->root, atom->atom, XCB_ATOM_PIXMAP, 32, 1,
+                            &pixmap);
+        free(atom);
+        free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); // a round trip
+    }
 };
 
 TEST_F(X11FrameStreamTest, OurOwnWindowsAreKeptOutOfThePicture) {
     const TestWindow window = openTestWindow(*server, {.size = {240, 180}, .position = QPoint(60, 60)});
     const QRect client = clientRect(*server, window.id);
     // Over the middle of the other program's window, and over the desktop beside it.
-    const OwnWindow ours(QRect(client.center() - QPoint(40, 30), QSize(client.width(), 60)));
+    OwnWindow ours(QRect(client.center() - QPoint(40, 30), QSize(client.width(), 60)));
+    ours.setWallpaper(0x336699);
     const QRect area = client.adjusted(-20, -20, 160, 20);
     ASSERT_TRUE(stream->start({area, std::nullopt}, {.fps = 10, .showCursor = false}, received.onFrame(),
                               received.onError()));
@@ -158,6 +178,9 @@ TEST_F(X11FrameStreamTest, OurOwnWindowsAreKeptOutOfThePicture) {
         for (int x = 0; x < last.width(); ++x)
             magenta += last.pixel(x, y) == qRgb(255, 0, 255);
     EXPECT_EQ(magenta, 0);
+    // Beside the other window the desktop shows through: the wallpaper.
+    const QPoint desktop = QPoint(client.right() + 20, client.center().y()) - area.topLeft();
+    EXPECT_EQ(last.pixel(desktop), qRgb(0x33, 0x66, 0x99));
     EXPECT_EQ(
         patternMismatches(last, client.translated(-area.topLeft()), QString::fromStdString(window.pattern)),
         0);

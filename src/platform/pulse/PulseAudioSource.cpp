@@ -28,6 +28,21 @@ QString deviceName(AudioSourceSettings::Device device) {
                                                              : QStringLiteral("system audio");
 }
 
+// Why a connection failed, in words for someone who does not know what a sound server is.
+QString whyNot(int code) {
+    switch (code) {
+    case PA_ERR_CONNECTIONREFUSED:
+    case PA_ERR_INVALIDSERVER:
+        return QStringLiteral("no sound server is running");
+    case PA_ERR_NOENTITY:
+        return QStringLiteral("there is no such device");
+    case PA_ERR_ACCESS:
+        return QStringLiteral("the sound server refused access");
+    default:
+        return QString::fromUtf8(pa_strerror(code));
+    }
+}
+
 // What the reading thread owns with the source: a read that blocks on a server that went
 // silent must not hold up a stop, so the thread can be left to end on its own.
 struct Reader {
@@ -106,8 +121,7 @@ public:
             pa_simple_new(nullptr, "Pictavia", PA_STREAM_RECORD, microphone ? nullptr : "@DEFAULT_MONITOR@",
                           microphone ? "Microphone" : "System audio", &reader->spec, nullptr, &buffer, &code);
         if (reader->connection == nullptr)
-            return Error{QStringLiteral("Cannot record %1: %2")
-                             .arg(deviceName(settings.device), QString::fromUtf8(pa_strerror(code)))};
+            return Error{QStringLiteral("Cannot record %1: %2").arg(deviceName(settings.device), whyNot(code))};
         m_reader = reader;
         m_thread = std::thread([reader] { reader->run(); });
         return true;

@@ -45,8 +45,7 @@ X11DesktopCover::X11DesktopCover(std::unique_ptr<X11Connection> connection)
     if (!m_connection) return;
     xcb_connection_t* c = m_connection->raw();
     m_netClientList = internAtom(c, "_NET_CLIENT_LIST");
-    m_rootPixmap = internAtom(c, "_XROOTPMAP_ID");
-    m_esetrootPixmap = internAtom(c, "ESETROOT_PMAP_ID");
+    m_wallpaper.emplace(*m_connection);
 }
 
 X11DesktopCover::~X11DesktopCover() {
@@ -58,7 +57,7 @@ void X11DesktopCover::cover() {
     const std::vector<Desktop> desktops = findDesktops();
     if (desktops.empty()) return;
 
-    const xcb_pixmap_t background = wallpaper();
+    const xcb_pixmap_t background = m_wallpaper->pixmap();
     for (const Desktop& desktop : desktops) {
         const xcb_window_t window = createCover(desktop, background);
         if (window != XCB_NONE) m_covers.push_back(window);
@@ -125,23 +124,6 @@ std::vector<X11DesktopCover::Desktop> X11DesktopCover::findDesktops() const {
                             QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height)});
     }
     return desktops;
-}
-
-xcb_pixmap_t X11DesktopCover::wallpaper() const {
-    xcb_connection_t* c = m_connection->raw();
-    for (xcb_atom_t name : {m_rootPixmap, m_esetrootPixmap}) {
-        if (name == XCB_NONE) continue;
-        const Property property =
-            m_connection->takeProperty(m_connection->requestProperty(m_connection->root(), name));
-        const std::vector<uint32_t> values = property.values32();
-        if (property.type != XCB_ATOM_PIXMAP || values.empty() || values[0] == XCB_NONE) continue;
-        // The setter may have freed it since; and only a pixmap of the root's depth can be
-        // copied into our windows.
-        Reply<xcb_get_geometry_reply_t> geometry{
-            xcb_get_geometry_reply(c, xcb_get_geometry(c, values[0]), nullptr)};
-        if (geometry && geometry->depth == m_connection->screen().root_depth) return values[0];
-    }
-    return XCB_NONE;
 }
 
 xcb_window_t X11DesktopCover::createCover(const Desktop& desktop, xcb_pixmap_t wallpaper) {

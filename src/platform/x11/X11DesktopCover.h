@@ -2,10 +2,12 @@
 
 #include "platform/GlobalHotkeys.h"
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Wallpaper.h"
 
 #include <QRect>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace platform::x11 {
@@ -38,15 +40,13 @@ private:
     };
 
     std::vector<Desktop> findDesktops() const;
-    xcb_pixmap_t wallpaper() const;
     xcb_window_t createCover(const Desktop& desktop, xcb_pixmap_t wallpaper);
     uint32_t greyPixel() const;
     void roundTrip() const;
 
     std::unique_ptr<X11Connection> m_connection;
+    std::optional<X11Wallpaper> m_wallpaper; // with the connection
     xcb_atom_t m_netClientList = XCB_NONE;
-    xcb_atom_t m_rootPixmap = XCB_NONE;
-    xcb_atom_t m_esetrootPixmap = XCB_NONE;
     std::vector<xcb_window_t> m_covers;
 };
 

@@ -10,7 +10,9 @@ namespace platform::x11 {
 
 X11OwnWindowFilter::X11OwnWindowFilter(const X11Connection& connection, X11AreaGrabber& areas,
                                        X11WindowGrabber& windows)
-    : m_connection(connection), m_areas(areas), m_windows(windows), m_pid(uint32_t(::getpid())) {}
+    : m_connection(connection), m_areas(areas), m_windows(windows), m_wallpaper(connection),
+      m_rootFormat(connection.pixelFormat(connection.screen().root_visual, connection.screen().root_depth)),
+      m_pid(uint32_t(::getpid())) {}
 
 void X11OwnWindowFilter::apply(QImage& image, const QRect& area) {
     // Most frames: one look at the stacking order, and none of ours is there.
@@ -29,11 +31,18 @@ void X11OwnWindowFilter::apply(QImage& image, const QRect& area) {
     m_windows.redirectOnce();
     std::vector<TopLevel> windows = viewable(children);
 
-    // The desktop's own background is not kept anywhere a client can read it: black.
+    // Under every window the wallpaper, where a wallpaper setter left one; the root's plain
+    // background is not kept anywhere a client can read it: black.
     QPainter painter(&image);
     painter.translate(-area.topLeft());
     painter.setClipRegion(covered);
     painter.fillRect(covered.boundingRect(), Qt::black);
+    if (const xcb_pixmap_t wallpaper = m_wallpaper.pixmap(); wallpaper != XCB_NONE && m_rootFormat) {
+        const QRect under = covered.boundingRect() & QRect(0, 0, m_connection.screen().width_in_pixels,
+                                                           m_connection.screen().height_in_pixels);
+        if (const Result<QImage> pixels = m_areas.grab(wallpaper, under, *m_rootFormat); pixels)
+            painter.drawImage(under.topLeft(), *pixels);
+    }
     for (const TopLevel& window : windows) {
         if (window.ours) continue;
         const QRect shown = covered.boundingRect() & window.rect;

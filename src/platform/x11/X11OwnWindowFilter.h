@@ -2,6 +2,7 @@
 
 #include "platform/x11/X11AreaGrabber.h"
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Wallpaper.h"
 #include "platform/x11/X11WindowGrabber.h"
 
 #include <QImage>
@@ -11,8 +12,8 @@
 namespace platform::x11 {
 
 // Keeps this program's own windows (the recording controls, toasts, cards) out of frames
-// grabbed from the root: where one of them shows, the frame gets what the windows below it
-// hold in their Composite pixmaps, painted bottom to top. Windows are told apart by the
+// grabbed from the root: where one of them shows, the frame gets the wallpaper and what the
+// windows below it hold in their Composite pixmaps, painted bottom to top. Windows are told apart by the
 // process that owns them (_NET_WM_PID), on the window or on the client inside a window
 // manager's frame. For one grab thread.
 class X11OwnWindowFilter {
@@ -39,6 +40,8 @@ private:
     const X11Connection& m_connection;
     X11AreaGrabber& m_areas;
     X11WindowGrabber& m_windows;
+    X11Wallpaper m_wallpaper;
+    const Result<PixelFormat> m_rootFormat;
     const uint32_t m_pid;
     std::unordered_map<xcb_window_t, bool> m_ours; // by top-level window, as first seen
 };
