@@ -3,6 +3,8 @@
 // movie ends up in the history; the recording controls stay out of what is recorded.
 
 #include "AppSession.h"
+#include "MovieFrames.h"
+#include "TestWindow.h"
 #include "WaitUntil.h"
 
 #include <QDir>
@@ -152,6 +154,46 @@ TEST_F(RecordingTest, ThePreviousAreaIsRecordedWithTheControlsBesideIt) {
     EXPECT_EQ(app.open("pictavia://record").exitCode, 0);
     ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(30))) << app.log();
     EXPECT_EQ(movieSize(app, app.captures().first()), "400x300\n");
+}
+
+TEST_F(RecordingTest, APausedStretchLeavesNoGapAndNoFrozenPicture) {
+    AppSession app(*server, recordingPrefs + "recFPS = 30\nrecShowCursor = false\n");
+    const TestWindow window =
+        openTestWindow(*server, {.size = {256, 64}, .position = QPoint(600, 500), .counter = true});
+    const QRect client = clientRect(*server, window.id);
+    ASSERT_EQ(app.open("pictavia://record?mode=fullscreen").exitCode, 0);
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(app.open("pictavia://pause-recording").exitCode, 0);
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    ASSERT_EQ(app.open("pictavia://resume-recording").exitCode, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(app.open("pictavia://stop-recording").exitCode, 0);
+    ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(30))) << app.log();
+
+    const QString movie = app.home().path() + "/data/Pictavia/History/" + app.captures().first();
+    const QList<QImage> frames = movieFrames(movie, QSize(1024, 768));
+    // Three seconds recorded, not six: the paused stretch is cut out.
+    EXPECT_NEAR(frames.size() / 30.0, 3.0, 0.6);
+    // The counter runs on from frame to frame; across the pause it jumps by about 90 (three
+    // seconds of it) at once, and nowhere does the picture stand still.
+    int longestStill = 0;
+    int still = 0;
+    int biggestJump = 0;
+    std::optional<int> previous;
+    for (const QImage& frame : frames) {
+        const auto number = frameNumber(frame, client);
+        if (!number) continue;
+        if (previous) {
+            const int step = (*number - *previous + 256) % 256;
+            still = step == 0 ? still + 1 : 0;
+            longestStill = std::max(longestStill, still);
+            biggestJump = std::max(biggestJump, step);
+        }
+        previous = number;
+    }
+    EXPECT_LE(longestStill, 3);
+    EXPECT_NEAR(biggestJump, 90, 20);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // `pictavia record` against a real X server: a movie of the right size and length with the
 // picture in it, a recording stopped by SIGTERM kept, and clear failures.
 
+#include "MovieFrames.h"
 #include "PatternMatching.h"
 #include "TestWindow.h"
 #include "XServer.h"
@@ -67,20 +68,6 @@ TEST_F(RecordCommandTest, AnAreaForADurationIsAMovieOfItInTheHistory) {
     EXPECT_LT(
         patternMismatches(*frame, client.adjusted(4, 4, -4, -4), QString::fromStdString(window.pattern), 40),
         client.width() * client.height() / 20);
-}
-
-// Every frame of a movie as an image, decoded by ffmpeg.
-QList<QImage> movieFrames(const QString& movie, QSize size) {
-    auto ffmpeg = ChildProcess::start(
-        "ffmpeg", {"-v", "error", "-i", movie.toStdString(), "-f", "rawvideo", "-pix_fmt", "rgb24", "-"}, {});
-    const std::string raw = ffmpeg->finish(std::chrono::seconds(60)).out;
-    const qsizetype frameBytes = qsizetype(size.width()) * size.height() * 3;
-    QList<QImage> frames;
-    for (qsizetype at = 0; at + frameBytes <= qsizetype(raw.size()); at += frameBytes)
-        frames.append(QImage(reinterpret_cast<const uchar*>(raw.data() + at), size.width(), size.height(),
-                             size.width() * 3, QImage::Format_RGB888)
-                          .copy());
-    return frames;
 }
 
 TEST_F(RecordCommandTest, AWindowChangingEveryFrameIsRecordedFrameByFrameInOrder) {
