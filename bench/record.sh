@@ -95,6 +95,11 @@ quality() { # WIDTH HEIGHT BITRATE LABEL: encodes a lossless recording of the de
       -y "$work/ffmpeg-encoded-$preset.mov")
     encoded "ffmpeg $preset" "$work/ffmpeg-encoded-$preset.mov" "$cpu"
   done
+  # Like for like: a recording has a key frame every 2 seconds (seeking, and the fragments a
+  # crash leaves), where ffmpeg's default is every 250 frames.
+  cpu=$(cpu_of ffmpeg -loglevel error "${raw[@]}" -c:v libx264 -preset veryfast -g $((2 * fps)) -b:v "$3" -bf 0 \
+    -pix_fmt yuv420p -y "$work/ffmpeg-encoded-keyframes.mov")
+  encoded "ffmpeg veryfast -g $((2 * fps))" "$work/ffmpeg-encoded-keyframes.mov" "$cpu"
   rm -f "$ref"
 }
 

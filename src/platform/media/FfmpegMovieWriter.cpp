@@ -28,7 +28,7 @@ namespace {
 // parts the bits, and buys more quality than the costly motion search of the slower presets
 // (veryfast's quality at two thirds of its encoding time, on two cores).
 constexpr const char* x264Preset = "ultrafast";
-constexpr const char* x264Params = "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1";
+constexpr const char* x264Params = "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1:8x8dct=1:partitions=i8x8,i4x4";
 constexpr const char* x265Preset = "ultrafast";
 constexpr const char* renderNode = "/dev/dri/renderD128";
 constexpr AVRational movieTimeBase{1, 600}; // the QuickTime time scale
