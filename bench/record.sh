@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Screen recording: Pictavia's recorder against ffmpeg's x11grab with libx264 at the same
-# bit rate (presets ultrafast and veryfast), each recording the same moving desktop.
+# bit rate (presets ultrafast and veryfast) and SimpleScreenRecorder where it is installed,
+# each recording the same moving desktop.
 #
 #   bench/record.sh [BUILD_DIR]      (default /work/main/build)
 #
@@ -61,6 +62,13 @@ row() { # name file cpu
 printf '#!/bin/sh\necho ready >"$2"\nexec sleep infinity\n' >"$work/plain-desktop"
 chmod +x "$work/plain-desktop"
 
+ssr_settings() { # WIDTH HEIGHT: SimpleScreenRecorder's settings for the whole screen, no sound
+  printf '[input]\naudio_enabled=false\nvideo_area=screen\nvideo_area_screen=0\nvideo_frame_rate=%s\n' "$fps"
+  printf 'video_x=0\nvideo_y=0\nvideo_w=%s\nvideo_h=%s\nvideo_record_cursor=true\nvideo_scale=false\n' "$1" "$2"
+  printf '[output]\nadd_timestamp=false\ncontainer=mkv\nfile=%s\nvideo_codec=h264\n' "$work/ssr.mkv"
+  printf 'video_allow_frame_skipping=true\nseparate_files=false\n'
+}
+
 start_moving_desktop() { # WIDTH HEIGHT SCENE_BIN
   stop_started
   start_desktop "$1" "$2" "$3" "$work"
@@ -113,6 +121,14 @@ for size in $sizes; do
   printf '%-24s %10s %15s %12s\n' recorder "CPU s/s" "frames" "bytes/s"
   cpu=$(cpu_of "$build/pictavia" record fullscreen --duration "$seconds")
   row pictavia "$(tail -n1 "$work/out")" "$cpu"
+  if command -v simplescreenrecorder >/dev/null; then
+    # Driven through its standard input, with its own H.264 settings (constant quality, not a
+    # bit rate: it has no bit rate for H.264), the picture only.
+    ssr_settings "$width" "$height" >"$work/ssr.conf"
+    cpu=$( (sleep 2; echo record-start; sleep "$seconds"; echo record-save; sleep 2; echo quit) |
+      cpu_of simplescreenrecorder --no-systray --start-hidden --settingsfile="$work/ssr.conf")
+    row "simplescreenrecorder" "$work/ssr.mkv" "$cpu"
+  fi
   for preset in ultrafast veryfast; do
     cpu=$(cpu_of ffmpeg -loglevel error -f x11grab -framerate "$fps" -video_size "$size" -i "$DISPLAY" -t "$seconds" \
       -c:v libx264 -preset "$preset" -b:v "$bitrate" -bf 0 -pix_fmt yuv420p -y "$work/ffmpeg-$preset.mov")

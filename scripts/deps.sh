@@ -48,7 +48,7 @@ packages=(
   # fuzzing with libFuzzer
   clang libclang-rt-14-dev
   # benchmarks and the screenshot tools they compare against
-  libbenchmark-dev maim scrot imagemagick ffmpeg flameshot
+  libbenchmark-dev maim scrot imagemagick ffmpeg flameshot simplescreenrecorder
   # bench/capture.sh: its timing loop, and a session bus for flameshot
   python3 dbus-daemon
   # bench/gif.sh: a terminal to record, and the arithmetic of its table
