@@ -4,6 +4,7 @@
 #include "capture/CountdownController.h"
 #include "capture/SelectionTypes.h"
 #include "common/Result.h"
+#include "recording/RecordingOptions.h"
 #include "recording/RecordingSource.h"
 
 #include <QImage>
@@ -30,6 +31,12 @@ struct RecordMode {
     }
     static RecordMode area() { return {Kind::area, std::nullopt}; }
     static RecordMode window() { return {Kind::window, std::nullopt}; }
+};
+
+// How a recording asked for by someone else (an agent) departs from the user's settings.
+struct RecordingTweaks {
+    std::function<void(RecordingOptions&)> options; // applied to those of the preferences
+    bool rememberArea = true;                       // as the user's last recording area
 };
 
 // The one place every capture starts from: the tray menu, hotkeys, URL commands and
@@ -80,7 +87,7 @@ public:
     // Starts recording `source`, after the "recCountdown" countdown unless `skipCountdown`.
     // `started` (optional) hears whether the recorder started; a failure is also shown.
     void startRecording(const RecordingSource& source, bool gif, bool skipCountdown,
-                        std::function<void(const Result<bool>&)> started = {});
+                        std::function<void(const Result<bool>&)> started = {}, RecordingTweaks tweaks = {});
 
     // True from the start of a flow (an overlay, the picker, a countdown) to its end.
     bool busy() const;

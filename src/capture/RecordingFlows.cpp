@@ -137,45 +137,49 @@ void CaptureCoordinator::restartRecording() {
 }
 
 void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif, bool skipCountdown,
-                                        std::function<void(const Result<bool>&)> started) {
+                                        std::function<void(const Result<bool>&)> started,
+                                        RecordingTweaks tweaks) {
     const int countdown = skipCountdown ? 0 : Prefs::integer(QStringLiteral("recCountdown"));
-    runCountdown(countdown, source.display, [this, source, gif, started = std::move(started)] {
-        const auto report = [&started](const Result<bool>& result) {
-            if (started) started(result);
-        };
-        if (m_recorder.state() != ScreenRecorder::State::idle)
-            return report(Error{QStringLiteral("A recording is already running")});
-        const RecordingOptions options = RecordingOptions::fromPreferences();
-        if (!source.frames.windowId) {
-            const QRectF area =
-                source.areaRect.isEmpty()
-                    ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) / source.display.scale)
-                    : source.areaRect;
-            Prefs::setLastRecordingArea(Prefs::Area{area, source.display.id});
-        }
-        m_lastRecordingConfig =
-            RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
-        // The controls are up before the first frame, so the stream knows to leave them out.
-        if (Prefs::flag(QStringLiteral("recShowHUD"))) showRecorderHUD(source, gif);
-        const auto result = m_recorder.start(source.frames, source.pixels, gif, options, source.context);
-        if (!result) {
-            m_recorderHUD.reset();
-            Toast::show(couldNotStart + QStringLiteral(": ") + result.error().message);
-            return report(result);
-        }
-        Usage::count(gif ? QStringLiteral("record.gif") : QStringLiteral("record.video"));
-        if (options.studio) Usage::count(QStringLiteral("record.studio"));
-        if (options.webcam) Usage::count(QStringLiteral("record.camera"));
-        if (!gif && source.display.scale > 1.0) {
-            const QSize size = options.recordingSize(source.pixels, false);
-            Toast::show(QStringLiteral("Recording %1×%2 at %3 fps")
-                            .arg(size.width())
-                            .arg(size.height())
-                            .arg(options.fps),
-                        2.0);
-        }
-        report(true);
-    });
+    runCountdown(countdown, source.display,
+                 [this, source, gif, started = std::move(started), tweaks = std::move(tweaks)] {
+                     const auto report = [&started](const Result<bool>& result) {
+                         if (started) started(result);
+                     };
+                     if (m_recorder.state() != ScreenRecorder::State::idle)
+                         return report(Error{QStringLiteral("A recording is already running")});
+                     RecordingOptions options = RecordingOptions::fromPreferences();
+                     if (tweaks.options) tweaks.options(options);
+                     if (!source.frames.windowId && tweaks.rememberArea) {
+                         const QRectF area = source.areaRect.isEmpty()
+                                                 ? QRectF(QPointF(), QSizeF(source.display.geometry.size()) /
+                                                                         source.display.scale)
+                                                 : source.areaRect;
+                         Prefs::setLastRecordingArea(Prefs::Area{area, source.display.id});
+                     }
+                     m_lastRecordingConfig =
+                         RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
+                     // The controls are up before the first frame, so the stream knows to leave them out.
+                     if (Prefs::flag(QStringLiteral("recShowHUD"))) showRecorderHUD(source, gif);
+                     const auto result =
+                         m_recorder.start(source.frames, source.pixels, gif, options, source.context);
+                     if (!result) {
+                         m_recorderHUD.reset();
+                         Toast::show(couldNotStart + QStringLiteral(": ") + result.error().message);
+                         return report(result);
+                     }
+                     Usage::count(gif ? QStringLiteral("record.gif") : QStringLiteral("record.video"));
+                     if (options.studio) Usage::count(QStringLiteral("record.studio"));
+                     if (options.webcam) Usage::count(QStringLiteral("record.camera"));
+                     if (!gif && source.display.scale > 1.0) {
+                         const QSize size = options.recordingSize(source.pixels, false);
+                         Toast::show(QStringLiteral("Recording %1×%2 at %3 fps")
+                                         .arg(size.width())
+                                         .arg(size.height())
+                                         .arg(options.fps),
+                                     2.0);
+                     }
+                     report(true);
+                 });
 }
 
 void CaptureCoordinator::showRecorderHUD(const RecordingSource& source, bool gif) {

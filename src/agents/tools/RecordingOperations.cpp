@@ -124,6 +124,14 @@ void AgentRecording::begin(const RecordingOperations::Plan& plan, const QPointer
         return started(source.error());
     }
     m_starting = true;
+    RecordingTweaks tweaks;
+    tweaks.rememberArea = false; // the user's own last area stays theirs
+    tweaks.options = [plan](RecordingOptions& options) {
+        if (plan.fps) (plan.gif ? options.gifFPS : options.fps) = *plan.fps;
+        if (plan.includeCursor) options.showCursor = *plan.includeCursor;
+        if (plan.systemAudio) options.systemAudio = *plan.systemAudio;
+        if (plan.microphone) options.microphone = *plan.microphone;
+    };
     CaptureCoordinator::shared().startRecording(
         *source, plan.gif, true,
         [this, plan, session, started = std::move(started)](const Result<bool>& result) {
@@ -139,7 +147,8 @@ void AgentRecording::begin(const RecordingOperations::Plan& plan, const QPointer
                     [this](const std::optional<QString>& file) { finished(file); });
             }
             started(result);
-        });
+        },
+        std::move(tweaks));
 }
 
 void AgentRecording::finished(const std::optional<QString>& file) {

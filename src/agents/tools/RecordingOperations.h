@@ -31,6 +31,11 @@ struct Plan {
     QString windowApp; // the window's application, for messages
     bool gif = false;
     double limitSeconds = 600; // of recorded time, pauses left out
+    // Departures from the user's recording settings; unset ones follow the settings.
+    std::optional<int> fps;
+    std::optional<bool> includeCursor;
+    std::optional<bool> systemAudio;
+    std::optional<bool> microphone;
 
     // The frames to record, resolved now: the display or window may be gone since.
     Result<RecordingSource> source() const;

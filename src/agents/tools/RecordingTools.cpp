@@ -60,6 +60,14 @@ Plan planFrom(const ToolArgs& args) {
     if (!recordTargets.contains(plan.target))
         failTool(QStringLiteral("Unknown target “%1”. Use screen, area or window.").arg(plan.target));
     plan.gif = gifFormat(args);
+    if (args.has(QStringLiteral("fps"))) {
+        const auto fps = args.integer(QStringLiteral("fps"));
+        if (!fps || *fps < 1 || *fps > 60) failTool(QStringLiteral("`fps` is a whole number from 1 to 60."));
+        plan.fps = fps;
+    }
+    plan.includeCursor = args.boolean(QStringLiteral("include_cursor"));
+    plan.systemAudio = args.boolean(QStringLiteral("system_audio"));
+    plan.microphone = args.boolean(QStringLiteral("microphone"));
     if (plan.target == u"window") {
         const platform::WindowInfo window = ScreenTargets::window(args);
         plan.windowID = window.id;
@@ -294,15 +302,26 @@ void controlRecording(const ToolArgs& args, const ToolContext& context, const To
 }
 
 Properties whatToRecord() {
-    return merged(screenTarget(),
-                  {{{QStringLiteral("target"),
-                     string(QStringLiteral("What to record. Default: \"window\" when app/window_id is given, "
-                                           "\"area\" when rect is given, else \"screen\"."),
-                            recordTargets)},
-                    {QStringLiteral("format"),
-                     string(QStringLiteral("\"video\" (default): a movie at the user's frame rate and codec; "
-                                           "\"gif\": an animated GIF."),
-                            {QStringLiteral("video"), QStringLiteral("gif")})}}});
+    return merged(
+        screenTarget(),
+        {{{QStringLiteral("target"),
+           string(QStringLiteral("What to record. Default: \"window\" when app/window_id is given, "
+                                 "\"area\" when rect is given, else \"screen\"."),
+                  recordTargets)},
+          {QStringLiteral("format"),
+           string(QStringLiteral("\"video\" (default): a movie at the user's frame rate and codec; "
+                                 "\"gif\": an animated GIF."),
+                  {QStringLiteral("video"), QStringLiteral("gif")})},
+          {QStringLiteral("fps"),
+           integer(QStringLiteral("Frames a second (1 to 60). Default: the user's setting."), 1, 60)},
+          {QStringLiteral("include_cursor"),
+           boolean(QStringLiteral("Show the mouse pointer. Default: the user's setting."))},
+          {QStringLiteral("system_audio"),
+           boolean(QStringLiteral("Record what the computer plays (video only). Default: the user's "
+                                  "setting."))},
+          {QStringLiteral("microphone"),
+           boolean(QStringLiteral("Record the microphone (video only). Default: the user's "
+                                  "setting."))}}});
 }
 
 QJsonObject returnImage() {

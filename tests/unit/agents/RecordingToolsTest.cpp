@@ -165,6 +165,16 @@ TEST_F(RecordingToolsTest, AClipComesBackWithItsIdLengthAndAFrame) {
     EXPECT_TRUE(std::get<ToolOutput>(gif).images.isEmpty());
 }
 
+TEST_F(RecordingToolsTest, AnAgentsOptionsHoldForItsRecordingAndLeaveTheUsersAreaAlone) {
+    const QJsonObject clip = answeredJson(runLong(
+        "record_screen", {{"duration_seconds", 2}, {"fps", 5}, {"rect", QJsonArray{0, 0, 160, 100}}}));
+    const auto info = platform::services().media->info(clip["path"].toString());
+    ASSERT_TRUE(info);
+    EXPECT_NEAR(info->frameRate, 5, 1) << "the agent's rate, not the user's 10";
+    EXPECT_EQ(Prefs::integer("recFPS"), 10);
+    EXPECT_FALSE(Prefs::lastRecordingArea()) << "the user's next recording does not start from it";
+}
+
 TEST_F(RecordingToolsTest, AnOpenRecordingIsPausedResumedAndStoppedByItsClient) {
     const QJsonObject started =
         answeredJson(run("start_recording", {{"rect", QJsonArray{0, 0, 160, 100}}, {"display_id", 7}}));
@@ -239,6 +249,7 @@ TEST_F(RecordingToolsTest, ArgumentsAreCheckedBeforeTheUserIsAsked) {
         << "an area past the display's edge";
     EXPECT_TRUE(failure(run("start_recording", {{"window_id", 99}})).startsWith("No window 99"));
     EXPECT_TRUE(failure(run("start_recording", {{"display_id", 3}})).startsWith("No display 3"));
+    EXPECT_EQ(failure(run("record_screen", {{"fps", 0}})), "`fps` is a whole number from 1 to 60.");
     EXPECT_EQ(failure(run("control_recording")),
               "`action` is required: status, pause, resume, cancel or restart.");
     EXPECT_EQ(failure(run("control_recording", {{"action", "dance"}})),
