@@ -153,8 +153,8 @@ struct OwnWindow {
         const char name[] = "_XROOTPMAP_ID";
         xcb_intern_atom_reply_t* atom =
             xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr);
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, screen->root, atom->atom, XCB_ATOM_PIXMAP, 32, 1,
-                            &pixmap);
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, screen->root, atom->atom, XCB_ATOM_PIXMAP, 32,
+                            1, &pixmap);
         free(atom);
         free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); // a round trip
     }

@@ -121,7 +121,8 @@ public:
             pa_simple_new(nullptr, "Pictavia", PA_STREAM_RECORD, microphone ? nullptr : "@DEFAULT_MONITOR@",
                           microphone ? "Microphone" : "System audio", &reader->spec, nullptr, &buffer, &code);
         if (reader->connection == nullptr)
-            return Error{QStringLiteral("Cannot record %1: %2").arg(deviceName(settings.device), whyNot(code))};
+            return Error{
+                QStringLiteral("Cannot record %1: %2").arg(deviceName(settings.device), whyNot(code))};
         m_reader = reader;
         m_thread = std::thread([reader] { reader->run(); });
         return true;
