@@ -106,11 +106,6 @@ public:
         const bool direct = image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32;
         const QImage frame = direct ? image : image.convertToFormat(QImage::Format_RGB32);
         AVCodecContext* context = m_video->context;
-        m_scaler = sws_getCachedContext(
-            m_scaler, frame.width(), frame.height(),
-            frame.format() == QImage::Format_RGB32 ? AV_PIX_FMT_BGR0 : AV_PIX_FMT_BGRA, context->width,
-            context->height, pictureFormat(), SWS_BILINEAR, nullptr, nullptr, nullptr);
-        if (m_scaler == nullptr) return Error{QStringLiteral("Cannot convert frames for %1").arg(m_path)};
         // One picture buffer for the whole movie: the encoder copies what it keeps, and fresh
         // buffers every frame cost more in page faults than the conversion itself.
         if (m_picture->data[0] == nullptr) {
@@ -128,6 +123,11 @@ public:
                                m_picture->linesize[0], m_picture->data[1], m_picture->linesize[1],
                                m_picture->data[2], m_picture->linesize[2], frame.width(), frame.height());
         } else {
+            m_scaler = sws_getCachedContext(
+                m_scaler, frame.width(), frame.height(),
+                frame.format() == QImage::Format_RGB32 ? AV_PIX_FMT_BGR0 : AV_PIX_FMT_BGRA, context->width,
+                context->height, pictureFormat(), SWS_BILINEAR, nullptr, nullptr, nullptr);
+            if (m_scaler == nullptr) return Error{QStringLiteral("Cannot convert frames for %1").arg(m_path)};
             const uint8_t* source[1] = {frame.constBits()};
             const int stride[1] = {int(frame.bytesPerLine())};
             sws_scale(m_scaler, source, stride, 0, frame.height(), m_picture->data, m_picture->linesize);

@@ -118,6 +118,13 @@ void X11Connection::internAtoms(int screenNumber) {
     }
 }
 
+xcb_atom_t X11Connection::internAtom(const char* name) const {
+    Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
+        m_connection, xcb_intern_atom(m_connection, 0, static_cast<uint16_t>(std::strlen(name)), name),
+        nullptr)};
+    return reply ? reply->atom : XCB_NONE;
+}
+
 bool X11Connection::hasExtension(xcb_extension_t* extension) const {
     const xcb_query_extension_reply_t* data = xcb_get_extension_data(m_connection, extension);
     return data && data->present;

@@ -77,6 +77,9 @@ public:
     const xcb_screen_t& screen() const { return *m_screen; }
     const Atoms& atoms() const { return m_atoms; }
 
+    // The atom of `name`, interned now (one round trip); XCB_NONE when the server refuses.
+    xcb_atom_t internAtom(const char* name) const;
+
     // Whether the server has the extension; asks it once per extension and connection.
     bool hasExtension(xcb_extension_t* extension) const;
 

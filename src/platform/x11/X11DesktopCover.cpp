@@ -7,7 +7,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
 
 namespace platform::x11 {
 
@@ -15,12 +14,6 @@ namespace {
 
 constexpr uint32_t kMaxClientListBytes = 256 * 1024;
 constexpr double kGreyLevel = 0x30 / 255.0;
-
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr)};
-    return reply ? reply->atom : XCB_NONE;
-}
 
 // The value of one colour channel at `level` (0 to 1) in a TrueColor pixel.
 uint32_t channel(uint32_t mask, double level) {
@@ -43,8 +36,7 @@ std::unique_ptr<DesktopCover> makeDesktopCover() {
 X11DesktopCover::X11DesktopCover(std::unique_ptr<X11Connection> connection)
     : m_connection(std::move(connection)) {
     if (!m_connection) return;
-    xcb_connection_t* c = m_connection->raw();
-    m_netClientList = internAtom(c, "_NET_CLIENT_LIST");
+    m_netClientList = m_connection->internAtom("_NET_CLIENT_LIST");
     m_wallpaper.emplace(*m_connection);
 }
 

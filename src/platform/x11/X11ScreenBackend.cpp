@@ -65,14 +65,13 @@ public:
         // The EWMH requests, as a pager sends them: the window manager keeps control of
         // decorations and constraints.
         const auto send = [&](const char* name, std::array<uint32_t, 5> data) {
-            Reply<xcb_intern_atom_reply_t> atom{
-                xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr)};
-            if (!atom) return false;
+            const xcb_atom_t type = m_connection->internAtom(name);
+            if (type == XCB_NONE) return false;
             xcb_client_message_event_t event{};
             event.response_type = XCB_CLIENT_MESSAGE;
             event.format = 32;
             event.window = windowId;
-            event.type = atom->atom;
+            event.type = type;
             std::copy(data.begin(), data.end(), event.data.data32);
             xcb_send_event(c, 0, m_connection->root(),
                            XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,

@@ -1,22 +1,10 @@
 #include "platform/x11/X11Wallpaper.h"
 
-#include <cstring>
-
 namespace platform::x11 {
 
-namespace {
-
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr)};
-    return reply ? reply->atom : XCB_NONE;
-}
-
-} // namespace
-
 X11Wallpaper::X11Wallpaper(const X11Connection& connection)
-    : m_connection(connection), m_rootPixmap(internAtom(connection.raw(), "_XROOTPMAP_ID")),
-      m_esetrootPixmap(internAtom(connection.raw(), "ESETROOT_PMAP_ID")) {}
+    : m_connection(connection), m_rootPixmap(connection.internAtom("_XROOTPMAP_ID")),
+      m_esetrootPixmap(connection.internAtom("ESETROOT_PMAP_ID")) {}
 
 xcb_pixmap_t X11Wallpaper::pixmap() const {
     xcb_connection_t* c = m_connection.raw();
