@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -22,6 +23,9 @@ struct FrameSource {
 struct FrameStreamSettings {
     int fps = 30;
     bool showCursor = true; // the pointer drawn into the frames
+    // Windows of this program that belong in the picture (click ripples, the keystroke
+    // panel); every other window of ours is left out.
+    std::vector<uint32_t> windowsInPicture;
 };
 
 // A live stream of screen frames at a frame rate, on a thread of its own.

@@ -39,6 +39,8 @@ void install(Services replacement) {
     replaceIfGiven(s.ownWindows, replacement.ownWindows);
     replaceIfGiven(s.audioSources, replacement.audioSources);
     replaceIfGiven(s.sleepGuard, replacement.sleepGuard);
+    replaceIfGiven(s.inputMonitors, replacement.inputMonitors);
+    replaceIfGiven(s.cameras, replacement.cameras);
 }
 
 } // namespace platform

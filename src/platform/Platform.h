@@ -2,12 +2,14 @@
 
 #include "platform/Archiver.h"
 #include "platform/AudioSource.h"
+#include "platform/Camera.h"
 #include "platform/Clipboard.h"
 #include "platform/DocumentReader.h"
 #include "platform/FrameStream.h"
 #include "platform/GifWriter.h"
 #include "platform/GlobalHotkeys.h"
 #include "platform/ImageCodecs.h"
+#include "platform/InputMonitor.h"
 #include "platform/MediaReader.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
@@ -46,6 +48,8 @@ struct Services {
     std::unique_ptr<OwnWindows> ownWindows;
     std::unique_ptr<AudioSources> audioSources;
     std::unique_ptr<SleepGuard> sleepGuard;
+    std::unique_ptr<InputMonitors> inputMonitors;
+    std::unique_ptr<Cameras> cameras;
 };
 
 // The installed services. Members are null until installed: callers check.

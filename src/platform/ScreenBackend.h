@@ -63,6 +63,8 @@ public:
     struct Cursor {
         QImage image;
         QPoint topLeft;
+        QPoint hotSpot;      // the pixel of the image that points, from its top-left
+        uint32_t serial = 0; // the same for the same pointer image while it stays set
     };
     virtual std::optional<Cursor> cursor() { return std::nullopt; }
 

@@ -115,8 +115,9 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     Result<bool> started = stream ? Result<bool>(true) : Result<bool>(stream.error());
     if (stream) {
         m_stream = std::move(stream.value());
-        const platform::FrameStreamSettings settings{gif ? options.gifFPS : options.fps,
-                                                     options.capturesSystemCursor(gif)};
+        platform::FrameStreamSettings settings;
+        settings.fps = gif ? options.gifFPS : options.fps;
+        settings.showCursor = options.capturesSystemCursor(gif);
         started = m_stream->start(
             source, settings,
             [this](const QImage& frame, qint64 time) {

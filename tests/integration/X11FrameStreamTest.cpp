@@ -66,7 +66,8 @@ protected:
 TEST_F(X11FrameStreamTest, AnAreaComesAtTheFrameRateWithItsPicture) {
     const TestWindow window = openTestWindow(*server, {.size = {200, 150}, .position = QPoint(100, 100)});
     const QRect client = clientRect(*server, window.id);
-    ASSERT_TRUE(stream->start({client, std::nullopt}, {.fps = 20, .showCursor = false}, received.onFrame(),
+    ASSERT_TRUE(stream->start({client, std::nullopt},
+                              {.fps = 20, .showCursor = false, .windowsInPicture = {}}, received.onFrame(),
                               received.onError()));
     QThread::msleep(1000);
     stream->stop();
@@ -88,7 +89,8 @@ TEST_F(X11FrameStreamTest, AWindowIsFollowedAsItMovesAndItsClosingEndsTheStream)
     const TestWindow window = openTestWindow(*server, {.size = {160, 120}, .position = QPoint(50, 50)});
     const auto listed = findWindow(*backend, window.id);
     ASSERT_TRUE(listed);
-    ASSERT_TRUE(stream->start({std::nullopt, listed->id}, {.fps = 15, .showCursor = true}, received.onFrame(),
+    ASSERT_TRUE(stream->start({std::nullopt, listed->id},
+                              {.fps = 15, .showCursor = true, .windowsInPicture = {}}, received.onFrame(),
                               received.onError()));
     ASSERT_TRUE(waitUntil([&] { return received.count() >= 3; }));
     ASSERT_TRUE(backend->arrangeWindow(listed->id, QPoint(400, 300), std::nullopt, true));
@@ -167,8 +169,8 @@ TEST_F(X11FrameStreamTest, OurOwnWindowsAreKeptOutOfThePicture) {
     OwnWindow ours(QRect(client.center() - QPoint(40, 30), QSize(client.width(), 60)));
     ours.setWallpaper(0x336699);
     const QRect area = client.adjusted(-20, -20, 160, 20);
-    ASSERT_TRUE(stream->start({area, std::nullopt}, {.fps = 10, .showCursor = false}, received.onFrame(),
-                              received.onError()));
+    ASSERT_TRUE(stream->start({area, std::nullopt}, {.fps = 10, .showCursor = false, .windowsInPicture = {}},
+                              received.onFrame(), received.onError()));
     ASSERT_TRUE(waitUntil([&] { return received.count() >= 4; }));
     stream->stop();
     QMutexLocker lock(&received.mutex);

@@ -22,7 +22,8 @@ std::optional<ScreenBackend::Cursor> X11Cursor::read() {
     QImage image(reply->width, reply->height, QImage::Format_ARGB32_Premultiplied);
     for (int y = 0; y < image.height(); ++y)
         std::memcpy(image.scanLine(y), pixels + std::size_t(y) * reply->width, std::size_t(reply->width) * 4);
-    return ScreenBackend::Cursor{image, QPoint(reply->x - reply->xhot, reply->y - reply->yhot)};
+    return ScreenBackend::Cursor{image, QPoint(reply->x - reply->xhot, reply->y - reply->yhot),
+                                 QPoint(reply->xhot, reply->yhot), reply->cursor_serial};
 }
 
 } // namespace platform::x11

@@ -38,6 +38,7 @@ public:
             return Error{QStringLiteral("Nothing to record was chosen")};
         // The first frame is taken here, so that a source that cannot be recorded fails the
         // start instead of a moment later.
+        m_ownWindows.keepInPicture(settings.windowsInPicture);
         const Result<QImage> first = grab(source, settings.showCursor);
         if (!first) return first.error();
         m_stopping = false;

@@ -80,6 +80,7 @@ X11OwnWindowFilter::viewable(const std::vector<xcb_window_t>& windows) {
 
 bool X11OwnWindowFilter::isOurs(xcb_window_t topLevel) {
     if (const auto known = m_ours.find(topLevel); known != m_ours.end()) return known->second;
+    if (std::ranges::find(m_inPicture, topLevel) != m_inPicture.end()) return m_ours[topLevel] = false;
     // Our own override-redirect windows sit on the root; our managed ones inside a frame.
     bool ours = hasOurPid({topLevel});
     if (!ours) {

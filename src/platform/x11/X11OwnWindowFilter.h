@@ -7,7 +7,9 @@
 
 #include <QImage>
 
+#include <algorithm>
 #include <unordered_map>
+#include <vector>
 
 namespace platform::x11 {
 
@@ -22,6 +24,8 @@ public:
 
     // `image` shows `area` of the root.
     void apply(QImage& image, const QRect& area);
+    // These windows of ours stay in the picture. Before the first apply().
+    void keepInPicture(std::vector<uint32_t> windows) { m_inPicture = std::move(windows); }
 
 private:
     struct TopLevel {
@@ -43,6 +47,7 @@ private:
     X11Wallpaper m_wallpaper;
     const Result<PixelFormat> m_rootFormat;
     const uint32_t m_pid;
+    std::vector<uint32_t> m_inPicture;
     std::unordered_map<xcb_window_t, bool> m_ours; // by top-level window, as first seen
 };
 

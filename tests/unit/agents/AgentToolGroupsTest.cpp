@@ -200,7 +200,7 @@ TEST_F(AgentToolGroupsTest, WindowsAreResizedBeforeTheirCapture) {
 TEST_F(AgentToolGroupsTest, ThePointerIsDrawnOnlyWhenAsked) {
     QImage arrow(6, 6, QImage::Format_ARGB32_Premultiplied);
     arrow.fill(Qt::red);
-    screen->pointerImage = platform::ScreenBackend::Cursor{arrow, QPoint(40, 30)};
+    screen->pointerImage = platform::ScreenBackend::Cursor{arrow, QPoint(40, 30), QPoint(), 0};
     const auto pixelAtPointer = [&](bool include) {
         const QJsonObject shot = json(run(
             "take_screenshot",

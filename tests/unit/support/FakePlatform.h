@@ -256,7 +256,8 @@ protected:
                            std::move(m), std::move(doc),
                            nullptr,      nullptr,
                            nullptr,      nullptr,
-                           nullptr,      std::move(sleep)});
+                           nullptr,      std::move(sleep),
+                           nullptr,      nullptr});
     }
 
     QTemporaryDir home;
