@@ -160,8 +160,7 @@ void CaptureCoordinator::startRecording(const RecordingSource& source, bool gif,
                          RecordingConfig{source.display.id, source.areaRect, gif, source.frames.windowId};
                      // The controls are up before the first frame, so the stream knows to leave them out.
                      if (Prefs::flag(QStringLiteral("recShowHUD"))) showRecorderHUD(source, gif);
-                     const auto result =
-                         m_recorder.start(source.frames, source.pixels, gif, options, source.context);
+                     const auto result = m_recorder.start(source, gif, options);
                      if (!result) {
                          m_recorderHUD.reset();
                          Toast::show(couldNotStart + QStringLiteral(": ") + result.error().message);

@@ -123,9 +123,7 @@ int runRecordCommand(const QStringList& arguments) {
     ScreenRecorder& recorder = ScreenRecorder::shared();
     RecordingOptions options = RecordingOptions::fromPreferences();
     if (!request.audio) options.microphone = options.systemAudio = false;
-    if (const auto started =
-            recorder.start(source->frames, source->pixels, request.gif, options, source->context);
-        !started) {
+    if (const auto started = recorder.start(*source, request.gif, options); !started) {
         CommandOutput::error(started.error().message);
         return CommandLine::failed;
     }

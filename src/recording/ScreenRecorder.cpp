@@ -7,6 +7,7 @@
 #include "recording/DisplaySleep.h"
 #include "recording/GIFEncoder.h"
 #include "recording/RecoveryMarker.h"
+#include "video/RecordingTimeline.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -80,7 +81,8 @@ void ScreenRecorder::setState(State state) {
 }
 
 Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize sourcePixels, bool gif,
-                                   const RecordingOptions& options, const CaptureContext& context) {
+                                   const RecordingOptions& options, const CaptureContext& context,
+                                   QRect screen) {
     if (m_state != State::idle) return Error{QStringLiteral("A recording is already running")};
     auto& streams = platform::services().frameStreams;
     if (!streams) return Error{QStringLiteral("Screen recording is not available on this desktop")};
@@ -88,6 +90,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     m_context = context;
     m_isGIF = gif;
     m_size = options.recordingSize(sourcePixels, gif);
+    m_sourcePixels = sourcePixels;
     m_encoderError.clear();
     m_cancelled = false;
 
@@ -111,6 +114,17 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     }
     RecoveryMarker{gif ? QStringLiteral("gif") : QStringLiteral("movie"), m_output, options.gifFPS}.write();
 
+    m_accumulated = 0;
+    m_activeSince.start();
+    RecordingRegion region(source.rootRect.value_or(QRect()), source.windowId);
+    region.refresh(true);
+    const QRect shownOn = screen.isEmpty() ? region.rect() : screen;
+    m_companions = std::make_unique<RecordingCompanions>(
+        std::move(region), shownOn, options, gif, [this] { return elapsed(); },
+        [this] { return m_state == State::recording; });
+    // Before the stream, so that the windows of clicks and keys it must show exist.
+    const std::vector<uint32_t> inPicture = m_companions->start(m_views.get());
+
     auto stream = streams->create();
     Result<bool> started = stream ? Result<bool>(true) : Result<bool>(stream.error());
     if (stream) {
@@ -118,6 +132,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
         platform::FrameStreamSettings settings;
         settings.fps = gif ? options.gifFPS : options.fps;
         settings.showCursor = options.capturesSystemCursor(gif);
+        settings.windowsInPicture = inPicture;
         started = m_stream->start(
             source, settings,
             [this](const QImage& frame, qint64 time) {
@@ -132,6 +147,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     if (!started) {
         if (m_stream) m_stream->stop();
         stopAudio();
+        m_companions.reset();
         m_stream.reset();
         m_audio.clear();
         m_movie.reset();
@@ -141,7 +157,6 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
         return started.error();
     }
     m_encoder = std::thread([this] { encodeFrames(); });
-    m_accumulated = 0;
     m_activeSince.start();
     setState(State::recording);
     m_sleepAssertion = DisplaySleep::prevent();
@@ -152,6 +167,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
 void ScreenRecorder::startAudio() {
     using Device = platform::AudioSourceSettings::Device;
     m_audio.clear();
+    m_micRecorded = false;
     m_meteredTrack = -1;
     auto& sources = platform::services().audioSources;
     QList<Device> devices;
@@ -187,6 +203,7 @@ void ScreenRecorder::startAudio() {
         }
         // The level shown is the microphone's when it is recorded.
         if (device == Device::microphone || m_meteredTrack < 0) m_meteredTrack = track;
+        if (device == Device::microphone) m_micRecorded = true;
         m_audio.push_back(std::move(source.value()));
     }
 }
@@ -294,6 +311,8 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     setState(State::stopping);
     m_cancelled = cancelled;
     m_stream->stop();
+    m_tracked = m_companions->stop();
+    m_companions.reset();
     DisplaySleep::allow(std::exchange(m_sleepAssertion, 0));
     PostCaptureAction::recordingStopped();
     // The sound still on its way is waited for, and the encoder drains the queue and completes
@@ -317,6 +336,7 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
         }
         if (!m_isGIF) {
             const auto delivered = OutputPipeline::deliverMedia(output, false, m_context, m_options.delivery);
+            if (delivered && m_options.studio) saveTimeline(delivered->historyFile);
             return notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
         }
         Toast::show(QStringLiteral("Encoding GIF…"), toastSeconds);
@@ -334,6 +354,20 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
             notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
         });
     });
+}
+
+void ScreenRecorder::saveTimeline(const QString& movie) {
+    RecordingTimeline timeline;
+    timeline.studio = true;
+    timeline.clicks = m_tracked.clicks;
+    timeline.clicksTracked = m_tracked.clicksTracked;
+    timeline.cursor = m_tracked.cursor.samples;
+    timeline.cursorShapes = m_tracked.cursor.shapes;
+    timeline.areaWidth = m_sourcePixels.width();
+    timeline.areaHeight = m_sourcePixels.height();
+    timeline.microphone = m_micRecorded;
+    if (const auto saved = TimelineStore::save(timeline, movie); !saved)
+        Toast::show(QStringLiteral("Recording failed: ") + saved.error().message, toastSeconds);
 }
 
 void ScreenRecorder::notifyFinished(const std::optional<QString>& file) {

@@ -5,7 +5,10 @@
 #include "platform/AudioSource.h"
 #include "platform/FrameStream.h"
 #include "platform/MovieWriter.h"
+#include "recording/RecordingCompanions.h"
 #include "recording/RecordingOptions.h"
+#include "recording/RecordingOverlayViews.h"
+#include "recording/RecordingSource.h"
 #include "recording/SampleQueue.h"
 
 #include <QElapsedTimer>
@@ -44,9 +47,19 @@ public:
     // Frames the encoder could not keep up with.
     int droppedFrames() const;
 
-    // `sourcePixels` is the size of what is recorded, in pixels; `context` names the file.
+    // `sourcePixels` is the size of what is recorded, in pixels; `context` names the file;
+    // `screen` is the display it is on, in root pixels (where the keystroke panel shows).
     Result<bool> start(const platform::FrameSource& source, QSize sourcePixels, bool gif,
-                       const RecordingOptions& options, const CaptureContext& context = {});
+                       const RecordingOptions& options, const CaptureContext& context = {},
+                       QRect screen = {});
+    Result<bool> start(const RecordingSource& source, bool gif, const RecordingOptions& options) {
+        return start(source.frames, source.pixels, gif, options, source.context, source.display.geometry);
+    }
+
+    // The windows that show clicks, keys and the camera on screen; none by default.
+    void setOverlayViews(std::unique_ptr<RecordingOverlayViews> views) { m_views = std::move(views); }
+    // What the last recording tracked (clicks, the pointer), once it has finished.
+    const RecordingCompanions::Tracked& lastTracked() const { return m_tracked; }
     void pause();
     void resume();
     // Ends the recording; the file is finished and delivered in the background.
@@ -77,6 +90,8 @@ private:
     void encodeFrames();                                         // on m_encoder
     void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
+    // A studio movie's timeline beside the delivered file.
+    void saveTimeline(const QString& movie);
     void notifyFinished(const std::optional<QString>& file);
 
     const std::size_t m_queuedFrames;
@@ -86,9 +101,14 @@ private:
     bool m_isGIF = false;
     QString m_output; // the movie, or the frame folder of a GIF
     QSize m_size;
+    QSize m_sourcePixels;
     std::unique_ptr<platform::FrameStream> m_stream;
     std::unique_ptr<platform::MovieFile> m_movie;
     std::vector<std::unique_ptr<platform::AudioSource>> m_audio; // index = track
+    bool m_micRecorded = false;
+    std::unique_ptr<RecordingOverlayViews> m_views;
+    std::unique_ptr<RecordingCompanions> m_companions;
+    RecordingCompanions::Tracked m_tracked;
     int m_meteredTrack = -1;
     std::unique_ptr<SampleQueue> m_queue;
     std::thread m_encoder;

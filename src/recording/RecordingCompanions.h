@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/InputMonitor.h"
+#include "recording/CursorRecorder.h"
+#include "recording/RecordingOptions.h"
+#include "recording/RecordingOverlayViews.h"
+#include "recording/RecordingRegion.h"
+#include "recording/TrackingTypes.h"
+
+#include <QObject>
+
+#include <functional>
+#include <memory>
+
+// What watches the user during a recording, beside the frames and the sound: the clicks
+// (marks for the editor, ripples on screen), the keys (the keystroke panel) and, for a studio
+// recording, the pointer's track. On the GUI thread; input arrives from the monitor's thread.
+class RecordingCompanions : public QObject {
+    Q_OBJECT
+public:
+    struct Tracked {
+        QList<ClickMark> clicks;
+        bool clicksTracked = false;
+        CursorRecorder::Track cursor;
+    };
+
+    // `screen` is the display recorded, in root pixels (the keystroke panel sits on it);
+    // `elapsed` the recording's time without pauses; `isRunning` false while paused.
+    RecordingCompanions(RecordingRegion region, QRect screen, const RecordingOptions& options, bool gif,
+                        std::function<double()> elapsed, std::function<bool()> isRunning);
+    ~RecordingCompanions() override;
+
+    // Starts what the options ask for; a part that cannot start is reported in a toast and
+    // the recording goes on without it. Returns our windows that belong in the picture.
+    std::vector<uint32_t> start(RecordingOverlayViews* views);
+    Tracked stop();
+
+    const RecordingRegion& region() const { return m_region; }
+
+    // Where a press goes; public for tests that have no input monitor.
+    void handleButton(const platform::ButtonPress& press);
+    void handleKey(const platform::KeyPress& press);
+
+private:
+    double elapsedAt(qint64 eventTime) const;
+
+    RecordingRegion m_region;
+    QRect m_screen;
+    RecordingOptions m_options;
+    bool m_gif;
+    std::function<double()> m_elapsed;
+    std::function<bool()> m_isRunning;
+    std::unique_ptr<platform::InputMonitor> m_input;
+    std::unique_ptr<CursorRecorder> m_cursor;
+    std::vector<std::unique_ptr<RecordingOverlayView>> m_views;
+    QList<ClickMark> m_clicks;
+    bool m_clicksTracked = false;
+};
