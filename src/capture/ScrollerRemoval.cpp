@@ -1,0 +1,150 @@
+#include "capture/ScrollerRemoval.h"
+
+#include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace ScrollerRemoval {
+
+namespace {
+
+constexpr int differingLevels = 11;
+// A position belongs to the bar when it disagrees along this share of the overlap.
+constexpr double barShare = 0.03;
+
+double lineMean(const Band& band, int line) {
+    const uint8_t* p = band.data.data() + size_t(line) * size_t(band.width);
+    return std::accumulate(p, p + band.width, 0.0) / std::max(1, band.width);
+}
+
+// +1 when the knob is darker than its track, -1 when lighter. Found from how far the
+// frames' lines stray from their median either way; where that says nothing (two frames
+// stray equally), a dark band has a darker knob and a light one a lighter knob.
+int knobSign(const QList<Band>& bands) {
+    double below = 0, above = 0, total = 0;
+    int count = 0;
+    const int length = bands.first().length;
+    std::vector<double> means(size_t(bands.size()));
+    for (int line = 0; line < length; ++line) {
+        for (int f = 0; f < bands.size(); ++f)
+            means[size_t(f)] = lineMean(bands[f], line);
+        std::vector<double> sorted = means;
+        std::sort(sorted.begin(), sorted.end());
+        const double median = sorted[sorted.size() / 2];
+        below += median - sorted.front();
+        above += sorted.back() - median;
+        for (double m : means) {
+            total += m;
+            ++count;
+        }
+    }
+    if (std::abs(below - above) > 0.2 * std::max(below, above) && std::max(below, above) > 0)
+        return below > above ? +1 : -1;
+    return total / std::max(1, count) < 128 ? +1 : -1;
+}
+
+} // namespace
+
+std::optional<Bar> findBar(const ScrollSamples& previous, const ScrollSamples& current, int offset, int lead,
+                           int trail, int edgeZone) {
+    const int width = current.width();
+    const int overlap = current.length() - lead - trail - offset;
+    if (overlap <= 0 || width <= 2) return std::nullopt;
+    std::vector<int> disagreeing(size_t(width), 0);
+    for (int k = 0; k < overlap; ++k) {
+        const uint8_t* a = current.line(lead + k);
+        const uint8_t* b = previous.line(lead + offset + k);
+        for (int x = 0; x < width; ++x)
+            if (std::abs(int(a[x]) - int(b[x])) >= differingLevels) ++disagreeing[size_t(x)];
+    }
+    const auto isBar = [&](int x) { return disagreeing[size_t(x)] > overlap * barShare; };
+    const int zone = std::min(edgeZone, width / 2);
+    // The run of such positions nearest each edge, within the zone; the wider one wins.
+    std::optional<Bar> found;
+    for (const bool trailing : {true, false}) {
+        int x = trailing ? width - 1 : 0;
+        const int step = trailing ? -1 : 1;
+        int seen = 0;
+        while (seen < zone && !isBar(x)) {
+            x += step;
+            ++seen;
+        }
+        if (seen >= zone) continue;
+        int end = x;
+        while (end >= 0 && end < width && isBar(end) && std::abs(end - x) < zone)
+            end += step;
+        Bar bar = trailing ? Bar{end + 1, x + 1} : Bar{x, end};
+        if (!found || bar.to - bar.from > found->to - found->from) found = bar;
+    }
+    return found;
+}
+
+Band bandOf(const ScrollSamples& frame, const Bar& bar) {
+    Band band;
+    band.length = frame.length();
+    band.width = bar.to - bar.from;
+    band.data.resize(size_t(band.length) * size_t(band.width));
+    for (int line = 0; line < band.length; ++line)
+        std::copy_n(frame.line(line) + bar.from, band.width, band.data.begin() + line * band.width);
+    return band;
+}
+
+QList<Patch> patches(const QList<Band>& bands, const QList<Piece>& pieces) {
+    QList<Patch> result;
+    if (bands.size() < 2) return result;
+    const int sign = knobSign(bands);
+    // The clean frame of each line: the lightest there when the knob is darker, else the darkest.
+    const int length = bands.first().length;
+    std::vector<int> clean(size_t(length), 0);
+    for (int line = 0; line < length; ++line) {
+        double bestMean = sign > 0 ? -1.0 : 256.0;
+        for (int f = 0; f < bands.size(); ++f) {
+            const double mean = lineMean(bands[f], line);
+            if (sign > 0 ? mean > bestMean : mean < bestMean) {
+                bestMean = mean;
+                clean[size_t(line)] = f;
+            }
+        }
+    }
+    int output = 0;
+    for (const Piece& piece : pieces) {
+        if (piece.length <= 0) continue;
+        for (int k = 0; k < piece.length; ++k) {
+            const int line = piece.start + k;
+            if (line < 0 || line >= length) continue;
+            const int source = clean[size_t(line)];
+            if (!result.isEmpty()) {
+                Patch& last = result.last();
+                if (last.source == source && last.sourceStart + last.length == line &&
+                    last.outputStart + last.length == output + k) {
+                    ++last.length;
+                    continue;
+                }
+            }
+            result.append({source, line, output + k, 1});
+        }
+        output += piece.length;
+    }
+    return result;
+}
+
+void apply(QImage& output, const QList<QImage>& frames, const QList<Patch>& patches, const Bar& bar,
+           bool horizontal) {
+    QPainter painter(&output);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const Patch& patch : patches) {
+        if (patch.source < 0 || patch.source >= frames.size()) continue;
+        const QImage& frame = frames[patch.source];
+        const int across = bar.to - bar.from;
+        if (horizontal)
+            painter.drawImage(QPoint(patch.outputStart, bar.from), frame,
+                              QRect(patch.sourceStart, bar.from, patch.length, across));
+        else
+            painter.drawImage(QPoint(bar.from, patch.outputStart), frame,
+                              QRect(bar.from, patch.sourceStart, across, patch.length));
+    }
+}
+
+} // namespace ScrollerRemoval
