@@ -94,36 +94,78 @@ Band bandOf(const ScrollSamples& frame, const Bar& bar) {
 QList<Patch> patches(const QList<Band>& bands, const QList<Piece>& pieces) {
     QList<Patch> result;
     if (bands.size() < 2) return result;
-    const int sign = knobSign(bands);
-    // The clean frame of each line: the lightest there when the knob is darker, else the darkest.
+    // The clean frame of each line. The knob moves on at every step, so at a given line most
+    // frames show the bare track: the frame nearest the median there. With two frames there
+    // is no majority: the knob's brightness against its track picks the other one.
     const int length = bands.first().length;
+    const int sign = bands.size() < 3 ? knobSign(bands) : 0;
     std::vector<int> clean(size_t(length), 0);
+    std::vector<double> means(size_t(bands.size()));
     for (int line = 0; line < length; ++line) {
-        double bestMean = sign > 0 ? -1.0 : 256.0;
-        for (int f = 0; f < bands.size(); ++f) {
-            const double mean = lineMean(bands[f], line);
-            if (sign > 0 ? mean > bestMean : mean < bestMean) {
-                bestMean = mean;
-                clean[size_t(line)] = f;
-            }
+        for (int f = 0; f < bands.size(); ++f)
+            means[size_t(f)] = lineMean(bands[f], line);
+        int chosen = 0;
+        if (sign != 0) {
+            for (int f = 1; f < bands.size(); ++f)
+                if (sign > 0 ? means[size_t(f)] > means[size_t(chosen)] : means[size_t(f)] < means[size_t(chosen)])
+                    chosen = f;
+        } else {
+            std::vector<double> sorted = means;
+            std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
+            const double median = sorted[sorted.size() / 2];
+            for (int f = 1; f < bands.size(); ++f)
+                if (std::abs(means[size_t(f)] - median) < std::abs(means[size_t(chosen)] - median)) chosen = f;
         }
+        clean[size_t(line)] = chosen;
     }
+    // Lines every frame shows alike but unlike the track are the bar's fixed ends (arrow
+    // buttons): kept where the page starts and ends, bare track between.
+    std::vector<double> cleanMeans(static_cast<size_t>(length));
+    for (int line = 0; line < length; ++line)
+        cleanMeans[size_t(line)] = lineMean(bands[clean[size_t(line)]], line);
+    std::vector<double> sortedMeans = cleanMeans;
+    std::nth_element(sortedMeans.begin(), sortedMeans.begin() + long(length / 2), sortedMeans.end());
+    const double trackMean = sortedMeans[size_t(length / 2)];
+    int trackLine = length / 2;
+    for (int line = 0; line < length; ++line)
+        if (std::abs(cleanMeans[size_t(line)] - trackMean) <
+            std::abs(cleanMeans[size_t(trackLine)] - trackMean))
+            trackLine = line;
+    const auto fixedEnd = [&](int line) {
+        double low = 256, high = -1;
+        for (const Band& band : bands) {
+            const double mean = lineMean(band, line);
+            low = std::min(low, mean);
+            high = std::max(high, mean);
+        }
+        return high - low < 2 && std::abs(cleanMeans[size_t(line)] - trackMean) >= 2;
+    };
+    std::vector<bool> ends(static_cast<size_t>(length));
+    for (int line = 0; line < length; ++line)
+        ends[size_t(line)] = fixedEnd(line);
+
     int output = 0;
+    int index = 0;
+    const int lastPiece = int(pieces.size()) - 1;
     for (const Piece& piece : pieces) {
+        const bool first = index == 0, last = index == lastPiece;
+        ++index;
         if (piece.length <= 0) continue;
         for (int k = 0; k < piece.length; ++k) {
             const int line = piece.start + k;
             if (line < 0 || line >= length) continue;
-            const int source = clean[size_t(line)];
+            const bool keepEnd = line < length / 2 ? first : last;
+            const int sourceLine = ends[size_t(line)] && !keepEnd ? trackLine : line;
+            const int source = clean[size_t(sourceLine)];
             if (!result.isEmpty()) {
-                Patch& last = result.last();
-                if (last.source == source && last.sourceStart + last.length == line &&
-                    last.outputStart + last.length == output + k) {
-                    ++last.length;
+                Patch& previous = result.last();
+                if (previous.source == source && previous.sourceStart + previous.length == sourceLine &&
+                    previous.outputStart + previous.length == output + k) {
+                    ++previous.length;
                     continue;
                 }
             }
-            result.append({source, line, output + k, 1});
+            result.append({source, sourceLine, output + k, 1});
         }
         output += piece.length;
     }
