@@ -45,7 +45,8 @@ protected:
         const int last = std::min(m_lines - 1, event->rect().bottom() / lineHeight + 1);
         for (int k = first; k <= last; ++k) {
             const int y = 8 + k * lineHeight;
-            painter.fillRect(QRect(8, y + 4, 10 + (k * 37) % 90, 12), QColor::fromHsv((k * 47) % 360, 160, 200));
+            painter.fillRect(QRect(8, y + 4, 10 + (k * 37) % 90, 12),
+                             QColor::fromHsv((k * 47) % 360, 160, 200));
             painter.setPen(Qt::black);
             const QString text = QStringLiteral("Line %1 %2 %3 %4")
                                      .arg(k + 1)
@@ -87,8 +88,10 @@ int main(int argc, char** argv) {
     auto* layout = new QVBoxLayout(&window);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    QLabel* header = bar(QStringLiteral("  Header that stays"), QStringLiteral("background: #1f3a93; color: white;"));
-    QLabel* footer = bar(QStringLiteral("  Footer that stays"), QStringLiteral("background: #444; color: #eee;"));
+    QLabel* header =
+        bar(QStringLiteral("  Header that stays"), QStringLiteral("background: #1f3a93; color: white;"));
+    QLabel* footer =
+        bar(QStringLiteral("  Footer that stays"), QStringLiteral("background: #444; color: #eee;"));
     auto* area = new QScrollArea;
     area->setFrameShape(QFrame::NoFrame);
     area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
