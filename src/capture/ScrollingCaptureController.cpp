@@ -5,13 +5,17 @@
 #include "capture/ScrollStitch.h"
 #include "platform/Platform.h"
 
+#include <QElapsedTimer>
 #include <QFuture>
 #include <QKeySequence>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <cmath>
+
+Q_LOGGING_CATEGORY(lcScrolling, "pictavia.scrolling", QtWarningMsg)
 
 namespace {
 
@@ -63,6 +67,7 @@ double ScrollingCaptureController::scale() const {
 }
 
 void ScrollingCaptureController::begin() {
+    m_clock.start();
     Toast::show(runningToast, runningToastSeconds);
     if (auto& hotkeys = platform::services().hotkeys)
         if (const auto handle = hotkeys->bind(QKeySequence(Qt::Key_Escape), [this] { requestStop(); }))
@@ -85,6 +90,7 @@ struct Grabbed {
     std::optional<QImage> image;
     ScrollSamples samples;
     ScrollOffset::Measurement measured;
+    qint64 measuringNs = 0; // the samples and the offset search, for the timing log
 };
 
 // The grab and its measurement against `previous`, on a worker thread.
@@ -94,10 +100,13 @@ Grabbed grabAndMeasure(const QRectF& rect, const platform::DisplayInfo& display,
     auto image = ScreenCaptureService::shared().captureArea(rect, display);
     if (!image) return grabbed;
     grabbed.image = std::move(image).value();
+    QElapsedTimer clock;
+    clock.start();
     grabbed.samples =
         ScrollSamples::of(*grabbed.image, horizontal,
                           sideMargin(*grabbed.image, horizontal, display.scale > 0 ? display.scale : 1));
     if (previous) grabbed.measured = ScrollOffset::measure(*previous, grabbed.samples, expected);
+    grabbed.measuringNs = clock.nsecsElapsed();
     return grabbed;
 }
 
@@ -108,6 +117,7 @@ void ScrollingCaptureController::grabFirst() {
         return grabAndMeasure(rect, display, horizontal, nullptr, 0);
     }).then(this, [this](const Grabbed& grabbed) {
         if (!grabbed.image) return finish();
+        m_measuringNs += grabbed.measuringNs;
         m_frames.append({*grabbed.image, grabbed.samples});
         emit lengthChanged(stitchedLength());
         step();
@@ -141,6 +151,7 @@ void ScrollingCaptureController::grabAfterScroll(int notches, int expected, bool
         return grabAndMeasure(rect, display, horizontal, &previous, expected);
     }).then(this, [this, notches, expected, recheck](const Grabbed& grabbed) {
         if (!grabbed.image) return finish();
+        m_measuringNs += grabbed.measuringNs;
         judge({*grabbed.image, grabbed.samples}, grabbed.measured, notches, expected, recheck);
     });
 }
@@ -222,7 +233,13 @@ void ScrollingCaptureController::finish(const QString& toast) {
     const bool sideways = horizontal();
     const int frameLength = sideways ? images.first().width() : images.first().height();
     const auto pieces = ScrollStitch::pieces(m_offsets, frameLength, m_trail.value_or(0), maxTotalLength);
-    QtConcurrent::run([images, samples, pieces, sideways, bar = m_bar]() -> std::optional<QImage> {
+    struct Stitched {
+        std::optional<QImage> image;
+        qint64 ns = 0;
+    };
+    QtConcurrent::run([images, samples, pieces, sideways, bar = m_bar]() -> Stitched {
+        QElapsedTimer clock;
+        clock.start();
         auto stitched = ScrollStitch::stitch(images, pieces, sideways);
         if (stitched && bar && images.size() >= 2) {
             QList<ScrollerRemoval::Band> bands;
@@ -231,9 +248,13 @@ void ScrollingCaptureController::finish(const QString& toast) {
             ScrollerRemoval::apply(*stitched, images, ScrollerRemoval::patches(bands, pieces), *bar,
                                    sideways);
         }
-        return stitched;
-    }).then(this, [this](const std::optional<QImage>& image) {
-        if (m_completion) std::exchange(m_completion, nullptr)(image);
+        return Stitched{std::move(stitched), clock.nsecsElapsed()};
+    }).then(this, [this](const Stitched& stitched) {
+        const QImage* image = stitched.image ? &*stitched.image : nullptr;
+        qCDebug(lcScrolling, "%d frames, %d px; %lld ms in all, %lld ms measuring, %lld ms stitching",
+                int(m_frames.size()), image ? (horizontal() ? image->width() : image->height()) : 0,
+                m_clock.elapsed(), m_measuringNs / 1000000, stitched.ns / 1000000);
+        if (m_completion) std::exchange(m_completion, nullptr)(stitched.image);
         emit finished();
     });
 }
