@@ -107,14 +107,16 @@ QList<Patch> patches(const QList<Band>& bands, const QList<Piece>& pieces) {
         int chosen = 0;
         if (sign != 0) {
             for (int f = 1; f < bands.size(); ++f)
-                if (sign > 0 ? means[size_t(f)] > means[size_t(chosen)] : means[size_t(f)] < means[size_t(chosen)])
+                if (sign > 0 ? means[size_t(f)] > means[size_t(chosen)]
+                             : means[size_t(f)] < means[size_t(chosen)])
                     chosen = f;
         } else {
             std::vector<double> sorted = means;
             std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
             const double median = sorted[sorted.size() / 2];
             for (int f = 1; f < bands.size(); ++f)
-                if (std::abs(means[size_t(f)] - median) < std::abs(means[size_t(chosen)] - median)) chosen = f;
+                if (std::abs(means[size_t(f)] - median) < std::abs(means[size_t(chosen)] - median))
+                    chosen = f;
         }
         clean[size_t(line)] = chosen;
     }

@@ -77,8 +77,8 @@ protected:
         bool finished = false;
         std::optional<QImage> result;
         ScrollingCaptureController controller(
-            QRectF(100, 100, 300, shown.viewport), {platform::services().screen->displays().first(), std::nullopt},
-            ScrollAxis::automatic,
+            QRectF(100, 100, 300, shown.viewport),
+            {platform::services().screen->displays().first(), std::nullopt}, ScrollAxis::automatic,
             [&](std::optional<QImage> image) {
                 EXPECT_FALSE(finished) << "the completion runs once";
                 finished = true;
@@ -184,7 +184,8 @@ TEST_F(ScrollingCaptureControllerTest, APageThatOnlyScrollsSidewaysIsFollowedSid
     more.scrollSynthesizer = std::move(scroller);
     platform::install(std::move(more));
     ScrollingCaptureController controller(
-        QRectF(0, 0, 300, 400), {platform::services().screen->displays().first(), std::nullopt}, ScrollAxis::automatic,
+        QRectF(0, 0, 300, 400), {platform::services().screen->displays().first(), std::nullopt},
+        ScrollAxis::automatic,
         [&](std::optional<QImage> image) {
             finished = true;
             result = std::move(image);
