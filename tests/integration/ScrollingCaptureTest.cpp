@@ -124,6 +124,15 @@ TEST_F(ScrollingCaptureTest, AQtPageComesOutRowForRowWithItsHeaderAndFooterOnce)
     EXPECT_GT(c.psnr, 40);
 }
 
+TEST_F(ScrollingCaptureTest, WithoutXTestItSaysWhatIsMissing) {
+    server = XServer::start(
+        {.width = 640, .height = 480, .windowManager = false, .xvfbArguments = {"-extension", "XTEST"}});
+    const ProcessOutput out = pictavia({"capture", "scrolling", "--rect", "0,0,200,200"});
+    EXPECT_EQ(out.exitCode, 1);
+    EXPECT_NE(out.err.find("XTEST"), std::string::npos) << out.err;
+    EXPECT_TRUE(out.out.empty());
+}
+
 TEST_F(ScrollingCaptureTest, XtermScrollbackHasEveryLineOnce) {
     const int lines = 150, rows = 30;
     ChildProcess& xterm = server->startProcess(
