@@ -33,6 +33,28 @@ int differingLines(const ScrollSamples& previous, const ScrollSamples& current, 
     return differing;
 }
 
+// Every offset whose overlap, between the edges, mostly matches.
+std::vector<Candidate> search(const ScrollSamples& previous, const ScrollSamples& current, int lead,
+                              int trail) {
+    const int region = std::min(previous.length(), current.length()) - lead - trail;
+    const int minOverlap = std::max(8, region / 5);
+    std::vector<Candidate> candidates;
+    for (int offset = 1; offset <= region - minOverlap; ++offset) {
+        const int overlap = region - offset;
+        const int limit = int(overlap * matchedShare);
+        const int differing = differingLines(previous, current, lead, offset, overlap, limit);
+        if (differing <= limit) candidates.push_back({offset, double(differing) / overlap});
+    }
+    return candidates;
+}
+
+Candidate bestOf(const std::vector<Candidate>& candidates) {
+    Candidate best;
+    for (const Candidate& c : candidates)
+        if (c.mismatch < best.mismatch) best = c;
+    return best;
+}
+
 } // namespace
 
 Measurement measure(const ScrollSamples& previous, const ScrollSamples& current, int expected) {
@@ -61,22 +83,21 @@ Measurement measure(const ScrollSamples& previous, const ScrollSamples& current,
     // Most of the frame in place and a sliver changed is no scroll of the whole area; the
     // edges are then not trusted and the whole frame is compared.
     if (length - lead - trail < length / 4) lead = trail = 0;
+    std::vector<Candidate> candidates = search(previous, current, lead, trail);
+    // Lines in place at an edge are a fixed header or footer, or content that happens to
+    // look the same after the scroll (identical rows moved by whole rows): when the frames
+    // match no better with the edges left out, they are compared whole.
+    if ((lead > 0 || trail > 0) && bestOf(candidates).mismatch > tieShare) {
+        std::vector<Candidate> whole = search(previous, current, 0, 0);
+        if (bestOf(whole).mismatch < bestOf(candidates).mismatch) {
+            candidates = std::move(whole);
+            lead = trail = 0;
+        }
+    }
     result.frozenLead = lead;
     result.frozenTrail = trail;
+    const Candidate best = bestOf(candidates);
 
-    const int region = length - lead - trail;
-    const int minOverlap = std::max(8, region / 5);
-    std::vector<Candidate> candidates;
-    Candidate best;
-    for (int offset = 1; offset <= region - minOverlap; ++offset) {
-        const int overlap = region - offset;
-        const int limit = int(overlap * matchedShare);
-        const int differing = differingLines(previous, current, lead, offset, overlap, limit);
-        if (differing > limit) continue;
-        const Candidate candidate{offset, double(differing) / overlap};
-        candidates.push_back(candidate);
-        if (candidate.mismatch < best.mismatch) best = candidate;
-    }
     // A change in place (a caret, a hover) that matches better than any movement is none.
     const double inPlaceShare = double(changed) / length;
     if (inPlaceShare <= matchedShare && (candidates.empty() || inPlaceShare <= best.mismatch + tieShare)) {

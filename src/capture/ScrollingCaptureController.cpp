@@ -159,11 +159,22 @@ void ScrollingCaptureController::grabAfterScroll(int notches, int expected, bool
 void ScrollingCaptureController::judge(Frame frame, ScrollOffset::Measurement measured, int notches,
                                        int expected, bool rechecked) {
     using Kind = ScrollOffset::Measurement::Kind;
+    qCDebug(lcScrolling, "step of %d notches, expected %d: %d, offset %d, mismatch %.3f, lead %d, trail %d",
+            notches, expected, int(measured.kind), measured.offset, measured.mismatch, measured.frozenLead,
+            measured.frozenTrail);
     if (measured.kind == Kind::moved) {
         if (!m_axisDecided) m_axisDecided = true;
         return accept(std::move(frame), measured, notches, expected);
     }
     if (m_stopRequested) return finish();
+    if (!rechecked && measured.kind == Kind::still) {
+        // One more notch before this counts as the end: a list of identical rows scrolled by
+        // a whole number of rows looks as if it had not moved at all.
+        postScroll(1);
+        const int probed = expected > 0 ? int(std::lround(expected + m_pixelsPerNotch)) : 0;
+        return QTimer::singleShot(m_timing.settle, this,
+                                  [this, notches, probed] { grabAfterScroll(notches + 1, probed, true); });
+    }
     // Content still settling or still being drawn gets a second look before it is judged.
     if (!rechecked)
         return QTimer::singleShot(m_timing.recheck, this,
