@@ -8,7 +8,9 @@ namespace {
 constexpr int differingLevels = 11;
 constexpr int differingPositions = 2;
 
-uint64_t hashOf(const uint8_t* data, int count) {
+} // namespace
+
+uint64_t greyHash(const uint8_t* data, int count) {
     uint64_t hash = 1469598103934665603ull; // FNV-1a
     for (int i = 0; i < count; ++i) {
         hash ^= data[i];
@@ -16,6 +18,8 @@ uint64_t hashOf(const uint8_t* data, int count) {
     }
     return hash;
 }
+
+namespace {
 
 uint8_t grey(QRgb pixel) {
     return uint8_t((qRed(pixel) * 77 + qGreen(pixel) * 151 + qBlue(pixel) * 28) >> 8);
@@ -53,7 +57,15 @@ ScrollSamples ScrollSamples::of(const QImage& frame, bool horizontal, int sideMa
     samples.m_to = samples.m_width - margin;
     samples.m_hashes.resize(size_t(samples.m_length));
     for (int i = 0; i < samples.m_length; ++i)
-        samples.m_hashes[size_t(i)] = hashOf(samples.line(i) + samples.m_from, samples.m_to - samples.m_from);
+        samples.m_hashes[size_t(i)] =
+            greyHash(samples.line(i) + samples.m_from, samples.m_to - samples.m_from);
+    samples.m_transitions.assign(size_t(samples.m_width), 0);
+    for (int i = 1; i < samples.m_length; ++i) {
+        const uint8_t* a = samples.line(i - 1);
+        const uint8_t* b = samples.line(i);
+        for (int p = 0; p < samples.m_width; ++p)
+            if (std::abs(int(a[p]) - int(b[p])) >= differingLevels) ++samples.m_transitions[size_t(p)];
+    }
     return samples;
 }
 

@@ -19,6 +19,13 @@ public:
     int width() const { return m_width; }   // samples in one line
     const uint8_t* line(int index) const { return m_data.data() + size_t(index) * size_t(m_width); }
     uint64_t lineHash(int index) const { return m_hashes[size_t(index)]; }
+    // The compared samples of a line: [from(), to()).
+    int from() const { return m_from; }
+    int to() const { return m_to; }
+    // How often the samples at one position change by 11 levels or more from one line to the
+    // next: text crosses it many times; a scroll bar's track and knob, or a blank margin,
+    // only a few.
+    int transitions(int position) const { return m_transitions[size_t(position)]; }
 
     // Whether two lines differ between the side margins: at least two positions differ by
     // 11 grey levels or more, so one odd pixel (noise, a caret's edge) does not count.
@@ -31,7 +38,13 @@ private:
     int m_to = 0;
     std::vector<uint8_t> m_data;
     std::vector<uint64_t> m_hashes; // of each line's compared samples: equal lines are found at once
+    std::vector<int> m_transitions;
 };
 
 // Whether two runs of grey samples differ: at least two positions by 11 levels or more.
 bool greyRunsDiffer(const uint8_t* a, const uint8_t* b, int count);
+
+// Positions with no more than this many transitions carry no content: bars and blank space.
+inline constexpr int structuralTransitions = 16;
+
+uint64_t greyHash(const uint8_t* data, int count);

@@ -59,24 +59,24 @@ std::optional<Bar> findBar(const ScrollSamples& previous, const ScrollSamples& c
         for (int x = 0; x < width; ++x)
             if (std::abs(int(a[x]) - int(b[x])) >= differingLevels) ++disagreeing[size_t(x)];
     }
-    const auto isBar = [&](int x) { return disagreeing[size_t(x)] > overlap * barShare; };
-    const int zone = std::min(edgeZone, width / 2);
-    // The run of such positions nearest each edge, within the zone; the wider one wins.
+    // A bar is drawn the same all along the axis but for its knob: few transitions in either
+    // frame, unlike content. Of such runs of positions that disagree, the widest narrow one.
+    const auto isBar = [&](int x) {
+        return disagreeing[size_t(x)] > overlap * barShare &&
+               previous.transitions(x) <= structuralTransitions &&
+               current.transitions(x) <= structuralTransitions;
+    };
     std::optional<Bar> found;
-    for (const bool trailing : {true, false}) {
-        int x = trailing ? width - 1 : 0;
-        const int step = trailing ? -1 : 1;
-        int seen = 0;
-        while (seen < zone && !isBar(x)) {
-            x += step;
-            ++seen;
+    for (int x = 0; x < width;) {
+        if (!isBar(x)) {
+            ++x;
+            continue;
         }
-        if (seen >= zone) continue;
         int end = x;
-        while (end >= 0 && end < width && isBar(end) && std::abs(end - x) < zone)
-            end += step;
-        Bar bar = trailing ? Bar{end + 1, x + 1} : Bar{x, end};
-        if (!found || bar.to - bar.from > found->to - found->from) found = bar;
+        while (end < width && isBar(end))
+            ++end;
+        if (end - x <= edgeZone && (!found || end - x > found->to - found->from)) found = Bar{x, end};
+        x = end;
     }
     return found;
 }

@@ -43,8 +43,9 @@ struct Bar {
     int to = 0;
 };
 
-// The bar between two frames whose content moved by `offset`: samples near either end of
-// the lines that disagree with the moved content along much of the overlap, as a knob does.
+// The bar between two frames whose content moved by `offset`: a narrow run of positions,
+// no wider than `edgeZone`, drawn alike all along the axis in both frames but disagreeing
+// with the moved content along much of the overlap, as a knob does.
 std::optional<Bar> findBar(const ScrollSamples& previous, const ScrollSamples& current, int offset, int lead,
                            int trail, int edgeZone);
 

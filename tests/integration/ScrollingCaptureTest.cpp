@@ -124,6 +124,32 @@ TEST_F(ScrollingCaptureTest, AQtPageComesOutRowForRowWithItsHeaderAndFooterOnce)
     EXPECT_GT(c.psnr, 40);
 }
 
+TEST_F(ScrollingCaptureTest, APageThatScrollsSidewaysIsFollowedSideways) {
+    const std::string reference = (home.path() + "/wide.png").toStdString();
+    ASSERT_EQ(server->run(SCROLL_PAGE_BIN, {"--sideways", "--lines", "40", "--render", reference}).exitCode,
+              0);
+    ChildProcess& page =
+        server->startProcess(SCROLL_PAGE_BIN, {"--sideways", "--lines", "40", "--pos", "60,60"});
+    const auto id = page.readLine(20s);
+    ASSERT_TRUE(id) << "the page did not come up";
+    const QRect client = settledClientRect(uint32_t(std::stoul(*id)));
+
+    // The automatic direction finds that down does nothing here.
+    const QImage result = scrollingCapture(client);
+    const QImage whole(QString::fromStdString(reference));
+    ASSERT_EQ(result.size(), whole.size());
+    // The header and the columns (above the scroll bar), and the footer, row by row.
+    const int columns = 360, footer = 36;
+    EXPECT_EQ(compareRows(result.copy(0, 0, result.width(), columns),
+                          whole.copy(0, 0, whole.width(), columns), whole.width())
+                  .differingRows,
+              0);
+    EXPECT_EQ(compareRows(result.copy(0, result.height() - footer, result.width(), footer),
+                          whole.copy(0, whole.height() - footer, whole.width(), footer), whole.width())
+                  .differingRows,
+              0);
+}
+
 TEST_F(ScrollingCaptureTest, WithoutXTestItSaysWhatIsMissing) {
     server = XServer::start(
         {.width = 640, .height = 480, .windowManager = false, .xvfbArguments = {"-extension", "XTEST"}});
