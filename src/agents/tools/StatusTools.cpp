@@ -6,7 +6,6 @@
 #include "app/Prefs.h"
 #include "app/SettingsCatalog.h"
 #include "capture/CaptureCoordinator.h"
-#include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/ScreenCaptureService.h"
