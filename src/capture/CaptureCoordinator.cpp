@@ -69,7 +69,7 @@ QList<SelectionAction> CaptureCoordinator::availableActions() const {
     QList<SelectionAction> actions{SelectionAction::capture, SelectionAction::copy};
     if (platform::services().frameStreams) actions << SelectionAction::record << SelectionAction::gif;
     if (platform::services().textRecognition) actions << SelectionAction::ocr;
-    if (platform::services().scrollSynthesizer) actions << SelectionAction::scroll;
+    if (!scrollingUnavailable(false)) actions << SelectionAction::scroll;
     actions << SelectionAction::pin;
     return actions;
 }

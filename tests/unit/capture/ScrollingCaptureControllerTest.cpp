@@ -13,6 +13,12 @@ namespace {
 
 using namespace testsupport;
 
+struct NoWheel : platform::ScrollSynthesizer {
+    Result<bool> available() override { return Error{QStringLiteral("no wheel")}; }
+    Result<bool> movePointer(const QPoint&) override { return true; }
+    Result<bool> turnWheel(int, bool) override { return true; }
+};
+
 // A program showing `page` in the area, scrolled by whole notches of `pixelsPerNotch`
 // (it scrolls by lines, like most do) and never past its end.
 struct ScrolledPage {
@@ -61,6 +67,12 @@ private:
 
 class ScrollingCaptureControllerTest : public PlatformTest {
 protected:
+    // The fakes here point into this test: later tests get a wheel that goes nowhere.
+    void TearDown() override {
+        platform::Services inert;
+        inert.scrollSynthesizer = std::make_unique<NoWheel>();
+        platform::install(std::move(inert));
+    }
     void SetUp() override {
         PlatformTest::SetUp();
         shown.page = textPage(300, 1500);

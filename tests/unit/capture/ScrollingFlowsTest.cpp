@@ -14,6 +14,12 @@ namespace {
 
 using namespace testsupport;
 
+struct NoWheel : platform::ScrollSynthesizer {
+    Result<bool> available() override { return Error{QStringLiteral("no wheel")}; }
+    Result<bool> movePointer(const QPoint&) override { return true; }
+    Result<bool> turnWheel(int, bool) override { return true; }
+};
+
 struct Surfaces : CaptureSurfaces {
     struct Selection : AreaSelectionController {
         Surfaces& owner;
@@ -71,6 +77,12 @@ struct PageScreen : FakeScreen {
 
 class ScrollingFlowsTest : public PlatformTest {
 protected:
+    // The fakes here point into this test: later tests get a wheel that goes nowhere.
+    void TearDown() override {
+        platform::Services inert;
+        inert.scrollSynthesizer = std::make_unique<NoWheel>();
+        platform::install(std::move(inert));
+    }
     void SetUp() override {
         PlatformTest::SetUp();
         auto pageScreen = std::make_unique<PageScreen>();
