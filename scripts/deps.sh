@@ -53,6 +53,8 @@ packages=(
   python3 dbus-daemon
   # bench/gif.sh: a terminal to record, and the arithmetic of its table
   xterm bc
+  # scrolling capture tests: a browser window to scroll, and its own full-page rendering
+  chromium
 )
 
 # npm for the MCP clients below, from Debian where no Node.js is installed yet.

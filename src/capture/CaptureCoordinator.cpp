@@ -69,6 +69,7 @@ QList<SelectionAction> CaptureCoordinator::availableActions() const {
     QList<SelectionAction> actions{SelectionAction::capture, SelectionAction::copy};
     if (platform::services().frameStreams) actions << SelectionAction::record << SelectionAction::gif;
     if (platform::services().textRecognition) actions << SelectionAction::ocr;
+    if (!scrollingUnavailable(false)) actions << SelectionAction::scroll;
     actions << SelectionAction::pin;
     return actions;
 }
@@ -123,8 +124,71 @@ void CaptureCoordinator::selectTextArea(std::function<void(std::optional<QImage>
                        });
 }
 
+std::optional<QString> CaptureCoordinator::scrollingUnavailable(bool detailed) {
+    // Scrolling other programs takes synthesised input; on X11 that is the XTEST extension.
+    const auto& scroller = platform::services().scrollSynthesizer;
+    if (scroller && scroller->available()) return std::nullopt;
+    return detailed ? QStringLiteral("Scrolling capture needs Accessibility access (the X server's XTEST "
+                                     "extension, which this display does not offer)")
+                    : QStringLiteral("Scrolling capture needs Accessibility access");
+}
+
 void CaptureCoordinator::scrollingCapture() {
-    Toast::show(QStringLiteral("Scrolling capture is not available in this version of Pictavia"));
+    Usage::count(QStringLiteral("capture.scrolling"));
+    if (m_selection || m_scrolling) return;
+    if (const auto missing = scrollingUnavailable(true)) return Toast::show(*missing);
+    SelectionParameters parameters;
+    parameters.hint = QStringLiteral("Select the scrollable area. Esc cancels");
+    parameters.freeze = false;
+    beginAreaSelection(std::move(parameters), [this](const SelectionOutcome& outcome) {
+        if (outcome.kind != SelectionOutcome::Kind::selected) return;
+        const SelectionTarget live{outcome.target.display, std::nullopt};
+        const double scale = service().displayScale(live.display);
+        startScrolling(outcome.rect, live, Prefs::scrollAxis(), [this, scale](std::optional<QImage> image) {
+            if (image) deliverImage(*image, scale, false);
+        });
+    });
+}
+
+void CaptureCoordinator::runScrollingCapture(const QRectF& rect, const platform::DisplayInfo& display,
+                                             ScrollAxis axis,
+                                             std::function<void(std::optional<QImage>)> done) {
+    if (m_scrolling) return done(std::nullopt);
+    m_frontmostContext = CaptureContext::frontmost();
+    startScrolling(rect, SelectionTarget{display, std::nullopt}, axis, std::move(done));
+}
+
+void CaptureCoordinator::finishScrolling() {
+    if (m_scrolling) m_scrolling->requestStop();
+}
+
+void CaptureCoordinator::startScrolling(const QRectF& rect, const SelectionTarget& target, ScrollAxis axis,
+                                        std::function<void(std::optional<QImage>)> done) {
+    if (m_scrolling) return done(std::nullopt);
+    beginFlow();
+    QPointer<CaptureCoordinator> self(this);
+    m_scrolling = std::make_unique<ScrollingCaptureController>(
+        rect, target, axis,
+        [self, done = std::move(done)](std::optional<QImage> image) {
+            if (!self) return;
+            self->retire(self->m_scrolling);
+            self->m_scrollingPanel.reset();
+            done(std::move(image));
+            self->endFlow();
+        },
+        m_scrollingTiming);
+    const double scale = target.display.scale > 0 ? target.display.scale : 1.0;
+    const QRect rootRect = QRectF(rect.topLeft() * scale, rect.size() * scale)
+                               .toAlignedRect()
+                               .translated(target.display.geometry.topLeft());
+    m_scrollingPanel = m_surfaces->makeScrollingPanel({target.display, rootRect, [self] {
+                                                           if (self) self->finishScrolling();
+                                                       }});
+    if (m_scrollingPanel)
+        connect(m_scrolling.get(), &ScrollingCaptureController::lengthChanged, this, [this](int pixels) {
+            if (m_scrollingPanel) m_scrollingPanel->setLength(pixels);
+        });
+    m_scrolling->begin();
 }
 
 void CaptureCoordinator::captureWindow() {
@@ -277,8 +341,14 @@ void CaptureCoordinator::handleAction(SelectionAction action, const QRectF& rect
         if (!mayStartRecording()) return;
         return recordSource(RecordingSource::area(rect, target.display.id), action == SelectionAction::gif,
                             QStringLiteral("Could not start recording: "));
-    case SelectionAction::scroll:
-        return scrollingCapture();
+    case SelectionAction::scroll: {
+        if (const auto missing = scrollingUnavailable(false)) return Toast::show(*missing);
+        const SelectionTarget live{target.display, std::nullopt};
+        const double scale = service().displayScale(live.display);
+        return startScrolling(rect, live, Prefs::scrollAxis(), [this, scale](std::optional<QImage> image) {
+            if (image) deliverImage(*image, scale, false);
+        });
+    }
     }
 }
 
@@ -289,12 +359,15 @@ void CaptureCoordinator::captureRect(const QRectF& rect, const SelectionTarget& 
         return showFailure(QStringLiteral("Capture failed: "), grab.error());
     }
     Prefs::setLastArea(Prefs::Area{rect, target.display.id});
+    deliverImage(grab->image, grab->scale, copyOnly);
+}
+
+void CaptureCoordinator::deliverImage(const QImage& image, double scale, bool copyOnly) {
     const DeliveryOptions options = copyOnly ? DeliveryOptions::copyOnly() : DeliveryOptions{};
     // Beautifying and encoding run on a worker thread: the overlay closes and the app
     // answers while a large area is compressed.
     beginFlow();
-    QtConcurrent::run([image = grab->image, scale = grab->scale,
-                       preparation = OutputPipeline::preparationFor(options, false)] {
+    QtConcurrent::run([image, scale, preparation = OutputPipeline::preparationFor(options, false)] {
         return OutputPipeline::prepare(image, scale, preparation);
     })
         .then(this, [this, copyOnly, options,

@@ -2,6 +2,7 @@
 
 #include "capture/CaptureContext.h"
 #include "capture/CountdownController.h"
+#include "capture/ScrollingCaptureController.h"
 #include "capture/SelectionTypes.h"
 #include "common/Result.h"
 #include "recording/RecordingOptions.h"
@@ -70,6 +71,17 @@ public:
     // stored anywhere, or nothing when the user cancels.
     void selectTextArea(std::function<void(std::optional<QImage>)> done);
     void scrollingCapture();
+    // Scrolls and stitches a known rectangle (points from the display's top-left corner)
+    // without an overlay; `done` gets the long image, not delivered, or none when nothing
+    // could be captured. For agents and scripts.
+    void runScrollingCapture(const QRectF& rect, const platform::DisplayInfo& display, ScrollAxis axis,
+                             std::function<void(std::optional<QImage>)> done);
+    // Ends the scrolling capture that runs, keeping what it has taken.
+    void finishScrolling();
+    // The waits of scrolling captures (tests shorten them).
+    void setScrollingTiming(ScrollingCaptureController::Timing timing) { m_scrollingTiming = timing; }
+    // None when scrolling captures can run here, else the sentence that says why not.
+    static std::optional<QString> scrollingUnavailable(bool detailed);
     // A given rectangle in points relative to a display (the one with the number, else the
     // one under the pointer), without any overlay: for URL commands and agents.
     void captureRect(const QRectF& rect, std::optional<uint32_t> displayID, bool copyOnly);
@@ -117,6 +129,9 @@ private:
     void handleAction(SelectionAction action, const QRectF& rect, const SelectionTarget& target);
     void captureRect(const QRectF& rect, const SelectionTarget& target, bool copyOnly);
     void readText(const QRectF& rect, const SelectionTarget& target);
+    void deliverImage(const QImage& image, double scale, bool copyOnly);
+    void startScrolling(const QRectF& rect, const SelectionTarget& target, ScrollAxis axis,
+                        std::function<void(std::optional<QImage>)> done);
     void runCountdown(int seconds, const platform::DisplayInfo& display, std::function<void()> then);
     Result<Grab> image(const QRectF& rect, const SelectionTarget& target) const;
     template <typename T> void retire(std::unique_ptr<T>& slot);
@@ -140,6 +155,9 @@ private:
     std::optional<RecordingConfig> m_lastRecordingConfig;
     std::unique_ptr<AreaSelectionController> m_selection;
     std::unique_ptr<WindowPickerController> m_windowPicker;
+    std::unique_ptr<ScrollingCaptureController> m_scrolling;
+    std::unique_ptr<ScrollingPanel> m_scrollingPanel;
+    ScrollingCaptureController::Timing m_scrollingTiming;
     CountdownController m_countdown;
     CaptureContext m_frontmostContext;
     std::chrono::milliseconds m_settle;

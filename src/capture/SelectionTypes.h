@@ -93,6 +93,19 @@ struct RecorderHUDRequest {
     std::function<void()> restart; // the controls' restart button
 };
 
+// The small panel beside a running scrolling capture: the length so far and Done.
+class ScrollingPanel {
+public:
+    virtual ~ScrollingPanel() = default;
+    virtual void setLength(int pixels) = 0;
+};
+
+struct ScrollingPanelRequest {
+    platform::DisplayInfo display;
+    QRect capturedRootRect;     // the area scrolled, in root-window pixels
+    std::function<void()> done; // the panel's Done button
+};
+
 // The windows of the capture flows, made by the interface layer. The coordinator holds
 // what it makes for the duration of one flow.
 class CaptureSurfaces {
@@ -108,6 +121,11 @@ public:
     virtual std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder& recorder,
                                                          const RecorderHUDRequest& request) {
         (void)recorder;
+        (void)request;
+        return nullptr;
+    }
+    // The panel of a scrolling capture; none where there is no place for it.
+    virtual std::unique_ptr<ScrollingPanel> makeScrollingPanel(const ScrollingPanelRequest& request) {
         (void)request;
         return nullptr;
     }

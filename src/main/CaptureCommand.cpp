@@ -3,6 +3,7 @@
 #include "app/Prefs.h"
 #include "app/Usage.h"
 #include "capture/PostCaptureAction.h"
+#include "capture/ScrollingCapture.h"
 #include "capture/StillCapture.h"
 #include "main/CommandLine.h"
 #include "main/CommandOutput.h"
@@ -10,6 +11,7 @@
 #include "main/StandaloneHistory.h"
 
 #include <QCommandLineParser>
+#include <QEventLoop>
 #include <QRectF>
 
 namespace {
@@ -26,6 +28,10 @@ Kinds:
   area --rect X,Y,W,H [--display N] [--copy] a rectangle, in points from the
                                             display's top-left corner
   window (--id N | --app NAME)              one window with its frame
+  scrolling (--rect X,Y,W,H [--display N] | --id N) [--direction D]
+                                            a page longer than the screen: scrolls
+                                            the area (or window) to its end and
+                                            joins what it shows into one image
 
 Without --display, the display under the pointer is used. A rectangle that
 reaches past the display's edge is refused, not clipped.
@@ -148,6 +154,56 @@ std::variant<int, CaptureRequest> window(const QStringList& arguments) {
     return request;
 }
 
+std::variant<int, CaptureRequest> scrolling(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Scrolls an area, or a window, to the end of its content and joins what it shows into one "
+        "long image. The pointer moves into the area while it runs; Esc ends it early."));
+    parser.addOption({QStringLiteral("rect"),
+                      QStringLiteral("The area: x, y, width and height in points from the display's "
+                                     "top-left corner."),
+                      QStringLiteral("X,Y,W,H")});
+    parser.addOption(displayOption());
+    parser.addOption({QStringLiteral("id"), QStringLiteral("The window number (decimal, or hex with 0x)."),
+                      QStringLiteral("N")});
+    parser.addOption({QStringLiteral("direction"),
+                      QStringLiteral("auto (the default: down, else sideways), vertical or horizontal."),
+                      QStringLiteral("D")});
+    if (const auto code = CommandLine::parse(parser, arguments, QStringLiteral("capture scrolling")))
+        return *code;
+    const bool byRect = parser.isSet(QStringLiteral("rect"));
+    const bool byId = parser.isSet(QStringLiteral("id"));
+    if (byRect == byId)
+        return CommandLine::usageError(
+            QStringLiteral("capture scrolling needs either --rect X,Y,W,H or --id N"));
+    CaptureRequest request;
+    request.kind = CaptureRequest::Kind::scrolling;
+    if (byRect) {
+        const auto rect = parseRect(parser.value(QStringLiteral("rect")));
+        if (!rect)
+            return CommandLine::usageError(
+                QStringLiteral("--rect needs four numbers X,Y,W,H with a positive width and height"));
+        request.rect = *rect;
+        bool valid = false;
+        request.display = displayArgument(parser, &valid);
+        if (!valid) return CommandLine::usageError(QStringLiteral("--display needs a display number"));
+    } else if (!(request.windowID = parseNumber(parser.value(QStringLiteral("id"))))) {
+        return CommandLine::usageError(QStringLiteral("--id needs a window number"));
+    }
+    if (parser.isSet(QStringLiteral("direction"))) {
+        const auto axis = scrollAxisValues.parse(parser.value(QStringLiteral("direction")).toLower());
+        if (!axis)
+            return CommandLine::usageError(QStringLiteral("--direction is auto, vertical or horizontal"));
+        request.axis = *axis;
+    }
+    return request;
+}
+
+Result<ScrollingCapture::Area> scrollingArea(const CaptureRequest& request) {
+    return request.windowID ? ScrollingCapture::ofWindow(*request.windowID)
+                            : ScrollingCapture::ofRect(request.rect, request.display);
+}
+
 } // namespace
 
 std::variant<int, CaptureRequest> parseCaptureCommand(const QStringList& arguments) {
@@ -156,6 +212,7 @@ std::variant<int, CaptureRequest> parseCaptureCommand(const QStringList& argumen
     if (kind == u"fullscreen") return fullscreen(rest);
     if (kind == u"area") return area(rest);
     if (kind == u"window") return window(rest);
+    if (kind == u"scrolling") return scrolling(rest);
     if (kind.isEmpty() || kind == u"--help" || kind == u"-h" || kind == u"help") {
         if (kind.isEmpty()) {
             CommandOutput::err(QString::fromUtf8(captureUsage));
@@ -165,7 +222,7 @@ std::variant<int, CaptureRequest> parseCaptureCommand(const QStringList& argumen
         return CommandLine::ok;
     }
     return CommandLine::usageError(
-        QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area or window").arg(kind));
+        QStringLiteral("unknown capture kind \"%1\"; use fullscreen, area, window or scrolling").arg(kind));
 }
 
 QString CaptureRequest::usageEvent() const {
@@ -176,6 +233,8 @@ QString CaptureRequest::usageEvent() const {
         return QStringLiteral("capture.area");
     case Kind::window:
         return QStringLiteral("capture.window");
+    case Kind::scrolling:
+        return QStringLiteral("capture.scrolling");
     }
     return {};
 }
@@ -191,6 +250,17 @@ Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
         if (!id) return noWindowOf(request.appName);
         return StillCapture::window(*id);
     }
+    case CaptureRequest::Kind::scrolling: {
+        // The scrolling waits on timers: this thread's event loop runs until it is delivered.
+        std::optional<Result<OutputPipeline::Delivered>> result;
+        QEventLoop loop;
+        takeCapture(request, &loop, [&](const Result<OutputPipeline::Delivered>& delivered) {
+            result = delivered;
+            loop.quit();
+        });
+        if (!result) loop.exec();
+        return result.value_or(Error{QStringLiteral("Nothing could be captured")});
+    }
     }
     return Error{QStringLiteral("Unknown capture")};
 }
@@ -205,6 +275,11 @@ void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture:
         const auto id = request.windowID ? request.windowID : StillCapture::windowOfApp(request.appName);
         if (!id) return done(noWindowOf(request.appName));
         return StillCapture::window(*id, receiver, std::move(done));
+    }
+    case CaptureRequest::Kind::scrolling: {
+        const auto area = scrollingArea(request);
+        if (!area) return done(area.error());
+        return ScrollingCapture::run(*area, request.axis, receiver, std::move(done));
     }
     }
 }

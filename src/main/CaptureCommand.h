@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/PreferenceEnums.h"
 #include "capture/OutputPipeline.h"
 #include "capture/StillCapture.h"
 #include "common/Result.h"
@@ -11,16 +12,17 @@
 #include <optional>
 #include <variant>
 
-// `pictavia capture fullscreen|area|window ...`: one capture through the output pipeline;
-// prints the file's path.
+// `pictavia capture fullscreen|area|window|scrolling ...`: one capture through the output
+// pipeline; prints the file's path.
 struct CaptureRequest {
-    enum class Kind { fullscreen, area, window };
+    enum class Kind { fullscreen, area, window, scrolling };
     Kind kind = Kind::fullscreen;
     std::optional<uint32_t> display; // none: the display under the pointer
     QRectF rect;                     // area: points from the display's top-left corner
     bool copyOnly = false;
     std::optional<uint32_t> windowID;
     QString appName; // window: the frontmost window of this application when no id is given
+    ScrollAxis axis = ScrollAxis::automatic; // scrolling: of a rectangle, or of the window --id names
 
     QString usageEvent() const;
 };

@@ -96,6 +96,8 @@ Result<RecordingSource> resolve(const CaptureRequest& request) {
         return RecordingSource::window(*request.windowID);
     case CaptureRequest::Kind::area:
         return RecordingSource::area(request.rect, request.display);
+    case CaptureRequest::Kind::scrolling:
+        return Error{QStringLiteral("record takes fullscreen, area or window")};
     case CaptureRequest::Kind::fullscreen:
         break;
     }

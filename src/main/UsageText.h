@@ -27,7 +27,8 @@ capture-text, scrolling-capture (scroll), open-file (open) ?path=,
 open-clipboard (clipboard), history, settings (preferences).
 
 Commands:
-  capture fullscreen|area|window   take one capture (see "pictavia capture --help")
+  capture fullscreen|area|window|scrolling
+                                   take one capture (see "pictavia capture --help")
   record fullscreen|area|window    record a movie or a GIF until Ctrl+C or --duration
                                    (see "pictavia record --help")
   displays                         list the displays and their numbers

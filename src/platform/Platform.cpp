@@ -41,6 +41,7 @@ void install(Services replacement) {
     replaceIfGiven(s.sleepGuard, replacement.sleepGuard);
     replaceIfGiven(s.inputMonitors, replacement.inputMonitors);
     replaceIfGiven(s.cameras, replacement.cameras);
+    replaceIfGiven(s.scrollSynthesizer, replacement.scrollSynthesizer);
 }
 
 } // namespace platform

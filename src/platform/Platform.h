@@ -15,6 +15,7 @@
 #include "platform/NamePrompt.h"
 #include "platform/OwnWindows.h"
 #include "platform/ScreenBackend.h"
+#include "platform/ScrollSynthesizer.h"
 #include "platform/SleepGuard.h"
 #include "platform/SoundPlayer.h"
 #include "platform/SubjectLifter.h"
@@ -50,6 +51,7 @@ struct Services {
     std::unique_ptr<SleepGuard> sleepGuard;
     std::unique_ptr<InputMonitors> inputMonitors;
     std::unique_ptr<Cameras> cameras;
+    std::unique_ptr<ScrollSynthesizer> scrollSynthesizer;
 };
 
 // The installed services. Members are null until installed: callers check.

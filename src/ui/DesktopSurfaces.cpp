@@ -5,6 +5,7 @@
 #include "ui/CountdownWindow.h"
 #include "ui/PinWindow.h"
 #include "ui/RecorderHUDPanel.h"
+#include "ui/ScrollingCapturePanel.h"
 #include "ui/WindowPickerOverlay.h"
 
 #include <QPointer>
@@ -54,6 +55,36 @@ std::unique_ptr<RecorderHUD> DesktopSurfaces::makeRecorderHUD(ScreenRecorder& re
     panel->showAt(FloatingLayout::hud::place(request.recordedRootRect, request.display.geometry, rootSize,
                                              request.display.scale));
     return std::make_unique<RecorderHUDWindow>(panel);
+}
+
+namespace {
+
+// The panel goes with the capture; its own Done click may still be on the stack then.
+class ScrollingPanelWindow : public ScrollingPanel {
+public:
+    explicit ScrollingPanelWindow(ScrollingCapturePanel* panel) : m_panel(panel) {}
+    ~ScrollingPanelWindow() override {
+        if (!m_panel) return;
+        m_panel->hide();
+        m_panel->deleteLater();
+    }
+    void setLength(int pixels) override {
+        if (m_panel) m_panel->setLength(pixels);
+    }
+
+private:
+    QPointer<ScrollingCapturePanel> m_panel;
+};
+
+} // namespace
+
+std::unique_ptr<ScrollingPanel> DesktopSurfaces::makeScrollingPanel(const ScrollingPanelRequest& request) {
+    auto* panel = new ScrollingCapturePanel(request.done);
+    const QSize rootSize = (QSizeF(panel->sizeHint()) * request.display.scale).toSize();
+    // Outside the scrolled area, so that no grab has to wait for it to move away.
+    panel->showAt(FloatingLayout::hud::place(request.capturedRootRect, request.display.geometry, rootSize,
+                                             request.display.scale));
+    return std::make_unique<ScrollingPanelWindow>(panel);
 }
 
 } // namespace ui

@@ -15,6 +15,7 @@ public:
     void pin(const QImage& image, double scale, const QRect& nearRootRect) override;
     std::unique_ptr<RecorderHUD> makeRecorderHUD(ScreenRecorder& recorder,
                                                  const RecorderHUDRequest& request) override;
+    std::unique_ptr<ScrollingPanel> makeScrollingPanel(const ScrollingPanelRequest& request) override;
 };
 
 } // namespace ui

@@ -130,6 +130,8 @@ void TrayIcon::rebuild() {
     add(&m_menu, tr("Capture Previous Area"), QStringLiteral("previous"),
         [] { coordinator().capturePreviousArea(); });
     add(&m_menu, tr("All-in-One"), QStringLiteral("allInOne"), [] { coordinator().captureAllInOne(); });
+    if (platform::services().scrollSynthesizer)
+        m_menu.addAction(tr("Scrolling Capture"), this, [] { coordinator().scrollingCapture(); });
     if (state == ScreenRecorder::State::idle && platform::services().frameStreams) {
         m_menu.addSeparator();
         add(&m_menu, tr("Record Screen"), QStringLiteral("record"),

@@ -93,7 +93,7 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(report["prompts"].toObject()["prompts"].toArray(), QJsonArray());
 
     const QJsonArray tools = report["tools"].toObject()["tools"].toArray();
-    ASSERT_EQ(tools.size(), 25);
+    ASSERT_EQ(tools.size(), 26);
     EXPECT_EQ(tools[0].toObject()["name"], "get_status");
     EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
 
@@ -129,6 +129,33 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
     EXPECT_EQ(edited["annotations_added"].toInt(), 1);
     EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
+}
+
+TEST_F(AgentClientTest, AScrollingCaptureOfAWindowIsOneTallImage) {
+    auto server = XServer::start({.windowManager = false});
+    AppSession app(*server, approvedClient);
+    ASSERT_TRUE(listening(app)) << app.log();
+    ChildProcess& page = server->startProcess(SCROLL_PAGE_BIN, {"--lines", "120", "--pos", "50,50"});
+    const auto id = page.readLine(20s);
+    ASSERT_TRUE(id) << "the page did not come up";
+
+    const QJsonArray calls{QJsonObject{
+        {"name", "scrolling_capture"},
+        {"arguments", QJsonObject{{"window_id", qint64(std::stoull(*id))}, {"direction", "vertical"}}}}};
+    const ProcessOutput out = app.run(node, clientArguments(calls));
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
+    ASSERT_FALSE(report.contains("error")) << out.out << app.log();
+    const QJsonObject result = report["calls"].toArray().at(0).toObject();
+    ASSERT_FALSE(result["isError"].toBool()) << out.out;
+    const QJsonObject fields = structured(result);
+    EXPECT_TRUE(app.captures().contains(fields["id"].toString())) << out.out;
+    // The window is 420 high; its page, header and footer together 36 + 120 * 22 + 16 + 36.
+    EXPECT_EQ(fields["width"].toInt(), 520) << out.out;
+    EXPECT_EQ(fields["height"].toInt(), 36 + 120 * 22 + 16 + 36) << out.out;
+    const QJsonArray content = result["content"].toArray();
+    ASSERT_EQ(content.size(), 2);
+    EXPECT_EQ(content[1].toObject()["type"], "image");
 }
 
 TEST_F(AgentClientTest, AgentsRecordClipsAndOpenEndedRecordings) {

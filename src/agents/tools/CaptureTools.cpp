@@ -12,6 +12,7 @@
 #include "capture/ImageUtils.h"
 #include "capture/OutputPipeline.h"
 #include "capture/ScreenCaptureService.h"
+#include "capture/ScrollingCapture.h"
 #include "editor/PresetStore.h"
 #include "editor/ProjectStore.h"
 #include "platform/Platform.h"
@@ -356,6 +357,102 @@ void takeScreenshot(const ToolArgs& args, const ToolContext& context, const Tool
     });
 }
 
+// MARK: - scrolling_capture
+
+ScrollAxis directionOf(const ToolArgs& args) {
+    const auto direction = args.string(QStringLiteral("direction"));
+    if (!direction) return Prefs::scrollAxis();
+    const auto axis = scrollAxisValues.parse(direction->toLower());
+    if (!axis) failTool(QStringLiteral("`direction` is \"auto\", \"vertical\" or \"horizontal\"."));
+    return *axis;
+}
+
+// The area a scrolling capture aims at: a window, else a rectangle. Throws without either.
+ScrollingCapture::Area scrollingArea(const ToolArgs& args) {
+    if (args.has(QStringLiteral("window_id")) || args.has(QStringLiteral("app"))) {
+        auto area = ScrollingCapture::ofWindow(ScreenTargets::window(args).id);
+        if (!area) failTool(area.error().message);
+        return *area;
+    }
+    const auto rect = args.rect(QStringLiteral("rect"));
+    if (!rect)
+        failTool(QStringLiteral(
+            "Aim scrolling_capture at a window (app or window_id), a rect, or set select to let the user "
+            "drag out the region."));
+    const platform::DisplayInfo display = ScreenTargets::display(args);
+    auto area = ScrollingCapture::ofRect(*rect, display.id);
+    if (!area) failTool(area.error().message);
+    return *area;
+}
+
+void answerScrolling(const ToolArgs& args, const ToolContext& context, const QString& historyFile,
+                     const QJsonObject& facts, const ToolDone& done) {
+    QJsonObject remaining = args.raw();
+    remaining.remove(QStringLiteral("copy_to_clipboard"));
+    remaining.remove(QStringLiteral("show_thumbnail"));
+    ToolMedia::finishImage(ToolArgs(remaining), context, historyFile, facts,
+                           QStringLiteral("Took a scrolling capture"), done);
+}
+
+void scrollingCapture(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
+    const ScrollAxis axis = directionOf(args);
+    const bool select = args.boolean(QStringLiteral("select")).value_or(false);
+    DeliveryOptions options;
+    options.askForName = false;
+    if (const auto format = args.string(QStringLiteral("format"))) {
+        const auto named = ImageUtils::formatNamed(*format);
+        if (!named) failTool(QStringLiteral("Unknown format “%1”. Use png, jpg, webp or heic.").arg(*format));
+        options.format = *named;
+    }
+    if (const auto missing = CaptureCoordinator::scrollingUnavailable(true)) failTool(*missing);
+    context.authorize(AgentAccess::Category::capture, QStringLiteral("take a scrolling capture"), done, [=] {
+        CaptureCoordinator& coordinator = CaptureCoordinator::shared();
+        if (coordinator.busy())
+            failTool(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
+        if (select) {
+            // The user's own flow: the overlay, the panel, and the capture stored as theirs.
+            auto stored = std::make_shared<QString>();
+            auto connections =
+                std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
+            connections->first =
+                QObject::connect(&coordinator, &CaptureCoordinator::captured, QCoreApplication::instance(),
+                                 [stored](const QString& file) { *stored = file; });
+            connections->second = QObject::connect(
+                &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
+                    QObject::disconnect(connections->first);
+                    QObject::disconnect(connections->second);
+                    answeringErrors(done, [&] {
+                        if (stored->isEmpty())
+                            failTool(QStringLiteral("The user cancelled, or nothing could be captured."));
+                        answerScrolling(
+                            args, context, *stored,
+                            QJsonObject{{QStringLiteral("target"), QStringLiteral("select_area")}}, done);
+                    });
+                });
+            coordinator.scrollingCapture();
+            return;
+        }
+        const ScrollingCapture::Area area = scrollingArea(args);
+        QJsonObject facts{{QStringLiteral("target"), args.has(QStringLiteral("rect")) &&
+                                                             !args.has(QStringLiteral("window_id")) &&
+                                                             !args.has(QStringLiteral("app"))
+                                                         ? QStringLiteral("area")
+                                                         : QStringLiteral("window")},
+                          {QStringLiteral("display_id"), static_cast<qint64>(area.display.id)},
+                          {QStringLiteral("rect"), ToolInfo::rectJson(area.rect)}};
+        const double scale = area.display.scale > 0 ? area.display.scale : 1.0;
+        coordinator.runScrollingCapture(area.rect, area.display, axis, [=](std::optional<QImage> image) {
+            answeringErrors(done, [&] {
+                if (!image) failTool(QStringLiteral("Nothing could be captured in that region."));
+                const auto delivered =
+                    OutputPipeline::deliverImage(*image, scale, false, false, area.context, options);
+                if (!delivered) failTool(QStringLiteral("The capture could not be stored in the history."));
+                answerScrolling(args, context, delivered->historyFile, facts, done);
+            });
+        });
+    });
+}
+
 // MARK: - extract_text
 
 struct Reading {
@@ -572,6 +669,13 @@ std::vector<AgentTool> AgentToolGroups::capture() {
           {QStringLiteral("preset"),
            string(QStringLiteral("Beautify preset name (list_styles). Implies beautify."))},
           {QStringLiteral("format"), string(QStringLiteral("Image format. Default: the user's setting."))}}});
+    const Properties scrollingProperties = merged(
+        screenTarget(),
+        {{{QStringLiteral("select"), boolean(QStringLiteral("Let the user drag out the region to scroll."))},
+          {QStringLiteral("direction"),
+           string(QStringLiteral("Scroll direction. Default: the user's setting (auto)."),
+                  {QStringLiteral("auto"), QStringLiteral("vertical"), QStringLiteral("horizontal")})},
+          {QStringLiteral("format"), string(QStringLiteral("Image format."))}}});
     const Properties textProperties = merged(
         imageSource(),
         {{{QStringLiteral("target"), string(QStringLiteral("Read from the screen instead of a file."))},
@@ -614,6 +718,13 @@ std::vector<AgentTool> AgentToolGroups::capture() {
              "\"select_area\" / \"select_window\" (the user picks on screen). Returns the capture id, "
              "file path, size and a preview."),
          false, false, object(takeProperties), takeScreenshot},
+        {QStringLiteral("scrolling_capture"), QStringLiteral("Scrolling capture"),
+         QStringLiteral(
+             "Captures a long page by scrolling a region and stitching the frames, for web pages, documents "
+             "and chats. Aim it at a window (app/window_id), a rect, or let the user select. Needs "
+             "Accessibility access (synthesised input: the X server's XTEST extension). Moves the mouse "
+             "pointer into the region while it runs."),
+         false, false, object(scrollingProperties), scrollingCapture},
         {QStringLiteral("extract_text"), QStringLiteral("Read text (OCR)"),
          QStringLiteral(
              "Reads text and QR codes/barcodes with Tesseract, on this computer. From a capture, a file, "

@@ -5,6 +5,7 @@
 #include "agents/tools/ToolInfo.h"
 #include "app/Prefs.h"
 #include "app/SettingsCatalog.h"
+#include "capture/CaptureCoordinator.h"
 #include "capture/HistoryManager.h"
 #include "capture/ImageUtils.h"
 #include "capture/ScreenCaptureService.h"
@@ -93,9 +94,12 @@ void getStatus(const ToolArgs&, const ToolContext& context, const ToolDone& done
         {QStringLiteral("version"), QCoreApplication::applicationVersion()},
         {QStringLiteral("displays"), displayList()},
         {QStringLiteral("permissions"),
-         QJsonObject{{QStringLiteral("screen_capture"), services.screen != nullptr},
-                     {QStringLiteral("text_recognition"), services.textRecognition != nullptr},
-                     {QStringLiteral("window_arrangement"), services.screen != nullptr}}},
+         QJsonObject{
+             {QStringLiteral("screen_capture"), services.screen != nullptr},
+             {QStringLiteral("text_recognition"), services.textRecognition != nullptr},
+             {QStringLiteral("window_arrangement"), services.screen != nullptr},
+             // Scrolling other programs takes synthesised input (XTEST on X11).
+             {QStringLiteral("scrolling_capture"), !CaptureCoordinator::scrollingUnavailable(false)}}},
         {QStringLiteral("recording"), ScreenRecorder::shared().state() != ScreenRecorder::State::idle},
         {QStringLiteral("history"), historySummary()},
         {QStringLiteral("output"), outputSettings()},

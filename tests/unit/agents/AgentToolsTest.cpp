@@ -273,8 +273,9 @@ TEST_F(DispatchTest, LaterAnswersAndCancellation) {
 
 TEST(AgentToolCatalogueTest, BuiltInToolsAreUniqueAndStrict) {
     const std::vector<AgentTool> tools = AgentTools::builtIn();
-    ASSERT_EQ(tools.size(), 25u);
+    ASSERT_EQ(tools.size(), 26u);
     EXPECT_EQ(tools[0].name, "get_status");
+    EXPECT_EQ(tools[4].name, "scrolling_capture");
     // The recording group follows the capture group.
     QStringList order;
     for (const AgentTool& tool : tools)

@@ -257,7 +257,8 @@ protected:
                            nullptr,      nullptr,
                            nullptr,      nullptr,
                            nullptr,      std::move(sleep),
-                           nullptr,      nullptr});
+                           nullptr,      nullptr,
+                           nullptr});
     }
 
     QTemporaryDir home;

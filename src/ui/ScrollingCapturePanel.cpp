@@ -1,0 +1,64 @@
+#include "ui/ScrollingCapturePanel.h"
+
+#include "ui/FloatingChrome.h"
+
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QScreen>
+#include <QToolButton>
+
+namespace ui {
+
+ScrollingCapturePanel::ScrollingCapturePanel(std::function<void()> done)
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
+    setWindowTitle(QString::fromLatin1(title));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setObjectName(QStringLiteral("scrollingPanel"));
+    setStyleSheet(QStringLiteral("#scrollingPanel { background: #202124; border: 1px solid #3c3d40; }"
+                                 "QLabel { color: white; }"
+                                 "QToolButton { color: white; background: #303134; border: none;"
+                                 " border-radius: 4px; padding: 4px 8px; }"
+                                 "QToolButton:hover { background: #45464a; }"));
+    setAttribute(Qt::WA_StyledBackground);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(10, 6, 6, 6);
+    row->setSpacing(8);
+    m_length = new QLabel(this);
+    // Room for a long capture's figure, so the panel keeps its size while it grows.
+    m_length->setMinimumWidth(m_length->fontMetrics().horizontalAdvance(tr("%1 px").arg(88888)));
+    auto* finish = new QToolButton(this);
+    finish->setText(tr("Done"));
+    finish->setToolTip(tr("Stop scrolling and keep what is captured (Esc)"));
+    finish->setFocusPolicy(Qt::NoFocus);
+    finish->setCursor(Qt::PointingHandCursor);
+    connect(finish, &QToolButton::clicked, this, [done = std::move(done)] {
+        if (done) done();
+    });
+    row->addWidget(new QLabel(tr("Scrolling capture"), this));
+    row->addWidget(m_length);
+    row->addWidget(finish);
+    setLength(0);
+    adjustSize();
+    setFixedSize(size());
+}
+
+void ScrollingCapturePanel::setLength(int pixels) {
+    m_length->setText(tr("%1 px").arg(pixels));
+}
+
+void ScrollingCapturePanel::showAt(const QRect& root) {
+    QScreen* screen = nullptr;
+    for (QScreen* candidate : QGuiApplication::screens())
+        if (chrome::rootRect(candidate, candidate->geometry()).contains(root.center())) screen = candidate;
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    if (screen) {
+        setScreen(screen);
+        move(chrome::logicalRect(screen, root).topLeft().toPoint());
+    }
+    show();
+    raise();
+}
+
+} // namespace ui
