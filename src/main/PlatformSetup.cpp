@@ -8,6 +8,7 @@
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
 #include "platform/x11/X11FrameStream.h"
+#include "platform/x11/X11InputMonitor.h"
 #include "platform/x11/X11ScreenBackend.h"
 #include "ui/NameDialog.h"
 #include "ui/ToastWindow.h"
@@ -48,6 +49,7 @@ Result<bool> install(Presentation presentation) {
     }
     services.screen = std::move(screen).value();
     services.frameStreams = std::make_unique<platform::x11::X11FrameStreams>();
+    services.inputMonitors = std::make_unique<platform::x11::X11InputMonitors>();
     services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
     platform::install(std::move(services));
     return true;
