@@ -8,6 +8,7 @@
 
 KeystrokeOverlay::KeystrokeOverlay(QRect screen, QObject* parent) : QObject(parent), m_screen(screen) {
     m_hide.setSingleShot(true);
+    m_hide.setTimerType(Qt::PreciseTimer);
     m_hide.setInterval(kHideAfterMilliseconds);
     connect(&m_hide, &QTimer::timeout, this, [this] {
         m_opacity = 0;
