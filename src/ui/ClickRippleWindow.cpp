@@ -35,15 +35,8 @@ Qt::BrushStyle patternFor(double share) {
 } // namespace
 
 ClickRippleWindow::ClickRippleWindow(ClickHighlighter& highlighter)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus |
-                           Qt::WindowTransparentForInput),
-      m_highlighter(&highlighter) {
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    setAttribute(Qt::WA_ShowWithoutActivating);
+    : PassiveOverlayWindow(QStringLiteral("Pictavia Clicks")), m_highlighter(&highlighter) {
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFocusPolicy(Qt::NoFocus);
-    setWindowTitle(QStringLiteral("Pictavia Clicks"));
     if (const QScreen* screen = QGuiApplication::primaryScreen()) setGeometry(screen->virtualGeometry());
     // The window exists from now on, so that a recording knows it before the first click.
     winId();

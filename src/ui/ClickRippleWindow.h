@@ -2,10 +2,10 @@
 
 #include "recording/ClickHighlighter.h"
 #include "recording/RecordingOverlayViews.h"
+#include "ui/PassiveOverlayWindow.h"
 
 #include <QPointer>
 #include <QRegion>
-#include <QWidget>
 
 namespace ui {
 
@@ -16,7 +16,7 @@ namespace ui {
 // share of the pixels in an even pattern (a 45 % share of the fill, all of the border at
 // first), and the shares shrink as the ripple fades, so the desktop shows through between
 // the yellow pixels in a screenshot or a movie frame alike.
-class ClickRippleWindow : public QWidget, public RecordingOverlayView {
+class ClickRippleWindow : public PassiveOverlayWindow, public RecordingOverlayView {
     Q_OBJECT
 public:
     explicit ClickRippleWindow(ClickHighlighter& highlighter);

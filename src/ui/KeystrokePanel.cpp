@@ -16,14 +16,7 @@ const QColor kBackground(0x2B, 0x2B, 0x2B);
 } // namespace
 
 KeystrokePanel::KeystrokePanel(KeystrokeOverlay& overlay)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus |
-                           Qt::WindowTransparentForInput),
-      m_overlay(&overlay) {
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setFocusPolicy(Qt::NoFocus);
-    setWindowTitle(QStringLiteral("Pictavia Keys"));
+    : PassiveOverlayWindow(QStringLiteral("Pictavia Keys")), m_overlay(&overlay) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     font.setPixelSize(kTextSize);
     font.setWeight(QFont::DemiBold);

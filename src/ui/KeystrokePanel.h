@@ -2,9 +2,9 @@
 
 #include "recording/KeystrokeOverlay.h"
 #include "recording/RecordingOverlayViews.h"
+#include "ui/PassiveOverlayWindow.h"
 
 #include <QPointer>
-#include <QWidget>
 
 namespace ui {
 
@@ -12,7 +12,7 @@ namespace ui {
 // screen: dark, rounded, monospaced white text. It never takes a click or the focus, and
 // is opaque with a rounded shape, so that it looks the same with or without a compositing
 // manager.
-class KeystrokePanel : public QWidget, public RecordingOverlayView {
+class KeystrokePanel : public PassiveOverlayWindow, public RecordingOverlayView {
     Q_OBJECT
 public:
     explicit KeystrokePanel(KeystrokeOverlay& overlay);
