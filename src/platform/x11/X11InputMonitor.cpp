@@ -108,6 +108,9 @@ Result<bool> X11InputMonitor::start(ButtonHandler onButton, KeyHandler onKey) {
                           xcb_input_xi_select_events_checked(m_connection, m_root, 1, &mask.head)),
         &std::free};
     if (error) return Error{kCannotWatch + QStringLiteral("the X server refused to report input events")};
+    // Presses read before an earlier stop() are old news.
+    while (xcb_generic_event_t* stale = xcb_poll_for_event(m_connection))
+        std::free(stale);
 
     m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wakeFd < 0) return Error{kCannotWatch + QStringLiteral("the system is out of file descriptors")};
