@@ -13,7 +13,7 @@ packages=(
   breeze-icon-theme libqt6svg6
   # X11 capture, window list, input
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
-  libxcb-ewmh-dev libxcb-icccm4-dev libxcb-keysyms1-dev libxcb-xtest0-dev
+  libxcb-ewmh-dev libxcb-icccm4-dev libxcb-keysyms1-dev libxcb-xtest0-dev libxcb-xinput-dev
   # image codecs and sound
   zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # text recognition, barcodes and the patterns of the sensitive-data scanner

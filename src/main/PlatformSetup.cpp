@@ -8,6 +8,7 @@
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
 #include "platform/x11/X11FrameStream.h"
+#include "platform/x11/X11InputMonitor.h"
 #include "platform/x11/X11ScreenBackend.h"
 #include "platform/x11/X11ScrollSynthesizer.h"
 #include "ui/NameDialog.h"
@@ -49,6 +50,7 @@ Result<bool> install(Presentation presentation) {
     }
     services.screen = std::move(screen).value();
     services.frameStreams = std::make_unique<platform::x11::X11FrameStreams>();
+    services.inputMonitors = std::make_unique<platform::x11::X11InputMonitors>();
     services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
     if (auto scroller = platform::x11::connectScrollSynthesizer())
         services.scrollSynthesizer = std::move(scroller).value();

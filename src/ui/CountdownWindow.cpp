@@ -2,6 +2,7 @@
 
 #include "capture/ImageUtils.h"
 #include "ui/FloatingChrome.h"
+#include "ui/PassiveOverlayWindow.h"
 
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -21,16 +22,9 @@ constexpr double blurRadius = 40; // points
 constexpr int settleMilliseconds = 60;
 } // namespace
 
-class CountdownView : public QWidget {
+class CountdownView : public PassiveOverlayWindow {
 public:
-    CountdownView()
-        : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                               Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus |
-                               Qt::WindowTransparentForInput) {
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        setAttribute(Qt::WA_ShowWithoutActivating);
-        setFocusPolicy(Qt::NoFocus);
-        setWindowTitle(QStringLiteral("Pictavia Countdown"));
+    CountdownView() : PassiveOverlayWindow(QStringLiteral("Pictavia Countdown")) {
         QFont digits = QGuiApplication::font();
         digits.setPixelSize(qRound(digitsSize));
         digits.setWeight(QFont::Medium);

@@ -1,13 +1,13 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
 //   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
-//               [--type normal|desktop] [--text TEXT] [--counter]
-//               [--type normal|desktop]
+//               [--type normal|desktop] [--text TEXT] [--counter] [--report-presses]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
 // until killed. --class sets the class part of WM_CLASS (the application name); --above and
 // --below ask the window manager to keep the window above or below others; --type desktop
 // makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like a file manager's icons.
+// --report-presses prints "press X,Y" (client coordinates) for every mouse press it gets.
 //
 //   test_window --print-clipboard       prints the clipboard's text, or "image WxH", and exits
 //   test_window --take-clipboard TEXT   owns the clipboard with TEXT, prints "taken", stays
@@ -18,6 +18,7 @@
 #include <QClipboard>
 #include <QCommandLineParser>
 #include <QFont>
+#include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QRegularExpression>
@@ -48,7 +49,16 @@ public:
         timer->start(33);
     }
 
+    void reportPresses() { m_reportPresses = true; }
+
 protected:
+    void mousePressEvent(QMouseEvent* event) override {
+        if (!m_reportPresses) return;
+        const QPoint at = event->position().toPoint();
+        std::printf("press %d,%d\n", at.x(), at.y());
+        std::fflush(stdout);
+    }
+
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         if (m_counting) {
@@ -83,6 +93,7 @@ private:
     QString m_text;
     bool m_announced = false;
     bool m_counting = false;
+    bool m_reportPresses = false;
     int m_frame = 0;
 };
 
@@ -146,7 +157,9 @@ int main(int argc, char** argv) {
         QStringLiteral("text"), QStringLiteral("Text drawn in black in the middle."), QStringLiteral("TEXT"));
     const QCommandLineOption counter(QStringLiteral("counter"),
                                      QStringLiteral("Shows its frame number, 30 frames a second."));
-    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text, counter});
+    const QCommandLineOption presses(QStringLiteral("report-presses"),
+                                     QStringLiteral("Prints each mouse press as \"press X,Y\"."));
+    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text, counter, presses});
     parser.addHelpOption();
     parser.process(app);
 
@@ -172,6 +185,7 @@ int main(int argc, char** argv) {
         window.setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
     }
     if (parser.isSet(counter)) window.startCounter();
+    if (parser.isSet(presses)) window.reportPresses();
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
     window.show();

@@ -20,6 +20,7 @@ TestWindow openTestWindow(XServer& server, const TestWindowOptions& options) {
     if (options.above) args.emplace_back("--above");
     if (options.below) args.emplace_back("--below");
     if (options.counter) args.emplace_back("--counter");
+    if (options.reportPresses) args.emplace_back("--report-presses");
     if (!options.text.empty()) {
         args.emplace_back("--text");
         args.push_back(options.text);

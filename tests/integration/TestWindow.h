@@ -26,10 +26,11 @@ struct TestWindowOptions {
     QSize size{320, 240};
     std::optional<QPoint> position = {};
     std::string windowClass = {};
-    bool above = false;    // keep above other windows
-    bool below = false;    // keep below other windows
-    std::string text = {}; // drawn in black in the middle
-    bool counter = false;  // repaints 30 times a second with its frame number (see frameNumber)
+    bool above = false;         // keep above other windows
+    bool below = false;         // keep below other windows
+    std::string text = {};      // drawn in black in the middle
+    bool counter = false;       // repaints 30 times a second with its frame number (see frameNumber)
+    bool reportPresses = false; // prints "press X,Y" (client coordinates) for each mouse press
 };
 
 // Starts test_window on the server and waits until it has painted. Throws

@@ -2,7 +2,6 @@
 
 #include "platform/x11/X11KeySymbols.h"
 
-#include <X11/keysym.h>
 
 #include <QMetaObject>
 
@@ -57,7 +56,7 @@ Result<std::unique_ptr<GlobalHotkeys>> connectHotkeys() {
 
 X11GlobalHotkeys::X11GlobalHotkeys(xcb_connection_t* connection, xcb_window_t root)
     : m_connection(connection), m_root(root), m_symbols(xcb_key_symbols_alloc(connection)) {
-    readModifierMasks();
+    m_masks = readModifierMasks(m_connection, m_symbols);
     m_notifier =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
@@ -69,40 +68,6 @@ X11GlobalHotkeys::~X11GlobalHotkeys() {
     // Closing the connection releases its grabs.
     xcb_key_symbols_free(m_symbols);
     xcb_disconnect(m_connection);
-}
-
-void X11GlobalHotkeys::readModifierMasks() {
-    m_masks = ModifierMasks{};
-    Owned<xcb_get_modifier_mapping_reply_t> mapping{
-        xcb_get_modifier_mapping_reply(m_connection, xcb_get_modifier_mapping(m_connection), nullptr)};
-    if (!mapping) return;
-    const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(mapping.get());
-    const int perModifier = mapping->keycodes_per_modifier;
-    bool altFound = false;
-    bool metaFound = false;
-    // Shift, Lock and Control are fixed; Alt, Meta (Super) and the lock keys sit on Mod1-Mod5
-    // wherever the keyboard's layout put them.
-    for (int modifier = 3; modifier < 8; ++modifier) {
-        const auto mask = uint16_t(1u << modifier);
-        for (int k = 0; k < perModifier; ++k) {
-            const xcb_keycode_t keycode = keycodes[modifier * perModifier + k];
-            if (keycode == 0) continue;
-            for (int column = 0; column < 4; ++column) {
-                const xcb_keysym_t sym = xcb_key_symbols_get_keysym(m_symbols, keycode, column);
-                if ((sym == XK_Alt_L || sym == XK_Alt_R) && !altFound) {
-                    m_masks.alt = mask;
-                    altFound = true;
-                } else if ((sym == XK_Super_L || sym == XK_Super_R) && !metaFound) {
-                    m_masks.meta = mask;
-                    metaFound = true;
-                } else if (sym == XK_Num_Lock && !m_masks.numLock) {
-                    m_masks.numLock = mask;
-                } else if (sym == XK_Scroll_Lock && !m_masks.scrollLock) {
-                    m_masks.scrollLock = mask;
-                }
-            }
-        }
-    }
 }
 
 std::vector<uint16_t> X11GlobalHotkeys::lockVariants() const {
@@ -231,7 +196,7 @@ void X11GlobalHotkeys::keyboardMappingChanged() {
     // Keycodes and modifier bits may have moved: grab each binding's keys anew.
     for (auto& [handle, binding] : m_bindings)
         ungrab(binding.grabs);
-    readModifierMasks();
+    m_masks = readModifierMasks(m_connection, m_symbols);
     for (auto& [handle, binding] : m_bindings) {
         Result<std::vector<Grab>> grabs = grabsFor(binding.keys);
         binding.grabs.clear();

@@ -2,6 +2,7 @@
 
 #include "common/Result.h"
 #include "platform/GlobalHotkeys.h"
+#include "platform/x11/X11KeySymbols.h"
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -37,15 +38,6 @@ public:
     void unbind(int handle) override;
 
 private:
-    // The real modifier bits that Alt, Meta and the lock keys sit on in the server's
-    // modifier mapping; 0 for a lock key the keyboard does not have.
-    struct ModifierMasks {
-        uint16_t alt = XCB_MOD_MASK_1;
-        uint16_t meta = XCB_MOD_MASK_4;
-        uint16_t numLock = 0;
-        uint16_t scrollLock = 0;
-    };
-
     // One key with the modifiers it must be pressed with.
     struct Grab {
         xcb_keycode_t keycode = 0;
@@ -67,7 +59,6 @@ private:
     void ungrab(const std::vector<Grab>& grabs);
     void sync();
     std::vector<uint16_t> lockVariants() const;
-    void readModifierMasks();
     void keyboardMappingChanged();
 
     // Reads what the server sent and runs the callbacks of the presses in it. Also run
