@@ -1,5 +1,6 @@
 #include "platform/media/FfmpegMovieWriter.h"
 
+#include "platform/media/FfmpegEncoding.h"
 #include "platform/media/FfmpegLog.h"
 
 #include <QFile>
@@ -23,13 +24,6 @@ namespace platform::media {
 
 namespace {
 
-// Chosen by bench/record.sh against ffmpeg's own x11grab recordings at the same bit rate.
-// Screen content is mostly still: the macroblock tree over a long look-ahead gives the still
-// parts the bits, and buys more quality than the costly motion search of the slower presets
-// (veryfast's quality at two thirds of its encoding time, on two cores).
-constexpr const char* x264Preset = "ultrafast";
-constexpr const char* x264Params = "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1:8x8dct=1:partitions=i8x8,i4x4";
-constexpr const char* x265Preset = "ultrafast";
 constexpr const char* renderNode = "/dev/dri/renderD128";
 constexpr AVRational movieTimeBase{1, 600}; // the QuickTime time scale
 constexpr AVRational microseconds{1, 1'000'000};
