@@ -13,6 +13,8 @@ struct TestPatternCamera::Running {
     std::thread thread;
 };
 
+TestPatternCamera::TestPatternCamera() = default;
+
 TestPatternCamera::~TestPatternCamera() {
     TestPatternCamera::stop();
 }

@@ -9,6 +9,7 @@ namespace platform {
 // For tests and demonstrations on machines without a camera.
 class TestPatternCamera : public Camera {
 public:
+    TestPatternCamera();
     ~TestPatternCamera() override;
     Result<bool> start(const CameraSettings& settings, FrameHandler onFrame, ErrorHandler onError) override;
     void stop() override;
