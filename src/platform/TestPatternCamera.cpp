@@ -43,7 +43,8 @@ Result<bool> TestPatternCamera::start(const CameraSettings& settings, FrameHandl
         for (int frame = 0; !running->stopping; ++frame) {
             const QImage image = paint(size, frame);
             const auto now = std::chrono::steady_clock::now();
-            onFrame(image, std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count());
+            onFrame(image,
+                    std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count());
             due += period;
             if (due < now) due = now; // a slow receiver: keep the rate, don't catch up
             std::this_thread::sleep_until(due);
@@ -61,7 +62,8 @@ void TestPatternCamera::stop() {
 
 const QString CamerasWithTestPattern::id = QStringLiteral("test-pattern");
 
-CamerasWithTestPattern::CamerasWithTestPattern(std::unique_ptr<Cameras> others) : m_others(std::move(others)) {}
+CamerasWithTestPattern::CamerasWithTestPattern(std::unique_ptr<Cameras> others)
+    : m_others(std::move(others)) {}
 
 bool CamerasWithTestPattern::enabled() {
     return qEnvironmentVariable("PICTAVIA_TEST_CAMERA") == QLatin1String("1");
@@ -76,8 +78,10 @@ QList<CameraInfo> CamerasWithTestPattern::list() {
 Result<std::unique_ptr<Camera>> CamerasWithTestPattern::open(const QString& wanted) {
     if (enabled() && wanted == id) return std::unique_ptr<Camera>(std::make_unique<TestPatternCamera>());
     Result<std::unique_ptr<Camera>> other =
-        m_others ? m_others->open(wanted) : Result<std::unique_ptr<Camera>>(Error{QStringLiteral("No camera is connected.")});
-    if (!other && enabled() && wanted.isEmpty()) return std::unique_ptr<Camera>(std::make_unique<TestPatternCamera>());
+        m_others ? m_others->open(wanted)
+                 : Result<std::unique_ptr<Camera>>(Error{QStringLiteral("No camera is connected.")});
+    if (!other && enabled() && wanted.isEmpty())
+        return std::unique_ptr<Camera>(std::make_unique<TestPatternCamera>());
     return other;
 }
 

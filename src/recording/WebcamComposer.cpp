@@ -17,7 +17,8 @@ namespace {
 // picture at a time, and its round bubble made once for each picture and size.
 class CameraTrack {
 public:
-    explicit CameraTrack(std::unique_ptr<platform::MovieFrameSequence> frames) : m_frames(std::move(frames)) {}
+    explicit CameraTrack(std::unique_ptr<platform::MovieFrameSequence> frames)
+        : m_frames(std::move(frames)) {}
 
     Result<bool> advanceTo(qint64 time) {
         if (!m_next && !m_ended) {
@@ -50,8 +51,9 @@ public:
         bubble.fill(Qt::transparent);
         if (camera.isNull() || side <= 0) return bubble;
         const int square = std::min(camera.width(), camera.height());
-        QImage middle = camera.copy((camera.width() - square) / 2, (camera.height() - square) / 2, square, square)
-                            .scaled(side, side, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QImage middle =
+            camera.copy((camera.width() - square) / 2, (camera.height() - square) / 2, square, square)
+                .scaled(side, side, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         if (mirrored) middle = middle.mirrored(true, false);
         QPainter painter(&bubble);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -86,8 +88,8 @@ WebcamComposer::WebcamComposer(platform::MovieRewriter& rewriter) : m_rewriter(r
 
 QRect WebcamComposer::bubbleRect(QSize frame, const WebcamPlacement& placement) {
     const int side = int(std::lround(placement.size * frame.width()));
-    return QRect(int(std::lround(placement.x * frame.width())), int(std::lround(placement.y * frame.height())),
-                 side, side);
+    return QRect(int(std::lround(placement.x * frame.width())),
+                 int(std::lround(placement.y * frame.height())), side, side);
 }
 
 void WebcamComposer::drawBubble(QImage& frame, const QImage& camera, const WebcamPlacement& placement,
@@ -98,8 +100,8 @@ void WebcamComposer::drawBubble(QImage& frame, const QImage& camera, const Webca
     painter.drawImage(place.topLeft(), CameraTrack::roundPicture(camera, place.width(), mirrored));
 }
 
-Result<QString> WebcamComposer::burnIn(const QString& screen, const QString& camera, const WebcamInfo& timeline,
-                                       const Progress& progress) {
+Result<QString> WebcamComposer::burnIn(const QString& screen, const QString& camera,
+                                       const WebcamInfo& timeline, const Progress& progress) {
     auto frames = m_rewriter.frames(camera);
     if (!frames) return frames.error();
     CameraTrack track(std::move(frames).value());

@@ -35,7 +35,8 @@ public:
 
     // The bubble for `placement` on `frame`: `camera`'s middle square, scaled to
     // placement.size × the frame's width, cut round.
-    static void drawBubble(QImage& frame, const QImage& camera, const WebcamPlacement& placement, bool mirrored);
+    static void drawBubble(QImage& frame, const QImage& camera, const WebcamPlacement& placement,
+                           bool mirrored);
     static QRect bubbleRect(QSize frame, const WebcamPlacement& placement);
 
 private:

@@ -54,7 +54,8 @@ void WebcamOverlay::start() {
         const auto started = running->start(
             platform::CameraSettings{}, [this](const QImage& frame, qint64 time) { take(frame, time); },
             [this](const Error& error) {
-                QMetaObject::invokeMethod(this, [this, error] { emit failed(error.message); }, Qt::QueuedConnection);
+                QMetaObject::invokeMethod(
+                    this, [this, error] { emit failed(error.message); }, Qt::QueuedConnection);
             });
         if (!started)
             *outcome = started.error();
@@ -145,7 +146,8 @@ void WebcamOverlay::recordPlacement() {
     placement.size = double(m_bubble.width()) / region.width();
     if (!m_placements.isEmpty()) {
         const WebcamPlacement& last = m_placements.last();
-        if (std::abs(placement.x - last.x) < placementStep && std::abs(placement.y - last.y) < placementStep &&
+        if (std::abs(placement.x - last.x) < placementStep &&
+            std::abs(placement.y - last.y) < placementStep &&
             std::abs(placement.size - last.size) < placementStep)
             return;
     }

@@ -4,8 +4,8 @@
 #include "platform/Camera.h"
 #include "recording/WebcamInfo.h"
 
-#include <QImage>
 #include <QFuture>
+#include <QImage>
 #include <QObject>
 #include <QRect>
 #include <QTimer>
@@ -36,16 +36,17 @@ private:
 class WebcamOverlay : public QObject {
     Q_OBJECT
 public:
-    static constexpr double defaultSide = 200;  // points
-    static constexpr double smallestSide = 96;  // points
-    static constexpr double largestSide = 440;  // points
-    static constexpr double screenMargin = 24;  // points between the bubble and the screen's edges
+    static constexpr double defaultSide = 200;     // points
+    static constexpr double smallestSide = 96;     // points
+    static constexpr double largestSide = 440;     // points
+    static constexpr double screenMargin = 24;     // points between the bubble and the screen's edges
     static constexpr double placementStep = 0.002; // smaller moves are not recorded
     static constexpr int placementInterval = 100;  // ms between looks at the bubble while recording
 
     // `screen`: the recorded screen in root pixels; `scale`: its pixels per point. The bubble
     // starts in its bottom-right corner.
-    WebcamOverlay(platform::Cameras& cameras, const QRect& screen, double scale = 1, QObject* parent = nullptr);
+    WebcamOverlay(platform::Cameras& cameras, const QRect& screen, double scale = 1,
+                  QObject* parent = nullptr);
     ~WebcamOverlay() override;
 
     static QList<platform::CameraInfo> availableCameras(platform::Cameras& cameras);

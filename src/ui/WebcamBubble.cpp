@@ -98,7 +98,8 @@ void WebcamBubble::wheelEvent(QWheelEvent* event) {
     m_overlay.resize(side + notches * wheelStep);
 }
 
-WebcamBubbleView::WebcamBubbleView(WebcamOverlay& overlay) : m_bubble(std::make_unique<WebcamBubble>(overlay)) {
+WebcamBubbleView::WebcamBubbleView(WebcamOverlay& overlay)
+    : m_bubble(std::make_unique<WebcamBubble>(overlay)) {
     m_bubble->show();
     m_bubble->raise();
 }

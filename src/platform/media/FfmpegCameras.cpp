@@ -66,15 +66,16 @@ public:
             avcodec_open2(decoder, codec, nullptr) < 0) {
             avcodec_free_context(&decoder);
             avformat_close_input(&format);
-            return Error{QStringLiteral("The camera “%1” sends pictures Pictavia cannot read.").arg(m_info.name)};
+            return Error{
+                QStringLiteral("The camera “%1” sends pictures Pictavia cannot read.").arg(m_info.name)};
         }
         m_stopping = false;
-        m_thread = std::thread([this, format, decoder, onFrame = std::move(onFrame),
-                                onError = std::move(onError)]() mutable {
-            run(format, decoder, onFrame, onError);
-            avcodec_free_context(&decoder);
-            avformat_close_input(&format);
-        });
+        m_thread = std::thread(
+            [this, format, decoder, onFrame = std::move(onFrame), onError = std::move(onError)]() mutable {
+                run(format, decoder, onFrame, onError);
+                avcodec_free_context(&decoder);
+                avformat_close_input(&format);
+            });
         return true;
     }
 
@@ -87,27 +88,29 @@ private:
     AVFormatContext* openDevice(const CameraSettings* settings) {
         AVDictionary* options = nullptr;
         if (settings != nullptr) {
-            av_dict_set(&options, "video_size",
-                        QStringLiteral("%1x%2").arg(settings->size.width()).arg(settings->size.height()).toUtf8(),
-                        0);
+            av_dict_set(
+                &options, "video_size",
+                QStringLiteral("%1x%2").arg(settings->size.width()).arg(settings->size.height()).toUtf8(), 0);
             av_dict_set_int(&options, "framerate", settings->fps, 0);
             // Compressed pictures leave the USB bus room for 30 a second at this size.
             av_dict_set(&options, "input_format", "mjpeg", 0);
         }
         AVFormatContext* format = avformat_alloc_context();
         format->interrupt_callback = AVIOInterruptCB{&FfmpegCamera::interrupted, this};
-        m_lastError = avformat_open_input(&format, QFile::encodeName(m_info.id).constData(), v4l2(), &options);
+        m_lastError =
+            avformat_open_input(&format, QFile::encodeName(m_info.id).constData(), v4l2(), &options);
         av_dict_free(&options);
         if (m_lastError < 0 && settings != nullptr && m_lastError != AVERROR(EBUSY) &&
             m_lastError != AVERROR(ENOENT) && m_lastError != AVERROR(EACCES)) {
             // Not every camera speaks MJPEG: ask again for the size alone.
             AVDictionary* plain = nullptr;
-            av_dict_set(&plain, "video_size",
-                        QStringLiteral("%1x%2").arg(settings->size.width()).arg(settings->size.height()).toUtf8(),
-                        0);
+            av_dict_set(
+                &plain, "video_size",
+                QStringLiteral("%1x%2").arg(settings->size.width()).arg(settings->size.height()).toUtf8(), 0);
             format = avformat_alloc_context();
             format->interrupt_callback = AVIOInterruptCB{&FfmpegCamera::interrupted, this};
-            m_lastError = avformat_open_input(&format, QFile::encodeName(m_info.id).constData(), v4l2(), &plain);
+            m_lastError =
+                avformat_open_input(&format, QFile::encodeName(m_info.id).constData(), v4l2(), &plain);
             av_dict_free(&plain);
         }
         return m_lastError < 0 ? nullptr : format;
@@ -192,7 +195,8 @@ Result<std::unique_ptr<Camera>> FfmpegCameras::open(const QString& id) {
     const QList<CameraInfo> cameras = list();
     if (cameras.isEmpty()) return noCamera();
     for (const CameraInfo& camera : cameras)
-        if (id.isEmpty() || camera.id == id) return std::unique_ptr<Camera>(std::make_unique<FfmpegCamera>(camera));
+        if (id.isEmpty() || camera.id == id)
+            return std::unique_ptr<Camera>(std::make_unique<FfmpegCamera>(camera));
     return Error{QStringLiteral("The chosen camera is not connected.")};
 }
 

@@ -179,9 +179,8 @@ public:
 
     Result<bool> run(const MovieRewriter::Paint& paint, const MovieRewriter::Progress& progress) {
         if (auto opened = openOutput(); !opened) return opened;
-        const double length = m_source.format->duration > 0
-                                  ? double(m_source.format->duration) / AV_TIME_BASE
-                                  : 0;
+        const double length =
+            m_source.format->duration > 0 ? double(m_source.format->duration) / AV_TIME_BASE : 0;
         const Packet packet(av_packet_alloc());
         const Frame decoded(av_frame_alloc());
         bool cancelled = false;
@@ -221,7 +220,8 @@ public:
                 going = receive();
             } else if (index < int(m_copied.size()) && m_copied[size_t(index)] != nullptr) {
                 AVStream* out = m_copied[size_t(index)];
-                av_packet_rescale_ts(packet.get(), m_source.format->streams[index]->time_base, out->time_base);
+                av_packet_rescale_ts(packet.get(), m_source.format->streams[index]->time_base,
+                                     out->time_base);
                 packet->stream_index = out->index;
                 packet->pos = -1;
                 if (const int code = av_interleaved_write_frame(m_output.get(), packet.get()); code < 0)
@@ -243,7 +243,8 @@ public:
 
 private:
     Error failed(int code) const {
-        return Error{QStringLiteral("Cannot write the movie %1: %2").arg(named(m_destination), ffmpegError(code))};
+        return Error{
+            QStringLiteral("Cannot write the movie %1: %2").arg(named(m_destination), ffmpegError(code))};
     }
 
     // The destination's streams: a new encoder for the video, a copy of every sound stream.
@@ -303,7 +304,8 @@ private:
         context->gop_size = std::max(int(2 * fps), 30);
         context->max_b_frames = 0;
         context->thread_count = 0;
-        if ((m_output->oformat->flags & AVFMT_GLOBALHEADER) != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        if ((m_output->oformat->flags & AVFMT_GLOBALHEADER) != 0)
+            context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
         AVDictionary* options = nullptr;
         av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
         if (hevc) {
@@ -377,7 +379,8 @@ Result<bool> FfmpegMovieRewriter::rewrite(const QString& source, const QString& 
 Result<std::unique_ptr<MovieFrameSequence>> FfmpegMovieRewriter::frames(const QString& file) {
     auto opened = openSource(file);
     if (!opened) return opened.error();
-    return std::unique_ptr<MovieFrameSequence>(std::make_unique<FfmpegFrameSequence>(std::move(opened).value()));
+    return std::unique_ptr<MovieFrameSequence>(
+        std::make_unique<FfmpegFrameSequence>(std::move(opened).value()));
 }
 
 } // namespace platform::media

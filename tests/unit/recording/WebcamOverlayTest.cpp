@@ -14,7 +14,9 @@ namespace {
 // Cameras that fail to open with a given sentence.
 class RefusingCameras : public platform::Cameras {
 public:
-    QList<platform::CameraInfo> list() override { return {{QStringLiteral("/dev/video0"), QStringLiteral("Cam")}}; }
+    QList<platform::CameraInfo> list() override {
+        return {{QStringLiteral("/dev/video0"), QStringLiteral("Cam")}};
+    }
     Result<std::unique_ptr<platform::Camera>> open(const QString&) override {
         return Error{QStringLiteral("The camera “Cam” is in use by another program.")};
     }
@@ -23,7 +25,9 @@ public:
 // The test-pattern camera as the only one.
 class PatternCameras : public platform::Cameras {
 public:
-    QList<platform::CameraInfo> list() override { return {{QStringLiteral("pattern"), QStringLiteral("Pattern")}}; }
+    QList<platform::CameraInfo> list() override {
+        return {{QStringLiteral("pattern"), QStringLiteral("Pattern")}};
+    }
     Result<std::unique_ptr<platform::Camera>> open(const QString& id) override {
         opened = id;
         return std::unique_ptr<platform::Camera>(std::make_unique<platform::TestPatternCamera>());
@@ -98,7 +102,8 @@ TEST_F(WebcamOverlayTest, PlacementLookupAndJson) {
     EXPECT_EQ(info.placement(100), info.placements[1]);
 
     const QByteArray json = QJsonDocument(info.toJson()).toJson();
-    EXPECT_TRUE(json.contains("\"placements\"") && json.contains("\"mirrored\"") && json.contains("\"size\""));
+    EXPECT_TRUE(json.contains("\"placements\"") && json.contains("\"mirrored\"") &&
+                json.contains("\"size\""));
     EXPECT_EQ(WebcamInfo::fromJson(QJsonDocument::fromJson(json).object()), info);
     // Out of order or partly broken, as a hand-edited file may be: sorted, numbers default to 0.
     const auto odd = WebcamInfo::fromJson(
