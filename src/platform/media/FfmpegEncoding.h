@@ -1,5 +1,9 @@
 #pragma once
 
+extern "C" {
+#include <libavutil/dict.h>
+}
+
 namespace platform::media {
 
 // Chosen by bench/record.sh against ffmpeg's own x11grab recordings at the same bit rate.
@@ -10,5 +14,18 @@ inline constexpr const char* x264Preset = "ultrafast";
 inline constexpr const char* x264Params =
     "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1:8x8dct=1:partitions=i8x8,i4x4";
 inline constexpr const char* x265Preset = "ultrafast";
+
+// The software encoder's options (libx264 or libx265) for screen content.
+inline AVDictionary* softwareEncoderOptions(bool hevc) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
+    if (hevc) {
+        av_dict_set(&options, "x265-params", "log-level=error", 0);
+    } else {
+        av_dict_set(&options, "profile", "high", 0);
+        av_dict_set(&options, "x264-params", x264Params, 0);
+    }
+    return options;
+}
 
 } // namespace platform::media

@@ -1,6 +1,7 @@
 #include "platform/media/FfmpegMovieRewriter.h"
 
 #include "platform/media/FfmpegEncoding.h"
+#include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
 
 #include <QFile>
@@ -25,41 +26,20 @@ namespace platform::media {
 
 namespace {
 
-struct FreeInput {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
 struct FreeOutput {
     void operator()(AVFormatContext* context) const {
         if (context->pb != nullptr) avio_closep(&context->pb);
         avformat_free_context(context);
     }
 };
-struct FreeCodec {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FreeScaler {
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
-};
-using Input = std::unique_ptr<AVFormatContext, FreeInput>;
+using Input = InputHandle;
 using Output = std::unique_ptr<AVFormatContext, FreeOutput>;
-using Codec = std::unique_ptr<AVCodecContext, FreeCodec>;
-using Frame = std::unique_ptr<AVFrame, FreeFrame>;
-using Packet = std::unique_ptr<AVPacket, FreePacket>;
-using Scaler = std::unique_ptr<SwsContext, FreeScaler>;
+using Codec = CodecHandle;
+using Frame = FrameHandle;
+using Packet = PacketHandle;
+using Scaler = ScalerHandle;
 
 constexpr AVRational microseconds{1, 1'000'000};
-
-QString ffmpegError(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
-}
 
 QString named(const QString& file) {
     return QFileInfo(file).fileName();
@@ -306,14 +286,7 @@ private:
         context->thread_count = 0;
         if ((m_output->oformat->flags & AVFMT_GLOBALHEADER) != 0)
             context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-        AVDictionary* options = nullptr;
-        av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
-        if (hevc) {
-            av_dict_set(&options, "x265-params", "log-level=error", 0);
-        } else {
-            av_dict_set(&options, "profile", "high", 0);
-            av_dict_set(&options, "x264-params", x264Params, 0);
-        }
+        AVDictionary* options = softwareEncoderOptions(hevc);
         int code = avcodec_open2(context, codec, &options);
         av_dict_free(&options);
         if (code < 0) return failed(code);
