@@ -23,7 +23,10 @@ void WebcamWriter::append(const QImage& frame, qint64 time, std::optional<qint64
     if (!sessionStart || time < *sessionStart || frame.isNull()) return;
     const std::lock_guard lock(m_lock);
     if (m_failed || m_finished) return;
-    const qint64 at = time - *sessionStart;
+    // A movie's first picture is shown from its start whatever its stamp says (a fragmented
+    // movie keeps no offset), so a camera that came late starts at 0 and the rest keep their
+    // places on the screen's timeline.
+    const qint64 at = m_frames == 0 ? 0 : time - *sessionStart;
     if (at <= m_lastTime) return; // a picture out of order: its place is taken
     if (!m_file) {
         platform::MovieSettings settings;

@@ -16,8 +16,10 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -177,6 +179,34 @@ TEST_F(WebcamBurnInTest, CancellingOrADamagedCameraMovieLeavesTheScreenMovieAlon
         << "the camera is in the screen movie";
 }
 
+TEST_F(WebcamBurnInTest, CameraPicturesKeepTheirPlaceOnTheScreensTimeline) {
+    // A camera that starts half a second into the recording, and a picture from before it.
+    WebcamWriter camera(writer, dir.filePath(QStringLiteral("late.mov")));
+    const qint64 sessionStart = 10'000'000;
+    camera.append(platform::TestPatternCamera::paint({320, 240}, 0), sessionStart - 1, sessionStart);
+    camera.append(platform::TestPatternCamera::paint({320, 240}, 0), sessionStart, std::nullopt);
+    for (int i = 0; i < 15; ++i)
+        camera.append(platform::TestPatternCamera::paint({320, 240}, i), sessionStart + 500'000 + i * 33'333,
+                      sessionStart);
+    EXPECT_EQ(camera.frames(), 15);
+    const auto written = camera.finish().result();
+    ASSERT_TRUE(written.has_value());
+    auto frames = rewriter.frames(*written);
+    ASSERT_TRUE(frames);
+    // The first picture stands in from the start; the second keeps its place.
+    std::vector<qint64> times;
+    for (auto next = (*frames)->next(); next && next->has_value(); next = (*frames)->next())
+        times.push_back((*next)->time);
+    ASSERT_EQ(times.size(), 15u);
+    EXPECT_EQ(times[0], 0);
+    EXPECT_NEAR(times[1], 533'333, 20'000);
+    EXPECT_NEAR(times[14], 966'667, 20'000);
+
+    WebcamWriter unused(writer, dir.filePath(QStringLiteral("unused.mov")));
+    EXPECT_FALSE(unused.finish().result().has_value()) << "no picture, no movie";
+    EXPECT_FALSE(QFile::exists(dir.filePath(QStringLiteral("unused.mov"))));
+}
+
 TEST(FfmpegCamerasTest, WithoutACameraNothingIsListedAndOpeningSaysSo) {
     if (!QDir(QStringLiteral("/dev")).entryList({QStringLiteral("video*")}, QDir::System).isEmpty())
         GTEST_SKIP() << "this machine has a /dev/video device; the test needs a machine without one";
@@ -193,6 +223,40 @@ TEST(FfmpegCamerasTest, WithoutACameraNothingIsListedAndOpeningSaysSo) {
     qunsetenv("PICTAVIA_TEST_CAMERA");
     ASSERT_EQ(listed.size(), 1);
     EXPECT_EQ(listed.first().name, QStringLiteral("Test pattern"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(FfmpegCamerasTest, ARealCameraDeliversPicturesOnTheSteadyClock) {
+    platform::media::FfmpegCameras cameras;
+    const auto listed = cameras.list();
+    if (listed.isEmpty()) GTEST_SKIP() << "no Video4Linux2 camera on this machine";
+    auto camera = cameras.open(listed.first().id);
+    ASSERT_TRUE(camera) << camera.error().message.toStdString();
+    std::mutex lock;
+    std::vector<qint64> times;
+    QSize size;
+    const qint64 before = steadyNow();
+    auto started = (*camera)->start(platform::CameraSettings{},
+                                    [&](const QImage& frame, qint64 time) {
+                                        const std::lock_guard guard(lock);
+                                        times.push_back(time);
+                                        size = frame.size();
+                                    },
+                                    {});
+    if (!started) GTEST_SKIP() << started.error().message.toStdString(); // in use by another program
+    for (int i = 0; i < 50; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const std::lock_guard guard(lock);
+        if (times.size() >= 5) break;
+    }
+    (*camera)->stop();
+    ASSERT_GE(times.size(), 5u);
+    EXPECT_FALSE(size.isEmpty());
+    EXPECT_GE(times.front(), before);
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
 }
 
 } // namespace
