@@ -173,7 +173,7 @@ public:
                 outcome = Error{QStringLiteral("Cannot convert the frames of %1").arg(named(m_destination))};
                 return false;
             }
-            paint(m_image, time);
+            if (paint) paint(m_image, time);
             if (auto encoded = encodeImage(pts); !encoded) {
                 outcome = encoded;
                 return false;
