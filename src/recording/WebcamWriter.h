@@ -24,7 +24,8 @@ public:
     void append(const QImage& frame, qint64 time, std::optional<qint64> sessionStart);
 
     // Completes the movie in the background: its path, or none when no picture was written
-    // or writing failed (the movie is then removed).
+    // or writing failed (the movie is then removed). Later pictures are dropped. The writer
+    // must outlive the future.
     QFuture<std::optional<QString>> finish();
 
     QString url() const { return m_path; }
