@@ -43,3 +43,7 @@ bash "$here/gif.sh" "$build"
 echo
 echo "== Screen recording, against ffmpeg's x11grab =="
 bash "$here/record.sh" "$build"
+
+echo
+echo "== Drawing the camera into a 60 s 1080p recording, against real time and ffmpeg's overlay =="
+bash "$here/webcam_burn_in.sh" "$build"

@@ -1,5 +1,6 @@
 #include "platform/media/FfmpegMediaReader.h"
 
+#include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
 
 #include <QFile>
@@ -20,26 +21,11 @@ namespace platform::media {
 
 namespace {
 
-struct FreeFormat {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-struct FreeDecoder {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FreeScaler {
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
-};
-using Format = std::unique_ptr<AVFormatContext, FreeFormat>;
-using Decoder = std::unique_ptr<AVCodecContext, FreeDecoder>;
-using Frame = std::unique_ptr<AVFrame, FreeFrame>;
-using Packet = std::unique_ptr<AVPacket, FreePacket>;
-using Scaler = std::unique_ptr<SwsContext, FreeScaler>;
+using Format = InputHandle;
+using Decoder = CodecHandle;
+using Frame = FrameHandle;
+using Packet = PacketHandle;
+using Scaler = ScalerHandle;
 
 QString named(const QString& file) {
     return QFileInfo(file).fileName();

@@ -1,5 +1,7 @@
 #include "platform/media/FfmpegMovieWriter.h"
 
+#include "platform/media/FfmpegEncoding.h"
+#include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
 
 #include <QFile>
@@ -23,23 +25,10 @@ namespace platform::media {
 
 namespace {
 
-// Chosen by bench/record.sh against ffmpeg's own x11grab recordings at the same bit rate.
-// Screen content is mostly still: the macroblock tree over a long look-ahead gives the still
-// parts the bits, and buys more quality than the costly motion search of the slower presets
-// (veryfast's quality at two thirds of its encoding time, on two cores).
-constexpr const char* x264Preset = "ultrafast";
-constexpr const char* x264Params = "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1:8x8dct=1:partitions=i8x8,i4x4";
-constexpr const char* x265Preset = "ultrafast";
 constexpr const char* renderNode = "/dev/dri/renderD128";
 constexpr AVRational movieTimeBase{1, 600}; // the QuickTime time scale
 constexpr AVRational microseconds{1, 1'000'000};
 constexpr int audioSampleRate = 48'000;
-
-QString ffmpegError(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
-}
 
 struct Encoder {
     AVCodecContext* context = nullptr;
@@ -209,14 +198,7 @@ private:
             return Error{QStringLiteral("This FFmpeg has no %1 encoder").arg(hevc ? "HEVC" : "H.264")};
         AVCodecContext* context = newVideoContext(codec, AV_PIX_FMT_YUV420P);
         context->thread_count = 0; // as many as the encoder finds useful
-        AVDictionary* options = nullptr;
-        av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
-        if (hevc) {
-            av_dict_set(&options, "x265-params", "log-level=error", 0);
-        } else {
-            av_dict_set(&options, "profile", "high", 0);
-            av_dict_set(&options, "x264-params", x264Params, 0);
-        }
+        AVDictionary* options = softwareEncoderOptions(hevc);
         const int code = avcodec_open2(context, codec, &options);
         av_dict_free(&options);
         if (code < 0) return failed(code);

@@ -1,7 +1,9 @@
 // The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
-// GIFs written with libimagequant palettes and giflib.
+// GIFs written with libimagequant palettes and giflib, movies drawn on, and cameras.
 
+#include "platform/media/FfmpegCameras.h"
 #include "platform/media/FfmpegMediaReader.h"
+#include "platform/media/FfmpegMovieRewriter.h"
 #include "platform/media/FfmpegMovieWriter.h"
 #include "platform/media/GiflibWriter.h"
 #include "platform/modules/ModuleExport.h"
@@ -16,4 +18,12 @@ PICTAVIA_MODULE_EXPORT platform::GifWriter* pictavia_create_gif_writer() {
 
 PICTAVIA_MODULE_EXPORT platform::MovieWriter* pictavia_create_movie_writer() {
     return new platform::media::FfmpegMovieWriter;
+}
+
+PICTAVIA_MODULE_EXPORT platform::MovieRewriter* pictavia_create_movie_rewriter() {
+    return new platform::media::FfmpegMovieRewriter;
+}
+
+PICTAVIA_MODULE_EXPORT platform::Cameras* pictavia_create_cameras() {
+    return new platform::media::FfmpegCameras;
 }

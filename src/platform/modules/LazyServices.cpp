@@ -1,5 +1,7 @@
 #include "platform/modules/LazyServices.h"
 
+#include "platform/MovieRewriter.h"
+#include "platform/TestPatternCamera.h"
 #include "platform/document/DocumentFiles.h"
 #include "platform/modules/LazyInstance.h"
 
@@ -143,6 +145,43 @@ private:
                                          QStringLiteral("Recording sound is not available")};
 };
 
+class LazyCameras final : public Cameras {
+public:
+    QList<CameraInfo> list() override {
+        const auto cameras = m_cameras.get();
+        if (!cameras) return {};
+        return (*cameras)->list();
+    }
+    Result<std::unique_ptr<Camera>> open(const QString& id) override {
+        const auto cameras = m_cameras.get();
+        if (!cameras) return cameras.error();
+        return (*cameras)->open(id);
+    }
+
+private:
+    LazyInstance<Cameras> m_cameras{"pictavia-media.so", "pictavia_create_cameras",
+                                    QStringLiteral("Cameras are not available")};
+};
+
+class LazyMovieRewriter final : public MovieRewriter {
+public:
+    Result<bool> rewrite(const QString& source, const QString& destination, const Paint& paint,
+                         const Progress& progress) override {
+        const auto rewriter = m_rewriter.get();
+        if (!rewriter) return rewriter.error();
+        return (*rewriter)->rewrite(source, destination, paint, progress);
+    }
+    Result<std::unique_ptr<MovieFrameSequence>> frames(const QString& file) override {
+        const auto rewriter = m_rewriter.get();
+        if (!rewriter) return rewriter.error();
+        return (*rewriter)->frames(file);
+    }
+
+private:
+    LazyInstance<MovieRewriter> m_rewriter{"pictavia-media.so", "pictavia_create_movie_rewriter",
+                                           QStringLiteral("Editing movies is not available")};
+};
+
 } // namespace
 
 Services lazyServices() {
@@ -156,7 +195,13 @@ Services lazyServices() {
     services.documents = std::make_unique<LazyDocumentReader>();
     services.archiver = std::make_unique<LazyArchiver>();
     services.audioSources = std::make_unique<LazyAudioSources>();
+    services.cameras = std::make_unique<CamerasWithTestPattern>(std::make_unique<LazyCameras>());
     return services;
+}
+
+MovieRewriter& movieRewriter() {
+    static LazyMovieRewriter rewriter;
+    return rewriter;
 }
 
 } // namespace platform::modules

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/MovieRewriter.h"
 #include "platform/Platform.h"
 
 namespace platform::modules {
@@ -9,6 +10,11 @@ namespace platform::modules {
 // loading it on its first call, so that commands and flows that never need one never pay
 // for its libraries. A module that cannot be loaded makes each call fail with a sentence
 // that says what is not available and why; it never stops the program.
+// Cameras come with the test pattern when PICTAVIA_TEST_CAMERA=1 (see TestPatternCamera.h).
 Services lazyServices();
+
+// Draws on movies (burning the camera into a recording, exports); pictavia-media.so, loaded
+// on first use.
+MovieRewriter& movieRewriter();
 
 } // namespace platform::modules

