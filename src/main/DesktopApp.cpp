@@ -33,6 +33,7 @@
 #include "ui/OwnWindowsOffScreen.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessOverlay.h"
+#include "ui/RecordingOverlayWindows.h"
 #include "ui/TextResultWindow.h"
 #include "ui/TrayIcon.h"
 #include "ui/agents/AgentPromptPanel.h"
@@ -109,6 +110,7 @@ void installPlatformExtras() {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(hotkeys.error().message));
     extras.desktopCover = platform::x11::makeDesktopCover();
     extras.ownWindows = std::make_unique<ui::OwnWindowsOffScreen>();
+    ScreenRecorder::shared().setOverlayViews(std::make_unique<ui::RecordingOverlayWindows>());
     platform::install(std::move(extras));
 }
 

@@ -42,6 +42,7 @@ void install(Services replacement) {
     replaceIfGiven(s.inputMonitors, replacement.inputMonitors);
     replaceIfGiven(s.cameras, replacement.cameras);
     replaceIfGiven(s.scrollSynthesizer, replacement.scrollSynthesizer);
+    replaceIfGiven(s.movieRewriter, replacement.movieRewriter);
 }
 
 } // namespace platform

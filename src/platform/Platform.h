@@ -11,6 +11,7 @@
 #include "platform/ImageCodecs.h"
 #include "platform/InputMonitor.h"
 #include "platform/MediaReader.h"
+#include "platform/MovieRewriter.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
 #include "platform/OwnWindows.h"
@@ -52,6 +53,7 @@ struct Services {
     std::unique_ptr<InputMonitors> inputMonitors;
     std::unique_ptr<Cameras> cameras;
     std::unique_ptr<ScrollSynthesizer> scrollSynthesizer;
+    std::unique_ptr<MovieRewriter> movieRewriter;
 };
 
 // The installed services. Members are null until installed: callers check.

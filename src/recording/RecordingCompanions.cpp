@@ -15,7 +15,6 @@ RecordingCompanions::~RecordingCompanions() {
 }
 
 std::vector<uint32_t> RecordingCompanions::start(RecordingOverlayViews* views) {
-    Q_UNUSED(views);
     const bool studio = m_options.studio && !m_gif;
     const bool trackClicks = m_options.showClicks || studio;
     if (trackClicks || m_options.showKeystrokes) {
@@ -36,9 +35,19 @@ std::vector<uint32_t> RecordingCompanions::start(RecordingOverlayViews* views) {
                         this, [this, press] { handleKey(press); }, Qt::QueuedConnection);
                 });
         }
-        if (started)
+        if (started) {
             m_clicksTracked = trackClicks;
-        else {
+            if (m_options.showClicks) {
+                m_highlighter = std::make_unique<ClickHighlighter>();
+                m_highlighter->start();
+                if (views) m_views.push_back(views->show(*m_highlighter));
+            }
+            if (m_options.showKeystrokes) {
+                m_keystrokes = std::make_unique<KeystrokeOverlay>(m_screen);
+                m_keystrokes->start();
+                if (views) m_views.push_back(views->show(*m_keystrokes));
+            }
+        } else {
             m_input.reset();
             Toast::show(started.error().message);
         }
@@ -49,18 +58,41 @@ std::vector<uint32_t> RecordingCompanions::start(RecordingOverlayViews* views) {
             m_cursor->start();
         }
     }
+    if (m_options.webcam && !m_gif) startWebcam(views);
     std::vector<uint32_t> inPicture;
     for (const auto& view : m_views)
-        for (const uint32_t window : view->windowsInPicture())
-            inPicture.push_back(window);
+        if (view)
+            for (const uint32_t window : view->windowsInPicture())
+                inPicture.push_back(window);
     return inPicture;
+}
+
+void RecordingCompanions::startWebcam(RecordingOverlayViews* views) {
+    auto& cameras = platform::services().cameras;
+    if (!cameras) return Toast::show(QStringLiteral("No camera can be used on this desktop"));
+    m_webcam = std::make_unique<WebcamOverlay>(*cameras, m_screen);
+    // Without a camera the recording goes on; the bubble goes away.
+    connect(m_webcam.get(), &WebcamOverlay::failed, this, [this](const QString& sentence) {
+        Toast::show(sentence);
+        if (m_webcam) m_webcam->stop();
+    });
+    m_webcam->start();
+    m_webcam->follow([this] { return m_region.rect(); }, m_elapsed);
+    if (views) m_views.push_back(views->show(*m_webcam));
 }
 
 RecordingCompanions::Tracked RecordingCompanions::stop() {
     if (m_input) m_input->stop();
     m_input.reset();
     m_views.clear();
+    if (m_highlighter) m_highlighter->stop();
+    if (m_keystrokes) m_keystrokes->stop();
     Tracked tracked;
+    if (m_webcam) {
+        tracked.webcam = m_webcam->info();
+        m_webcam->feed().setHandler({});
+        m_webcam->stop();
+    }
     tracked.clicks = m_clicks;
     tracked.clicksTracked = m_clicksTracked;
     if (m_cursor) tracked.cursor = m_cursor->stop();
@@ -83,9 +115,10 @@ void RecordingCompanions::handleButton(const platform::ButtonPress& press) {
             m_clicks.append({elapsedAt(press.time), at.x(), at.y()});
         }
     }
+    if (m_highlighter) m_highlighter->showRipple(press.rootPosition);
 }
 
 void RecordingCompanions::handleKey(const platform::KeyPress& press) {
     if (!m_isRunning()) return;
-    Q_UNUSED(press);
+    if (m_keystrokes) m_keystrokes->keyPressed(press);
 }

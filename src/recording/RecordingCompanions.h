@@ -1,11 +1,14 @@
 #pragma once
 
 #include "platform/InputMonitor.h"
+#include "recording/ClickHighlighter.h"
 #include "recording/CursorRecorder.h"
+#include "recording/KeystrokeOverlay.h"
 #include "recording/RecordingOptions.h"
 #include "recording/RecordingOverlayViews.h"
 #include "recording/RecordingRegion.h"
 #include "recording/TrackingTypes.h"
+#include "recording/WebcamOverlay.h"
 
 #include <QObject>
 
@@ -22,6 +25,7 @@ public:
         QList<ClickMark> clicks;
         bool clicksTracked = false;
         CursorRecorder::Track cursor;
+        std::optional<WebcamInfo> webcam;
     };
 
     // `screen` is the display recorded, in root pixels (the keystroke panel sits on it);
@@ -36,6 +40,8 @@ public:
     Tracked stop();
 
     const RecordingRegion& region() const { return m_region; }
+    // The camera's pictures while it runs, for the recorder to write; none without a camera.
+    CameraFeed* cameraFeed() { return m_webcam ? &m_webcam->feed() : nullptr; }
 
     // Where a press goes; public for tests that have no input monitor.
     void handleButton(const platform::ButtonPress& press);
@@ -43,6 +49,7 @@ public:
 
 private:
     double elapsedAt(qint64 eventTime) const;
+    void startWebcam(RecordingOverlayViews* views);
 
     RecordingRegion m_region;
     QRect m_screen;
@@ -52,6 +59,9 @@ private:
     std::function<bool()> m_isRunning;
     std::unique_ptr<platform::InputMonitor> m_input;
     std::unique_ptr<CursorRecorder> m_cursor;
+    std::unique_ptr<ClickHighlighter> m_highlighter;
+    std::unique_ptr<KeystrokeOverlay> m_keystrokes;
+    std::unique_ptr<WebcamOverlay> m_webcam;
     std::vector<std::unique_ptr<RecordingOverlayView>> m_views;
     QList<ClickMark> m_clicks;
     bool m_clicksTracked = false;

@@ -7,6 +7,8 @@
 #include "recording/DisplaySleep.h"
 #include "recording/GIFEncoder.h"
 #include "recording/RecoveryMarker.h"
+#include "recording/WebcamComposer.h"
+#include "recording/WebcamWriter.h"
 #include "video/RecordingTimeline.h"
 
 #include <QCoreApplication>
@@ -124,6 +126,8 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
         [this] { return m_state == State::recording; });
     // Before the stream, so that the windows of clicks and keys it must show exist.
     const std::vector<uint32_t> inPicture = m_companions->start(m_views.get());
+    m_sessionClock = -1;
+    startWebcamWriter();
 
     auto stream = streams->create();
     Result<bool> started = stream ? Result<bool>(true) : Result<bool>(stream.error());
@@ -208,6 +212,20 @@ void ScreenRecorder::startAudio() {
     }
 }
 
+void ScreenRecorder::startWebcamWriter() {
+    m_webcamWriter.reset();
+    CameraFeed* feed = m_companions->cameraFeed();
+    auto& movies = platform::services().movies;
+    if (!feed || !movies) return;
+    m_webcamWriter = std::make_unique<WebcamWriter>(
+        *movies, newName(QStringLiteral("pictavia-camera-"), QStringLiteral(".mov")), m_options.fps);
+    feed->setHandler([this](const QImage& frame, qint64 time) {
+        if (m_paused) return;
+        const qint64 start = m_sessionClock;
+        m_webcamWriter->append(frame, time, start < 0 ? std::nullopt : std::optional(start));
+    });
+}
+
 void ScreenRecorder::stopAudio() {
     // Every track ends at the same moment, whichever source is stopped first.
     const qint64 now = platform::AudioSource::now();
@@ -263,6 +281,7 @@ void ScreenRecorder::encodeFrames() {
                 this, [this, gifFrames] { emit gifFramesChanged(gifFrames); }, Qt::QueuedConnection);
         } else {
             if (!sessionStart) sessionStart = time;
+            m_sessionClock = *sessionStart + offset;
             if (const auto added = m_movie->addVideo(item->frame, time - *sessionStart); !added)
                 m_encoderError = added.error().message;
         }
@@ -335,9 +354,11 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
             return notifyFinished(std::nullopt);
         }
         if (!m_isGIF) {
-            const auto delivered = OutputPipeline::deliverMedia(output, false, m_context, m_options.delivery);
-            if (delivered && m_options.studio) saveTimeline(delivered->historyFile);
-            return notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
+            if (!m_webcamWriter) return deliverMovie(output, std::nullopt);
+            return void(
+                m_webcamWriter->finish().then(this, [this, output](const std::optional<QString>& camera) {
+                    deliverMovie(output, camera);
+                }));
         }
         Toast::show(QStringLiteral("Encoding GIF…"), toastSeconds);
         const QString gif = newName(QStringLiteral("pictavia-"), QStringLiteral(".gif"));
@@ -356,7 +377,23 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     });
 }
 
-void ScreenRecorder::saveTimeline(const QString& movie) {
+void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QString>& camera) {
+    const bool burnIn = camera && !m_options.studio && m_tracked.webcam;
+    QtConcurrent::run([output, camera, burnIn, info = m_tracked.webcam] {
+        if (auto& rewriter = platform::services().movieRewriter; burnIn && rewriter)
+            WebcamComposer(*rewriter).drawInto(output, *camera, *info);
+    }).then(this, [this, output, camera] {
+        const auto delivered = OutputPipeline::deliverMedia(output, false, m_context, m_options.delivery);
+        if (delivered && m_options.studio)
+            saveTimeline(delivered->historyFile, camera);
+        else if (camera)
+            QFile::remove(*camera);
+        notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
+    });
+}
+
+void ScreenRecorder::saveTimeline(const QString& movie, const std::optional<QString>& camera) {
+    if (camera) TimelineStore::keep(*camera, QStringLiteral("camera"), movie);
     RecordingTimeline timeline;
     timeline.studio = true;
     timeline.clicks = m_tracked.clicks;
@@ -366,6 +403,7 @@ void ScreenRecorder::saveTimeline(const QString& movie) {
     timeline.areaWidth = m_sourcePixels.width();
     timeline.areaHeight = m_sourcePixels.height();
     timeline.microphone = m_micRecorded;
+    timeline.webcam = m_tracked.webcam;
     if (const auto saved = TimelineStore::save(timeline, movie); !saved)
         Toast::show(QStringLiteral("Recording failed: ") + saved.error().message, toastSeconds);
 }
@@ -374,6 +412,7 @@ void ScreenRecorder::notifyFinished(const std::optional<QString>& file) {
     RecoveryMarker::remove();
     RecoveryMarker::cleanLeftovers();
     m_queue.reset();
+    m_webcamWriter.reset();
     setState(State::idle);
     for (const Finished& done : std::exchange(m_waiters, {}))
         done(file);

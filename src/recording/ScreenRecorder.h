@@ -91,7 +91,10 @@ private:
     void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
     // A studio movie's timeline beside the delivered file.
-    void saveTimeline(const QString& movie);
+    void saveTimeline(const QString& movie, const std::optional<QString>& camera);
+    void startWebcamWriter();
+    // The camera movie drawn into an ordinary recording, then delivery; off the GUI thread.
+    void deliverMovie(const QString& output, const std::optional<QString>& camera);
     void notifyFinished(const std::optional<QString>& file);
 
     const std::size_t m_queuedFrames;
@@ -106,6 +109,9 @@ private:
     std::unique_ptr<platform::MovieFile> m_movie;
     std::vector<std::unique_ptr<platform::AudioSource>> m_audio; // index = track
     bool m_micRecorded = false;
+    std::unique_ptr<class WebcamWriter> m_webcamWriter;
+    // Where the movie's clock starts on the steady clock, pauses added; -1 before the first frame.
+    std::atomic<qint64> m_sessionClock = -1;
     std::unique_ptr<RecordingOverlayViews> m_views;
     std::unique_ptr<RecordingCompanions> m_companions;
     RecordingCompanions::Tracked m_tracked;

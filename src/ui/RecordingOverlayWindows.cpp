@@ -2,6 +2,7 @@
 
 #include "ui/ClickRippleWindow.h"
 #include "ui/KeystrokePanel.h"
+#include "ui/WebcamBubble.h"
 
 namespace ui {
 
@@ -13,8 +14,8 @@ std::unique_ptr<RecordingOverlayView> RecordingOverlayWindows::show(KeystrokeOve
     return std::make_unique<KeystrokePanel>(overlay);
 }
 
-std::unique_ptr<RecordingOverlayView> RecordingOverlayWindows::show(WebcamOverlay&) {
-    return nullptr;
+std::unique_ptr<RecordingOverlayView> RecordingOverlayWindows::show(WebcamOverlay& overlay) {
+    return std::make_unique<WebcamBubbleView>(overlay);
 }
 
 } // namespace ui

@@ -19,6 +19,7 @@ const QString kAreaHeight = QStringLiteral("areaHeight");
 const QString kCaptions = QStringLiteral("captions");
 const QString kCaptionsLanguage = QStringLiteral("captionsLanguage");
 const QString kMicrophone = QStringLiteral("microphone");
+const QString kWebcam = QStringLiteral("webcam");
 } // namespace
 
 QJsonObject RecordingTimeline::toJson() const {
@@ -33,6 +34,7 @@ QJsonObject RecordingTimeline::toJson() const {
                   {kCaptions, toJsonArray(captions)}};
     if (captionsLanguage) o.insert(kCaptionsLanguage, *captionsLanguage);
     if (microphone) o.insert(kMicrophone, *microphone);
+    if (webcam) o.insert(kWebcam, webcam->toJson());
     return o;
 }
 
@@ -49,6 +51,7 @@ RecordingTimeline RecordingTimeline::fromJson(const QJsonObject& o) {
     t.captions = fromJsonArray<CaptionLine>(o.value(kCaptions).toArray());
     if (o.value(kCaptionsLanguage).isString()) t.captionsLanguage = o.value(kCaptionsLanguage).toString();
     if (o.value(kMicrophone).isBool()) t.microphone = o.value(kMicrophone).toBool();
+    if (o.value(kWebcam).isObject()) t.webcam = WebcamInfo::fromJson(o.value(kWebcam).toObject());
     return t;
 }
 

@@ -2,6 +2,7 @@
 
 #include "common/Result.h"
 #include "recording/TrackingTypes.h"
+#include "recording/WebcamInfo.h"
 #include "video/CaptionLine.h"
 
 #include <QJsonObject>
@@ -24,6 +25,7 @@ struct RecordingTimeline {
     QList<CaptionLine> captions;
     std::optional<QString> captionsLanguage;
     std::optional<bool> microphone;
+    std::optional<WebcamInfo> webcam;
 
     QJsonObject toJson() const;
     static RecordingTimeline fromJson(const QJsonObject& object);

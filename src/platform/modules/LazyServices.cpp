@@ -196,12 +196,8 @@ Services lazyServices() {
     services.archiver = std::make_unique<LazyArchiver>();
     services.audioSources = std::make_unique<LazyAudioSources>();
     services.cameras = std::make_unique<CamerasWithTestPattern>(std::make_unique<LazyCameras>());
+    services.movieRewriter = std::make_unique<LazyMovieRewriter>();
     return services;
-}
-
-MovieRewriter& movieRewriter() {
-    static LazyMovieRewriter rewriter;
-    return rewriter;
 }
 
 } // namespace platform::modules

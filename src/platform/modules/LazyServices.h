@@ -13,8 +13,4 @@ namespace platform::modules {
 // Cameras come with the test pattern when PICTAVIA_TEST_CAMERA=1 (see TestPatternCamera.h).
 Services lazyServices();
 
-// Draws on movies (burning the camera into a recording, exports); pictavia-media.so, loaded
-// on first use.
-MovieRewriter& movieRewriter();
-
 } // namespace platform::modules

@@ -2,7 +2,6 @@
 
 #include "platform/x11/X11KeySymbols.h"
 
-
 #include <QMetaObject>
 
 #include <algorithm>
