@@ -75,7 +75,11 @@ void RecordingCompanions::startWebcam(RecordingOverlayViews* views) {
     connect(m_webcam.get(), &WebcamOverlay::failed, this, [this](const QString& sentence) {
         Toast::show(sentence);
         if (m_webcam) m_webcam->stop();
+        emit cameraChanged(QStringLiteral("No camera"));
     });
+    connect(m_webcam.get(), &WebcamOverlay::ready, this,
+            [this] { emit cameraChanged(QStringLiteral("Camera on")); });
+    emit cameraChanged(QStringLiteral("Camera starting"));
     m_webcam->start();
     m_webcam->follow([this] { return m_region.rect(); }, m_elapsed);
     if (views) m_views.push_back(views->show(*m_webcam));

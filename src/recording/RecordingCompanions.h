@@ -47,6 +47,11 @@ public:
     void handleButton(const platform::ButtonPress& press);
     void handleKey(const platform::KeyPress& press);
 
+signals:
+    // What the camera bubble is doing, for the recording controls: "Camera starting",
+    // "Camera on", "No camera"; empty without one.
+    void cameraChanged(const QString& state);
+
 private:
     double elapsedAt(qint64 eventTime) const;
     void startWebcam(RecordingOverlayViews* views);

@@ -124,6 +124,7 @@ Result<bool> ScreenRecorder::start(const platform::FrameSource& source, QSize so
     m_companions = std::make_unique<RecordingCompanions>(
         std::move(region), shownOn, options, gif, [this] { return elapsed(); },
         [this] { return m_state == State::recording; });
+    connect(m_companions.get(), &RecordingCompanions::cameraChanged, this, &ScreenRecorder::cameraChanged);
     // Before the stream, so that the windows of clicks and keys it must show exist.
     const std::vector<uint32_t> inPicture = m_companions->start(m_views.get());
     m_sessionClock = -1;

@@ -80,6 +80,8 @@ signals:
     // The peak of the metered sound (the microphone when it is recorded, else system audio),
     // 0 to 1, at most every 0.08 s while recording.
     void audioLevel(float peak);
+    // The camera bubble's state, in words ("Camera on"); empty when the recording has none.
+    void cameraChanged(const QString& state);
 
 private:
     void setState(State state);

@@ -26,6 +26,10 @@ RecorderHUDModel::RecorderHUDModel(ScreenRecorder& recorder, bool gif, std::func
         m_level = std::clamp(peak, 0.0f, 1.0f);
         emit changed();
     });
+    connect(&recorder, &ScreenRecorder::cameraChanged, this, [this](const QString& state) {
+        m_camera = state;
+        emit changed();
+    });
     connect(&m_clock, &QTimer::timeout, this, &RecorderHUDModel::tick);
     m_clock.start(tickMs);
 }

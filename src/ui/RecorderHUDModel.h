@@ -26,6 +26,8 @@ public:
     int gifFrames() const { return m_gifFrames; }
     // The meter's reading, 0 to 1: the last peak heard, falling away when none follows.
     float level() const { return m_level; }
+    // The camera bubble's state ("Camera on"); empty without a camera.
+    QString cameraText() const { return m_camera; }
 
     void togglePause();
     void stop();
@@ -46,6 +48,7 @@ private:
     std::function<void()> m_restart;
     int m_gifFrames = 0;
     float m_level = 0;
+    QString m_camera;
     QTimer m_clock;
 };
 

@@ -1,5 +1,6 @@
 #include "ui/RecorderHUDPanel.h"
 
+#include "app/Prefs.h"
 #include "ui/FloatingChrome.h"
 
 #include <QGuiApplication>
@@ -85,6 +86,11 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
         m_meter = new LevelMeter(this);
         row->addWidget(m_meter);
     }
+    m_camera = new QLabel(this);
+    // Room for the camera's state from the start, so the bar keeps its size when it changes.
+    m_camera->setMinimumWidth(m_camera->fontMetrics().horizontalAdvance(tr("Camera starting")));
+    m_camera->setVisible(!m_model->gif() && Prefs::flag(QStringLiteral("recWebcam")));
+    row->addWidget(m_camera);
     m_pause = button(this, tr("Pause"), tr("Pause or resume the recording"));
     QToolButton* stop = button(this, tr("Stop"), tr("Stop and keep the recording"));
     QToolButton* restart =
@@ -133,6 +139,7 @@ void RecorderHUDPanel::refresh() {
     m_pause->setText(paused ? tr("Resume") : tr("Pause"));
     if (m_frames) m_frames->setText(tr("%n frames", nullptr, m_model->gifFrames()));
     if (m_meter) m_meter->setLevel(m_model->level());
+    if (m_camera->text() != m_model->cameraText()) m_camera->setText(m_model->cameraText());
 }
 
 } // namespace ui

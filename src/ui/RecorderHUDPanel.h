@@ -34,6 +34,7 @@ private:
     QLabel* m_time = nullptr;
     QLabel* m_frames = nullptr;
     LevelMeter* m_meter = nullptr;
+    QLabel* m_camera = nullptr;
     QToolButton* m_pause = nullptr;
     bool m_shownPaused = false;
 };

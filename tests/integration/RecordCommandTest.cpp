@@ -7,6 +7,7 @@
 #include "XServer.h"
 
 #include "platform/media/FfmpegMediaReader.h"
+#include "video/RecordingTimeline.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +15,7 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <optional>
 
@@ -122,6 +124,60 @@ TEST_F(RecordCommandTest, SIGTERMEndsTheRecordingAndKeepsIt) {
     ASSERT_TRUE(info);
     EXPECT_GT(info->duration, 0.5);
     EXPECT_TRUE(QDir(home.path() + "/data/Pictavia/InProgress").isEmpty()) << "nothing left behind";
+}
+
+TEST_F(RecordCommandTest, AStudioRecordingKeepsItsClicksAndPointerTrackBesideTheMovie) {
+    {
+        QFile file(home.path() + "/config/pictavia/pictavia.conf");
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("recStudio = true\nrecShowClicks = true\nrecShowCursor = true\nrecSystemAudio = false\n");
+    }
+    const QRect area(100, 100, 400, 300);
+    const auto xdotool = [&](const std::vector<std::string>& args) {
+        ASSERT_EQ(server->run("xdotool", args).exitCode, 0);
+    };
+    xdotool({"mousemove", "50", "50"});
+    ChildProcess& recording = server->startProcess(
+        PICTAVIA_BIN, {"record", "area", "--rect", "100,100,400,300", "--duration", "4"}, environment());
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    xdotool({"mousemove", "200", "130", "click", "1"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    xdotool({"mousemove", "450", "370", "click", "3"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    xdotool({"mousemove", "20", "20", "click", "1"}); // outside: no mark
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    xdotool({"mousemove", "300", "250"});
+    const auto line = recording.readLine(std::chrono::seconds(60));
+    ASSERT_TRUE(line);
+    EXPECT_EQ(recording.stop(), 0);
+    const QString movie = QString::fromStdString(*line);
+    const auto timeline = TimelineStore::load(movie);
+    ASSERT_TRUE(timeline && timeline->has_value()) << "a timeline beside " << *line;
+    const RecordingTimeline& t = **timeline;
+    EXPECT_TRUE(t.studio);
+    EXPECT_TRUE(t.clicksTracked);
+    EXPECT_EQ(t.areaWidth, 400);
+    EXPECT_EQ(t.areaHeight, 300);
+    ASSERT_EQ(t.clicks.size(), 2);
+    EXPECT_NEAR(t.clicks[0].x * area.width(), 100, 1);
+    EXPECT_NEAR(t.clicks[0].y * area.height(), 30, 1);
+    EXPECT_NEAR(t.clicks[1].x * area.width(), 350, 1);
+    EXPECT_NEAR(t.clicks[1].y * area.height(), 270, 1);
+    EXPECT_GT(t.clicks[0].time, 0.5);
+    EXPECT_GT(t.clicks[1].time, t.clicks[0].time + 0.2);
+    EXPECT_LT(t.clicks[1].time, 4);
+
+    // The pointer's track passes through every place it was moved to, within a pixel.
+    ASSERT_FALSE(t.cursor.isEmpty());
+    ASSERT_FALSE(t.cursorShapes.isEmpty());
+    for (const QPoint visited : {QPoint(50, 50), QPoint(200, 130), QPoint(450, 370), QPoint(300, 250)}) {
+        const bool seen = std::any_of(t.cursor.begin(), t.cursor.end(), [&](const CursorSample& s) {
+            return std::abs(area.x() + s.x * area.width() - visited.x()) <= 1 &&
+                   std::abs(area.y() + s.y * area.height() - visited.y()) <= 1;
+        });
+        EXPECT_TRUE(seen) << "the track never passes " << visited.x() << "," << visited.y();
+    }
+    EXPECT_NEAR(t.cursor.last().x, 0.5, 1.0 / area.width());
 }
 
 TEST_F(RecordCommandTest, FailuresSayWhy) {
