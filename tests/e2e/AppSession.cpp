@@ -11,7 +11,8 @@
 
 namespace testsupport {
 
-AppSession::AppSession(XServer& server, const std::string& preferences) : m_server(server) {
+AppSession::AppSession(XServer& server, const std::string& preferences, Environment extra)
+    : m_server(server), m_extra(std::move(extra)) {
     if (!m_home.isValid()) throw std::runtime_error("no temporary folder");
     QDir().mkpath(m_home.path() + "/config/pictavia");
     QDir().mkpath(m_home.path() + "/runtime");
@@ -55,10 +56,12 @@ AppSession::~AppSession() {
 
 Environment AppSession::environment() const {
     const std::string dir = m_home.path().toStdString();
-    return {{"XDG_CONFIG_HOME", dir + "/config"},
-            {"XDG_DATA_HOME", dir + "/data"},
-            {"XDG_RUNTIME_DIR", dir + "/runtime"},
-            {"HOME", dir}};
+    Environment environment{{"XDG_CONFIG_HOME", dir + "/config"},
+                            {"XDG_DATA_HOME", dir + "/data"},
+                            {"XDG_RUNTIME_DIR", dir + "/runtime"},
+                            {"HOME", dir}};
+    environment.insert(environment.end(), m_extra.begin(), m_extra.end());
+    return environment;
 }
 
 ProcessOutput AppSession::send(const std::vector<std::string>& args) {

@@ -17,7 +17,8 @@ class AppSession {
 public:
     // `preferences` is the text of pictavia.conf. The application is up and listening
     // when the constructor returns; throws std::runtime_error otherwise.
-    AppSession(XServer& server, const std::string& preferences);
+    // `extra` joins the application's environment.
+    AppSession(XServer& server, const std::string& preferences, Environment extra = {});
     ~AppSession();
 
     // SIGKILL, as a crash or the OOM killer would end it: nothing is saved on the way out.
@@ -64,6 +65,7 @@ private:
     void launch();
 
     XServer& m_server;
+    Environment m_extra;
     QTemporaryDir m_home;
     ChildProcess* m_app = nullptr;
 };

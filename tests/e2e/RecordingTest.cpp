@@ -199,4 +199,58 @@ TEST_F(RecordingTest, APausedStretchLeavesNoGapAndNoFrozenPicture) {
     EXPECT_NEAR(biggestJump, 90, 20);
 }
 
+// Uses the test-pattern camera (red left, blue right): this machine has no camera device.
+TEST_F(RecordingTest, ClicksRippleInTheMovieAndTheCameraBubbleIsDrawnWhereItStood) {
+    AppSession app(*server,
+                   recordingPrefs + "recShowClicks = true\nrecShowCursor = false\nrecWebcam = true\n"
+                                    "recMirrorCamera = false\n",
+                   {{"PICTAVIA_TEST_CAMERA", "1"}});
+    app.xdotool({"mousemove", "40", "40"});
+    EXPECT_EQ(app.open("pictavia://record?mode=fullscreen").exitCode, 0);
+    ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    app.xdotool({"mousemove", "300", "300", "click", "1"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(app.open("pictavia://stop").exitCode, 0);
+    ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(60))) << app.log();
+    const QString movie = app.home().path() + "/data/Pictavia/History/" + app.captures().first();
+
+    const auto yellowNear = [](const QImage& frame, QPoint at) {
+        int yellow = 0;
+        for (int y = at.y() - 30; y <= at.y() + 30; ++y)
+            for (int x = at.x() - 30; x <= at.x() + 30; ++x) {
+                const QColor c = frame.pixelColor(x, y);
+                // The ripple's yellow, blended with the desktop by its dither and the encoder.
+                if (c.red() > 120 && c.green() > 110 && c.blue() < 100) ++yellow;
+            }
+        return yellow;
+    };
+    int ripples = 0;
+    QImage last;
+    for (const QImage& frame : movieFrames(movie, QSize(1024, 768))) {
+        if (yellowNear(frame, QPoint(300, 300)) > 100) ++ripples;
+        last = frame;
+    }
+    EXPECT_GE(ripples, 1) << "the ripple shows in the movie";
+    ASSERT_FALSE(last.isNull());
+    EXPECT_EQ(yellowNear(last, QPoint(300, 300)), 0);
+
+    // The bubble starts in the bottom-right corner: the camera's left half red, its right blue.
+    const QRect bubble(1024 - 24 - 200, 768 - 24 - 200, 200, 200);
+    // Three heights each, as the pattern's white bar passes over one of them.
+    int red = 0, blue = 0;
+    for (const int dy : {-40, 0, 40}) {
+        const QColor left = last.pixelColor(bubble.center() + QPoint(-45, dy));
+        const QColor right = last.pixelColor(bubble.center() + QPoint(45, dy));
+        if (left.red() > 150 && left.blue() < 100) ++red;
+        if (right.blue() > 150 && right.red() < 100) ++blue;
+    }
+    EXPECT_GE(red, 2) << app.log();
+    EXPECT_GE(blue, 2);
+    // Round: the corners of its square are not the camera's.
+    const QColor corner = last.pixelColor(bubble.topLeft() + QPoint(5, 5));
+    EXPECT_LT(corner.red(), 100);
+    EXPECT_LT(corner.blue(), 150);
+}
+
 } // namespace
