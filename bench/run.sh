@@ -47,3 +47,11 @@ bash "$here/record.sh" "$build"
 echo
 echo "== Drawing the camera into a 60 s 1080p recording, against real time and ffmpeg's overlay =="
 bash "$here/webcam_burn_in.sh" "$build"
+
+echo
+echo "== What tracking clicks, keys and the pointer adds to a recording =="
+bash "$here/tracking.sh" "$build"
+
+echo
+echo "== Scrolling capture: time and rows doubled or lost, 3, 10 and 30 screens =="
+bash "$here/scrolling.sh" "$build"
