@@ -236,4 +236,16 @@ void settle(int milliseconds) {
     QGuiApplication::sync();
 }
 
+void styleControlBar(QWidget& bar, const QString& name) {
+    bar.setAttribute(Qt::WA_ShowWithoutActivating);
+    bar.setObjectName(name);
+    bar.setStyleSheet(QStringLiteral("#%1 { background: #202124; border: 1px solid #3c3d40; }"
+                                     "QLabel { color: white; }"
+                                     "QToolButton { color: white; background: #303134; border: none;"
+                                     " border-radius: 4px; padding: 4px 8px; }"
+                                     "QToolButton:hover { background: #45464a; }")
+                          .arg(name));
+    bar.setAttribute(Qt::WA_StyledBackground);
+}
+
 } // namespace ui::chrome

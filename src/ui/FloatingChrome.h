@@ -87,4 +87,8 @@ void paintPill(QPainter& painter, const QRectF& rect, const QString& text, const
 // repaint what that uncovered.
 void settle(int milliseconds);
 
+// The dark look of our small control bars (the recording controls, the scrolling panel):
+// white labels and flat buttons. `name` is the bar's object name, for its style sheet.
+void styleControlBar(QWidget& bar, const QString& name);
+
 } // namespace ui::chrome

@@ -60,14 +60,7 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus),
       m_model(std::move(model)) {
     setWindowTitle(QString::fromLatin1(title));
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setObjectName(QStringLiteral("recorderHUD"));
-    setStyleSheet(QStringLiteral("#recorderHUD { background: #202124; border: 1px solid #3c3d40; }"
-                                 "QLabel { color: white; }"
-                                 "QToolButton { color: white; background: #303134; border: none;"
-                                 " border-radius: 4px; padding: 4px 8px; }"
-                                 "QToolButton:hover { background: #45464a; }"));
-    setAttribute(Qt::WA_StyledBackground);
+    chrome::styleControlBar(*this, QStringLiteral("recorderHUD"));
 
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(10, 6, 6, 6);

@@ -14,14 +14,7 @@ ScrollingCapturePanel::ScrollingCapturePanel(std::function<void()> done)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
     setWindowTitle(QString::fromLatin1(title));
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setObjectName(QStringLiteral("scrollingPanel"));
-    setStyleSheet(QStringLiteral("#scrollingPanel { background: #202124; border: 1px solid #3c3d40; }"
-                                 "QLabel { color: white; }"
-                                 "QToolButton { color: white; background: #303134; border: none;"
-                                 " border-radius: 4px; padding: 4px 8px; }"
-                                 "QToolButton:hover { background: #45464a; }"));
-    setAttribute(Qt::WA_StyledBackground);
+    chrome::styleControlBar(*this, QStringLiteral("scrollingPanel"));
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(10, 6, 6, 6);
     row->setSpacing(8);
