@@ -200,9 +200,10 @@ TEST_F(RecordingTest, APausedStretchLeavesNoGapAndNoFrozenPicture) {
 }
 
 // Uses the test-pattern camera (red left, blue right): this machine has no camera device.
-TEST_F(RecordingTest, ClicksRippleInTheMovieAndTheCameraBubbleIsDrawnWhereItStood) {
+TEST_F(RecordingTest, ClicksRippleKeysShowAndTheCameraBubbleIsDrawnWhereItStood) {
     AppSession app(*server,
-                   recordingPrefs + "recShowClicks = true\nrecShowCursor = false\nrecWebcam = true\n"
+                   recordingPrefs + "recShowClicks = true\nrecShowKeystrokes = true\nrecShowCursor = false\n"
+                                    "recWebcam = true\n"
                                     "recMirrorCamera = false\n",
                    {{"PICTAVIA_TEST_CAMERA", "1"}});
     app.xdotool({"mousemove", "40", "40"});
@@ -210,7 +211,9 @@ TEST_F(RecordingTest, ClicksRippleInTheMovieAndTheCameraBubbleIsDrawnWhereItStoo
     ASSERT_TRUE(app.waitForWindows(controls, 1)) << app.log();
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));
     app.xdotool({"mousemove", "300", "300", "click", "1"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    app.xdotool({"key", "ctrl+k"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
     EXPECT_EQ(app.open("pictavia://stop").exitCode, 0);
     ASSERT_TRUE(app.waitForCaptures(1, std::chrono::seconds(60))) << app.log();
     const QString movie = app.home().path() + "/data/Pictavia/History/" + app.captures().first();
@@ -225,12 +228,26 @@ TEST_F(RecordingTest, ClicksRippleInTheMovieAndTheCameraBubbleIsDrawnWhereItStoo
             }
         return yellow;
     };
+    // The keystroke panel: dark, with light letters, centred above the bottom of the screen.
+    const auto keysShown = [](const QImage& frame) {
+        int dark = 0, light = 0;
+        for (int y = 768 - 80 - 44; y < 768 - 84; ++y)
+            for (int x = 512 - 55; x < 512 + 55; ++x) {
+                const int value = frame.pixelColor(x, y).value();
+                if (value < 70) ++dark;
+                if (value > 180) ++light;
+            }
+        return dark > 2000 && light > 50;
+    };
     int ripples = 0;
+    int keys = 0;
     QImage last;
     for (const QImage& frame : movieFrames(movie, QSize(1024, 768))) {
         if (yellowNear(frame, QPoint(300, 300)) > 100) ++ripples;
+        if (keysShown(frame)) ++keys;
         last = frame;
     }
+    EXPECT_GE(keys, 3) << "the keys pressed show in the movie";
     EXPECT_GE(ripples, 1) << "the ripple shows in the movie";
     ASSERT_FALSE(last.isNull());
     EXPECT_EQ(yellowNear(last, QPoint(300, 300)), 0);
