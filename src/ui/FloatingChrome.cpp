@@ -248,4 +248,17 @@ void styleControlBar(QWidget& bar, const QString& name) {
     bar.setAttribute(Qt::WA_StyledBackground);
 }
 
+void showAtRoot(QWidget& window, const QRect& root) {
+    QScreen* screen = nullptr;
+    for (QScreen* candidate : QGuiApplication::screens())
+        if (rootRect(candidate, candidate->geometry()).contains(root.center())) screen = candidate;
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    if (screen) {
+        window.setScreen(screen);
+        window.move(logicalRect(screen, root).topLeft().toPoint());
+    }
+    window.show();
+    window.raise();
+}
+
 } // namespace ui::chrome

@@ -90,5 +90,7 @@ void settle(int milliseconds);
 // The dark look of our small control bars (the recording controls, the scrolling panel):
 // white labels and flat buttons. `name` is the bar's object name, for its style sheet.
 void styleControlBar(QWidget& bar, const QString& name);
+// Shows `window` with its top-left at `root`'s (root pixels), on the screen holding its centre.
+void showAtRoot(QWidget& window, const QRect& root);
 
 } // namespace ui::chrome

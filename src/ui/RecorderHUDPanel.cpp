@@ -3,11 +3,9 @@
 #include "app/Prefs.h"
 #include "ui/FloatingChrome.h"
 
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
-#include <QScreen>
 #include <QToolButton>
 
 namespace ui {
@@ -109,16 +107,7 @@ RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
 RecorderHUDPanel::~RecorderHUDPanel() = default;
 
 void RecorderHUDPanel::showAt(const QRect& root) {
-    QScreen* screen = nullptr;
-    for (QScreen* candidate : QGuiApplication::screens())
-        if (chrome::rootRect(candidate, candidate->geometry()).contains(root.center())) screen = candidate;
-    if (!screen) screen = QGuiApplication::primaryScreen();
-    if (screen) {
-        setScreen(screen);
-        move(chrome::logicalRect(screen, root).topLeft().toPoint());
-    }
-    show();
-    raise();
+    chrome::showAtRoot(*this, root);
 }
 
 void RecorderHUDPanel::refresh() {

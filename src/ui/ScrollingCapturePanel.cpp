@@ -2,10 +2,8 @@
 
 #include "ui/FloatingChrome.h"
 
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QScreen>
 #include <QToolButton>
 
 namespace ui {
@@ -42,16 +40,7 @@ void ScrollingCapturePanel::setLength(int pixels) {
 }
 
 void ScrollingCapturePanel::showAt(const QRect& root) {
-    QScreen* screen = nullptr;
-    for (QScreen* candidate : QGuiApplication::screens())
-        if (chrome::rootRect(candidate, candidate->geometry()).contains(root.center())) screen = candidate;
-    if (!screen) screen = QGuiApplication::primaryScreen();
-    if (screen) {
-        setScreen(screen);
-        move(chrome::logicalRect(screen, root).topLeft().toPoint());
-    }
-    show();
-    raise();
+    chrome::showAtRoot(*this, root);
 }
 
 } // namespace ui

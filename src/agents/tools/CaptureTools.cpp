@@ -278,33 +278,45 @@ void captureNow(const ToolArgs& args, const ToolContext& context, const ToolDone
     answerCapture(args, context, *delivered, grabFacts(grabbed), done);
 }
 
+// Runs one of the user's own flows through `start`; when it ends, `answer` gets the capture it
+// stored, or the tool fails with `cancelled`.
+void afterUserFlow(CaptureCoordinator& coordinator, const ToolDone& done, const QString& cancelled,
+                   const std::function<void(const QString& file)>& answer,
+                   const std::function<void()>& start) {
+    auto stored = std::make_shared<QString>();
+    auto connections = std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
+    connections->first =
+        QObject::connect(&coordinator, &CaptureCoordinator::captured, QCoreApplication::instance(),
+                         [stored](const QString& file) { *stored = file; });
+    connections->second = QObject::connect(&coordinator, &CaptureCoordinator::flowFinished,
+                                           QCoreApplication::instance(), [=]() {
+                                               QObject::disconnect(connections->first);
+                                               QObject::disconnect(connections->second);
+                                               answeringErrors(done, [&] {
+                                                   if (stored->isEmpty()) failTool(cancelled);
+                                                   answer(*stored);
+                                               });
+                                           });
+    start();
+}
+
 // The user picks on screen; the capture is the one the flow stores.
 void captureInteractively(const ToolArgs& args, const ToolContext& context, const QString& target,
                           const ToolDone& done) {
     CaptureCoordinator& coordinator = CaptureCoordinator::shared();
     if (coordinator.busy())
         failTool(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
-    auto stored = std::make_shared<QString>();
-    auto connections = std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
-    connections->first =
-        QObject::connect(&coordinator, &CaptureCoordinator::captured, QCoreApplication::instance(),
-                         [stored](const QString& file) { *stored = file; });
-    connections->second = QObject::connect(
-        &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
-            QObject::disconnect(connections->first);
-            QObject::disconnect(connections->second);
-            answeringErrors(done, [&] {
-                if (stored->isEmpty()) failTool(QStringLiteral("The user cancelled the selection."));
-                OutputPipeline::Delivered delivered;
-                delivered.historyFile = *stored;
-                answerCapture(args, context, delivered, QJsonObject{{QStringLiteral("target"), target}},
-                              done);
-            });
-        });
-    if (target == u"select_window")
-        coordinator.captureWindow();
-    else
-        coordinator.captureArea();
+    const auto answer = [=](const QString& file) {
+        OutputPipeline::Delivered delivered;
+        delivered.historyFile = file;
+        answerCapture(args, context, delivered, QJsonObject{{QStringLiteral("target"), target}}, done);
+    };
+    afterUserFlow(coordinator, done, QStringLiteral("The user cancelled the selection."), answer, [&] {
+        if (target == u"select_window")
+            coordinator.captureWindow();
+        else
+            coordinator.captureArea();
+    });
 }
 
 // Waits `delay_seconds` first, with the countdown announced, then captures.
@@ -411,26 +423,14 @@ void scrollingCapture(const ToolArgs& args, const ToolContext& context, const To
             failTool(QStringLiteral("Another capture is in progress on screen. Try again when it ends."));
         if (select) {
             // The user's own flow: the overlay, the panel, and the capture stored as theirs.
-            auto stored = std::make_shared<QString>();
-            auto connections =
-                std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
-            connections->first =
-                QObject::connect(&coordinator, &CaptureCoordinator::captured, QCoreApplication::instance(),
-                                 [stored](const QString& file) { *stored = file; });
-            connections->second = QObject::connect(
-                &coordinator, &CaptureCoordinator::flowFinished, QCoreApplication::instance(), [=]() {
-                    QObject::disconnect(connections->first);
-                    QObject::disconnect(connections->second);
-                    answeringErrors(done, [&] {
-                        if (stored->isEmpty())
-                            failTool(QStringLiteral("The user cancelled, or nothing could be captured."));
-                        answerScrolling(
-                            args, context, *stored,
-                            QJsonObject{{QStringLiteral("target"), QStringLiteral("select_area")}}, done);
-                    });
-                });
-            coordinator.scrollingCapture();
-            return;
+            return afterUserFlow(
+                coordinator, done, QStringLiteral("The user cancelled, or nothing could be captured."),
+                [=](const QString& file) {
+                    answerScrolling(args, context, file,
+                                    QJsonObject{{QStringLiteral("target"), QStringLiteral("select_area")}},
+                                    done);
+                },
+                [&] { coordinator.scrollingCapture(); });
         }
         const ScrollingCapture::Area area = scrollingArea(args);
         QJsonObject facts{{QStringLiteral("target"), args.has(QStringLiteral("rect")) &&
