@@ -70,9 +70,7 @@ fi
 
 # Pictavia with its own settings, data and instance socket, so the run neither uses nor
 # changes the user's, nor talks to the user's running Pictavia.
-export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/runtime
-mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_DATA_HOME/Pictavia/History" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
+use_private_home "$work"
 # A history limit above the records, as a user who keeps that many has.
 printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\nhistoryLimit = 1000000\n' \
   >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"

@@ -13,6 +13,12 @@ stop_started() {
   pids=()
 }
 
+use_private_home() { # work: Pictavia's settings, history and sockets under it, not the user's
+  export XDG_CONFIG_HOME=$1/config XDG_DATA_HOME=$1/data XDG_RUNTIME_DIR=$1/runtime
+  mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_DATA_HOME/Pictavia/History" "$XDG_RUNTIME_DIR"
+  chmod 700 "$XDG_RUNTIME_DIR"
+}
+
 wait_for_path() { # path seconds: until something (a socket, say) is there
   local deadline=$((SECONDS + $2))
   until [ -e "$1" ]; do

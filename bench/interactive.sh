@@ -19,9 +19,7 @@ if command -v dbus-daemon >/dev/null; then
 fi
 
 # Pictavia with its own settings and data; F8 because openbox keeps Print for itself.
-export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/runtime
-mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_RUNTIME_DIR" "$XDG_DATA_HOME/Pictavia/History"
-chmod 700 "$XDG_RUNTIME_DIR"
+use_private_home "$work"
 printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\nshowMagnifier = true\n[Hotkeys]\narea = F8\n' \
   >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
 "$build/pictavia" --background 2>"$work/pictavia.log" &

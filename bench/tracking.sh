@@ -24,9 +24,7 @@ work=$(mktemp -d /tmp/pictavia-tracking-bench.XXXXXX)
 source "$(dirname "$0")/desktop.sh"
 trap 'stop_started; rm -rf "$work"' EXIT
 trap 'exit 130' INT TERM
-export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/runtime
-mkdir -p "$XDG_CONFIG_HOME/pictavia" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
+use_private_home "$work"
 start_desktop 1920 1080 "$build/bench/scene" "$work"
 
 configure() { # on|off
