@@ -43,6 +43,8 @@ void install(Services replacement) {
     replaceIfGiven(s.cameras, replacement.cameras);
     replaceIfGiven(s.scrollSynthesizer, replacement.scrollSynthesizer);
     replaceIfGiven(s.movieRewriter, replacement.movieRewriter);
+    replaceIfGiven(s.movieExporter, replacement.movieExporter);
+    replaceIfGiven(s.moviePlayers, replacement.moviePlayers);
 }
 
 } // namespace platform

@@ -11,6 +11,8 @@
 #include "platform/ImageCodecs.h"
 #include "platform/InputMonitor.h"
 #include "platform/MediaReader.h"
+#include "platform/MovieExporter.h"
+#include "platform/MoviePlayer.h"
 #include "platform/MovieRewriter.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
@@ -54,6 +56,8 @@ struct Services {
     std::unique_ptr<Cameras> cameras;
     std::unique_ptr<ScrollSynthesizer> scrollSynthesizer;
     std::unique_ptr<MovieRewriter> movieRewriter;
+    std::unique_ptr<MovieExporter> movieExporter;
+    std::unique_ptr<MoviePlayers> moviePlayers;
 };
 
 // The installed services. Members are null until installed: callers check.

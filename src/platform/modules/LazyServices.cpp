@@ -182,6 +182,44 @@ private:
                                            QStringLiteral("Editing movies is not available")};
 };
 
+class LazyMovieExporter final : public MovieExporter {
+public:
+    Result<bool> exportMovie(const ExportRequest& request, const Draw& draw,
+                             const Progress& progress) override {
+        const auto exporter = m_exporter.get();
+        if (!exporter) return exporter.error();
+        return (*exporter)->exportMovie(request, draw, progress);
+    }
+    Result<bool> downmixToMono(const QString& source, const QString& destination) override {
+        const auto exporter = m_exporter.get();
+        if (!exporter) return exporter.error();
+        return (*exporter)->downmixToMono(source, destination);
+    }
+    Result<bool> sampleFrames(const QString& source, double start, double end, double fps,
+                              const std::function<bool(const QImage&, double)>& frame) override {
+        const auto exporter = m_exporter.get();
+        if (!exporter) return exporter.error();
+        return (*exporter)->sampleFrames(source, start, end, fps, frame);
+    }
+
+private:
+    LazyInstance<MovieExporter> m_exporter{"pictavia-media.so", "pictavia_create_movie_exporter",
+                                           QStringLiteral("Exporting movies is not available")};
+};
+
+class LazyMoviePlayers final : public MoviePlayers {
+public:
+    Result<std::unique_ptr<MoviePlayer>> open(const QString& file) override {
+        const auto players = m_players.get();
+        if (!players) return players.error();
+        return (*players)->open(file);
+    }
+
+private:
+    LazyInstance<MoviePlayers> m_players{"pictavia-media.so", "pictavia_create_movie_players",
+                                         QStringLiteral("Playing movies is not available")};
+};
+
 } // namespace
 
 Services lazyServices() {
@@ -197,6 +235,8 @@ Services lazyServices() {
     services.audioSources = std::make_unique<LazyAudioSources>();
     services.cameras = std::make_unique<CamerasWithTestPattern>(std::make_unique<LazyCameras>());
     services.movieRewriter = std::make_unique<LazyMovieRewriter>();
+    services.movieExporter = std::make_unique<LazyMovieExporter>();
+    services.moviePlayers = std::make_unique<LazyMoviePlayers>();
     return services;
 }
 

@@ -258,6 +258,7 @@ protected:
                            nullptr,      nullptr,
                            nullptr,      std::move(sleep),
                            nullptr,      nullptr,
+                           nullptr,      nullptr,
                            nullptr,      nullptr});
     }
 
