@@ -48,6 +48,7 @@ private:
     GROUP(status)                                                                                            \
     GROUP(capture)                                                                                           \
     GROUP(recording)                                                                                         \
+    GROUP(video)                                                                                             \
     GROUP(image)                                                                                             \
     GROUP(library)                                                                                           \
     GROUP(settings)

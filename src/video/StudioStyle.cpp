@@ -1,5 +1,7 @@
 #include "video/StudioStyle.h"
 
+#include "common/RawValues.h"
+
 #include <QJsonValue>
 
 #include <algorithm>
@@ -8,41 +10,27 @@
 
 namespace {
 
-template <typename E, size_t N> using Names = std::array<std::pair<E, const char*>, N>;
-
-constexpr Names<StudioShape, 4> shapes{{{StudioShape::original, "original"},
-                                        {StudioShape::wide, "wide"},
-                                        {StudioShape::vertical, "vertical"},
-                                        {StudioShape::square, "square"}}};
-constexpr Names<StudioFraming, 2> framings{{{StudioFraming::fit, "fit"}, {StudioFraming::follow, "follow"}}};
-constexpr Names<CaptionPosition, 2> captionPositions{
-    {{CaptionPosition::bottom, "bottom"}, {CaptionPosition::top, "top"}}};
-constexpr Names<CaptionLook, 2> captionLooks{{{CaptionLook::box, "box"}, {CaptionLook::outline, "outline"}}};
-constexpr Names<CaptionColor, 2> captionColors{
-    {{CaptionColor::white, "white"}, {CaptionColor::yellow, "yellow"}}};
-constexpr Names<CameraPosition, 5> cameraPositions{{{CameraPosition::recorded, "recorded"},
-                                                    {CameraPosition::bottomLeft, "bottomLeft"},
-                                                    {CameraPosition::bottomRight, "bottomRight"},
-                                                    {CameraPosition::topRight, "topRight"},
-                                                    {CameraPosition::topLeft, "topLeft"}}};
-constexpr Names<CameraShape, 2> cameraShapes{
-    {{CameraShape::circle, "circle"}, {CameraShape::rounded, "rounded"}}};
-
-template <typename E, size_t N> QString nameOf(const Names<E, N>& names, E value) {
-    for (const auto& [item, name] : names)
-        if (item == value) return QString::fromLatin1(name);
-    return {};
-}
-
-template <typename E, size_t N> std::optional<E> valueOf(const Names<E, N>& names, const QString& raw) {
-    for (const auto& [item, name] : names)
-        if (raw == QLatin1String(name)) return item;
-    return std::nullopt;
-}
+constexpr RawValues shapes{
+    std::array{std::pair{StudioShape::original, "original"}, std::pair{StudioShape::wide, "wide"},
+               std::pair{StudioShape::vertical, "vertical"}, std::pair{StudioShape::square, "square"}}};
+constexpr RawValues framings{
+    std::array{std::pair{StudioFraming::fit, "fit"}, std::pair{StudioFraming::follow, "follow"}}};
+constexpr RawValues captionPositions{
+    std::array{std::pair{CaptionPosition::bottom, "bottom"}, std::pair{CaptionPosition::top, "top"}}};
+constexpr RawValues captionLooks{
+    std::array{std::pair{CaptionLook::box, "box"}, std::pair{CaptionLook::outline, "outline"}}};
+constexpr RawValues captionColors{
+    std::array{std::pair{CaptionColor::white, "white"}, std::pair{CaptionColor::yellow, "yellow"}}};
+constexpr RawValues cameraPositions{std::array{
+    std::pair{CameraPosition::recorded, "recorded"}, std::pair{CameraPosition::bottomLeft, "bottomLeft"},
+    std::pair{CameraPosition::bottomRight, "bottomRight"}, std::pair{CameraPosition::topRight, "topRight"},
+    std::pair{CameraPosition::topLeft, "topLeft"}}};
+constexpr RawValues cameraShapes{
+    std::array{std::pair{CameraShape::circle, "circle"}, std::pair{CameraShape::rounded, "rounded"}}};
 
 template <typename E, size_t N>
-void readEnum(const QJsonObject& object, const char* key, const Names<E, N>& names, E& field) {
-    if (const auto value = valueOf(names, object.value(QLatin1String(key)).toString())) field = *value;
+void readEnum(const QJsonObject& object, const char* key, const RawValues<E, N>& names, E& field) {
+    if (const auto value = names.parse(object.value(QLatin1String(key)).toString())) field = *value;
 }
 
 void readNumber(const QJsonObject& object, const char* key, double low, double high, double& field) {
@@ -118,45 +106,45 @@ StudioStyle StudioStyle::fromJson(const QJsonObject& object) {
 
 namespace StudioNames {
 QString raw(StudioShape value) {
-    return nameOf(shapes, value);
+    return shapes.raw(value);
 }
 std::optional<StudioShape> parseShape(const QString& raw) {
-    return valueOf(shapes, raw);
+    return shapes.parse(raw);
 }
 QString raw(StudioFraming value) {
-    return nameOf(framings, value);
+    return framings.raw(value);
 }
 std::optional<StudioFraming> parseFraming(const QString& raw) {
-    return valueOf(framings, raw);
+    return framings.parse(raw);
 }
 QString raw(CaptionPosition value) {
-    return nameOf(captionPositions, value);
+    return captionPositions.raw(value);
 }
 std::optional<CaptionPosition> parseCaptionPosition(const QString& raw) {
-    return valueOf(captionPositions, raw);
+    return captionPositions.parse(raw);
 }
 QString raw(CaptionLook value) {
-    return nameOf(captionLooks, value);
+    return captionLooks.raw(value);
 }
 std::optional<CaptionLook> parseCaptionLook(const QString& raw) {
-    return valueOf(captionLooks, raw);
+    return captionLooks.parse(raw);
 }
 QString raw(CaptionColor value) {
-    return nameOf(captionColors, value);
+    return captionColors.raw(value);
 }
 std::optional<CaptionColor> parseCaptionColor(const QString& raw) {
-    return valueOf(captionColors, raw);
+    return captionColors.parse(raw);
 }
 QString raw(CameraPosition value) {
-    return nameOf(cameraPositions, value);
+    return cameraPositions.raw(value);
 }
 std::optional<CameraPosition> parseCameraPosition(const QString& raw) {
-    return valueOf(cameraPositions, raw);
+    return cameraPositions.parse(raw);
 }
 QString raw(CameraShape value) {
-    return nameOf(cameraShapes, value);
+    return cameraShapes.raw(value);
 }
 std::optional<CameraShape> parseCameraShape(const QString& raw) {
-    return valueOf(cameraShapes, raw);
+    return cameraShapes.parse(raw);
 }
 } // namespace StudioNames

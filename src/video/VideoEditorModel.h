@@ -101,14 +101,22 @@ public:
     // Rebuilds the preview's scene after a short quiet time.
     void refreshPreview();
 
-    // Writes the edited movie (or GIF) to a temporary file in the background and gives its
-    // path; nothing is delivered. `progress` is called from the worker thread.
-    QFuture<Result<QString>> exportFile(bool gif, std::function<bool(double)> progress = {});
+    // A GIF's frame rate and width (0: the "gifFPS" and "gifMaxWidth" preferences) and
+    // quality (none: the "gifQuality" preference).
+    struct GifSettings {
+        int fps = 0;
+        int maxWidth = 0;
+        std::optional<GIFQuality> quality;
+    };
+    // Writes the edited movie (a GIF with `gif`) to a temporary file in the background and
+    // gives its path; nothing is delivered. `progress` is called from the worker thread.
+    QFuture<Result<QString>> exportFile(std::optional<GifSettings> gif,
+                                        std::function<bool(double)> progress = {});
     // What the window's buttons do: export in the background, showing "Exporting video…" or
     // "Exporting GIF…", and deliver the result into the history as a new capture.
     void exportMP4();
     void exportGIF();
-    void cancelExport() { m_cancelExport = true; }
+    void cancelExport() { *m_cancelExport = true; }
 
 signals:
     void changed(); // any field but the playhead
@@ -122,6 +130,7 @@ private:
     void load();
     void exportAndDeliver(bool gif);
     void setExporting(bool exporting);
+    void publish();
 
     QString m_url;
     QString m_loadError;
@@ -153,5 +162,7 @@ private:
     std::shared_ptr<const StudioScene> m_scene;
     QTimer m_previewTask;
     QTimer m_timeObserver;
-    std::atomic<bool> m_cancelExport{false};
+    // Shared with the worker, which may outlive a closed window by a moment.
+    std::shared_ptr<std::atomic<bool>> m_cancelExport = std::make_shared<std::atomic<bool>>(false);
+    QFuture<Result<QString>> m_export;
 };

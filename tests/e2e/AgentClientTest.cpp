@@ -93,7 +93,7 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(report["prompts"].toObject()["prompts"].toArray(), QJsonArray());
 
     const QJsonArray tools = report["tools"].toObject()["tools"].toArray();
-    ASSERT_EQ(tools.size(), 26);
+    ASSERT_EQ(tools.size(), 28);
     EXPECT_EQ(tools[0].toObject()["name"], "get_status");
     EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
 
@@ -211,6 +211,71 @@ TEST_F(AgentClientTest, AgentsRecordClipsAndOpenEndedRecordings) {
     const QJsonObject after = structured(results[6].toObject());
     EXPECT_EQ(after["state"], "idle");
     EXPECT_EQ(after["last_recording"], stopped["id"]);
+}
+
+TEST_F(AgentClientTest, ARecordingIsEditedIntoANewCaptureAndInspectedFrameByFrame) {
+    auto server = XServer::start({.windowManager = false});
+    AppSession app(*server, approvedClient + "recFPS = 15\nrecSystemAudio = false\n");
+    ASSERT_TRUE(listening(app)) << app.log();
+    openTestWindow(*server, {.pattern = "#2060c0", .size = QSize(300, 200), .position = QPoint(50, 50)});
+    const QJsonArray calls{
+        QJsonObject{{"name", "record_screen"},
+                    {"arguments", QJsonObject{{"duration_seconds", 3}, {"return_image", false}}}},
+        QJsonObject{{"name", "edit_video"},
+                    {"arguments",
+                     QJsonObject{{"capture_id", "$last_id"},
+                                 {"trim_start", 0.5},
+                                 {"trim_end", 2.5},
+                                 {"zooms", QJsonArray{QJsonObject{{"time", 0.6}, {"x", 0.2}, {"y", 0.2}}}},
+                                 {"background", "ocean"},
+                                 {"resolution", "720p"}}}},
+        QJsonObject{{"name", "video_info"},
+                    {"arguments", QJsonObject{{"capture_id", "$last_id"},
+                                              {"frames", QJsonArray{0.2, 1.2}},
+                                              {"include_clicks", true}}}},
+        QJsonObject{{"name", "edit_video"},
+                    {"arguments", QJsonObject{{"capture_id", "$last_id"}, {"volume", 5}}}},
+    };
+    const ProcessOutput out = app.run(node, clientArguments(calls));
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
+    ASSERT_FALSE(report.contains("error")) << out.out << app.log();
+    const QJsonArray results = report["calls"].toArray();
+    ASSERT_EQ(results.size(), 4) << out.out;
+    for (int i = 0; i < 3; ++i)
+        ASSERT_FALSE(results[i].toObject()["isError"].toBool()) << out.out << app.log();
+
+    const QJsonObject clip = structured(results[0].toObject());
+    const QJsonObject edited = structured(results[1].toObject());
+    EXPECT_TRUE(app.captures().contains(edited["id"].toString())) << out.out;
+    EXPECT_TRUE(app.captures().contains(clip["id"].toString())) << "the original is kept";
+    EXPECT_NE(edited["id"], clip["id"]);
+    EXPECT_NEAR(edited["duration"].toDouble(), 2.0, 0.2) << out.out;
+    EXPECT_EQ(edited["trim_start"], 0.5);
+    EXPECT_EQ(edited["zoom_moves"], 1);
+    EXPECT_EQ(edited["styled"], true);
+    EXPECT_LE(edited["width"].toInt(), 1280);
+    EXPECT_LE(edited["height"].toInt(), 720);
+    EXPECT_EQ(results[1].toObject()["content"].toArray().last().toObject()["type"], "image");
+
+    // What video_info says of the edited movie, with a still at each time asked for.
+    const QJsonObject info = structured(results[2].toObject());
+    EXPECT_EQ(info["id"], edited["id"]);
+    EXPECT_EQ(info["format"], "video");
+    EXPECT_NEAR(info["duration"].toDouble(), 2.0, 0.2) << out.out;
+    EXPECT_EQ(info["width"], edited["width"]);
+    EXPECT_EQ(info["codec"], "h264");
+    EXPECT_EQ(info["frame_times"].toArray().size(), 2);
+    const QJsonArray content = results[2].toObject()["content"].toArray();
+    ASSERT_EQ(content.size(), 3) << out.out;
+    EXPECT_EQ(content[1].toObject()["type"], "image");
+    EXPECT_EQ(content[2].toObject()["type"], "image");
+
+    // A value out of range is refused with what is allowed.
+    EXPECT_TRUE(results[3].toObject()["isError"].toBool());
+    EXPECT_TRUE(results[3].toObject()["content"].toArray().at(0).toObject()["text"].toString().contains(
+        "`volume` is a number from 0 to 2."))
+        << out.out;
 }
 
 TEST_F(AgentClientTest, ANewClientIsAskedOnceInTheRequestWindow) {
