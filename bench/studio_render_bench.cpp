@@ -21,6 +21,9 @@ namespace {
 
 const QSize size1080(1920, 1080);
 
+// A click at 9 s: the zoom that aims at it is half way in.
+constexpr double midRamp = 9.0 - 0.36 + ZoomTrack::ramp / 2;
+
 CursorShape arrowShape() {
     QImage image(24, 36, QImage::Format_ARGB32);
     image.fill(Qt::transparent);
@@ -38,7 +41,7 @@ CursorShape arrowShape() {
 }
 
 // A minute of pointer moves (a sample per 60th of a second while moving) with a click every
-// four seconds, a caption per three seconds and a camera bubble in the bottom right.
+// four seconds, captions one after another and a camera bubble in the bottom right.
 StudioInputs inputs() {
     StudioInputs in;
     in.videoSize = size1080;
@@ -55,11 +58,13 @@ StudioInputs inputs() {
     for (int i = 0; i < 15; ++i)
         t.clicks.append({1.0 + 4 * i, 0.3 + 0.03 * i, 0.6 - 0.02 * i});
     t.webcam = WebcamInfo{{{0, 0.78, 0.7, 0.18}}, false};
-    in.timeline = t;
     in.zoom = ZoomTrack::automatic(t.clicks, 2.0, 1.6, in.duration);
+    // A quick click just before the measured frame, whose ripple is showing there.
+    t.clicks.append({midRamp - 0.15, 0.7, 0.4});
+    in.timeline = t;
     for (int i = 0; i < 20; ++i)
         in.captions.append(
-            CaptionLine{QUuid::createUuid(), 3.0 * i, 3.0 * i + 2.8,
+            CaptionLine{QUuid::createUuid(), 3.0 * i, 3.0 * i + 3.0,
                         QStringLiteral("Now we open the settings and pick a theme %1").arg(i)});
     in.hasCamera = true;
     return in;
@@ -91,9 +96,6 @@ QImage cameraPicture() {
     p.drawEllipse(QPointF(640, 360), 180, 220);
     return camera;
 }
-
-// A click at 9 s: the zoom that aims at it is half way in, and its ripple is showing.
-constexpr double midRamp = 9.0 - 0.36 + 0.225;
 
 void BM_StudioFrame(benchmark::State& state) {
     const bool extras = state.range(0) != 0;

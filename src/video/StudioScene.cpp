@@ -53,6 +53,8 @@ struct StudioScene::Parts {
         // Made under the lock: frames of one size wait for it rather than each making it.
         auto made = std::make_shared<const StudioBackdrop>(
             StudioBackdrop::make(style, inputs.videoSize, size, format, backgroundImage));
+        // A preview being resized asks for many sizes; only the last few are worth keeping.
+        if (backdrops.size() >= 4) backdrops.clear();
         backdrops.insert(key, made);
         return made;
     }

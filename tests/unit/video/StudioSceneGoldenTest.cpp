@@ -431,6 +431,7 @@ TEST(StudioSceneTest, ThePointerPointsWhereTheTrackSays) {
     inputs.timeline->cursor = {{0, 0.6, 0.4, 0}, {4, 0.6, 0.4, 0}};
     inputs.zoom = sampleInputs().zoom;
     style = framed();
+    style.drawPointer = true;
     style.pointerSize = 2.0;
     style.followPointer = true;
     QImage picture = samplePicture();
