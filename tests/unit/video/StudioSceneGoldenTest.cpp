@@ -341,6 +341,20 @@ TEST(StudioSceneTest, AFittedRecordingWithoutBackgroundHasBlackBarsAndNothingEls
     EXPECT_EQ(frame.pixel(160, 160), samplePicture().pixel(160, 90));
 }
 
+TEST(StudioSceneTest, TheCardsCornersAreRoundedOverTheBackground) {
+    for (double time : {0.2, 1.6}) { // still and zoomed
+        const QImage frame = render(framed(), time);
+        const QRect card = StudioLayout::card(framed(), videoSize, frame.size());
+        // The picture's top corners are its light grey title bar; the ocean background is blue.
+        for (QPoint corner : {card.topLeft() + QPoint(1, 1), card.topRight() + QPoint(-1, 1)}) {
+            const QRgb pixel = frame.pixel(corner);
+            EXPECT_GT(qBlue(pixel), qRed(pixel) + 60) << corner.x() << "," << corner.y();
+        }
+        const QRgb inside = frame.pixel(card.center().x(), card.top() + 3);
+        EXPECT_NEAR(qRed(inside), 230, 12);
+    }
+}
+
 TEST(StudioSceneTest, FullZoomPutsTheKeyframeCentreInTheMiddle) {
     QImage picture = samplePicture();
     {
