@@ -87,10 +87,11 @@ QRectF view(const StudioStyle& style, QSize video, QSizeF card, const ZoomTrack:
     return clampedAround(center, base.size() / scale, picture);
 }
 
-QPointF toFrame(QPointF picturePoint, const QRectF& view, const QRect& card) {
-    if (view.isEmpty()) return card.topLeft();
-    return {card.left() + (picturePoint.x() - view.left()) * card.width() / view.width(),
-            card.top() + (picturePoint.y() - view.top()) * card.height() / view.height()};
+QTransform pictureToFrame(const QRectF& view, const QRect& card) {
+    if (view.isEmpty()) return QTransform::fromTranslate(card.left(), card.top());
+    return QTransform::fromTranslate(-view.left(), -view.top()) *
+           QTransform::fromScale(card.width() / view.width(), card.height() / view.height()) *
+           QTransform::fromTranslate(card.left(), card.top());
 }
 
 } // namespace StudioLayout

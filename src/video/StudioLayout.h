@@ -7,6 +7,7 @@
 #include <QRect>
 #include <QRectF>
 #include <QSize>
+#include <QTransform>
 
 #include <optional>
 
@@ -33,7 +34,7 @@ double cornerRadius(const StudioStyle& style, QRect card);
 QRectF view(const StudioStyle& style, QSize video, QSizeF card, const ZoomTrack::State& zoom,
             std::optional<QPointF> pan, QPointF aim);
 
-// A point of the picture (in picture pixels) in frame pixels, for `view` shown in `card`.
-QPointF toFrame(QPointF picturePoint, const QRectF& view, const QRect& card);
+// From picture pixels to frame pixels, for `view` shown in `card`.
+QTransform pictureToFrame(const QRectF& view, const QRect& card);
 
 } // namespace StudioLayout

@@ -124,10 +124,8 @@ void StudioScene::render(QImage& target, const QImage& picture, double time, con
     const bool drawsPointer = style.drawPointer && !parts.pointer.isEmpty();
     const bool drawsRipples = style.clickRipples && parts.inputs.timeline;
     if (drawsPointer || drawsRipples) {
-        const double zoomFactor = card.width() / view.width();
-        QTransform toFrame = QTransform::fromTranslate(-view.left(), -view.top()) *
-                             QTransform::fromScale(zoomFactor, card.height() / view.height()) *
-                             QTransform::fromTranslate(card.left(), card.top());
+        const QTransform toFrame = StudioLayout::pictureToFrame(view, card);
+        const double zoomFactor = toFrame.m11();
         painter.save();
         painter.setClipRect(card);
         if (drawsRipples) parts.pointer.drawRipples(painter, time, toFrame, zoomFactor);
