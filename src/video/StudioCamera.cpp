@@ -90,7 +90,8 @@ QRect bubbleRect(const StudioStyle& style, const std::optional<WebcamInfo>& info
         scaled.moveTop(std::clamp(scaled.top(), 0, frame.height() - side));
         return side > 0 ? scaled : QRect();
     }
-    // A corner of the frame, at the recorded width (or a default) of the card.
+    // A corner of the frame (bottom left for a recording that kept no places), at the
+    // recorded width (or a default) of the card.
     const double share = recorded && recorded->size > 0 ? recorded->size : defaultSize;
     const int side = std::min(int(std::lround(share * card.width() * scale)), int(shorter * 0.6));
     if (side <= 0) return {};
