@@ -29,6 +29,10 @@ echo "== Editor: redrawing a scene of 50 annotations, and flattening it to PNG =
 "$build/bench/editor_render_bench" --benchmark_min_time=0.5s
 
 echo
+echo "== Video editor: composing one 1080p studio frame (median of 5) =="
+"$build/bench/studio_render_bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+
+echo
 echo "== History index: 100,000 captures loaded, searched, saved; memory held =="
 "$build/bench/history_bench"
 

@@ -26,6 +26,9 @@ ZoomTrack ZoomTrack::automatic(QList<ClickMark> clicks, double level, double hol
     std::stable_sort(clicks.begin(), clicks.end(),
                      [](const ClickMark& a, const ClickMark& b) { return a.time < b.time; });
     ZoomTrack track;
+    // The click that opened each keyframe: the end of the movie is measured from it, so a
+    // click just before the end makes no zoom and one a second before it a short one.
+    QList<double> opened;
     for (const ClickMark& click : clicks) {
         const double start = std::max(click.time - 0.36, 0.0);
         const QPointF point(click.x, click.y);
@@ -43,11 +46,16 @@ ZoomTrack ZoomTrack::automatic(QList<ClickMark> clicks, double level, double hol
         frame.level = level;
         frame.center = point;
         track.keyframes.append(frame);
+        opened.append(click.time);
     }
-    track.keyframes.removeIf([&](const ZoomKeyframe& frame) { return frame.time >= duration - 0.2; });
-    for (ZoomKeyframe& frame : track.keyframes)
-        frame.hold = std::min(frame.hold, std::max(duration - frame.time - 2 * ramp, 0.1));
-    return track;
+    ZoomTrack kept;
+    for (qsizetype i = 0; i < track.keyframes.size(); ++i) {
+        if (opened[i] >= duration - 0.2) continue;
+        ZoomKeyframe frame = track.keyframes[i];
+        frame.hold = std::min(frame.hold, std::max(duration - opened[i] - 2 * ramp, 0.1));
+        kept.keyframes.append(frame);
+    }
+    return kept;
 }
 
 ZoomTrack::State ZoomTrack::state(double time) const {
