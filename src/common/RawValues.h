@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 #include <array>
@@ -22,6 +23,14 @@ public:
         for (const auto& [candidate, raw] : m_entries)
             if (candidate == value) return QLatin1String(raw);
         return {};
+    }
+
+    // Every text, in declaration order.
+    QStringList raws() const {
+        QStringList all;
+        for (const auto& entry : m_entries)
+            all << QLatin1String(entry.second);
+        return all;
     }
 
 private:

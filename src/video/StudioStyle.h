@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/RawValues.h"
 #include "editor/BackgroundStyle.h"
 
 #include <QJsonObject>
@@ -18,6 +19,25 @@ enum class CaptionColor { white, yellow };
 // Where the camera bubble goes: where it was while recording, or a corner.
 enum class CameraPosition { recorded, bottomLeft, bottomRight, topRight, topLeft };
 enum class CameraShape { circle, rounded };
+
+// The names of the choices, as in JSON and the agent tools.
+inline constexpr RawValues studioShapeValues{
+    std::array{std::pair{StudioShape::original, "original"}, std::pair{StudioShape::wide, "wide"},
+               std::pair{StudioShape::vertical, "vertical"}, std::pair{StudioShape::square, "square"}}};
+inline constexpr RawValues studioFramingValues{
+    std::array{std::pair{StudioFraming::fit, "fit"}, std::pair{StudioFraming::follow, "follow"}}};
+inline constexpr RawValues captionPositionValues{
+    std::array{std::pair{CaptionPosition::bottom, "bottom"}, std::pair{CaptionPosition::top, "top"}}};
+inline constexpr RawValues captionLookValues{
+    std::array{std::pair{CaptionLook::box, "box"}, std::pair{CaptionLook::outline, "outline"}}};
+inline constexpr RawValues captionColorValues{
+    std::array{std::pair{CaptionColor::white, "white"}, std::pair{CaptionColor::yellow, "yellow"}}};
+inline constexpr RawValues cameraPositionValues{std::array{
+    std::pair{CameraPosition::recorded, "recorded"}, std::pair{CameraPosition::bottomLeft, "bottomLeft"},
+    std::pair{CameraPosition::bottomRight, "bottomRight"}, std::pair{CameraPosition::topRight, "topRight"},
+    std::pair{CameraPosition::topLeft, "topLeft"}}};
+inline constexpr RawValues cameraShapeValues{
+    std::array{std::pair{CameraShape::circle, "circle"}, std::pair{CameraShape::rounded, "rounded"}}};
 
 // The studio look of a movie: how each frame is composed from the recording, its pointer
 // track, clicks, captions and camera. Lengths are fractions so a look holds at any size.
@@ -61,20 +81,3 @@ struct StudioStyle {
     QJsonObject toJson() const;
     static StudioStyle fromJson(const QJsonObject& object);
 };
-
-namespace StudioNames {
-QString raw(StudioShape shape);
-std::optional<StudioShape> parseShape(const QString& raw);
-QString raw(StudioFraming framing);
-std::optional<StudioFraming> parseFraming(const QString& raw);
-QString raw(CaptionPosition position);
-std::optional<CaptionPosition> parseCaptionPosition(const QString& raw);
-QString raw(CaptionLook look);
-std::optional<CaptionLook> parseCaptionLook(const QString& raw);
-QString raw(CaptionColor color);
-std::optional<CaptionColor> parseCaptionColor(const QString& raw);
-QString raw(CameraPosition position);
-std::optional<CameraPosition> parseCameraPosition(const QString& raw);
-QString raw(CameraShape shape);
-std::optional<CameraShape> parseCameraShape(const QString& raw);
-} // namespace StudioNames

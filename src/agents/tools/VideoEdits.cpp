@@ -36,6 +36,12 @@ std::optional<T> choice(const ToolArgs& args, const QString& key, const QStringL
         QStringLiteral("Unknown %1 “%2”. Use one of: %3.").arg(key, *text, names.join(QStringLiteral(", "))));
 }
 
+// One of the names of `values`, or none when absent; unknown names throw.
+template <typename E, size_t N>
+std::optional<E> named(const ToolArgs& args, const QString& key, const RawValues<E, N>& values) {
+    return choice<E>(args, key, values.raws(), [&](const QString& raw) { return values.parse(raw); });
+}
+
 QStringList backgroundNames() {
     QStringList names{QStringLiteral("none")};
     for (BackgroundStyle style : Backgrounds::pickerCases())
@@ -43,19 +49,7 @@ QStringList backgroundNames() {
     return names;
 }
 
-const QStringList shapeNames{QStringLiteral("original"), QStringLiteral("wide"), QStringLiteral("vertical"),
-                             QStringLiteral("square")};
-const QStringList framingNames{QStringLiteral("fit"), QStringLiteral("follow")};
-const QStringList lookNames{QStringLiteral("box"), QStringLiteral("outline")};
-const QStringList colorNames{QStringLiteral("white"), QStringLiteral("yellow")};
-const QStringList positionNames{QStringLiteral("bottom"), QStringLiteral("top")};
-const QStringList cameraPositionNames{QStringLiteral("bottomLeft"), QStringLiteral("bottomRight"),
-                                      QStringLiteral("recorded"), QStringLiteral("topRight"),
-                                      QStringLiteral("topLeft")};
-const QStringList cameraShapeNames{QStringLiteral("circle"), QStringLiteral("rounded")};
-const QStringList codecNames{QStringLiteral("h264"), QStringLiteral("hevc")};
 const QStringList outputNames{QStringLiteral("mp4"), QStringLiteral("gif")};
-const QStringList qualityNames{QStringLiteral("small"), QStringLiteral("balanced"), QStringLiteral("sharp")};
 
 QStringList resolutionNames() {
     QStringList names;
@@ -82,10 +76,9 @@ void applySound(const ToolArgs& args, VideoEditorModel& model) {
 }
 
 void applyOutput(const ToolArgs& args, VideoEditorModel& model) {
-    if (const auto codec =
-            choice<RecordingCodec>(args, QStringLiteral("codec"), codecNames, [](const QString& raw) {
-                return recordingCodecValues.parse(raw.toLower());
-            }))
+    if (const auto codec = choice<RecordingCodec>(
+            args, QStringLiteral("codec"), recordingCodecValues.raws(),
+            [](const QString& raw) { return recordingCodecValues.parse(raw.toLower()); }))
         model.setCodec(*codec);
     if (const auto resolution = choice<ExportResolution>(args, QStringLiteral("resolution"),
                                                          resolutionNames(), ExportResolutions::parse))
@@ -136,11 +129,8 @@ void applyFrame(const ToolArgs& args, StudioStyle& style) {
         style.background = *background;
     style.padding = within(args, QStringLiteral("padding"), 0, 0.2, style.padding);
     style.shadow = flag(args, QStringLiteral("shadow"), style.shadow);
-    if (const auto shape =
-            choice<StudioShape>(args, QStringLiteral("shape"), shapeNames, StudioNames::parseShape))
-        style.shape = *shape;
-    if (const auto framing =
-            choice<StudioFraming>(args, QStringLiteral("framing"), framingNames, StudioNames::parseFraming))
+    if (const auto shape = named(args, QStringLiteral("shape"), studioShapeValues)) style.shape = *shape;
+    if (const auto framing = named(args, QStringLiteral("framing"), studioFramingValues))
         style.framing = *framing;
     style.followPointer = flag(args, QStringLiteral("follow_pointer"), true);
 }
@@ -165,14 +155,11 @@ void applyCaptions(const ToolArgs& args, const VideoEditorModel& model, StudioSt
     if (style.captions && model.captions().isEmpty())
         failTool(QStringLiteral("This recording has no captions yet, and this version of Pictavia cannot "
                                 "transcribe speech. Edit it without `captions`."));
-    if (const auto look = choice<CaptionLook>(args, QStringLiteral("caption_look"), lookNames,
-                                              StudioNames::parseCaptionLook))
+    if (const auto look = named(args, QStringLiteral("caption_look"), captionLookValues))
         style.captionLook = *look;
-    if (const auto color = choice<CaptionColor>(args, QStringLiteral("caption_color"), colorNames,
-                                                StudioNames::parseCaptionColor))
+    if (const auto color = named(args, QStringLiteral("caption_color"), captionColorValues))
         style.captionColor = *color;
-    if (const auto position = choice<CaptionPosition>(args, QStringLiteral("caption_position"), positionNames,
-                                                      StudioNames::parseCaptionPosition))
+    if (const auto position = named(args, QStringLiteral("caption_position"), captionPositionValues))
         style.captionPosition = *position;
 }
 
@@ -185,12 +172,10 @@ void applyCamera(const ToolArgs& args, const VideoEditorModel& model, StudioStyl
         notes << QStringLiteral(
             "This recording was made without the camera, so the camera options do not apply.");
     style.camera = flag(args, QStringLiteral("camera"), true);
-    if (const auto position = choice<CameraPosition>(args, QStringLiteral("camera_position"),
-                                                     cameraPositionNames, StudioNames::parseCameraPosition))
+    if (const auto position = named(args, QStringLiteral("camera_position"), cameraPositionValues))
         style.cameraPosition = *position;
     style.cameraSize = within(args, QStringLiteral("camera_size"), 0.5, 2.5, style.cameraSize);
-    if (const auto shape = choice<CameraShape>(args, QStringLiteral("camera_shape"), cameraShapeNames,
-                                               StudioNames::parseCameraShape))
+    if (const auto shape = named(args, QStringLiteral("camera_shape"), cameraShapeValues))
         style.cameraShape = *shape;
     style.cameraBlur = flag(args, QStringLiteral("camera_blur"), false);
 }
@@ -205,7 +190,7 @@ std::optional<VideoEditorModel::GifSettings> gifSettings(const ToolArgs& args) {
     gif.fps = int(std::lround(within(args, QStringLiteral("gif_fps"), 1, 30, 0)));
     gif.maxWidth = int(std::lround(within(args, QStringLiteral("gif_max_width"), 64, 3840, 0)));
     gif.quality =
-        choice<GIFQuality>(args, QStringLiteral("gif_quality"), qualityNames,
+        choice<GIFQuality>(args, QStringLiteral("gif_quality"), gifQualityValues.raws(),
                            [](const QString& raw) { return gifQualityValues.parse(raw.toLower()); });
     return gif;
 }
@@ -249,8 +234,8 @@ Properties properties() {
         {QStringLiteral("mute"), boolean(QStringLiteral("Remove the sound."))},
         {QStringLiteral("volume"), number(QStringLiteral("Audio volume, 0 to 2 (1 = unchanged)."), 0, 2)},
         {QStringLiteral("mono"), boolean(QStringLiteral("Mix the sound down to one channel."))},
-        {QStringLiteral("codec"),
-         string(QStringLiteral("Video codec (HEVC applies at original or 1080p)."), codecNames)},
+        {QStringLiteral("codec"), string(QStringLiteral("Video codec (HEVC applies at original or 1080p)."),
+                                         recordingCodecValues.raws())},
         {QStringLiteral("resolution"), string(QStringLiteral("Output size."), resolutionNames())},
         {QStringLiteral("zoom"),
          boolean(QStringLiteral("Auto-zoom toward the clicks recorded with the video."))},
@@ -277,12 +262,12 @@ Properties properties() {
          string(QStringLiteral(
                     "Frame shape: original, wide (16:9), vertical (9:16, for Reels, Shorts and TikTok) or "
                     "square."),
-                shapeNames)},
+                studioShapeValues.raws())},
         {QStringLiteral("framing"),
          string(QStringLiteral(
                     "For a shape other than original: \"fit\" shows all of it, \"follow\" fills the frame "
                     "and pans with the pointer."),
-                framingNames)},
+                studioFramingValues.raws())},
         {QStringLiteral("pointer_size"),
          number(QStringLiteral("Studio recordings: drawn pointer size, 0.6 to 2.5. Default 1."), 0.6, 2.5)},
         {QStringLiteral("pointer_smoothing"),
@@ -297,28 +282,31 @@ Properties properties() {
              QStringLiteral("Speech language for a new transcription, such as en-US. Default: the system's "
                             "language."))},
         {QStringLiteral("caption_position"),
-         string(QStringLiteral("Where burned in captions sit."), positionNames)},
+         string(QStringLiteral("Where burned in captions sit."), captionPositionValues.raws())},
         {QStringLiteral("caption_look"),
          string(QStringLiteral("\"box\" puts captions on a dark box, \"outline\" draws outlined text."),
-                lookNames)},
-        {QStringLiteral("caption_color"), string(QStringLiteral("Caption text colour."), colorNames)},
+                captionLookValues.raws())},
+        {QStringLiteral("caption_color"),
+         string(QStringLiteral("Caption text colour."), captionColorValues.raws())},
         {QStringLiteral("camera"),
          boolean(
              QStringLiteral("Recordings made with the camera on: show the camera bubble. Default true."))},
         {QStringLiteral("camera_position"),
          string(QStringLiteral("Where the camera bubble goes. Default: where it was while recording."),
-                cameraPositionNames)},
+                cameraPositionValues.raws())},
         {QStringLiteral("camera_size"),
          number(QStringLiteral("Camera bubble size relative to the recorded bubble, 0.5 to 2.5. Default 1."),
                 0.5, 2.5)},
-        {QStringLiteral("camera_shape"), string(QStringLiteral("Camera bubble shape."), cameraShapeNames)},
+        {QStringLiteral("camera_shape"),
+         string(QStringLiteral("Camera bubble shape."), cameraShapeValues.raws())},
         {QStringLiteral("camera_blur"),
          boolean(QStringLiteral("Blur the background behind the person in the camera bubble."))},
         {QStringLiteral("output"), string(QStringLiteral("\"mp4\" (default) or \"gif\"."), outputNames)},
         {QStringLiteral("gif_fps"),
          integer(QStringLiteral("GIF frames a second (1 to 30). Default: the user's setting."), 1, 30)},
         {QStringLiteral("gif_max_width"), integer(QStringLiteral("GIF width cap in pixels."), 64, 3840)},
-        {QStringLiteral("gif_quality"), string(QStringLiteral("GIF size/quality trade-off."), qualityNames)},
+        {QStringLiteral("gif_quality"),
+         string(QStringLiteral("GIF size/quality trade-off."), gifQualityValues.raws())},
     };
 }
 

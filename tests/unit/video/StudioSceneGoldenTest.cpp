@@ -192,8 +192,8 @@ TEST(StudioSceneGolden, EveryShapeFittedAndFollowingThePointer) {
         for (StudioFraming framing : {StudioFraming::fit, StudioFraming::follow})
             for (double time : {0.2, 3.0}) {
                 static QList<QByteArray> names;
-                names.append("shape_" + StudioNames::raw(shape).toLatin1() + "_" +
-                             StudioNames::raw(framing).toLatin1() + (time < 1 ? "_start" : "_end"));
+                names.append("shape_" + studioShapeValues.raw(shape).toLatin1() + "_" +
+                             studioFramingValues.raw(framing).toLatin1() + (time < 1 ? "_start" : "_end"));
                 cases.append({names.constLast().constData(), time, [=](StudioStyle& s) {
                                   s = framed();
                                   s.shape = shape;
