@@ -53,8 +53,7 @@ VideoStylePanel::VideoStylePanel(VideoEditorModel* model, QWidget* parent) : QWi
     QVBoxLayout* background = section(tr("Background"));
     auto* grid = new QGridLayout;
     grid->setSpacing(6);
-    QList<BackgroundStyle> styles{BackgroundStyle::None};
-    styles += Backgrounds::pickerCases();
+    const QList<BackgroundStyle> styles = Backgrounds::pickerCases();
     for (int i = 0; i < styles.size(); ++i) {
         const BackgroundStyle style = styles[i];
         QList<QColor> colors = Backgrounds::swatchColors(style);

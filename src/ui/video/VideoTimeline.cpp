@@ -138,6 +138,7 @@ void VideoTimeline::paintRuler(QPainter& painter) const {
     for (double at = 0; at <= duration + 1e-6; at += step) {
         const int x = xOf(at);
         painter.drawLine(x, rulerHeight - 5, x, rulerHeight - 1);
+        if (x + 28 > width()) break; // no room for the label at the very end
         painter.drawText(QRect(x + 3, 0, 60, rulerHeight - 3), Qt::AlignLeft | Qt::AlignVCenter,
                          step < 1 ? QString::number(at, 'f', 1) : clockText(at));
     }
