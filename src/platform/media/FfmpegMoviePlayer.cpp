@@ -92,6 +92,10 @@ public:
           m_packet(av_packet_alloc()), m_decoded(av_frame_alloc()) {
         AVRational rate = av_guess_frame_rate(m_source.format.get(), m_source.video, nullptr);
         if (rate.num > 0 && rate.den > 0) m_frameLength = 1.0 / av_q2d(rate);
+        // The movie's clock starts at its first picture; its sound may start earlier, where an
+        // AAC encoder's priming samples begin.
+        if (const int64_t start = m_source.video->start_time; start != AV_NOPTS_VALUE)
+            m_clockStart = double(start) * av_q2d(m_source.video->time_base);
         m_requests.seek = 0.0; // paused at the first picture
         m_thread = std::thread([this] { run(); });
     }
@@ -184,7 +188,7 @@ private:
     // Moves to the picture at `time`: from the key frame before it, decoding on to it.
     void seekTo(double time) {
         const AVRational base = m_source.video->time_base;
-        const auto target = int64_t(time / av_q2d(base));
+        const auto target = int64_t((time + m_clockStart) / av_q2d(base));
         av_seek_frame(m_source.format.get(), m_source.video->index, target, AVSEEK_FLAG_BACKWARD);
         avcodec_flush_buffers(m_source.decoder.get());
         if (m_audioDecoder) avcodec_flush_buffers(m_audioDecoder.get());
@@ -314,8 +318,9 @@ private:
         while (avcodec_receive_frame(m_source.decoder.get(), m_decoded.get()) >= 0) {
             Picture picture{FrameHandle(av_frame_alloc()), 0};
             const int64_t pts = m_decoded->best_effort_timestamp;
-            picture.time = pts == AV_NOPTS_VALUE ? m_lastPictureTime + m_frameLength
-                                                 : double(pts) * av_q2d(m_source.video->time_base);
+            picture.time = pts == AV_NOPTS_VALUE
+                               ? m_lastPictureTime + m_frameLength
+                               : double(pts) * av_q2d(m_source.video->time_base) - m_clockStart;
             m_lastPictureTime = picture.time;
             av_frame_move_ref(picture.frame.get(), m_decoded.get());
             m_pictures.push_back(std::move(picture));
@@ -326,7 +331,7 @@ private:
         const int rate = m_audioDecoder->sample_rate;
         while (avcodec_receive_frame(m_audioDecoder.get(), m_decoded.get()) >= 0) {
             const int64_t pts = m_decoded->best_effort_timestamp;
-            double time = pts != AV_NOPTS_VALUE ? double(pts) * av_q2d(m_audio->time_base)
+            double time = pts != AV_NOPTS_VALUE ? double(pts) * av_q2d(m_audio->time_base) - m_clockStart
                                                 : m_nextSoundTime.value_or(m_soundFrom);
             m_nextSoundTime = time + double(m_decoded->nb_samples) / rate;
             // Sound from before a seek's target is cut off where the target is.
@@ -376,6 +381,7 @@ private:
     bool m_demuxEnded = false;
     bool m_ended = false; // played to the end of the movie or range: play() starts over
     double m_frameLength = 1.0 / 30;
+    double m_clockStart = 0; // seconds of the video stream at the movie's zero
     double m_lastPictureTime = 0;
     double m_soundFrom = 0;
     std::optional<double> m_nextSoundTime;

@@ -1,6 +1,7 @@
 #include "ui/video/VideoEditorWindow.h"
 
 #include "platform/MoviePlayer.h"
+#include "platform/Platform.h"
 #include "ui/AppIcon.h"
 #include "ui/OverlayStyle.h"
 #include "ui/video/VideoExportBar.h"
@@ -154,6 +155,17 @@ VideoEditorWindow::VideoEditorWindow(std::unique_ptr<VideoEditorModel> model, QW
         connect(new QShortcut(key, this), &QShortcut::activated, m_timeline,
                 &VideoTimeline::removeSelectedZoom);
     connect(m_preview, &VideoPreview::clicked, this, &VideoEditorWindow::togglePlaying);
+    // A frame at a time with the arrows, a second with Shift; the ends of the kept part.
+    const std::pair<QKeySequence, std::function<void()>> keys[] = {
+        {QKeySequence(Qt::Key_Left), [this] { step(-1.0 / 30); }},
+        {QKeySequence(Qt::Key_Right), [this] { step(1.0 / 30); }},
+        {QKeySequence(Qt::SHIFT | Qt::Key_Left), [this] { step(-1); }},
+        {QKeySequence(Qt::SHIFT | Qt::Key_Right), [this] { step(1); }},
+        {QKeySequence(Qt::Key_Home), [this] { m_model->setPlayhead(m_model->trimStart()); }},
+        {QKeySequence(Qt::Key_End), [this] { m_model->setPlayhead(m_model->trimEnd()); }},
+    };
+    for (const auto& [key, run] : keys)
+        connect(new QShortcut(key, this), &QShortcut::activated, this, run);
 
     m_preview->setScene(m_model->scene());
     connect(m_model.get(), &VideoEditorModel::sceneChanged, this,
@@ -162,6 +174,7 @@ VideoEditorWindow::VideoEditorWindow(std::unique_ptr<VideoEditorModel> model, QW
     connect(m_model.get(), &VideoEditorModel::changed, this, &VideoEditorWindow::syncTransport);
     connect(m_timeline, &VideoTimeline::selectionChanged, this, &VideoEditorWindow::syncTransport);
     connectPlayer();
+    openCamera();
     syncTransport();
     syncTime();
 
@@ -177,6 +190,7 @@ VideoEditorWindow::~VideoEditorWindow() {
         player->setFrameHandler({});
         player->setEndHandler({});
     }
+    m_camera.reset();
 }
 
 QWidget* VideoEditorWindow::buildTransport() {
@@ -225,18 +239,45 @@ void VideoEditorWindow::connectPlayer() {
     });
 }
 
+void VideoEditorWindow::openCamera() {
+    const auto& players = platform::services().moviePlayers;
+    if (!m_model->hasWebcam() || !players || !m_model->player()) return;
+    auto opened = players->open(m_model->webcamURL());
+    if (!opened) return; // the bubble stays empty in the preview; the export says why
+    m_camera = std::move(opened).value();
+    m_camera->setMuted(true);
+    m_camera->setFrameHandler(
+        [preview = m_preview](const QImage& picture, double) { preview->offerCamera(picture); });
+    // Paused, it shows the picture at the playhead; playing, it runs alongside on its own.
+    connect(m_model.get(), &VideoEditorModel::playheadChanged, this, [this](double seconds) {
+        if (!m_model->player()->isPlaying()) m_camera->seek(seconds);
+    });
+}
+
+void VideoEditorWindow::step(double seconds) {
+    if (platform::MoviePlayer* player = m_model->player(); player && player->isPlaying()) togglePlaying();
+    m_model->setPlayhead(std::clamp(m_model->playhead() + seconds, 0.0, m_model->duration()));
+}
+
 void VideoEditorWindow::togglePlaying() {
     platform::MoviePlayer* player = m_model->player();
     if (!player) return;
-    if (player->isPlaying())
+    if (player->isPlaying()) {
         player->pause();
-    else
+        if (m_camera) m_camera->pause();
+    } else {
         player->play();
+        if (m_camera) {
+            m_camera->seek(player->position());
+            m_camera->play();
+        }
+    }
     syncTransport();
 }
 
 void VideoEditorWindow::syncTransport() {
     platform::MoviePlayer* player = m_model->player();
+    if (m_camera && player && !player->isPlaying()) m_camera->pause();
     m_play->setEnabled(player != nullptr);
     m_play->setIcon(transportIcon(player && player->isPlaying()));
     m_addZoom->setEnabled(m_model->duration() > 0);

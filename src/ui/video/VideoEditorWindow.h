@@ -4,6 +4,9 @@
 
 #include <memory>
 
+namespace platform {
+class MoviePlayer;
+}
 class QLabel;
 class QPushButton;
 class VideoEditorModel;
@@ -33,10 +36,14 @@ protected:
 private:
     QWidget* buildTransport();
     void connectPlayer();
+    void openCamera();
+    void step(double seconds);
     void syncTransport();
     void syncTime();
 
     std::unique_ptr<VideoEditorModel> m_model;
+    // The camera movie of a studio recording, played silently alongside for the bubble.
+    std::unique_ptr<platform::MoviePlayer> m_camera;
     VideoPreview* m_preview = nullptr;
     VideoTimeline* m_timeline = nullptr;
     VideoStylePanel* m_style = nullptr;

@@ -41,6 +41,14 @@ void VideoPreview::offerPicture(const QImage& picture, double time) {
     QMetaObject::invokeMethod(this, &VideoPreview::takeOffered, Qt::QueuedConnection);
 }
 
+void VideoPreview::offerCamera(const QImage& picture) {
+    {
+        const std::lock_guard lock(m_offerMutex);
+        m_camera = picture;
+    }
+    QMetaObject::invokeMethod(this, "update", Qt::QueuedConnection);
+}
+
 void VideoPreview::takeOffered() {
     const std::lock_guard lock(m_offerMutex);
     m_picture = std::exchange(m_offered, QImage());
@@ -76,7 +84,12 @@ void VideoPreview::paintEvent(QPaintEvent*) {
     const double ratio = devicePixelRatioF();
     QImage composed(target.size() * ratio, QImage::Format_ARGB32_Premultiplied);
     composed.fill(stage);
-    m_scene->render(composed, m_picture, m_time);
+    QImage camera;
+    {
+        const std::lock_guard lock(m_offerMutex);
+        camera = m_camera;
+    }
+    m_scene->render(composed, m_picture, m_time, camera);
     composed.setDevicePixelRatio(ratio);
     painter.drawImage(target.topLeft(), composed);
 }

@@ -20,6 +20,8 @@ public:
     void setScene(std::shared_ptr<const StudioScene> scene);
     // May be called from any thread: the newest picture wins and is painted on the GUI thread.
     void offerPicture(const QImage& picture, double time);
+    // The camera movie's picture at about the same time, from its own player's thread.
+    void offerCamera(const QImage& picture);
 
     const QImage& picture() const { return m_picture; }
     double pictureTime() const { return m_time; }
@@ -45,6 +47,7 @@ private:
     QImage m_offered;
     double m_offeredTime = 0;
     bool m_takePending = false;
+    QImage m_camera; // guarded by m_offerMutex as well
 };
 
 } // namespace ui::video
