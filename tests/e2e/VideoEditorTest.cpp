@@ -27,13 +27,13 @@ bool near(QRgb pixel, QRgb color, int tolerance) {
            std::abs(qBlue(pixel) - qBlue(color)) <= tolerance;
 }
 
-// The box around every pixel of `color` in `area` of the screen.
-QRect boxOf(const QImage& screen, QRgb color, QRect area = {}) {
+// The box around every pixel of about `color` in `area` of the screen.
+QRect boxOf(const QImage& screen, QRgb color, QRect area = {}, int tolerance = 0) {
     if (area.isEmpty()) area = screen.rect();
     QRect box;
     for (int y = area.top(); y <= area.bottom(); ++y)
         for (int x = area.left(); x <= area.right(); ++x)
-            if (screen.pixel(x, y) == color) box |= QRect(x, y, 1, 1);
+            if (near(screen.pixel(x, y), color, tolerance)) box |= QRect(x, y, 1, 1);
     return box;
 }
 
@@ -139,7 +139,7 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
 
     // The white background: the recording moves in from the frame's edges, white around it.
     const QImage before = grabScreen();
-    const QRect picture = boxOf(before, qRgb(0, 0, 255), QRect(0, 60, clip->right(), clip->top() - 120));
+    const QRect picture = boxOf(before, qRgb(0, 0, 255), QRect(0, 60, clip->right(), clip->top() - 120), 40);
     ASSERT_GT(picture.width(), movieSize.width() / 2) << "the preview's picture is not on the screen";
     const QRect panel(clip->right() + 20, 60, before.width() - clip->right() - 20, before.height() / 3);
     const QRect white = boxOf(before, qRgb(255, 255, 255), panel);

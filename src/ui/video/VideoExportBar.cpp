@@ -1,6 +1,5 @@
 #include "ui/video/VideoExportBar.h"
 
-#include "app/Toast.h"
 #include "video/VideoEditorModel.h"
 
 #include <QCheckBox>
@@ -128,8 +127,9 @@ void VideoExportBar::startExport() {
     sync();
 }
 
-void VideoExportBar::showFinished(const QString&, const QString& error) {
-    if (!error.isEmpty() && error != QStringLiteral("Cancelled")) Toast::show(error);
+void VideoExportBar::showFinished() {
+    // The model has told the user how it went; the bar shows the sizes and the button again.
+    m_progress->setValue(0);
     sync();
 }
 

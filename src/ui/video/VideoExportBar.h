@@ -25,7 +25,7 @@ public:
 
 private:
     void sync();
-    void showFinished(const QString& file, const QString& error);
+    void showFinished();
 
     VideoEditorModel* m_model;
     QComboBox* m_format = nullptr;
