@@ -138,6 +138,15 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
     ASSERT_TRUE(waitUntil([&] { return near(previewCentre(*clip), qRgb(0, 0, 255), 40); }))
         << "seeking on the timeline did not show the picture there";
 
+    // Home goes back to the start; Space plays on into the blue half.
+    app->xdotool({"key", "Home"});
+    ASSERT_TRUE(waitUntil([&] { return near(previewCentre(*clip), qRgb(255, 0, 0), 40); }))
+        << "Home did not go back to the first picture";
+    app->xdotool({"key", "space"});
+    ASSERT_TRUE(waitUntil([&] { return near(previewCentre(*clip), qRgb(0, 0, 255), 40); }))
+        << "Space did not play the movie";
+    settle(2500); // played to its end
+
     // The white background: the recording moves in from the frame's edges, white around it.
     const QImage before = grabScreen();
     const QRect picture = boxOf(before, qRgb(0, 0, 255), QRect(0, 60, clip->right(), clip->top() - 120), 40);
@@ -152,6 +161,18 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
                near(screen.pixel(picture.center()), qRgb(0, 0, 255), 40);
     })) << "the preview did not take the white background";
     app->screenshot("video-editor-styled");
+    // A gradient next to it, for people to look at: the swatch after black.
+    {
+        const QImage screen = grabScreen();
+        const QRect black = boxOf(screen, qRgb(0, 0, 0), panel);
+        if (!black.isEmpty()) {
+            click(black.center() + QPoint(black.center().x() - white.center().x(), 0));
+            settle(800);
+            app->screenshot("video-editor-gradient");
+            click(white.center());
+            settle(500);
+        }
+    }
 
     // Export: the accent button at the bottom right.
     const QImage screen = grabScreen();
