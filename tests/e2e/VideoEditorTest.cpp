@@ -1,6 +1,6 @@
 // The video editor driven from outside: a movie opened with `pictavia edit`, the playhead
-// moved on the timeline, a background picked, and the styled movie exported into the
-// history. Screenshots of the window are kept as artifacts.
+// moved on the timeline and with the keys, a background picked, the start trimmed, and the
+// styled movie exported into the history. Screenshots of the window are kept as artifacts.
 
 #include "AppSession.h"
 #include "MovieFrames.h"
@@ -174,6 +174,19 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
         }
     }
 
+    // The start handle dragged to the middle keeps the blue half alone.
+    const QPoint handle(clip->left() + 4, clip->center().y());
+    const QPoint middle(clip->left() + clip->width() / 2 + 4, clip->center().y());
+    app->xdotool({"mousemove", std::to_string(handle.x()), std::to_string(handle.y()), "mousedown", "1"});
+    for (int step = 1; step <= 5; ++step) {
+        const QPoint p = handle + (middle - handle) * step / 5;
+        app->xdotool({"mousemove", std::to_string(p.x()), std::to_string(p.y())});
+    }
+    app->xdotool({"mouseup", "1"});
+    settle(300);
+    ASSERT_TRUE(waitUntil([&] { return near(previewCentre(*clip), qRgb(0, 0, 255), 40); }))
+        << "the preview does not show the new start";
+
     // Export: the accent button at the bottom right.
     const QImage screen = grabScreen();
     const QRect bottom(screen.width() / 2, clip->bottom(), screen.width() / 2,
@@ -196,7 +209,13 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
     const QStringList size = QString::fromStdString(probed.out).trimmed().split('x');
     ASSERT_EQ(size.size(), 2) << probed.out << probed.err;
     const QList<QImage> frames = movieFrames(exported, QSize(size[0].toInt(), size[1].toInt()));
-    ASSERT_GT(frames.size(), 30);
+    // Two seconds at 15 frames a second, all of them blue.
+    EXPECT_GE(frames.size(), 26);
+    EXPECT_LE(frames.size(), 34);
+    ASSERT_FALSE(frames.isEmpty());
+    const QImage first = frames.first();
+    EXPECT_TRUE(near(first.pixel(first.width() / 2, first.height() / 2), qRgb(0, 0, 255), 50))
+        << "the trimmed part was exported";
     const QImage last = frames.last();
     EXPECT_TRUE(near(last.pixel(1, 1), qRgb(255, 255, 255), 30))
         << "the exported frame has no white background: " << std::hex << last.pixel(1, 1);
