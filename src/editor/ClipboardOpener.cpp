@@ -105,7 +105,7 @@ Result<bool> check(const QString& path) {
     if (isMovie(path)) {
         static const QList<QByteArray> firstBoxes{"ftyp", "moov", "mdat", "wide", "free", "skip"};
         if (!firstBoxes.contains(file.read(8).mid(4)))
-            return Error{QStringLiteral("%1 is not a movie Pictavia can read").arg(name)};
+            return Error{QStringLiteral("“%1” is not a video Pictavia can read.").arg(name)};
         return true;
     }
     const QByteArray bytes = file.readAll();

@@ -141,7 +141,7 @@ TEST_F(ClipboardOpenerTest, MoviesGoToTheVideoEditorAndAreCheckedByTheirFirstBox
     EXPECT_TRUE(ClipboardOpener::check(movie));
     const auto refused = ClipboardOpener::check(text);
     ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().message, QStringLiteral("Notes.mov is not a movie Pictavia can read"));
+    EXPECT_EQ(refused.error().message, QStringLiteral("“Notes.mov” is not a video Pictavia can read."));
 
     ClipboardOpener::open(movie);
     EXPECT_EQ(movies, QStringList{QStringLiteral("Clip.mp4")});
