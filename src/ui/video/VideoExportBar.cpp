@@ -136,9 +136,10 @@ void VideoExportBar::showFinished() {
 void VideoExportBar::sync() {
     m_syncing = true;
     const bool movie = m_format->currentData().toInt() == mp4;
+    const bool exporting = m_model->isExporting();
     m_resolution->setCurrentIndex(m_resolution->findData(int(m_model->resolution())));
     m_codec->setCurrentIndex(m_codec->findData(int(m_model->codec())));
-    m_codec->setEnabled(movie && ExportResolutions::supportsHEVC(m_model->resolution()));
+    m_codec->setEnabled(!exporting && movie && ExportResolutions::supportsHEVC(m_model->resolution()));
     m_mute->setChecked(m_model->mute());
     m_volume->setValue(int(std::lround(m_model->volume() * 100)));
     m_volumeValue->setText(QStringLiteral("%1 %").arg(m_volume->value()));
@@ -153,10 +154,10 @@ void VideoExportBar::sync() {
     if (const auto exported = m_model->exportedBytes())
         sizes += QStringLiteral("  →  ") + tr("Exported %1").arg(locale.formattedDataSize(*exported));
     m_sizes->setText(sizes);
-    const bool exporting = m_model->isExporting();
     m_action->setCurrentIndex(exporting ? 1 : 0);
-    for (QWidget* control : {static_cast<QWidget*>(m_format), static_cast<QWidget*>(m_resolution)})
-        control->setEnabled(!exporting);
+    m_format->setEnabled(!exporting);
+    // A GIF's size and frame rate come from the GIF preferences.
+    m_resolution->setEnabled(!exporting && movie);
     m_syncing = false;
 }
 
