@@ -8,8 +8,10 @@
 
 #include "video/RecordingTimeline.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QPainter>
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -36,6 +38,23 @@ QRect boxOf(const QImage& screen, QRgb color, QRect area = {}, int tolerance = 0
         for (int x = area.left(); x <= area.right(); ++x)
             if (near(screen.pixel(x, y), color, tolerance)) box |= QRect(x, y, 1, 1);
     return box;
+}
+
+// A black arrow with a white edge, pointing from its top left.
+CursorShape arrow() {
+    QImage image(24, 24, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::white, 1.5));
+    painter.setBrush(Qt::black);
+    painter.drawPolygon(QPolygonF({{1, 1}, {1, 19}, {6, 14}, {10, 22}, {13, 21}, {9, 13}, {16, 13}}));
+    painter.end();
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return {png, 24, 24, 1, 1};
 }
 
 class VideoEditorTest : public ::testing::Test {
@@ -86,6 +105,7 @@ protected:
         timeline.clicks = {{0.8, 0.3, 0.4}, {2.6, 0.7, 0.6}};
         for (int i = 0; i <= 40; ++i)
             timeline.cursor.append({i * 0.1, 0.2 + i * 0.015, 0.3 + i * 0.01, 0});
+        timeline.cursorShapes = {arrow()};
         ASSERT_TRUE(TimelineStore::save(timeline, movie));
     }
 
@@ -173,6 +193,13 @@ TEST_F(VideoEditorTest, OpensAMovieSeeksStylesAndExportsIntoTheHistory) {
             settle(500);
         }
     }
+
+    // A zoom added with Z at one second, looked at while it holds.
+    click({clip->left() + clip->width() / 4, clip->center().y()});
+    app->xdotool({"key", "z"});
+    click({clip->left() + clip->width() * 2 / 5, clip->center().y()});
+    settle(800);
+    app->screenshot("video-editor-zoomed");
 
     // The start handle dragged to the middle keeps the blue half alone.
     const QPoint handle(clip->left() + 4, clip->center().y());

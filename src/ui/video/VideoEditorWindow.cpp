@@ -163,6 +163,7 @@ VideoEditorWindow::VideoEditorWindow(std::unique_ptr<VideoEditorModel> model, QW
         {QKeySequence(Qt::SHIFT | Qt::Key_Right), [this] { step(1); }},
         {QKeySequence(Qt::Key_Home), [this] { m_model->setPlayhead(m_model->trimStart()); }},
         {QKeySequence(Qt::Key_End), [this] { m_model->setPlayhead(m_model->trimEnd()); }},
+        {QKeySequence(Qt::Key_Z), [this] { addZoom(); }},
     };
     for (const auto& [key, run] : keys)
         connect(new QShortcut(key, this), &QShortcut::activated, this, run);
@@ -209,9 +210,9 @@ QWidget* VideoEditorWindow::buildTransport() {
     m_time = new QLabel;
     m_time->setObjectName(QStringLiteral("timeLabel"));
     m_addZoom = new QPushButton(tr("Add Zoom"));
-    m_addZoom->setToolTip(tr("Zoom in at the playhead"));
+    m_addZoom->setToolTip(tr("Zoom in at the playhead (Z)"));
     m_addZoom->setFocusPolicy(Qt::NoFocus);
-    connect(m_addZoom, &QPushButton::clicked, this, [this] { m_model->addZoomAtPlayhead(); });
+    connect(m_addZoom, &QPushButton::clicked, this, &VideoEditorWindow::addZoom);
     m_removeZoom = new QPushButton(tr("Remove Zoom"));
     m_removeZoom->setToolTip(tr("Remove the selected zoom (Delete)"));
     m_removeZoom->setFocusPolicy(Qt::NoFocus);
@@ -252,6 +253,12 @@ void VideoEditorWindow::openCamera() {
     connect(m_model.get(), &VideoEditorModel::playheadChanged, this, [this](double seconds) {
         if (!m_model->player()->isPlaying()) m_camera->seek(seconds);
     });
+}
+
+void VideoEditorWindow::addZoom() {
+    // A zoom placed by hand is meant to be seen: zooming comes on with it.
+    m_model->setZoomEnabled(true);
+    m_model->addZoomAtPlayhead();
 }
 
 void VideoEditorWindow::step(double seconds) {

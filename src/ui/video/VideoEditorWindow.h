@@ -38,6 +38,7 @@ private:
     void connectPlayer();
     void openCamera();
     void step(double seconds);
+    void addZoom();
     void syncTransport();
     void syncTime();
 
