@@ -3,6 +3,7 @@
 #include "app/Toast.h"
 #include "capture/ImageUtils.h"
 #include "editor/ProjectStore.h"
+#include "history/HistoryRecord.h"
 #include "platform/Platform.h"
 
 #include <QFile>
@@ -17,6 +18,11 @@ namespace {
 std::function<void(std::unique_ptr<EditorModel>)>& presenter() {
     static std::function<void(std::unique_ptr<EditorModel>)> present;
     return present;
+}
+
+std::function<void(const QString&)>& movieOpener() {
+    static std::function<void(const QString&)> open;
+    return open;
 }
 
 const QString cannotOpen = QStringLiteral("Pictavia cannot open that file");
@@ -38,6 +44,14 @@ std::unique_ptr<EditorModel> fromDocument(const ProjectDocument& document, const
 
 void setPresenter(std::function<void(std::unique_ptr<EditorModel>)> present) {
     presenter() = std::move(present);
+}
+
+void setMovieOpener(std::function<void(const QString& file)> open) {
+    movieOpener() = std::move(open);
+}
+
+bool isMovie(const QString& path) {
+    return HistoryRecord::kindOf(QFileInfo(path).fileName()) == HistoryRecord::Kind::Video;
 }
 
 double scaleOf(const QImage& image) {
@@ -87,6 +101,13 @@ Result<bool> check(const QString& path) {
     QFile file(path);
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return Error{QStringLiteral("Cannot read %1").arg(path)};
+    // A movie is looked at no further than the type of its first box.
+    if (isMovie(path)) {
+        static const QList<QByteArray> firstBoxes{"ftyp", "moov", "mdat", "wide", "free", "skip"};
+        if (!firstBoxes.contains(file.read(8).mid(4)))
+            return Error{QStringLiteral("“%1” is not a video Pictavia can read.").arg(name)};
+        return true;
+    }
     const QByteArray bytes = file.readAll();
     const bool looksLikeProject = bytes.startsWith("bplist00") ||
                                   QFileInfo(path).suffix().compare(u"pictavia", Qt::CaseInsensitive) == 0;
@@ -102,6 +123,10 @@ Result<bool> check(const QString& path) {
 }
 
 void open(const QString& path) {
+    if (isMovie(path)) {
+        if (movieOpener()) return movieOpener()(path);
+        return Toast::show(QStringLiteral("The video editor is not available in this version of Pictavia"));
+    }
     auto model = modelForFile(path);
     if (!model) return Toast::show(model.error().message);
     present(std::move(model).value());

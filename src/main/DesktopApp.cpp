@@ -40,6 +40,7 @@
 #include "ui/editor/EditorWindow.h"
 #include "ui/main/FileManager.h"
 #include "ui/main/MainWindow.h"
+#include "ui/video/VideoEditorWindow.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -118,6 +119,14 @@ void installPlatformExtras() {
 void installDestinations() {
     ClipboardOpener::setPresenter(
         [](std::unique_ptr<EditorModel> model) { ui::Editor::present(std::move(model)); });
+    ClipboardOpener::setMovieOpener([](const QString& file) {
+        QString error;
+        if (!ui::video::openVideoEditor(file, &error)) Toast::show(error);
+    });
+    ScreenRecorder::shared().setStudioEditor([](const QString& movie) {
+        QString error;
+        if (!ui::video::openVideoEditor(movie, &error)) Toast::show(error);
+    });
     ui::QuickAccess::setEditorOpener([](const QString& file) { ClipboardOpener::open(file); });
     URLCommands::Destinations d;
     d.openClipboard = [] { ClipboardOpener::openClipboard(); };
@@ -169,6 +178,11 @@ void installAgentDesktopActions() {
         return count;
     };
     hooks.openEditor = [](const QString& file) { ClipboardOpener::open(file); };
+    hooks.openVideoEditor = [](const QString& file) {
+        QString error;
+        ui::video::openVideoEditor(file, &error);
+        return error;
+    };
     hooks.showQuickAccess = [](const QString& file, const QImage& image) {
         ui::QuickAccess::show(file, image);
     };

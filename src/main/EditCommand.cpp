@@ -4,6 +4,7 @@
 #include "main/CommandLine.h"
 #include "main/DesktopApp.h"
 #include "main/PlatformSetup.h"
+#include "platform/Platform.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -19,11 +20,11 @@ int runEditCommand(int argc, char** argv, const QStringList& arguments) {
         // The parser needs an application for --help; the desktop app makes its own later.
         QCoreApplication app(argc, argv);
         QCommandLineParser parser;
-        parser.setApplicationDescription(
-            QStringLiteral("Opens an image or a Pictavia project in the editor."));
+        parser.setApplicationDescription(QStringLiteral(
+            "Opens an image or a Pictavia project in the editor, a movie in the video editor."));
         parser.addPositionalArgument(
             QStringLiteral("FILE"),
-            QStringLiteral("A PNG, JPEG, WebP or HEIC image, or a .pictavia project."));
+            QStringLiteral("A PNG, JPEG, WebP or HEIC image, a .pictavia project, or an MP4 or MOV movie."));
         stop = CommandLine::parse(parser, arguments, QStringLiteral("edit"), 1);
         if (!stop && parser.positionalArguments().size() != 1)
             stop = CommandLine::usageError(QStringLiteral("name one file to edit"));
@@ -31,7 +32,17 @@ int runEditCommand(int argc, char** argv, const QStringList& arguments) {
         // Checked here, where the caller hears of it, before any Pictavia is started or asked.
         if (!stop) {
             PlatformSetup::installImageServices();
-            if (const auto openable = ClipboardOpener::check(path); !openable) {
+            Result<bool> openable = ClipboardOpener::check(path);
+            // A movie is read as far as its length and size, which the video editor needs.
+            if (openable && ClipboardOpener::isMovie(path)) {
+                const auto& reader = platform::services().media;
+                if (const auto info =
+                        reader ? reader->info(path)
+                               : Result<platform::MediaInfo>(Error{QStringLiteral("Cannot read movies")});
+                    !info)
+                    openable = info.error();
+            }
+            if (!openable) {
                 std::fprintf(stderr, "pictavia: %s\n", qPrintable(openable.error().message));
                 stop = CommandLine::failed;
             }

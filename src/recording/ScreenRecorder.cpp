@@ -390,6 +390,9 @@ void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QSt
         else if (camera)
             QFile::remove(*camera);
         notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
+        // The history's copy: the one its timeline and camera movie are kept beside.
+        if (delivered && m_options.studio && m_options.openEditorAfterStudio && m_openStudioEditor)
+            m_openStudioEditor(delivered->historyFile);
     });
 }
 

@@ -58,6 +58,11 @@ public:
 
     // The windows that show clicks, keys and the camera on screen; none by default.
     void setOverlayViews(std::unique_ptr<RecordingOverlayViews> views) { m_views = std::move(views); }
+    // Opens a delivered studio recording for editing, where its options ask for that; none
+    // by default.
+    void setStudioEditor(std::function<void(const QString& movie)> open) {
+        m_openStudioEditor = std::move(open);
+    }
     // What the last recording tracked (clicks, the pointer), once it has finished.
     const RecordingCompanions::Tracked& lastTracked() const { return m_tracked; }
     void pause();
@@ -115,6 +120,7 @@ private:
     // Where the movie's clock starts on the steady clock, pauses added; -1 before the first frame.
     std::atomic<qint64> m_sessionClock = -1;
     std::unique_ptr<RecordingOverlayViews> m_views;
+    std::function<void(const QString& movie)> m_openStudioEditor;
     std::unique_ptr<RecordingCompanions> m_companions;
     RecordingCompanions::Tracked m_tracked;
     int m_meteredTrack = -1;

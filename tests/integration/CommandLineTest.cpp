@@ -183,6 +183,12 @@ TEST_F(CommandLineTest, WrongFilesURLsAndNamesExitNonZeroWithOneSentence) {
                   "notimg.txt is neither an image nor a Pictavia project");
     expectFailure({"edit", write("damaged.pictavia", QByteArray("bplist00") + QByteArray(64, '\x7f'))},
                   "damaged.pictavia is a damaged Pictavia project and cannot be opened");
+    // A movie is read before the video editor is asked to open it.
+    expectFailure({"edit", write("words.mov", "just words")},
+                  "“words.mov” is not a video Pictavia can read.");
+    expectFailure(
+        {"edit", write("broken.mp4", QByteArray::fromHex("00000018") + "ftypisom" + QByteArray(64, '\x7f'))},
+        "“broken.mp4” is not a video Pictavia can read.");
     expectFailure({"pictavia://take-a-selfie"}, "Unknown pictavia:// command \"take-a-selfie\"");
     expectFailure({"pictavia://capture-area?x=0&y=0&width=-5&height=10"},
                   "The area's size is invalid: its width and height must be greater than 0");

@@ -100,9 +100,14 @@ Result<QJsonObject> show(const QString& path, const QString& view, const QString
     QJsonObject shown{{QStringLiteral("shown"), what}, {QStringLiteral("path"), path}};
     if (what == u"editor") {
         if (HistoryRecord::kindOf(QFileInfo(path).fileName()) != HistoryRecord::Kind::Image)
-            return Error{QStringLiteral("Only images open in the editor; use \"default_app\" for videos.")};
+            return Error{QStringLiteral("Only images open in the editor; use \"video_editor\" for videos.")};
         if (!hooks.openEditor) return unavailable(QStringLiteral("The editor"));
         hooks.openEditor(path);
+    } else if (what == u"video_editor") {
+        if (HistoryRecord::kindOf(QFileInfo(path).fileName()) != HistoryRecord::Kind::Video)
+            return Error{QStringLiteral("Only movies open in the video editor; use \"editor\" for images.")};
+        if (!hooks.openVideoEditor) return unavailable(QStringLiteral("The video editor"));
+        if (const QString problem = hooks.openVideoEditor(path); !problem.isEmpty()) return Error{problem};
     } else if (what == u"quick_access") {
         if (!hooks.showQuickAccess) return unavailable(QStringLiteral("Quick Access"));
         hooks.showQuickAccess(path, ImageUtils::readFile(path));
@@ -116,7 +121,8 @@ Result<QJsonObject> show(const QString& path, const QString& view, const QString
             return Error{QStringLiteral("No application opened %1.").arg(path)};
     } else {
         return Error{
-            QStringLiteral("With a capture, `view` is editor, quick_access, finder, share or default_app.")};
+            QStringLiteral("With a capture, `view` is editor, video_editor, quick_access, finder, share or "
+                           "default_app.")};
     }
     return shown;
 }

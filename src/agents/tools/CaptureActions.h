@@ -15,9 +15,9 @@ Result<QJsonObject> copy(const QString& path, const QString& text);
 // "pin" (default) floats the image; "hide", "show" and "close" act on every pin.
 Result<QJsonObject> pin(const QImage& image, double scale, const QString& action);
 
-// With a file: "editor" (default), "quick_access", "finder" (also "file_manager", "reveal"),
-// "share" (the file manager too: files are shared from there) or "default_app". Without
-// one: "home" (default), "library" (also "history"), "agents" or "settings", where
+// With a file: "editor" (default), "video_editor" (movies), "quick_access", "finder" (also
+// "file_manager", "reveal"), "share" (the file manager too: files are shared from there) or
+// "default_app". Without one: "home" (default), "library" (also "history"), "agents" or "settings", where
 // `settingsTab` names a section of the settings page (or the AI agents page).
 Result<QJsonObject> show(const QString& path, const QString& view, const QString& settingsTab = {});
 

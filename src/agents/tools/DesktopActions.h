@@ -6,7 +6,7 @@
 
 #include <functional>
 
-// What the agent tools show on the desktop: pins, the editor, the quick-access thumbnail,
+// What the agent tools show on the desktop: pins, the editors, the quick-access thumbnail,
 // the file manager and the main window. The window layer sets the hooks at start; until it
 // does (a command line, tests) each action reports that it is unavailable.
 namespace DesktopActions {
@@ -17,6 +17,8 @@ struct Hooks {
     // "hide", "show" or "close" for every pin; returns how many pins there were.
     std::function<int(const QString& action)> pins;
     std::function<void(const QString& file)> openEditor;
+    // Opens a movie in the video editor; the sentence that says why not, empty when it opened.
+    std::function<QString(const QString& file)> openVideoEditor;
     std::function<void(const QString& file, const QImage& image)> showQuickAccess;
     std::function<void(const QStringList& files)> reveal;
     // "home", "library", "agents" or "settings", the latter scrolled to `settingsSection`

@@ -221,12 +221,13 @@ std::vector<AgentTool> AgentToolGroups::library() {
         merged(source(),
                {{{QStringLiteral("view"),
                   string(QStringLiteral(
-                             "With a capture: editor (default), quick_access, finder, share or default_app. "
+                             "With a capture: editor (default), video_editor (movies), quick_access, finder, "
+                             "share or default_app. "
                              "Without one: home (default), library, history, agents or settings."),
-                         {QStringLiteral("editor"), QStringLiteral("quick_access"), QStringLiteral("finder"),
-                          QStringLiteral("share"), QStringLiteral("default_app"), QStringLiteral("home"),
-                          QStringLiteral("library"), QStringLiteral("history"), QStringLiteral("agents"),
-                          QStringLiteral("settings")})},
+                         {QStringLiteral("editor"), QStringLiteral("video_editor"),
+                          QStringLiteral("quick_access"), QStringLiteral("finder"), QStringLiteral("share"),
+                          QStringLiteral("default_app"), QStringLiteral("home"), QStringLiteral("library"),
+                          QStringLiteral("history"), QStringLiteral("agents"), QStringLiteral("settings")})},
                  {QStringLiteral("settings_tab"),
                   string(QStringLiteral("The settings page to open."), settingsPages)}}});
 

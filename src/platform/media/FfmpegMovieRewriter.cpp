@@ -3,6 +3,7 @@
 #include "platform/media/FfmpegEncoding.h"
 #include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
+#include "platform/media/FfmpegMovieSource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,10 +12,8 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/opt.h>
-#include <libswscale/swscale.h>
 }
 
-#include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>
 
 #include <algorithm>
@@ -37,7 +36,6 @@ using Output = std::unique_ptr<AVFormatContext, FreeOutput>;
 using Codec = CodecHandle;
 using Frame = FrameHandle;
 using Packet = PacketHandle;
-using Scaler = ScalerHandle;
 
 constexpr AVRational microseconds{1, 1'000'000};
 
@@ -45,66 +43,8 @@ QString named(const QString& file) {
     return QFileInfo(file).fileName();
 }
 
-// A movie opened for reading with a decoder for its video.
-struct Source {
-    Input format;
-    AVStream* video = nullptr;
-    Codec decoder;
-};
-
-Result<Source> openSource(const QString& file) {
-    const QFileInfo info(file);
-    if (!info.isFile()) return Error{QStringLiteral("“%1” does not exist.").arg(named(file))};
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* raw = nullptr;
-    const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
-    const int opened = avformat_open_input(&raw, url.constData(), nullptr, &options);
-    av_dict_free(&options);
-    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(named(file))};
-    if (opened < 0) return unreadable;
-    Source source{Input(raw), nullptr, nullptr};
-    if (avformat_find_stream_info(raw, nullptr) < 0) return unreadable;
-    const int index = av_find_best_stream(raw, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (index < 0) return Error{QStringLiteral("“%1” has no video stream.").arg(named(file))};
-    source.video = raw->streams[index];
-    const AVCodec* codec = avcodec_find_decoder(source.video->codecpar->codec_id);
-    if (codec == nullptr) return unreadable;
-    source.decoder.reset(avcodec_alloc_context3(codec));
-    if (avcodec_parameters_to_context(source.decoder.get(), source.video->codecpar) < 0) return unreadable;
-    source.decoder->thread_count = 0;
-    source.decoder->pkt_timebase = source.video->time_base;
-    if (avcodec_open2(source.decoder.get(), codec, nullptr) < 0) return unreadable;
-    return source;
-}
-
-// Turns decoded pictures into RGB32 images: libyuv's vector code for the usual 4:2:0
-// (the same BT.601 colours the movie writer encodes with), swscale for anything else.
-class ToImage {
-public:
-    bool convert(const AVFrame* frame, QImage& image) {
-        if (image.size() != QSize(frame->width, frame->height) || image.format() != QImage::Format_RGB32)
-            image = QImage(frame->width, frame->height, QImage::Format_RGB32);
-        if (image.isNull()) return false;
-        if (frame->format == AV_PIX_FMT_YUV420P) {
-            libyuv::I420ToARGB(frame->data[0], frame->linesize[0], frame->data[1], frame->linesize[1],
-                               frame->data[2], frame->linesize[2], image.bits(), int(image.bytesPerLine()),
-                               frame->width, frame->height);
-            return true;
-        }
-        m_scaler.reset(sws_getCachedContext(m_scaler.release(), frame->width, frame->height,
-                                            AVPixelFormat(frame->format), frame->width, frame->height,
-                                            AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr));
-        if (!m_scaler) return false;
-        uint8_t* target[1] = {image.bits()};
-        const int stride[1] = {int(image.bytesPerLine())};
-        sws_scale(m_scaler.get(), frame->data, frame->linesize, 0, frame->height, target, stride);
-        return true;
-    }
-
-private:
-    Scaler m_scaler;
-};
+using Source = MovieSource;
+using ToImage = FrameToImage;
 
 class FfmpegFrameSequence final : public MovieFrameSequence {
 public:
@@ -342,7 +282,7 @@ FfmpegMovieRewriter::FfmpegMovieRewriter() {
 
 Result<bool> FfmpegMovieRewriter::rewrite(const QString& source, const QString& destination,
                                           const Paint& paint, const Progress& progress) {
-    auto opened = openSource(source);
+    auto opened = openMovieSource(source);
     if (!opened) return opened.error();
     Result<bool> done = Rewrite(std::move(opened).value(), destination).run(paint, progress);
     if (!done) QFile::remove(destination);
@@ -350,7 +290,7 @@ Result<bool> FfmpegMovieRewriter::rewrite(const QString& source, const QString& 
 }
 
 Result<std::unique_ptr<MovieFrameSequence>> FfmpegMovieRewriter::frames(const QString& file) {
-    auto opened = openSource(file);
+    auto opened = openMovieSource(file);
     if (!opened) return opened.error();
     return std::unique_ptr<MovieFrameSequence>(
         std::make_unique<FfmpegFrameSequence>(std::move(opened).value()));

@@ -1,8 +1,10 @@
 // The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
-// GIFs written with libimagequant palettes and giflib, movies drawn on, and cameras.
+// GIFs written with libimagequant palettes and giflib, movies drawn on and played, and
+// cameras.
 
 #include "platform/media/FfmpegCameras.h"
 #include "platform/media/FfmpegMediaReader.h"
+#include "platform/media/FfmpegMoviePlayer.h"
 #include "platform/media/FfmpegMovieRewriter.h"
 #include "platform/media/FfmpegMovieWriter.h"
 #include "platform/media/GiflibWriter.h"
@@ -26,4 +28,8 @@ PICTAVIA_MODULE_EXPORT platform::MovieRewriter* pictavia_create_movie_rewriter()
 
 PICTAVIA_MODULE_EXPORT platform::Cameras* pictavia_create_cameras() {
     return new platform::media::FfmpegCameras;
+}
+
+PICTAVIA_MODULE_EXPORT platform::MoviePlayers* pictavia_create_movie_players() {
+    return new platform::media::FfmpegMoviePlayers;
 }

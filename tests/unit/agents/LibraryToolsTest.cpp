@@ -194,6 +194,11 @@ TEST_F(LibraryToolsTest, CopyPinAndShowGoThroughTheDesktop) {
         calls << "reveal " + QFileInfo(files[0]).fileName();
     };
     hooks.openEditor = [&calls](const QString& file) { calls << "edit " + QFileInfo(file).fileName(); };
+    hooks.openVideoEditor = [&calls](const QString& file) {
+        calls << "video " + QFileInfo(file).fileName();
+        return file.endsWith("broken.mp4") ? QStringLiteral("“broken.mp4” is not a video Pictavia can read.")
+                                           : QString();
+    };
     DesktopActions::setHooks(hooks);
     EXPECT_TRUE(CaptureActions::pin(QImage(5, 5, QImage::Format_RGB32), 1.0, {}));
     EXPECT_EQ((*CaptureActions::pin({}, 1.0, "close"))["pins"].toInt(), 2);
@@ -207,10 +212,17 @@ TEST_F(LibraryToolsTest, CopyPinAndShowGoThroughTheDesktop) {
     EXPECT_TRUE(CaptureActions::show(path, "finder"));
     EXPECT_TRUE(CaptureActions::show(path, {}));
     EXPECT_FALSE(CaptureActions::show(HistoryManager::directory() + "/clip.mp4", "editor"));
+    // Movies open in the video editor, images do not; its refusal reaches the agent.
+    EXPECT_TRUE(CaptureActions::show(HistoryManager::directory() + "/clip.mp4", "video_editor"));
+    EXPECT_FALSE(CaptureActions::show(path, "video_editor"));
+    const auto broken = CaptureActions::show(HistoryManager::directory() + "/broken.mp4", "video_editor");
+    ASSERT_FALSE(broken);
+    EXPECT_EQ(broken.error().message, "“broken.mp4” is not a video Pictavia can read.");
     EXPECT_FALSE(CaptureActions::show(path, "print"));
     DesktopActions::setHooks({});
-    EXPECT_EQ(calls, (QStringList{"pin 5", "close", "page library", "page settings After Capture",
-                                  "page agents", "reveal today.png", "edit today.png"}));
+    EXPECT_EQ(calls,
+              (QStringList{"pin 5", "close", "page library", "page settings After Capture", "page agents",
+                           "reveal today.png", "edit today.png", "video clip.mp4", "video broken.mp4"}));
 }
 
 } // namespace

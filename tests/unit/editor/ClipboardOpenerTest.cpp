@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <gtest/gtest.h>
 
 namespace {
@@ -16,7 +17,10 @@ protected:
         ClipboardOpener::setPresenter(
             [this](std::unique_ptr<EditorModel> model) { opened.push_back(std::move(model)); });
     }
-    void TearDown() override { ClipboardOpener::setPresenter({}); }
+    void TearDown() override {
+        ClipboardOpener::setPresenter({});
+        ClipboardOpener::setMovieOpener({});
+    }
 
     QString write(const QString& name, const QByteArray& bytes) {
         const QString path = home.filePath(name);
@@ -125,6 +129,23 @@ TEST_F(ClipboardOpenerTest, TheClipboardGivesAFileOrAPicture) {
     ClipboardOpener::openClipboard();
     ASSERT_EQ(opened.size(), 2u);
     EXPECT_EQ(opened[1]->sourceURL, clipboard->held.files.first());
+}
+
+TEST_F(ClipboardOpenerTest, MoviesGoToTheVideoEditorAndAreCheckedByTheirFirstBox) {
+    QStringList movies;
+    ClipboardOpener::setMovieOpener([&movies](const QString& file) { movies << QFileInfo(file).fileName(); });
+    // The start of an MP4: a box of 32 bytes of type "ftyp".
+    const QString movie = write(QStringLiteral("Clip.mp4"),
+                                QByteArray::fromHex("00000020") + "ftypisom" + QByteArray(20, '\0'));
+    const QString text = write(QStringLiteral("Notes.mov"), "just some words, no movie");
+    EXPECT_TRUE(ClipboardOpener::check(movie));
+    const auto refused = ClipboardOpener::check(text);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().message, QStringLiteral("“Notes.mov” is not a video Pictavia can read."));
+
+    ClipboardOpener::open(movie);
+    EXPECT_EQ(movies, QStringList{QStringLiteral("Clip.mp4")});
+    EXPECT_TRUE(opened.empty()) << "a movie went to the image editor";
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "support/EventLoop.h"
 #include "support/FakeFrameStreams.h"
 #include "support/FakePlatform.h"
+#include "video/RecordingTimeline.h"
 
 #include <QDir>
 #include <QImageReader>
@@ -170,6 +171,27 @@ TEST_F(ScreenRecorderTest, ARecordingCutOffByACrashIsDeliveredAtTheNextStart) {
     EXPECT_GE(info->duration, 1.0);
     EXPECT_FALSE(RecoveryMarker::read());
     EXPECT_TRUE(QDir(RecoveryMarker::inProgressDir()).isEmpty());
+}
+
+TEST_F(ScreenRecorderTest, AStudioRecordingOpensForEditingWhenItsOptionsAskForIt) {
+    options.studio = true;
+    for (const bool wanted : {true, false}) {
+        ScreenRecorder recorder(1000);
+        QStringList opened;
+        recorder.setStudioEditor([&opened](const QString& movie) { opened << movie; });
+        options.openEditorAfterStudio = wanted;
+        ASSERT_TRUE(recorder.start({QRect(0, 0, 200, 100), std::nullopt}, {200, 100}, false, options));
+        send(0, 10, 0.0);
+        const auto file = stopAndWait(recorder);
+        ASSERT_TRUE(file);
+        if (!wanted) {
+            EXPECT_TRUE(opened.isEmpty());
+            continue;
+        }
+        // The history's copy, with its timeline beside it for the editor to read.
+        ASSERT_EQ(opened, QStringList{*file});
+        EXPECT_TRUE(QFileInfo::exists(TimelineStore::path(*file)));
+    }
 }
 
 } // namespace
