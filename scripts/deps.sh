@@ -29,6 +29,8 @@ packages=(
   libsimdjson-dev
   # reading movies and GIFs (frames, length, codecs) and rendering PDF pages
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libpoppler-qt6-dev
+  # exporting movies: the sound resampled and mixed down
+  libswresample-dev
   # cameras (Video4Linux2 through its device input)
   libavdevice-dev
   # writing movies: the colour conversion of screen frames

@@ -31,6 +31,9 @@ Commands:
                                    take one capture (see "pictavia capture --help")
   record fullscreen|area|window    record a movie or a GIF until Ctrl+C or --duration
                                    (see "pictavia record --help")
+  video export MOVIE               a recording trimmed, in a studio look, resized or as
+                                   a GIF, kept as a new capture (see "pictavia video
+                                   export --help")
   displays                         list the displays and their numbers
   windows                          list the windows on screen and their numbers
   text FILE                        the text of an image (--lines, --words, --codes,

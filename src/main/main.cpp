@@ -17,6 +17,7 @@
 #include "main/StandaloneHistory.h"
 #include "main/TextCommand.h"
 #include "main/UsageText.h"
+#include "main/VideoCommand.h"
 #include "platform/modules/ModuleExport.h"
 #include "platform/qt/QtClipboard.h"
 
@@ -91,6 +92,8 @@ PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
         code = runHistoryCommand(rest);
     else if (command == u"record")
         code = runRecordCommand(rest);
+    else if (command == u"video")
+        code = runVideoCommand(rest);
     else if (command == u"agents")
         code = runAgentsCommand(rest);
     else

@@ -10,9 +10,7 @@
 
 namespace GIFEncoder {
 
-namespace {
-
-int levelsFor(GIFQuality quality) {
+int levels(GIFQuality quality) {
     switch (quality) {
     case GIFQuality::small:
         return 12;
@@ -23,8 +21,6 @@ int levelsFor(GIFQuality quality) {
     }
     return 0; // unchanged
 }
-
-} // namespace
 
 QString frameName(int index) {
     return QStringLiteral("frame_%1.jpg").arg(index, 6, 10, QLatin1Char('0'));
@@ -62,13 +58,13 @@ bool encode(const QString& framesDir, int fps, const QString& destination, GIFQu
     if (frames.isEmpty() || !writer) return false;
 
     const int delay = int(std::lround(100.0 / (fps < 2 ? 1 : fps)));
-    const int levels = levelsFor(quality);
+    const int kept = levels(quality);
     std::unique_ptr<platform::GifFile> file; // removes what it wrote unless finished
     for (int i = 0; i < frames.size(); ++i) {
         if (progress && !progress(i, int(frames.size()))) return false;
         QImage frame(folder.filePath(frames[i]));
         if (frame.isNull()) continue;
-        if (levels > 0) frame = posterized(frame, levels);
+        if (kept > 0) frame = posterized(frame, kept);
         if (!file) {
             auto created = writer->create(destination, frame.size());
             if (!created) return false;

@@ -24,6 +24,9 @@ using Progress = std::function<bool(int done, int total)>;
 bool encode(const QString& framesDir, int fps, const QString& destination, GIFQuality quality,
             const Progress& progress = {});
 
+// The brightness values per colour channel a GIF of `quality` keeps; 0 keeps them all.
+int levels(GIFQuality quality);
+
 // `levels` brightness values per colour channel, spread evenly from black to full.
 QImage posterized(const QImage& image, int levels);
 

@@ -29,3 +29,25 @@ inline AVDictionary* softwareEncoderOptions(bool hevc) {
 }
 
 } // namespace platform::media
+
+namespace platform::media {
+
+// Exports are encoded at a constant quality rather than a bit rate: a mostly still screen
+// needs few bits and a zoom or a scroll gets what it needs.
+inline constexpr const char* exportX264Preset = "veryfast";
+inline constexpr const char* exportX265Preset = "ultrafast";
+inline constexpr const char* exportX264Crf = "21";
+inline constexpr const char* exportX265Crf = "25";
+
+inline AVDictionary* exportEncoderOptions(bool hevc) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "preset", hevc ? exportX265Preset : exportX264Preset, 0);
+    av_dict_set(&options, "crf", hevc ? exportX265Crf : exportX264Crf, 0);
+    if (hevc)
+        av_dict_set(&options, "x265-params", "log-level=error", 0);
+    else
+        av_dict_set(&options, "profile", "high", 0);
+    return options;
+}
+
+} // namespace platform::media

@@ -1,9 +1,10 @@
 // The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
-// GIFs written with libimagequant palettes and giflib, movies drawn on and played, and
-// cameras.
+// GIFs written with libimagequant palettes and giflib, movies drawn on, played and
+// exported, and cameras.
 
 #include "platform/media/FfmpegCameras.h"
 #include "platform/media/FfmpegMediaReader.h"
+#include "platform/media/FfmpegMovieExporter.h"
 #include "platform/media/FfmpegMoviePlayer.h"
 #include "platform/media/FfmpegMovieRewriter.h"
 #include "platform/media/FfmpegMovieWriter.h"
@@ -32,4 +33,8 @@ PICTAVIA_MODULE_EXPORT platform::Cameras* pictavia_create_cameras() {
 
 PICTAVIA_MODULE_EXPORT platform::MoviePlayers* pictavia_create_movie_players() {
     return new platform::media::FfmpegMoviePlayers;
+}
+
+PICTAVIA_MODULE_EXPORT platform::MovieExporter* pictavia_create_movie_exporter() {
+    return new platform::media::FfmpegMovieExporter;
 }

@@ -1,0 +1,240 @@
+#include "main/VideoCommand.h"
+
+#include "app/Prefs.h"
+#include "capture/OutputPipeline.h"
+#include "main/CommandLine.h"
+#include "main/CommandOutput.h"
+#include "main/PlatformSetup.h"
+#include "main/StandaloneHistory.h"
+#include "platform/Platform.h"
+#include "video/ExportResolution.h"
+#include "video/RecordingTimeline.h"
+#include "video/StudioPresets.h"
+#include "video/StudioScene.h"
+#include "video/VideoExport.h"
+#include "video/ZoomTrack.h"
+
+#include <QCommandLineParser>
+#include <QFile>
+#include <QFileInfo>
+
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+const char* const videoUsage = R"(Usage: pictavia video COMMAND [options]
+
+Commands:
+  export MOVIE    a trimmed, restyled or resized copy of a recording, or a GIF of it,
+                  kept in the history as a new capture (see "pictavia video export --help")
+)";
+
+std::atomic<bool> cancelRequested = false;
+
+void requestCancel(int) {
+    cancelRequested = true;
+}
+
+struct ExportJob {
+    QString movie;
+    double start = 0;
+    double end = -1;
+    StudioPreset look;
+    bool gif = false;
+    ExportPreset preset;
+};
+
+QString lookNames() {
+    QStringList names;
+    for (const StudioPreset& preset : StudioPresets::all())
+        names << preset.name;
+    return names.join(QStringLiteral(", "));
+}
+
+QString lookHelp() {
+    QString text = QStringLiteral("The look: ");
+    QStringList looks;
+    for (const StudioPreset& preset : StudioPresets::all())
+        looks << QStringLiteral("%1 (%2)").arg(preset.name, preset.description);
+    return text + looks.join(QStringLiteral("; ")) + QStringLiteral(". Default: none.");
+}
+
+std::variant<int, ExportJob> parse(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Exports MOVIE again, trimmed, in a studio look, at another size or as a GIF, into the "
+        "history as a new capture, and prints the new file's path. The recording is kept."));
+    parser.addPositionalArgument(QStringLiteral("MOVIE"), QStringLiteral("The recording to export."));
+    const QCommandLineOption trim(QStringLiteral("trim"), QStringLiteral("Keep seconds A to B only."),
+                                  QStringLiteral("A,B"));
+    const QCommandLineOption studio(QStringLiteral("studio"), lookHelp(), QStringLiteral("LOOK"),
+                                    QStringLiteral("none"));
+    const QCommandLineOption gif(
+        QStringLiteral("gif"),
+        QStringLiteral("An animated GIF, at the preferences' GIF rate, width and quality."));
+    const QCommandLineOption resolution(QStringLiteral("resolution"),
+                                        QStringLiteral("original, 1080p, 720p or 480p. Default: original."),
+                                        QStringLiteral("R"), QStringLiteral("original"));
+    const QCommandLineOption codec(QStringLiteral("codec"),
+                                   QStringLiteral("h264 or hevc (HEVC at the original size and 1080p only). "
+                                                  "Default: h264."),
+                                   QStringLiteral("CODEC"), QStringLiteral("h264"));
+    parser.addOptions({trim, studio, gif, resolution, codec});
+    if (const auto stop = CommandLine::parse(parser, arguments, QStringLiteral("video export"), 1))
+        return *stop;
+    const QStringList operands = parser.positionalArguments();
+    if (operands.isEmpty())
+        return CommandLine::usageError(
+            QStringLiteral("video export needs a movie (see \"pictavia video export --help\")"));
+
+    ExportJob job;
+    job.movie = QFileInfo(operands.first()).absoluteFilePath();
+    job.gif = parser.isSet(gif);
+    if (parser.isSet(trim)) {
+        const QStringList range = parser.value(trim).split(u',');
+        bool startOk = false;
+        bool endOk = false;
+        job.start = range.value(0).toDouble(&startOk);
+        job.end = range.value(1).toDouble(&endOk);
+        if (range.size() != 2 || !startOk || !endOk || job.start < 0 || job.end <= job.start)
+            return CommandLine::usageError(
+                QStringLiteral("--trim needs two times in seconds, the first below the second, like 1.5,12"));
+    }
+    const auto look = StudioPresets::named(parser.value(studio));
+    if (!look)
+        return CommandLine::usageError(
+            QStringLiteral("there is no look \"%1\": choose %2").arg(parser.value(studio), lookNames()));
+    job.look = *look;
+    const auto size = ExportResolutions::parse(parser.value(resolution));
+    if (!size)
+        return CommandLine::usageError(QStringLiteral("--resolution takes original, 1080p, 720p or 480p"));
+    const QString codecName = parser.value(codec).toLower();
+    if (codecName != u"h264" && codecName != u"hevc")
+        return CommandLine::usageError(QStringLiteral("--codec takes h264 or hevc"));
+    job.preset =
+        ExportResolutions::preset(*size, codecName == u"hevc" ? RecordingCodec::hevc : RecordingCodec::h264);
+    return job;
+}
+
+// The scene of the job's look over the recording, with its timeline where it has one;
+// none for the plain look.
+Result<std::shared_ptr<const StudioScene>> sceneFor(const ExportJob& job, QString& camera) {
+    if (!job.look.style.isStyled() && !job.look.zoom) return std::shared_ptr<const StudioScene>();
+    auto& media = platform::services().media;
+    if (!media) return Error{QStringLiteral("Reading movies is not available.")};
+    const auto info = media->info(job.movie);
+    if (!info) return info.error();
+    auto timeline = TimelineStore::load(job.movie);
+    if (!timeline) return timeline.error();
+    StudioInputs inputs;
+    inputs.videoSize = info->size;
+    inputs.duration = info->duration;
+    inputs.timeline = *timeline;
+    StudioStyle style = job.look.style;
+    if (*timeline) {
+        const RecordingTimeline& recorded = **timeline;
+        style.drawPointer = job.look.pointer && !recorded.cursor.isEmpty();
+        if (job.look.zoom)
+            inputs.zoom =
+                ZoomTrack::automatic(recorded.clicks, job.look.zoomLevel, job.look.zoomHold, info->duration);
+        inputs.captions = recorded.captions;
+    }
+    const QString side = TimelineStore::sidePath(job.movie, QStringLiteral("camera"), QStringLiteral("mov"));
+    if (QFileInfo(side).isFile()) {
+        inputs.hasCamera = true;
+        camera = side;
+    }
+    return std::shared_ptr<const StudioScene>(std::make_shared<StudioScene>(style, std::move(inputs)));
+}
+
+// "Exporting… 42%" rewritten in place on a terminal; nothing when stderr is not one.
+class ProgressLine {
+public:
+    ProgressLine() : m_shown(!CommandLine::hosted() && ::isatty(STDERR_FILENO) == 1) {}
+    ~ProgressLine() {
+        if (m_shown && m_percent >= 0) CommandOutput::err(QStringLiteral("\r\033[K"));
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    bool operator()(double done) {
+        const int percent = int(std::floor(done * 100));
+        if (m_shown && percent != m_percent) {
+            m_percent = percent;
+            CommandOutput::err(QStringLiteral("\rExporting… %1%").arg(percent));
+        }
+        return !cancelRequested;
+    }
+
+private:
+    bool m_shown;
+    int m_percent = -1;
+};
+
+} // namespace
+
+int runVideoCommand(const QStringList& arguments) {
+    const QString command = arguments.value(0);
+    if (command.isEmpty() || command == u"--help" || command == u"-h" || command == u"help") {
+        (command.isEmpty() ? CommandOutput::err : CommandOutput::out)(QString::fromUtf8(videoUsage));
+        return command.isEmpty() ? CommandLine::usage : CommandLine::ok;
+    }
+    if (command != u"export")
+        return CommandLine::usageError(
+            QStringLiteral("unknown video command \"%1\" (see \"pictavia video --help\")").arg(command));
+    const auto parsed = parse(arguments.mid(1));
+    if (const int* code = std::get_if<int>(&parsed)) return *code;
+    const ExportJob& job = std::get<ExportJob>(parsed);
+    if (!QFileInfo(job.movie).isFile()) {
+        CommandOutput::error(QStringLiteral("“%1” does not exist.").arg(QFileInfo(job.movie).fileName()));
+        return CommandLine::failed;
+    }
+
+    // No screen is needed: without a display the export still runs and is delivered.
+    (void)PlatformSetup::install(PlatformSetup::Presentation::Terminal);
+    StandaloneHistory::attach();
+    QString camera;
+    const auto scene = sceneFor(job, camera);
+    if (!scene) {
+        CommandOutput::error(scene.error().message);
+        return CommandLine::failed;
+    }
+
+    std::signal(SIGINT, requestCancel);
+    std::signal(SIGTERM, requestCancel);
+    Result<QString> exported = QString();
+    {
+        ProgressLine progress;
+        const auto report = [&progress](double done) { return progress(done); };
+        if (job.gif) {
+            exported = VideoExport::gifFrom(job.movie, job.start, job.end, 0, 0, Prefs::gifQuality(), *scene,
+                                            report);
+        } else {
+            VideoExport::TrimOptions options;
+            options.start = job.start;
+            options.end = job.end;
+            options.preset = job.preset;
+            options.studio = *scene;
+            options.webcam = camera;
+            exported = VideoExport::exportTrimmed(job.movie, options, report);
+        }
+    }
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    if (!exported) {
+        CommandOutput::error(exported.error().message);
+        return CommandLine::failed;
+    }
+    const auto delivered = OutputPipeline::deliverMedia(*exported, job.gif, {});
+    if (!delivered) {
+        QFile::remove(*exported);
+        CommandOutput::error(QStringLiteral("The export could not be kept in the history."));
+        return CommandLine::failed;
+    }
+    CommandOutput::out(delivered->file() + u'\n');
+    return CommandLine::ok;
+}
