@@ -53,6 +53,10 @@ echo "== Drawing the camera into a 60 s 1080p recording, against real time and f
 bash "$here/webcam_burn_in.sh" "$build"
 
 echo
+echo "== Exporting a 60 s 1080p studio recording in the studio look, against real time and ffmpeg's plain re-encode =="
+bash "$here/video_export.sh" "$build"
+
+echo
 echo "== What tracking clicks, keys and the pointer adds to a recording =="
 bash "$here/tracking.sh" "$build"
 

@@ -43,9 +43,11 @@ Error writeFailed(const QString& file, int code) {
     return Error{QStringLiteral("Cannot write the movie %1: %2").arg(shownName(file), ffmpegError(code))};
 }
 
-// Where a file's timestamps start, in seconds; the movie's own clock starts there.
-double formatStart(const AVFormatContext* format) {
-    return format->start_time == AV_NOPTS_VALUE ? 0 : double(format->start_time) / AV_TIME_BASE;
+// Where the movie's clock starts, in seconds of its video stream: at the first picture. (The
+// file's own start can lie earlier, where an AAC encoder's priming samples begin.)
+double clockStart(const Source& source) {
+    const int64_t start = source.video->start_time;
+    return start == AV_NOPTS_VALUE ? 0 : double(start) * av_q2d(source.video->time_base);
 }
 
 double lengthOf(const AVFormatContext* format) {
@@ -56,14 +58,13 @@ double lengthOf(const AVFormatContext* format) {
 std::optional<double> shownAt(const Source& source, const AVFrame* frame) {
     const int64_t pts = frame->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) return std::nullopt;
-    return double(pts) * av_q2d(source.video->time_base) - formatStart(source.format.get());
+    return double(pts) * av_q2d(source.video->time_base) - clockStart(source);
 }
 
 // Moves the reading position to the key frame at or before `seconds`.
 void seekTo(const Source& source, double seconds) {
     if (seconds <= 0) return;
-    const auto target =
-        int64_t((seconds + formatStart(source.format.get())) / av_q2d(source.video->time_base));
+    const auto target = int64_t((seconds + clockStart(source)) / av_q2d(source.video->time_base));
     if (av_seek_frame(source.format.get(), source.video->index, target, AVSEEK_FLAG_BACKWARD) >= 0)
         avcodec_flush_buffers(source.decoder.get());
 }
@@ -228,8 +229,8 @@ private:
                 settings.end = m_request.end;
                 settings.volume = std::clamp(m_request.volume, 0.0, 2.0);
                 settings.mono = m_request.mono;
-                auto sound = SoundTrack::open(m_source.format->streams[index],
-                                              formatStart(m_source.format.get()), m_output.get(), settings);
+                auto sound = SoundTrack::open(m_source.format->streams[index], clockStart(m_source),
+                                              m_output.get(), settings);
                 if (!sound) return sound.error();
                 m_sound = std::move(sound).value();
             }
@@ -523,7 +524,7 @@ Result<bool> FfmpegMovieExporter::downmixToMono(const QString& source, const QSt
             SoundTrack::Settings settings;
             settings.mono = true;
             auto track =
-                SoundTrack::open(format->streams[soundIndex], formatStart(format), output.get(), settings);
+                SoundTrack::open(format->streams[soundIndex], clockStart(input), output.get(), settings);
             if (!track) return track.error();
             sound = std::move(track).value();
         }

@@ -29,11 +29,11 @@ SoundTrack::~SoundTrack() {
     if (m_fifo != nullptr) av_audio_fifo_free(m_fifo);
 }
 
-Result<std::unique_ptr<SoundTrack>> SoundTrack::open(const AVStream* input, double formatStart,
+Result<std::unique_ptr<SoundTrack>> SoundTrack::open(const AVStream* input, double clockStart,
                                                      AVFormatContext* output, const Settings& settings) {
     std::unique_ptr<SoundTrack> track(new SoundTrack);
     track->m_input = input;
-    track->m_formatStart = formatStart;
+    track->m_clockStart = clockStart;
     track->m_settings = settings;
     const Error unreadable{QStringLiteral("The sound of this movie cannot be read.")};
     const AVCodec* decoder = avcodec_find_decoder(input->codecpar->codec_id);
@@ -98,7 +98,7 @@ Result<bool> SoundTrack::takeDecoded(const Write& write) {
         const AVFrame* frame = m_decoded.get();
         const int64_t pts = frame->best_effort_timestamp;
         const double time = pts == AV_NOPTS_VALUE ? m_settings.origin + double(m_placed) / sampleRate
-                                                  : double(pts) * av_q2d(m_input->time_base) - m_formatStart;
+                                                  : double(pts) * av_q2d(m_input->time_base) - m_clockStart;
         if (m_done || (m_settings.end >= 0 && time >= m_settings.end)) {
             m_done = true;
             av_frame_unref(m_decoded.get());

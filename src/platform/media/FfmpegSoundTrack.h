@@ -32,7 +32,7 @@ public:
 
     // A decoder for `input`, an AAC encoder and a new stream in `output` (before its header
     // is written).
-    static Result<std::unique_ptr<SoundTrack>> open(const AVStream* input, double formatStart,
+    static Result<std::unique_ptr<SoundTrack>> open(const AVStream* input, double clockStart,
                                                     AVFormatContext* output, const Settings& settings);
 
     // Moves the start once it is known: the time of the first picture kept.
@@ -52,7 +52,7 @@ private:
     Result<bool> drain(bool all, const Write& write);
 
     const AVStream* m_input = nullptr;
-    double m_formatStart = 0;
+    double m_clockStart = 0; // seconds of the input at the movie's zero
     Settings m_settings;
     CodecHandle m_decoder;
     CodecHandle m_encoder;
