@@ -34,14 +34,11 @@ encoding=$(dirname "$here")/src/platform/media/FfmpegEncoding.h
 preset=$(sed -n 's/.*exportX264Preset = "\(.*\)";/\1/p' "$encoding")
 crf=$(sed -n 's/.*exportX264Crf = "\(.*\)";/\1/p' "$encoding")
 
-seconds_of() { # command...: the wall-clock seconds it took
-  local start end
-  start=$(date +%s.%N)
-  "$@" >/dev/null
-  end=$(date +%s.%N)
-  awk -v s="$start" -v e="$end" 'BEGIN { printf "%.2f\n", e - s }'
+seconds_of() { # command...: "WALL CPU", the seconds it took on the clock and on the processors
+  local TIMEFORMAT='%R %U %S'
+  { time "$@" >/dev/null 2>&1; } 2>&1 | awk '{ printf "%.2f %.2f\n", $1, $2 + $3 }'
 }
-median() { printf '%s\n' "$@" | sort -g | sed -n 2p; }
+median() { printf '%s\n' "$@" | sort -g | sed -n 2p; } # of three "WALL CPU" lines, by the clock
 
 export_studio() {
   local file
@@ -58,18 +55,20 @@ for run in 1 2 3; do
   ours+=("$(seconds_of export_studio)")
   theirs+=("$(seconds_of ffmpeg_plain)")
 done
-ours=$(median "${ours[@]}")
-theirs=$(median "${theirs[@]}")
-awk -v o="$ours" -v t="$theirs" -v l="$length" -v p="$preset" -v c="$crf" 'BEGIN {
-  printf "x264 %s, CRF %s; %d s of the recording exported, median of 3\n", p, c, l
-  printf "pictavia video export --studio studio: %.1f s, %.2fx real time\n", o, l / o
-  printf "ffmpeg plain trim and re-encode:       %.1f s, %.2fx real time\n", t, l / t
+read -r ours ours_cpu <<<"$(median "${ours[@]}")"
+read -r theirs theirs_cpu <<<"$(median "${theirs[@]}")"
+awk -v o="$ours" -v oc="$ours_cpu" -v t="$theirs" -v tc="$theirs_cpu" -v l="$length" -v p="$preset" -v c="$crf" \
+  -v n="$(nproc)" 'BEGIN {
+  printf "x264 %s, CRF %s; %d s of the recording exported, median of 3, %d processors\n", p, c, l, n
+  printf "pictavia video export --studio studio: %.1f s, %.2fx real time (%.1f s of processor time)\n", o, l / o, oc
+  printf "ffmpeg plain trim and re-encode:       %.1f s, %.2fx real time (%.1f s of processor time)\n", t, l / t, tc
   printf "studio export / ffmpeg plain:          %.2f\n", o / t
 }'
 
 # Quality: what a plain export and ffmpeg's keep of the source.
 ssim() { # file: SSIM of its pictures against the source's over the same range
-  ffmpeg -hide_banner -nostats -ss "$from" -to "$to" -i "$movie" -i "$1" -lavfi "[1:v][0:v]ssim" -f null - 2>&1 |
+  ffmpeg -hide_banner -nostats -ss "$from" -to "$to" -i "$movie" -i "$1" \
+    -lavfi "[0:v]setpts=PTS-STARTPTS[source];[1:v]setpts=PTS-STARTPTS[copy];[copy][source]ssim" -f null - 2>&1 |
     sed -n 's/.*All:\([0-9.]*\).*/\1/p'
 }
 plain=$("$build/pictavia" video export "$movie" --trim "$from,$to" --studio none)
