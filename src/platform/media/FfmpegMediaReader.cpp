@@ -2,6 +2,7 @@
 
 #include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
+#include "platform/media/FfmpegSource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -27,12 +28,8 @@ using Frame = FrameHandle;
 using Packet = PacketHandle;
 using Scaler = ScalerHandle;
 
-QString named(const QString& file) {
-    return QFileInfo(file).fileName();
-}
-
 Error notAVideo(const QString& file) {
-    return Error{QStringLiteral("“%1” is not a video Pictavia can read.").arg(named(file))};
+    return Error{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
 }
 
 // A readable file opened by its demuxer, with the video stream frames come from.
@@ -42,23 +39,9 @@ struct Opened {
 };
 
 Result<Opened> open(const QString& file) {
-    const QFileInfo info(file);
-    if (!info.exists()) return Error{QStringLiteral("“%1” does not exist.").arg(named(file))};
-    if (!info.isFile()) return notAVideo(file);
-    if (!info.isReadable())
-        return Error{QStringLiteral("Pictavia is not allowed to read “%1”.").arg(named(file))};
-
-    // Local files only: playlists and concat lists must not reach for the network.
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* raw = nullptr;
-    // The "file:" prefix keeps a name with a colon from being taken for another protocol.
-    const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
-    const int opened = avformat_open_input(&raw, url.constData(), nullptr, &options);
-    av_dict_free(&options);
-    if (opened < 0) return notAVideo(file); // FFmpeg frees `raw` itself on failure
-    Format format(raw);
-    if (avformat_find_stream_info(format.get(), nullptr) < 0) return notAVideo(file);
+    auto input = openInput(file);
+    if (!input) return input.error();
+    Format format = std::move(input).value();
 
     AVStream* video = nullptr;
     for (unsigned i = 0; i < format->nb_streams && !video; ++i) {
@@ -68,7 +51,7 @@ Result<Opened> open(const QString& file) {
             !(stream->disposition & AV_DISPOSITION_ATTACHED_PIC))
             video = stream;
     }
-    if (!video) return Error{QStringLiteral("“%1” has no video stream.").arg(named(file))};
+    if (!video) return Error{QStringLiteral("“%1” has no video stream.").arg(shownName(file))};
     if (video->codecpar->width <= 0 || video->codecpar->height <= 0) return notAVideo(file);
     return Opened{std::move(format), video};
 }
@@ -171,7 +154,7 @@ Result<QImage> toImage(const AVFrame* frame, const QString& file) {
                                        SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr,
                                        nullptr));
     if (!scaler)
-        return Error{QStringLiteral("Pictavia cannot convert the pictures of “%1”.").arg(named(file))};
+        return Error{QStringLiteral("Pictavia cannot convert the pictures of “%1”.").arg(shownName(file))};
     // Unmarked video is taken as BT.601, as players do at these sizes.
     const int matrix = frame->colorspace == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT : int(frame->colorspace);
     sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrix), fullRange,
@@ -179,11 +162,11 @@ Result<QImage> toImage(const AVFrame* frame, const QString& file) {
 
     QImage image(width, height, QImage::Format_ARGB32);
     if (image.isNull())
-        return Error{QStringLiteral("The frames of “%1” are too large to show.").arg(named(file))};
+        return Error{QStringLiteral("The frames of “%1” are too large to show.").arg(shownName(file))};
     uint8_t* const planes[4] = {image.bits(), nullptr, nullptr, nullptr};
     const int strides[4] = {int(image.bytesPerLine()), 0, 0, 0};
     if (sws_scale(scaler.get(), frame->data, frame->linesize, 0, height, planes, strides) != height)
-        return Error{QStringLiteral("Pictavia cannot convert the pictures of “%1”.").arg(named(file))};
+        return Error{QStringLiteral("Pictavia cannot convert the pictures of “%1”.").arg(shownName(file))};
     return image;
 }
 
@@ -224,7 +207,7 @@ Result<QImage> FfmpegMediaReader::frameAt(const QString& file, double seconds) {
     const AVCodec* codec = avcodec_find_decoder(video->codecpar->codec_id);
     const QString cannotDecode =
         QStringLiteral("Pictavia cannot decode the %1 video of “%2”.")
-            .arg(QString::fromLatin1(avcodec_get_name(video->codecpar->codec_id)), named(file));
+            .arg(QString::fromLatin1(avcodec_get_name(video->codecpar->codec_id)), shownName(file));
     if (!codec) return Error{cannotDecode};
     const Decoder decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), video->codecpar) < 0)
@@ -254,8 +237,8 @@ Result<QImage> FfmpegMediaReader::frameAt(const QString& file, double seconds) {
             shown = std::move(again);
     }
     if (!shown)
-        return Error{
-            QStringLiteral("“%1” is damaged: Pictavia could not decode any of its frames.").arg(named(file))};
+        return Error{QStringLiteral("“%1” is damaged: Pictavia could not decode any of its frames.")
+                         .arg(shownName(file))};
     return toImage(shown.get(), file);
 }
 

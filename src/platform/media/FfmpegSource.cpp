@@ -11,9 +11,14 @@ QString shownName(const QString& file) {
     return QFileInfo(file).fileName();
 }
 
-Result<Source> openSource(const QString& file) {
+Result<InputHandle> openInput(const QString& file) {
     const QFileInfo info(file);
-    if (!info.isFile()) return Error{QStringLiteral("“%1” does not exist.").arg(shownName(file))};
+    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
+    if (!info.exists()) return Error{QStringLiteral("“%1” does not exist.").arg(shownName(file))};
+    if (!info.isFile()) return unreadable;
+    if (!info.isReadable())
+        return Error{QStringLiteral("Pictavia is not allowed to read “%1”.").arg(shownName(file))};
+    // Local files only: playlists and concat lists must not reach for the network.
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     AVFormatContext* raw = nullptr;
@@ -21,10 +26,18 @@ Result<Source> openSource(const QString& file) {
     const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
     const int opened = avformat_open_input(&raw, url.constData(), nullptr, &options);
     av_dict_free(&options);
-    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
-    if (opened < 0) return unreadable;
-    Source source{InputHandle(raw), nullptr, nullptr};
+    if (opened < 0) return unreadable; // FFmpeg frees `raw` itself on failure
+    InputHandle input(raw);
     if (avformat_find_stream_info(raw, nullptr) < 0) return unreadable;
+    return input;
+}
+
+Result<Source> openSource(const QString& file) {
+    auto input = openInput(file);
+    if (!input) return input.error();
+    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
+    Source source{std::move(input).value(), nullptr, nullptr};
+    AVFormatContext* raw = source.format.get();
     const int index = av_find_best_stream(raw, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index < 0) return Error{QStringLiteral("“%1” has no video stream.").arg(shownName(file))};
     source.video = raw->streams[index];

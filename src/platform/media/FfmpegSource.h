@@ -20,6 +20,10 @@ using OutputHandle = std::unique_ptr<AVFormatContext, FreeOutput>;
 // The file name a sentence about `file` shows.
 QString shownName(const QString& file);
 
+// A local file opened by its demuxer (no other protocols), its streams found. Errors are
+// sentences: the file is missing, not to be read, or not a movie.
+Result<InputHandle> openInput(const QString& file);
+
 // A movie opened for reading with a decoder for its video.
 struct Source {
     InputHandle format;
@@ -27,8 +31,7 @@ struct Source {
     CodecHandle decoder;
 };
 
-// Opens a local file (no other protocols) and the decoder of its best video stream. Errors
-// are sentences: the file is missing, unreadable or has no video.
+// Opens a file as openInput does and the decoder of its best video stream.
 Result<Source> openSource(const QString& file);
 
 // Turns decoded pictures into RGB32 images: libyuv's vector code for the usual 4:2:0
