@@ -6,18 +6,16 @@
 #include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
 #include "main/StandaloneHistory.h"
-#include "platform/Platform.h"
 #include "video/ExportResolution.h"
-#include "video/RecordingTimeline.h"
 #include "video/StudioPresets.h"
-#include "video/StudioScene.h"
-#include "video/VideoExport.h"
-#include "video/ZoomTrack.h"
+#include "video/VideoEditorModel.h"
 
 #include <QCommandLineParser>
 #include <QFile>
 #include <QFileInfo>
+#include <QFuture>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>
@@ -45,7 +43,8 @@ struct ExportJob {
     double end = -1;
     StudioPreset look;
     bool gif = false;
-    ExportPreset preset;
+    ExportResolution resolution = ExportResolution::original;
+    RecordingCodec codec = RecordingCodec::h264;
 };
 
 QString lookNames() {
@@ -115,40 +114,30 @@ std::variant<int, ExportJob> parse(const QStringList& arguments) {
     const QString codecName = parser.value(codec).toLower();
     if (codecName != u"h264" && codecName != u"hevc")
         return CommandLine::usageError(QStringLiteral("--codec takes h264 or hevc"));
-    job.preset =
-        ExportResolutions::preset(*size, codecName == u"hevc" ? RecordingCodec::hevc : RecordingCodec::h264);
+    job.resolution = *size;
+    job.codec = codecName == u"hevc" ? RecordingCodec::hevc : RecordingCodec::h264;
     return job;
 }
 
-// The scene of the job's look over the recording, with its timeline where it has one;
-// none for the plain look.
-Result<std::shared_ptr<const StudioScene>> sceneFor(const ExportJob& job, QString& camera) {
-    if (!job.look.style.isStyled() && !job.look.zoom) return std::shared_ptr<const StudioScene>();
-    auto& media = platform::services().media;
-    if (!media) return Error{QStringLiteral("Reading movies is not available.")};
-    const auto info = media->info(job.movie);
-    if (!info) return info.error();
-    auto timeline = TimelineStore::load(job.movie);
-    if (!timeline) return timeline.error();
-    StudioInputs inputs;
-    inputs.videoSize = info->size;
-    inputs.duration = info->duration;
-    inputs.timeline = *timeline;
+// Sets `model` up for the job: its range, size, codec and look.
+Result<bool> prepare(VideoEditorModel& model, const ExportJob& job) {
+    if (!model.loadError().isEmpty()) return Error{model.loadError()};
+    if (job.start >= model.duration())
+        return Error{QStringLiteral("“%1” is only %2 s long.")
+                         .arg(QFileInfo(job.movie).fileName())
+                         .arg(model.duration(), 0, 'f', 1)};
+    model.setTrim(job.start, job.end < 0 ? model.duration() : std::min(job.end, model.duration()));
+    model.setResolution(job.resolution);
+    model.setCodec(job.codec);
     StudioStyle style = job.look.style;
-    if (*timeline) {
-        const RecordingTimeline& recorded = **timeline;
-        style.drawPointer = job.look.pointer && !recorded.cursor.isEmpty();
-        if (job.look.zoom)
-            inputs.zoom =
-                ZoomTrack::automatic(recorded.clicks, job.look.zoomLevel, job.look.zoomHold, info->duration);
-        inputs.captions = recorded.captions;
-    }
-    const QString side = TimelineStore::sidePath(job.movie, QStringLiteral("camera"), QStringLiteral("mov"));
-    if (QFileInfo(side).isFile()) {
-        inputs.hasCamera = true;
-        camera = side;
-    }
-    return std::shared_ptr<const StudioScene>(std::make_shared<StudioScene>(style, std::move(inputs)));
+    // The pointer is drawn only where the recording has its track.
+    const auto& timeline = model.timeline();
+    style.drawPointer = job.look.pointer && timeline && !timeline->cursor.isEmpty();
+    model.setStyle(style);
+    model.setZoomLevel(job.look.zoomLevel);
+    model.setZoomHold(job.look.zoomHold);
+    model.setZoomEnabled(job.look.zoom);
+    return true;
 }
 
 // "Exporting… 42%" rewritten in place on a terminal; nothing when stderr is not one.
@@ -197,10 +186,9 @@ int runVideoCommand(const QStringList& arguments) {
     // No screen is needed: without a display the export still runs and is delivered.
     (void)PlatformSetup::install(PlatformSetup::Presentation::Terminal);
     StandaloneHistory::attach();
-    QString camera;
-    const auto scene = sceneFor(job, camera);
-    if (!scene) {
-        CommandOutput::error(scene.error().message);
+    VideoEditorModel model(job.movie, false);
+    if (const auto prepared = prepare(model, job); !prepared) {
+        CommandOutput::error(prepared.error().message);
         return CommandLine::failed;
     }
 
@@ -209,19 +197,11 @@ int runVideoCommand(const QStringList& arguments) {
     Result<QString> exported = QString();
     {
         ProgressLine progress;
-        const auto report = [&progress](double done) { return progress(done); };
-        if (job.gif) {
-            exported = VideoExport::gifFrom(job.movie, job.start, job.end, 0, 0, Prefs::gifQuality(), *scene,
-                                            report);
-        } else {
-            VideoExport::TrimOptions options;
-            options.start = job.start;
-            options.end = job.end;
-            options.preset = job.preset;
-            options.studio = *scene;
-            options.webcam = camera;
-            exported = VideoExport::exportTrimmed(job.movie, options, report);
-        }
+        auto running =
+            model.exportFile(job.gif ? std::optional(VideoEditorModel::GifSettings{}) : std::nullopt,
+                             [&progress](double done) { return progress(done); });
+        running.waitForFinished();
+        exported = running.result();
     }
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);

@@ -385,6 +385,11 @@ TEST_F(VideoCommandTest, AnExportIsANewCaptureInTheHistoryAndTheRecordingIsKept)
     ASSERT_TRUE(info) << info.error().message.toStdString();
     EXPECT_NEAR(info->duration, 1.5, 1.5 / fps);
     EXPECT_TRUE(QFile::exists(source)) << "the recording is kept";
+    const auto styled = reader.frameAt(file, 0.5);
+    ASSERT_TRUE(styled);
+    EXPECT_GE(styled->width(), 320) << "the scene's frame, the recording at its own size inside";
+    EXPECT_GT(QColor(styled->pixel(2, 2)).saturation(), 60)
+        << "the corner shows the background, not the bars";
     EXPECT_EQ(movie.err, "") << "no progress line or chatter off a terminal";
 
     const ProcessOutput gif = pictavia({"video", "export", source.toStdString(), "--gif", "--trim", "0,1"});
