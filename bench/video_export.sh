@@ -46,7 +46,9 @@ export_studio() {
   rm -f "$file"
 }
 ffmpeg_plain() {
-  ffmpeg -v error -y -ss "$from" -to "$to" -i "$movie" -c:v libx264 -preset "$preset" -crf "$crf" \
+  # The source's pictures as they are, as the export writes them (no frames repeated to fill a
+  # constant rate), so both are compared with the source picture for picture.
+  ffmpeg -v error -y -ss "$from" -to "$to" -i "$movie" -fps_mode passthrough -c:v libx264 -preset "$preset" -crf "$crf" \
     -profile:v high -g 150 -c:a aac -b:a 160k "$work/ffmpeg.mp4"
 }
 
