@@ -2,7 +2,7 @@
 
 #include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
-#include "platform/media/FfmpegSource.h"
+#include "platform/media/FfmpegMovieSource.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -2,9 +2,9 @@
 
 #include "platform/media/FfmpegEncoding.h"
 #include "platform/media/FfmpegLog.h"
+#include "platform/media/FfmpegMovieSource.h"
 #include "platform/media/FfmpegPictureQueue.h"
 #include "platform/media/FfmpegSoundTrack.h"
-#include "platform/media/FfmpegSource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -45,7 +45,7 @@ Error writeFailed(const QString& file, int code) {
 
 // Where the movie's clock starts, in seconds of its video stream: at the first picture. (The
 // file's own start can lie earlier, where an AAC encoder's priming samples begin.)
-double clockStart(const Source& source) {
+double clockStart(const MovieSource& source) {
     const int64_t start = source.video->start_time;
     return start == AV_NOPTS_VALUE ? 0 : double(start) * av_q2d(source.video->time_base);
 }
@@ -55,14 +55,14 @@ double lengthOf(const AVFormatContext* format) {
 }
 
 // Seconds on the movie's clock at which a decoded picture is shown; none without a time.
-std::optional<double> shownAt(const Source& source, const AVFrame* frame) {
+std::optional<double> shownAt(const MovieSource& source, const AVFrame* frame) {
     const int64_t pts = frame->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) return std::nullopt;
     return double(pts) * av_q2d(source.video->time_base) - clockStart(source);
 }
 
 // Moves the reading position to the key frame at or before `seconds`.
-void seekTo(const Source& source, double seconds) {
+void seekTo(const MovieSource& source, double seconds) {
     if (seconds <= 0) return;
     const auto target = int64_t((seconds + clockStart(source)) / av_q2d(source.video->time_base));
     if (av_seek_frame(source.format.get(), source.video->index, target, AVSEEK_FLAG_BACKWARD) >= 0)
@@ -105,7 +105,7 @@ Result<bool> finishOutput(AVFormatContext* output, const QString& destination) {
 // The camera movie played alongside: the picture it shows at each time asked, in order.
 class CameraFollower {
 public:
-    explicit CameraFollower(Source source)
+    explicit CameraFollower(MovieSource source)
         : m_source(std::move(source)), m_packet(av_packet_alloc()), m_next(av_frame_alloc()),
           m_latest(av_frame_alloc()) {}
 
@@ -150,11 +150,11 @@ private:
         }
     }
 
-    Source m_source;
+    MovieSource m_source;
     PacketHandle m_packet;
     FrameHandle m_next;
     FrameHandle m_latest;
-    ToImage m_convert;
+    FrameToImage m_convert;
     QImage m_current;
     bool m_hasNext = false;
     bool m_changed = false;
@@ -203,11 +203,11 @@ public:
 
 private:
     Result<bool> prepare() {
-        auto source = openSource(m_request.source);
+        auto source = openMovieSource(m_request.source);
         if (!source) return source.error();
         m_source = std::move(source).value();
         if (!m_request.camera.isEmpty()) {
-            auto camera = openSource(m_request.camera);
+            auto camera = openMovieSource(m_request.camera);
             if (!camera) return camera.error();
             m_camera.emplace(std::move(camera).value());
         }
@@ -456,7 +456,7 @@ private:
 
     const ExportRequest& m_request;
     const MovieExporter::Draw& m_draw;
-    Source m_source;
+    MovieSource m_source;
     std::optional<CameraFollower> m_camera;
     QSize m_size;
     OutputHandle m_output;
@@ -470,7 +470,7 @@ private:
     Result<bool> m_failure = true;
 
     // The reading thread's.
-    ToImage m_toImage;
+    FrameToImage m_toImage;
     ScalerHandle m_scaler;
     std::optional<double> m_origin;
     int64_t m_originPts = 0;
@@ -501,9 +501,9 @@ Result<bool> FfmpegMovieExporter::exportMovie(const ExportRequest& request, cons
 }
 
 Result<bool> FfmpegMovieExporter::downmixToMono(const QString& source, const QString& destination) {
-    auto opened = openSource(source);
+    auto opened = openMovieSource(source);
     if (!opened) return opened.error();
-    const Source input = std::move(opened).value();
+    const MovieSource input = std::move(opened).value();
     Result<bool> done = [&]() -> Result<bool> {
         auto created = createOutput(destination);
         if (!created) return created.error();
@@ -559,9 +559,9 @@ Result<bool> FfmpegMovieExporter::downmixToMono(const QString& source, const QSt
 Result<bool> FfmpegMovieExporter::sampleFrames(const QString& source, double start, double end, double fps,
                                                const std::function<bool(const QImage&, double)>& frame) {
     if (fps <= 0) return Error{QStringLiteral("Frames are taken at a rate above 0 a second.")};
-    auto opened = openSource(source);
+    auto opened = openMovieSource(source);
     if (!opened) return opened.error();
-    const Source input = std::move(opened).value();
+    const MovieSource input = std::move(opened).value();
     start = std::max(start, 0.0);
     seekTo(input, start);
     AVRational rate = av_guess_frame_rate(input.format.get(), input.video, nullptr);
@@ -578,7 +578,7 @@ Result<bool> FfmpegMovieExporter::sampleFrames(const QString& source, double sta
     double shownTime = 0;
     QImage image;
     bool converted = false;
-    ToImage toImage;
+    FrameToImage toImage;
     const auto emitUntil = [&](double limit) -> Result<bool> {
         while (sampleTime() < limit - tolerance && inRange(sampleTime())) {
             if (!converted && !toImage.convert(shown.get(), image))

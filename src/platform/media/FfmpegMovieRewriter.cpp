@@ -25,23 +25,13 @@ namespace platform::media {
 
 namespace {
 
-struct FreeOutput {
-    void operator()(AVFormatContext* context) const {
-        if (context->pb != nullptr) avio_closep(&context->pb);
-        avformat_free_context(context);
-    }
-};
 using Input = InputHandle;
-using Output = std::unique_ptr<AVFormatContext, FreeOutput>;
+using Output = OutputHandle;
 using Codec = CodecHandle;
 using Frame = FrameHandle;
 using Packet = PacketHandle;
 
 constexpr AVRational microseconds{1, 1'000'000};
-
-QString named(const QString& file) {
-    return QFileInfo(file).fileName();
-}
 
 using Source = MovieSource;
 using ToImage = FrameToImage;
@@ -110,7 +100,8 @@ public:
             if (pts == AV_NOPTS_VALUE) pts = m_lastPts ? *m_lastPts + 1 : 0;
             const qint64 time = av_rescale_q(pts, m_source.video->time_base, microseconds);
             if (!m_convert.convert(frame, m_image)) {
-                outcome = Error{QStringLiteral("Cannot convert the frames of %1").arg(named(m_destination))};
+                outcome =
+                    Error{QStringLiteral("Cannot convert the frames of %1").arg(shownName(m_destination))};
                 return false;
             }
             if (paint) paint(m_image, time);
@@ -164,7 +155,7 @@ public:
 private:
     Error failed(int code) const {
         return Error{
-            QStringLiteral("Cannot write the movie %1: %2").arg(named(m_destination), ffmpegError(code))};
+            QStringLiteral("Cannot write the movie %1: %2").arg(shownName(m_destination), ffmpegError(code))};
     }
 
     // The destination's streams: a new encoder for the video, a copy of every sound stream.

@@ -7,22 +7,39 @@
 
 namespace platform::media {
 
-Result<MovieSource> openMovieSource(const QString& file) {
+QString shownName(const QString& file) {
+    return QFileInfo(file).fileName();
+}
+
+Result<InputHandle> openInput(const QString& file) {
     const QFileInfo info(file);
-    const QString name = info.fileName();
-    if (!info.isFile()) return Error{QStringLiteral("“%1” does not exist.").arg(name)};
+    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
+    if (!info.exists()) return Error{QStringLiteral("“%1” does not exist.").arg(shownName(file))};
+    if (!info.isFile()) return unreadable;
+    if (!info.isReadable())
+        return Error{QStringLiteral("Pictavia is not allowed to read “%1”.").arg(shownName(file))};
+    // Local files only: playlists and concat lists must not reach for the network.
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     AVFormatContext* raw = nullptr;
+    // The "file:" prefix keeps a name with a colon from being taken for another protocol.
     const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
     const int opened = avformat_open_input(&raw, url.constData(), nullptr, &options);
     av_dict_free(&options);
-    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(name)};
-    if (opened < 0) return unreadable;
-    MovieSource source{InputHandle(raw), nullptr, nullptr};
+    if (opened < 0) return unreadable; // FFmpeg frees `raw` itself on failure
+    InputHandle input(raw);
     if (avformat_find_stream_info(raw, nullptr) < 0) return unreadable;
+    return input;
+}
+
+Result<MovieSource> openMovieSource(const QString& file) {
+    auto input = openInput(file);
+    if (!input) return input.error();
+    const Error unreadable{QStringLiteral("“%1” is not a video Pictavia can read.").arg(shownName(file))};
+    MovieSource source{std::move(input).value(), nullptr, nullptr};
+    AVFormatContext* raw = source.format.get();
     const int index = av_find_best_stream(raw, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (index < 0) return Error{QStringLiteral("“%1” has no video stream.").arg(name)};
+    if (index < 0) return Error{QStringLiteral("“%1” has no video stream.").arg(shownName(file))};
     source.video = raw->streams[index];
     const AVCodec* codec = avcodec_find_decoder(source.video->codecpar->codec_id);
     if (codec == nullptr) return unreadable;
