@@ -215,7 +215,8 @@ TEST_F(AgentClientTest, AgentsRecordClipsAndOpenEndedRecordings) {
 
 TEST_F(AgentClientTest, ARecordingIsEditedIntoANewCaptureAndInspectedFrameByFrame) {
     auto server = XServer::start({.windowManager = false});
-    AppSession app(*server, approvedClient + "recFPS = 15\nrecSystemAudio = false\n");
+    AppSession app(*server, approvedClient + "recFPS = 15\nrecSystemAudio = false\n" +
+                                R"(agentPolicies = {"record":"allow"})" + "\n");
     ASSERT_TRUE(listening(app)) << app.log();
     openTestWindow(*server, {.pattern = "#2060c0", .size = QSize(300, 200), .position = QPoint(50, 50)});
     const QJsonArray calls{
@@ -236,8 +237,8 @@ TEST_F(AgentClientTest, ARecordingIsEditedIntoANewCaptureAndInspectedFrameByFram
         QJsonObject{{"name", "edit_video"},
                     {"arguments", QJsonObject{{"capture_id", "$last_id"}, {"volume", 5}}}},
     };
-    const ProcessOutput out = app.run(node, clientArguments(calls));
-    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const ProcessOutput out = app.run(node, clientArguments(calls), {}, std::chrono::seconds(90));
+    ASSERT_EQ(out.exitCode, 0) << out.err << out.out << app.log();
     const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).object();
     ASSERT_FALSE(report.contains("error")) << out.out << app.log();
     const QJsonArray results = report["calls"].toArray();

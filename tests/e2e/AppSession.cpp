@@ -73,10 +73,10 @@ ChildProcess& AppSession::start(const std::string& program, const std::vector<st
 }
 
 ProcessOutput AppSession::run(const std::string& program, const std::vector<std::string>& args,
-                              const Environment& extra) {
+                              const Environment& extra, std::chrono::seconds timeout) {
     Environment environment = this->environment();
     environment.insert(environment.end(), extra.begin(), extra.end());
-    return m_server.run(program, args, {.environment = environment});
+    return m_server.run(program, args, {.environment = environment, .timeout = timeout});
 }
 
 QStringList AppSession::captures() const {

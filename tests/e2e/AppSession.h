@@ -36,7 +36,7 @@ public:
     ChildProcess& start(const std::string& program, const std::vector<std::string>& args);
     // Any program with the session's environment, plus `extra`.
     ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
-                      const Environment& extra = {});
+                      const Environment& extra = {}, std::chrono::seconds timeout = std::chrono::seconds(30));
 
     // Captures in the history folder, oldest name first.
     QStringList captures() const;

@@ -51,7 +51,8 @@ TEST(StudioExportTest, TheExportZoomsTowardTheClickAndDrawsThePointerOnItsTrack)
         ASSERT_EQ(server->run("xdotool", args).exitCode, 0);
     };
     const auto at = [&](int x, int y) {
-        return std::vector<std::string>{"mousemove", std::to_string(area.x() + x), std::to_string(area.y() + y)};
+        return std::vector<std::string>{"mousemove", std::to_string(area.x() + x),
+                                        std::to_string(area.y() + y)};
     };
     xdotool(at(300, 225));
     const std::string rect = QStringLiteral("%1,%2,%3,%4")
@@ -60,8 +61,8 @@ TEST(StudioExportTest, TheExportZoomsTowardTheClickAndDrawsThePointerOnItsTrack)
                                  .arg(area.width())
                                  .arg(area.height())
                                  .toStdString();
-    ChildProcess& recording =
-        server->startProcess(PICTAVIA_BIN, {"record", "area", "--rect", rect, "--duration", "5"}, environment);
+    ChildProcess& recording = server->startProcess(
+        PICTAVIA_BIN, {"record", "area", "--rect", rect, "--duration", "5"}, environment);
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     auto click = at(100, 75); // the middle of the red quarter
     click.insert(click.end(), {"click", "1"});
@@ -101,14 +102,17 @@ TEST(StudioExportTest, TheExportZoomsTowardTheClickAndDrawsThePointerOnItsTrack)
     EXPECT_GT(info->size.width(), video.width()) << "the background's padding frames the recording";
     const QList<QImage> pictures = movieFrames(file, info->size);
     ASSERT_GT(pictures.size(), 60);
-    const auto frameAt = [&](double seconds) { return pictures.at(std::min<int>(std::lround(seconds * 15), int(pictures.size()) - 1)); };
+    const auto frameAt = [&](double seconds) {
+        return pictures.at(std::min<int>(std::lround(seconds * 15), int(pictures.size()) - 1));
+    };
     const QRect card = StudioLayout::card(style, video, info->size);
 
     // Fully zoomed in: the card shows the clicked red quarter and little else.
     const ZoomKeyframe zoom = model.zoomTrack().keyframes.first();
     const QImage zoomed = frameAt(zoom.time + ZoomTrack::ramp + zoom.hold / 2);
     int red = 0;
-    const QRect inside = card.adjusted(card.width() / 10, card.height() / 10, -card.width() / 10, -card.height() / 10);
+    const QRect inside =
+        card.adjusted(card.width() / 10, card.height() / 10, -card.width() / 10, -card.height() / 10);
     for (int y = inside.top(); y <= inside.bottom(); y += 4)
         for (int x = inside.left(); x <= inside.right(); x += 4)
             red += reddish(zoomed.pixel(x, y)) ? 1 : 0;
@@ -120,8 +124,9 @@ TEST(StudioExportTest, TheExportZoomsTowardTheClickAndDrawsThePointerOnItsTrack)
 
     // At rest on the white quarter, the drawn pointer's dark outline lies just below and right
     // of where the track puts it, and nothing dark lies above and left of it.
-    const QPointF tip = StudioLayout::pictureToFrame(QRectF(QPointF(0, 0), QSizeF(video)), card)
-                            .map(QPointF(300.0 * video.width() / area.width(), 225.0 * video.height() / area.height()));
+    const QPointF tip =
+        StudioLayout::pictureToFrame(QRectF(QPointF(0, 0), QSizeF(video)), card)
+            .map(QPointF(300.0 * video.width() / area.width(), 225.0 * video.height() / area.height()));
     const QImage resting = pictures.last();
     const auto darkIn = [&](QRect box) {
         int dark = 0;
