@@ -39,8 +39,9 @@ public:
 
     // Whether frames differ from the recording as it is.
     bool isStyled() const;
-    // The composed frame's size at the recording's own resolution: the recording's size for
-    // the original shape, else the shape's proportions around the recording's longer side.
+    // The composed frame's size at the recording's own resolution: for the original shape the
+    // recording's size, grown by the padding when there is a background; else the shape's
+    // proportions around the recording's longer side.
     QSize frameSize() const;
     // Draws the frame shown at `time` (seconds of the original movie) into `target`, which
     // may be any size of frameSize()'s proportions; `picture` is the recording's frame at
