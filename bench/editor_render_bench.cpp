@@ -14,6 +14,8 @@
 #include <QGuiApplication>
 #include <QPainter>
 
+#include "BudgetReporter.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -181,40 +183,17 @@ BENCHMARK(BM_RedrawPart)
     ->MeasureProcessCPUTime();
 BENCHMARK(BM_RenderToPng)->Arg(1080)->Arg(2160)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
-// Prints each cached redraw against the frame it has to fit in.
-class BudgetReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            const std::string name = run.benchmark_name();
-            if (name.rfind("BM_Redraw/", 0) != 0 || run.report_label != "cached") continue;
-            const bool uhd = name.find("/2160/") != std::string::npos;
-            const double budget = uhd ? 40.0 : 16.0;
-            const double ms = run.GetAdjustedRealTime();
-            m_lines.push_back(std::string(uhd ? "2160p" : "1080p") + " cached redraw: " + std::to_string(ms) +
-                              " ms, " + std::to_string(ms / budget) + " of the " +
-                              std::to_string(int(budget)) + " ms budget");
-        }
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (const std::string& line : m_lines)
-            std::printf("%s\n", line.c_str());
-    }
-
-private:
-    std::vector<std::string> m_lines;
-};
-
 } // namespace
 
+// Prints each cached redraw against the frame it has to fit in.
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv); // fonts
-    benchmark::Initialize(&argc, argv);
-    BudgetReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return runDrawingBenchmarks(argc, argv, [](const BudgetReporter::Run& run) -> std::optional<std::string> {
+        const std::string name = run.benchmark_name();
+        if (name.rfind("BM_Redraw/", 0) != 0 || run.report_label != "cached") return std::nullopt;
+        const bool uhd = name.find("/2160/") != std::string::npos;
+        const double budget = uhd ? 40.0 : 16.0;
+        const double ms = run.GetAdjustedRealTime();
+        return std::string(uhd ? "2160p" : "1080p") + " cached redraw: " + std::to_string(ms) + " ms, " +
+               std::to_string(ms / budget) + " of the " + std::to_string(int(budget)) + " ms budget";
+    });
 }

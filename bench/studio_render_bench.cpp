@@ -13,6 +13,8 @@
 #include <QGuiApplication>
 #include <QPainter>
 
+#include "BudgetReporter.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -121,37 +123,16 @@ void BM_StudioFirstFrame(benchmark::State& state) {
 BENCHMARK(BM_StudioFrame)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 BENCHMARK(BM_StudioFirstFrame)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
-// Prints the warm frame's time (the median, with --benchmark_repetitions) against the preview's
-// budget.
-class BudgetReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs)
-            if (run.report_label.rfind("warm", 0) == 0 &&
-                (run.run_type != Run::RT_Aggregate || run.aggregate_name == "median"))
-                m_lines.push_back("1080p studio frame (" + run.report_label +
-                                  "): " + std::to_string(run.GetAdjustedCPUTime()) + " ms, " +
-                                  std::to_string(run.GetAdjustedCPUTime() / 16.0) + " of the 16 ms budget");
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (const std::string& line : m_lines)
-            std::printf("%s\n", line.c_str());
-    }
-
-private:
-    std::vector<std::string> m_lines;
-};
-
 } // namespace
 
+// Prints the warm frame's time (the median, with --benchmark_repetitions) against the preview's
+// budget.
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv); // fonts
-    benchmark::Initialize(&argc, argv);
-    BudgetReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return runDrawingBenchmarks(argc, argv, [](const BudgetReporter::Run& run) -> std::optional<std::string> {
+        if (run.report_label.rfind("warm", 0) != 0 ||
+            (run.run_type == BudgetReporter::Run::RT_Aggregate && run.aggregate_name != "median"))
+            return std::nullopt;
+        return "1080p studio frame (" + run.report_label + "): " + std::to_string(run.GetAdjustedCPUTime()) +
+               " ms, " + std::to_string(run.GetAdjustedCPUTime() / 16.0) + " of the 16 ms budget";
+    });
 }
