@@ -39,6 +39,8 @@ packages=(
   libimagequant-dev libgif-dev
   # recording sound from the PulseAudio (or PipeWire) server
   libpulse-dev
+  # captions: speech recognised on this machine, with the US English model
+  libpocketsphinx-dev pocketsphinx-en-us
   # tests: reading the Codex configuration the agent installer writes
   libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver
@@ -59,6 +61,9 @@ packages=(
   xterm bc
   # scrolling capture tests: a browser window to scroll, and its own full-page rendering
   chromium
+  # caption and voice tests and benchmarks: speech spoken by festival and flite, noise mixed in
+  # by sox, and the plain recogniser command to compare with
+  festival festvox-us-slt-hts festvox-kallpc16k flite sox pocketsphinx
 )
 
 # npm for the MCP clients below, from Debian where no Node.js is installed yet.

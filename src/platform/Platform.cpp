@@ -45,6 +45,9 @@ void install(Services replacement) {
     replaceIfGiven(s.movieRewriter, replacement.movieRewriter);
     replaceIfGiven(s.movieExporter, replacement.movieExporter);
     replaceIfGiven(s.moviePlayers, replacement.moviePlayers);
+    replaceIfGiven(s.movieSound, replacement.movieSound);
+    replaceIfGiven(s.voiceIsolator, replacement.voiceIsolator);
+    replaceIfGiven(s.speech, replacement.speech);
 }
 
 } // namespace platform

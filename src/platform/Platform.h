@@ -14,6 +14,7 @@
 #include "platform/MovieExporter.h"
 #include "platform/MoviePlayer.h"
 #include "platform/MovieRewriter.h"
+#include "platform/MovieSound.h"
 #include "platform/MovieWriter.h"
 #include "platform/NamePrompt.h"
 #include "platform/OwnWindows.h"
@@ -21,6 +22,7 @@
 #include "platform/ScrollSynthesizer.h"
 #include "platform/SleepGuard.h"
 #include "platform/SoundPlayer.h"
+#include "platform/SpeechRecognizer.h"
 #include "platform/SubjectLifter.h"
 #include "platform/TextRecognition.h"
 #include "platform/ToastPresenter.h"
@@ -58,6 +60,9 @@ struct Services {
     std::unique_ptr<MovieRewriter> movieRewriter;
     std::unique_ptr<MovieExporter> movieExporter;
     std::unique_ptr<MoviePlayers> moviePlayers;
+    std::unique_ptr<MovieSound> movieSound;
+    std::unique_ptr<VoiceIsolator> voiceIsolator;
+    std::unique_ptr<SpeechRecognizer> speech;
 };
 
 // The installed services. Members are null until installed: callers check.

@@ -1,12 +1,14 @@
 // The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
 // GIFs written with libimagequant palettes and giflib, movies drawn on, played and
-// exported, and cameras.
+// exported, their sound read and replaced, voices cleaned, and cameras.
 
+#include "platform/media/DenoisingVoiceIsolator.h"
 #include "platform/media/FfmpegCameras.h"
 #include "platform/media/FfmpegMediaReader.h"
 #include "platform/media/FfmpegMovieExporter.h"
 #include "platform/media/FfmpegMoviePlayer.h"
 #include "platform/media/FfmpegMovieRewriter.h"
+#include "platform/media/FfmpegMovieSound.h"
 #include "platform/media/FfmpegMovieWriter.h"
 #include "platform/media/GiflibWriter.h"
 #include "platform/modules/ModuleExport.h"
@@ -37,4 +39,12 @@ PICTAVIA_MODULE_EXPORT platform::MoviePlayers* pictavia_create_movie_players() {
 
 PICTAVIA_MODULE_EXPORT platform::MovieExporter* pictavia_create_movie_exporter() {
     return new platform::media::FfmpegMovieExporter;
+}
+
+PICTAVIA_MODULE_EXPORT platform::MovieSound* pictavia_create_movie_sound() {
+    return new platform::media::FfmpegMovieSound;
+}
+
+PICTAVIA_MODULE_EXPORT platform::VoiceIsolator* pictavia_create_voice_isolator() {
+    return new platform::media::DenoisingVoiceIsolator;
 }

@@ -220,6 +220,75 @@ private:
                                          QStringLiteral("Playing movies is not available")};
 };
 
+class LazyMovieSound final : public MovieSound {
+public:
+    Result<int> soundTracks(const QString& file) override {
+        const auto sound = m_sound.get();
+        if (!sound) return sound.error();
+        return (*sound)->soundTracks(file);
+    }
+    Result<bool> readSound(const QString& file, int track, int rate, int channels,
+                           const Chunk& chunk) override {
+        const auto sound = m_sound.get();
+        if (!sound) return sound.error();
+        return (*sound)->readSound(file, track, rate, channels, chunk);
+    }
+    Result<bool> replaceSound(const QString& source, const QString& soundSource, const QString& destination,
+                              int channels, const Transform& transform, const Progress& progress) override {
+        const auto sound = m_sound.get();
+        if (!sound) return sound.error();
+        return (*sound)->replaceSound(source, soundSource, destination, channels, transform, progress);
+    }
+
+private:
+    LazyInstance<MovieSound> m_sound{"pictavia-media.so", "pictavia_create_movie_sound",
+                                     QStringLiteral("Reading the sound of movies is not available")};
+};
+
+class LazyVoiceIsolator final : public VoiceIsolator {
+public:
+    Result<bool> isolate(const QString& source, const QString& destination,
+                         const Progress& progress) override {
+        const auto isolator = m_isolator.get();
+        if (!isolator) return isolator.error();
+        return (*isolator)->isolate(source, destination, progress);
+    }
+
+private:
+    LazyInstance<VoiceIsolator> m_isolator{"pictavia-media.so", "pictavia_create_voice_isolator",
+                                           QStringLiteral("Voice cleaning is not available")};
+};
+
+class LazySpeechRecognizer final : public SpeechRecognizer {
+public:
+    QStringList knownLanguages() override {
+        const auto engine = m_engine.get();
+        return engine ? (*engine)->knownLanguages() : QStringList{};
+    }
+    QStringList onDeviceLanguages() override {
+        const auto engine = m_engine.get();
+        return engine ? (*engine)->onDeviceLanguages() : QStringList{};
+    }
+    QString howToAdd(const QString& language) override {
+        const auto engine = m_engine.get();
+        return engine ? (*engine)->howToAdd(language) : engine.error().message;
+    }
+    int sampleRate() override {
+        const auto engine = m_engine.get();
+        return engine ? (*engine)->sampleRate() : 16000;
+    }
+    Result<QList<HeardWord>> recognize(const std::vector<float>& samples, const QString& language,
+                                       const Progress& progress) override {
+        const auto engine = m_engine.get();
+        if (!engine) return engine.error();
+        return (*engine)->recognize(samples, language, progress);
+    }
+
+private:
+    LazyInstance<SpeechRecognizer> m_engine{"pictavia-speech.so", "pictavia_create_speech_recognizer",
+                                            QStringLiteral("Speech recognition is not available")};
+};
+
 } // namespace
 
 Services lazyServices() {
@@ -237,6 +306,9 @@ Services lazyServices() {
     services.movieRewriter = std::make_unique<LazyMovieRewriter>();
     services.movieExporter = std::make_unique<LazyMovieExporter>();
     services.moviePlayers = std::make_unique<LazyMoviePlayers>();
+    services.movieSound = std::make_unique<LazyMovieSound>();
+    services.voiceIsolator = std::make_unique<LazyVoiceIsolator>();
+    services.speech = std::make_unique<LazySpeechRecognizer>();
     return services;
 }
 

@@ -259,7 +259,9 @@ protected:
                            nullptr,      std::move(sleep),
                            nullptr,      nullptr,
                            nullptr,      nullptr,
-                           nullptr,      nullptr});
+                           nullptr,      nullptr,
+                           nullptr,      nullptr,
+                           nullptr});
     }
 
     QTemporaryDir home;
