@@ -20,10 +20,15 @@ bool isOurs(const QMessageLogContext& context) {
 
 void filter(QtMsgType type, const QMessageLogContext& context, const QString& message) {
     if (!showEverything && !isOurs(context) && type != QtFatalMsg) return;
+    // Lines that already say whose they are ("Pictavia: camera not drawn in: ...") go out
+    // without the category's "pictavia: " in front of them.
+    const bool named = isOurs(context) && message.startsWith(QLatin1String("Pictavia: "));
+    const QMessageLogContext unnamed(context.file, context.line, context.function, nullptr);
+    const QMessageLogContext& shown = named ? unnamed : context;
     if (passOn)
-        passOn(type, context, message);
+        passOn(type, shown, message);
     else
-        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, shown, message)));
 }
 
 } // namespace
