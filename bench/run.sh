@@ -63,3 +63,7 @@ bash "$here/tracking.sh" "$build"
 echo
 echo "== Scrolling capture: time and rows doubled or lost, 3, 10 and 30 screens =="
 bash "$here/scrolling.sh" "$build"
+
+echo
+echo "== Captions: speech recognition against the plain pocketsphinx command, and voice cleaning =="
+bash "$here/captions.sh" "$build"

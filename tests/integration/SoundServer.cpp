@@ -77,6 +77,12 @@ void SoundServer::playTone(const std::string& sink, double hertz, double seconds
                             {.environment = environment(), .out = ChildProcess::Stream::Discard}));
 }
 
+void SoundServer::playFile(const std::string& sink, const std::string& file) {
+    m_players.push_back(
+        ChildProcess::start("paplay", {"--device=" + sink, file},
+                            {.environment = environment(), .out = ChildProcess::Stream::Discard}));
+}
+
 std::vector<float> audioTrack(const std::string& movie, int track) {
     auto ffmpeg = ChildProcess::start("ffmpeg",
                                       {"-v", "error", "-i", movie, "-map", "0:a:" + std::to_string(track),

@@ -24,6 +24,8 @@ public:
     Environment environment() const;
     // Plays a sine tone at `hertz` into `sink` for `seconds`, in the background.
     void playTone(const std::string& sink, double hertz, double seconds);
+    // Plays a sound file (WAV) into `sink`, in the background.
+    void playFile(const std::string& sink, const std::string& file);
 
 private:
     SoundServer() = default;

@@ -1,22 +1,158 @@
 #include "platform/speech/PocketSphinxRecognizer.h"
 
+#include "platform/speech/SphinxModels.h"
+
+#include <pocketsphinx.h>
+#include <sphinxbase/err.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
 namespace platform::speech {
 
+namespace {
+
+// Languages CMU Sphinx has published models for; only those installed can be used.
+const QStringList publishedLanguages = {
+    QStringLiteral("en-US"), QStringLiteral("de-DE"), QStringLiteral("es-ES"),
+    QStringLiteral("fr-FR"), QStringLiteral("it-IT"), QStringLiteral("nl-NL"),
+    QStringLiteral("pt-BR"), QStringLiteral("ru-RU"), QStringLiteral("zh-CN")};
+// The one Debian packages.
+const QString packagedLanguage = QStringLiteral("en-US");
+
+constexpr double frameRate = 100; // PocketSphinx's frames per second
+
+struct FreeConfig {
+    void operator()(cmd_ln_t* config) const { cmd_ln_free_r(config); }
+};
+struct FreeDecoder {
+    void operator()(ps_decoder_t* decoder) const { ps_free(decoder); }
+};
+
+Error failure(const QString& message, int code = 1) {
+    return Error{message, QStringLiteral("com.corvanta.pictavia.speech"), code};
+}
+
+// "<s>", "<sil>", "[NOISE]", "++BREATH++": what the decoder hears that is no word.
+bool isFiller(const char* word) {
+    return word[0] == '<' || word[0] == '[' || word[0] == '+' || word[0] == '\0';
+}
+
+// "read(2)" is the second pronunciation of "read".
+QString spelling(const char* word) {
+    QString text = QString::fromUtf8(word);
+    if (text.endsWith(QLatin1Char(')'))) {
+        const qsizetype open = text.lastIndexOf(QLatin1Char('('));
+        if (open > 0) text.truncate(open);
+    }
+    return text;
+}
+
+// Quiet sound is raised before it becomes 16-bit samples, so its detail is not rounded away.
+float loudnessGain(const std::vector<float>& samples) {
+    float peak = 0;
+    for (const float s : samples)
+        peak = std::max(peak, std::abs(s));
+    return peak > 0 ? std::clamp(0.9f / peak, 0.0f, 30.0f) : 1.0f;
+}
+
+} // namespace
+
+PocketSphinxRecognizer::PocketSphinxRecognizer(QStringList modelRoots, Tuning tuning)
+    : m_roots(modelRoots.isEmpty() ? defaultModelRoots() : std::move(modelRoots)),
+      m_tuning(std::move(tuning)) {}
+
+PocketSphinxRecognizer::Tuning PocketSphinxRecognizer::defaultTuning() {
+    Tuning tuning;
+    tuning.options = {};
+    return tuning;
+}
+
 QStringList PocketSphinxRecognizer::knownLanguages() {
-    return {QStringLiteral("en-US")};
+    QStringList languages = publishedLanguages;
+    for (const QString& language : installedLanguages(m_roots))
+        if (!languages.contains(language)) languages << language;
+    return languages;
 }
 
 QStringList PocketSphinxRecognizer::onDeviceLanguages() {
-    return {};
+    return installedLanguages(m_roots);
 }
 
-QString PocketSphinxRecognizer::howToAdd(const QString&) {
-    return QStringLiteral("Install the Debian package pocketsphinx-en-us.");
+QString PocketSphinxRecognizer::howToAdd(const QString& language) {
+    if (language == packagedLanguage) return QStringLiteral("Install the Debian package pocketsphinx-en-us.");
+    return QStringLiteral("Put a PocketSphinx model for %1 (its acoustic model folder, language model and "
+                          "dictionary) in the folder %2.")
+        .arg(language, m_roots.first() + QLatin1Char('/') + folderOf(language));
 }
 
-Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<float>&, const QString&,
-                                                           const Progress&) {
-    return Error{QStringLiteral("Speech recognition is not written yet")};
+Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<float>& samples,
+                                                           const QString& language,
+                                                           const Progress& progress) {
+    if (!knownLanguages().contains(language))
+        return failure(QStringLiteral("Speech recognition does not support ") + language);
+    const auto model = findModel(m_roots, language);
+    if (!model) {
+        const QString add = howToAdd(language);
+        return failure(QStringLiteral("There is no speech model for %1 on this computer.").arg(language) +
+                       (add.isEmpty() ? QString() : QLatin1Char(' ') + add));
+    }
+
+    // PocketSphinx reports every step on stderr unless told not to log at all.
+    err_set_logfp(nullptr);
+    QByteArrayList args = {"-hmm", QFile::encodeName(model->acoustic), "-lm",
+                           QFile::encodeName(model->languageModel), "-dict",
+                           QFile::encodeName(model->dictionary), "-samprate", "16000",
+                           // The utterances are cut already: every frame of one is decoded.
+                           "-remove_silence", "no"};
+    args += m_tuning.options;
+    std::vector<char*> argv;
+    for (QByteArray& arg : args)
+        argv.push_back(arg.data());
+    std::unique_ptr<cmd_ln_t, FreeConfig> config(
+        cmd_ln_parse_r(nullptr, ps_args(), int32(argv.size()), argv.data(), TRUE));
+    if (!config) return failure(QStringLiteral("The speech recogniser's settings are wrong."));
+    std::unique_ptr<ps_decoder_t, FreeDecoder> decoder(ps_init(config.get()));
+    if (!decoder)
+        return failure(QStringLiteral("The speech model for %1 in %2 cannot be loaded.")
+                           .arg(language, QFileInfo(model->acoustic).path()));
+
+    const int rate = sampleRate();
+    const std::vector<Stretch> stretches = findSpeech(samples, rate, m_tuning.segments);
+    long long total = 0, done = 0;
+    for (const Stretch& stretch : stretches)
+        total += stretch.end - stretch.begin;
+    const float gain = loudnessGain(samples);
+    QList<HeardWord> words;
+    std::vector<int16> pcm;
+    for (const Stretch& stretch : stretches) {
+        if (progress && !progress(total > 0 ? double(done) / double(total) : 0))
+            return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+        pcm.resize(size_t(stretch.end - stretch.begin));
+        for (size_t i = 0; i < pcm.size(); ++i)
+            pcm[i] = int16(
+                std::lrint(std::clamp(samples[size_t(stretch.begin) + i] * gain, -1.0f, 1.0f) * 32767.0f));
+        if (ps_start_utt(decoder.get()) < 0 ||
+            ps_process_raw(decoder.get(), pcm.data(), pcm.size(), FALSE, TRUE) < 0 ||
+            ps_end_utt(decoder.get()) < 0)
+            return failure(QStringLiteral("Speech recognition failed."));
+        const double offset = double(stretch.begin) / rate;
+        for (ps_seg_t* seg = ps_seg_iter(decoder.get()); seg != nullptr; seg = ps_seg_next(seg)) {
+            const char* word = ps_seg_word(seg);
+            if (isFiller(word)) continue;
+            int first = 0, last = 0;
+            ps_seg_frames(seg, &first, &last);
+            words.append(
+                {spelling(word), offset + first / frameRate, std::max(0, last - first + 1) / frameRate});
+        }
+        done += stretch.end - stretch.begin;
+    }
+    if (progress) progress(1.0);
+    return words;
 }
 
 } // namespace platform::speech
