@@ -159,7 +159,9 @@ TEST_F(MovieSoundReadingTest, WhatCannotBeReadIsSaidPlainly) {
     broken.close();
     samples.clear();
     const auto damaged = read(broken.fileName().toStdString(), -1, 1, samples);
-    if (!damaged) EXPECT_TRUE(damaged.error().message.startsWith(QStringLiteral("“broken.m4a”")));
+    if (!damaged) {
+        EXPECT_TRUE(damaged.error().message.startsWith(QStringLiteral("“broken.m4a”")));
+    }
 }
 
 TEST_F(MovieSoundReadingTest, ReadingStopsWhenTheReaderAsks) {

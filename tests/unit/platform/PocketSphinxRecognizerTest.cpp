@@ -128,7 +128,9 @@ TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
         EXPECT_GT((*words)[at[4]].start, secondStart - 0.5);
         EXPECT_LT((*words)[at[4]].start, secondEnd);
     }
-    if (at[0] >= 0) EXPECT_NEAR((*words)[at[0]].start, 1.0, 0.5);
+    if (at[0] >= 0) {
+        EXPECT_NEAR((*words)[at[0]].start, 1.0, 0.5);
+    }
     ASSERT_FALSE(done.empty());
     EXPECT_EQ(done.back(), 1.0);
 }
