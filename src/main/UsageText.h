@@ -34,6 +34,9 @@ Commands:
   video export MOVIE               a recording trimmed, in a studio look, resized or as
                                    a GIF, kept as a new capture (see "pictavia video
                                    export --help")
+  video captions MOVIE             the transcript of a recording's speech, or with
+                                   --srt FILE its subtitles (see "pictavia video
+                                   captions --help")
   displays                         list the displays and their numbers
   windows                          list the windows on screen and their numbers
   text FILE                        the text of an image (--lines, --words, --codes,

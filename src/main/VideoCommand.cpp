@@ -7,6 +7,7 @@
 #include "main/PlatformSetup.h"
 #include "main/StandaloneHistory.h"
 #include "video/ExportResolution.h"
+#include "video/RecordingCaptions.h"
 #include "video/StudioPresets.h"
 #include "video/VideoEditorModel.h"
 
@@ -14,12 +15,14 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QFuture>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <limits>
 #include <unistd.h>
 
 namespace {
@@ -29,6 +32,9 @@ const char* const videoUsage = R"(Usage: pictavia video COMMAND [options]
 Commands:
   export MOVIE    a trimmed, restyled or resized copy of a recording, or a GIF of it,
                   kept in the history as a new capture (see "pictavia video export --help")
+  captions MOVIE  the transcript of the speech in a recording, or its SubRip subtitles
+                  with --srt FILE; the captions are kept with the recording (see
+                  "pictavia video captions --help")
 )";
 
 std::atomic<bool> cancelRequested = false;
@@ -143,7 +149,8 @@ Result<bool> prepare(VideoEditorModel& model, const ExportJob& job) {
 // "Exporting… 42%" rewritten in place on a terminal; nothing when stderr is not one.
 class ProgressLine {
 public:
-    ProgressLine() : m_shown(!CommandLine::hosted() && ::isatty(STDERR_FILENO) == 1) {}
+    explicit ProgressLine(QString doing = QStringLiteral("Exporting…"))
+        : m_doing(std::move(doing)), m_shown(!CommandLine::hosted() && ::isatty(STDERR_FILENO) == 1) {}
     ~ProgressLine() {
         if (m_shown && m_percent >= 0) CommandOutput::err(QStringLiteral("\r\033[K"));
     }
@@ -154,15 +161,121 @@ public:
         const int percent = int(std::floor(done * 100));
         if (m_shown && percent != m_percent) {
             m_percent = percent;
-            CommandOutput::err(QStringLiteral("\rExporting… %1%").arg(percent));
+            CommandOutput::err(QStringLiteral("\r%1 %2%").arg(m_doing).arg(percent));
         }
         return !cancelRequested;
     }
 
 private:
+    QString m_doing;
     bool m_shown;
     int m_percent = -1;
 };
+
+// Cancelling on Ctrl+C and SIGTERM while it lives.
+class CancelOnSignals {
+public:
+    CancelOnSignals() {
+        cancelRequested = false;
+        std::signal(SIGINT, requestCancel);
+        std::signal(SIGTERM, requestCancel);
+    }
+    ~CancelOnSignals() {
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
+    }
+    CancelOnSignals(const CancelOnSignals&) = delete;
+    CancelOnSignals& operator=(const CancelOnSignals&) = delete;
+};
+
+struct CaptionsJob {
+    QString movie;
+    QString srt; // "-": standard output
+    QString language;
+    bool redo = false;
+};
+
+std::variant<int, CaptionsJob> parseCaptions(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Prints the transcript of the speech in MOVIE, one \"[m:ss] text\" line per caption, or writes "
+        "its SubRip subtitles. Speech is recognised on this computer; the captions are kept with the "
+        "recording for the video editor, and used again unless --redo is given."));
+    parser.addPositionalArgument(QStringLiteral("MOVIE"), QStringLiteral("The recording to caption."));
+    const QCommandLineOption srt(QStringLiteral("srt"),
+                                 QStringLiteral("Write SubRip subtitles to FILE (\"-\" for standard output) "
+                                                "instead of printing the transcript."),
+                                 QStringLiteral("FILE"));
+    const QCommandLineOption language(QStringLiteral("language"),
+                                      QStringLiteral("The language spoken, such as en-US. Default: that of "
+                                                     "the recording's earlier captions, else the system's."),
+                                      QStringLiteral("L"));
+    const QCommandLineOption redo(QStringLiteral("redo"),
+                                  QStringLiteral("Transcribe again even if the recording has captions."));
+    parser.addOptions({srt, language, redo});
+    if (const auto stop = CommandLine::parse(parser, arguments, QStringLiteral("video captions"), 1))
+        return *stop;
+    const QStringList operands = parser.positionalArguments();
+    if (operands.isEmpty())
+        return CommandLine::usageError(
+            QStringLiteral("video captions needs a movie (see \"pictavia video captions --help\")"));
+    CaptionsJob job;
+    job.movie = QFileInfo(operands.first()).absoluteFilePath();
+    job.srt = parser.value(srt);
+    if (parser.isSet(srt) && job.srt.isEmpty())
+        return CommandLine::usageError(QStringLiteral("--srt needs a file"));
+    job.language = parser.value(language).trimmed();
+    if (parser.isSet(language) && job.language.isEmpty())
+        return CommandLine::usageError(QStringLiteral("--language needs a language such as en-US"));
+    job.redo = parser.isSet(redo);
+    return job;
+}
+
+int runCaptions(const QStringList& arguments) {
+    const auto parsed = parseCaptions(arguments);
+    if (const int* code = std::get_if<int>(&parsed)) return *code;
+    const CaptionsJob& job = std::get<CaptionsJob>(parsed);
+    const QString name = QFileInfo(job.movie).fileName();
+    if (!QFileInfo(job.movie).isFile()) {
+        CommandOutput::error(QStringLiteral("“%1” does not exist.").arg(name));
+        return CommandLine::failed;
+    }
+    // Recognition needs no screen: only the modules that read movies and hear speech.
+    PlatformSetup::installImageServices();
+
+    QList<CaptionLine> lines = job.redo ? QList<CaptionLine>() : RecordingCaptions::saved(job.movie).lines;
+    if (lines.isEmpty()) {
+        const QString language =
+            job.language.isEmpty() ? RecordingCaptions::languageFor(job.movie) : job.language;
+        Result<Captions::Transcription> heard = Captions::Transcription{};
+        {
+            const CancelOnSignals cancelling;
+            ProgressLine progress(QStringLiteral("Transcribing…"));
+            auto running = QtConcurrent::run([&] {
+                return RecordingCaptions::transcribeAndKeep(
+                    job.movie, language, [&progress](double done) { return progress(done); });
+            });
+            running.waitForFinished();
+            heard = running.result();
+        }
+        if (!heard) {
+            CommandOutput::error(heard.error().message);
+            return CommandLine::failed;
+        }
+        lines = heard->lines;
+        if (lines.isEmpty()) CommandOutput::err(QStringLiteral("No speech was heard in “%1”.\n").arg(name));
+    }
+
+    if (job.srt.isEmpty()) {
+        if (!lines.isEmpty()) CommandOutput::out(Captions::transcript(lines) + u'\n');
+    } else if (job.srt == u"-") {
+        CommandOutput::out(Captions::srt(lines, 0, std::numeric_limits<double>::max()));
+    } else if (const auto written = RecordingCaptions::writeSRT(lines, job.srt, true); !written) {
+        CommandOutput::error(written.error().message);
+        return CommandLine::failed;
+    }
+    return CommandLine::ok;
+}
 
 } // namespace
 
@@ -172,6 +285,7 @@ int runVideoCommand(const QStringList& arguments) {
         (command.isEmpty() ? CommandOutput::err : CommandOutput::out)(QString::fromUtf8(videoUsage));
         return command.isEmpty() ? CommandLine::usage : CommandLine::ok;
     }
+    if (command == u"captions") return runCaptions(arguments.mid(1));
     if (command != u"export")
         return CommandLine::usageError(
             QStringLiteral("unknown video command \"%1\" (see \"pictavia video --help\")").arg(command));
@@ -192,10 +306,9 @@ int runVideoCommand(const QStringList& arguments) {
         return CommandLine::failed;
     }
 
-    std::signal(SIGINT, requestCancel);
-    std::signal(SIGTERM, requestCancel);
     Result<QString> exported = QString();
     {
+        const CancelOnSignals cancelling;
         ProgressLine progress;
         auto running =
             model.exportFile(job.gif ? std::optional(VideoEditorModel::GifSettings{}) : std::nullopt,
@@ -203,8 +316,6 @@ int runVideoCommand(const QStringList& arguments) {
         running.waitForFinished();
         exported = running.result();
     }
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
     if (!exported) {
         CommandOutput::error(exported.error().message);
         return CommandLine::failed;

@@ -83,6 +83,17 @@ Result<std::optional<RecordingTimeline>> load(const QString& movie) {
     return std::optional(RecordingTimeline::fromJson(document.object()));
 }
 
+Result<RecordingTimeline> saveCaptions(const QString& movie, const QList<CaptionLine>& captions,
+                                       const std::optional<QString>& language) {
+    auto existing = load(movie);
+    if (!existing) return existing.error();
+    RecordingTimeline timeline = existing->value_or(RecordingTimeline{});
+    timeline.captions = captions;
+    if (language) timeline.captionsLanguage = language;
+    if (auto saved = save(timeline, movie); !saved) return saved.error();
+    return timeline;
+}
+
 QString sidePath(const QString& movie, const QString& role, const QString& extension) {
     const QFileInfo info(movie);
     return info.dir().filePath(u'.' + info.completeBaseName() + u'.' + role + u'.' + extension);

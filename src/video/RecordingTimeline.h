@@ -41,6 +41,11 @@ QString path(const QString& movie);
 Result<bool> save(const RecordingTimeline& timeline, const QString& movie);
 // None when there is no timeline; an error when there is one that cannot be read.
 Result<std::optional<RecordingTimeline>> load(const QString& movie);
+// Puts `captions` and their language into the timeline of `movie`, keeping everything else it
+// holds; a movie without one gets a timeline of just the captions. A damaged timeline is left
+// as it is and the save fails. The timeline as written.
+Result<RecordingTimeline> saveCaptions(const QString& movie, const QList<CaptionLine>& captions,
+                                       const std::optional<QString>& language);
 // Where the side file of `role` ("camera", "audio") of `movie` lives: ".clip.camera.mov".
 QString sidePath(const QString& movie, const QString& role, const QString& extension);
 // Moves `file` to its place beside `movie`; returns that place.

@@ -23,6 +23,9 @@ constexpr int previewQuietMs = 120;
 constexpr int playheadPollMs = 40;
 // The shortest range an export keeps.
 constexpr double shortestTrim = 0.1;
+// Caption edits are saved once the user has paused this long; a pending save also happens
+// when the model goes with its window.
+constexpr int captionSaveQuietMs = 1000;
 
 } // namespace
 
@@ -34,6 +37,9 @@ VideoEditorModel::VideoEditorModel(QString url, bool withPlayer, QObject* parent
         m_scene = makeScene();
         emit sceneChanged();
     });
+    m_captionSaveTask.setSingleShot(true);
+    m_captionSaveTask.setInterval(captionSaveQuietMs);
+    connect(&m_captionSaveTask, &QTimer::timeout, this, [this] { (void)saveCaptions(); });
     load();
     if (withPlayer && m_loadError.isEmpty()) {
         if (auto& players = platform::services().moviePlayers) {
@@ -56,7 +62,10 @@ VideoEditorModel::VideoEditorModel(QString url, bool withPlayer, QObject* parent
 
 VideoEditorModel::~VideoEditorModel() {
     *m_cancelExport = true;
+    *m_cancelTranscription = true;
+    if (m_captionSaveTask.isActive()) (void)saveCaptions();
     m_export.waitForFinished();
+    m_transcription.waitForFinished();
 }
 
 void VideoEditorModel::load() {
@@ -87,6 +96,8 @@ void VideoEditorModel::load() {
         m_clicks = m_timeline->clicks;
         m_clicksTracked = m_timeline->clicksTracked;
         m_captions = m_timeline->captions;
+        if (m_timeline->captionsLanguage && !m_timeline->captionsLanguage->isEmpty())
+            m_captionLanguage = *m_timeline->captionsLanguage;
         // A studio recording has no system pointer in its pictures: it always gets a drawn one.
         m_style.drawPointer = m_timeline->studio && !m_timeline->cursor.isEmpty();
     }

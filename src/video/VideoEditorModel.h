@@ -4,6 +4,7 @@
 #include "common/Result.h"
 #include "recording/TrackingTypes.h"
 #include "video/CaptionLine.h"
+#include "video/Captions.h"
 #include "video/ExportResolution.h"
 #include "video/RecordingTimeline.h"
 #include "video/StudioStyle.h"
@@ -13,7 +14,9 @@
 #include <QObject>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 #include <QTimer>
+#include <QUuid>
 
 #include <atomic>
 #include <memory>
@@ -33,6 +36,8 @@ class VideoEditorModel : public QObject {
 
 public:
     using Resolution = ExportResolution;
+    // The edge of a caption line that nudge() moves.
+    enum class CaptionEdge { start, end };
 
     // Reads the movie's length and size and the timeline beside it. Without a player
     // (`withPlayer` false, or no way to play on this machine) everything but the preview works.
@@ -64,6 +69,9 @@ public:
     QSize videoSize() const { return m_videoSize; }
     const QList<CaptionLine>& captions() const { return m_captions; }
     double playhead() const { return m_playhead; }
+    bool transcribing() const { return m_transcribing; }
+    const QString& captionLanguage() const { return m_captionLanguage; }
+    const QStringList& captionLanguages() const { return m_captionLanguages; }
     bool hasTimeline() const { return m_timeline.has_value(); }
     bool clicksTracked() const { return m_clicksTracked; }
     const std::optional<RecordingTimeline>& timeline() const { return m_timeline; }
@@ -82,6 +90,7 @@ public:
     void setZoomHold(double hold);      // 0.3...6, the automatic zoom rebuilt
     void setZoomTrack(ZoomTrack track); // moves placed or dragged by hand
     void setCaptions(QList<CaptionLine> captions);
+    void setCaptionLanguage(const QString& language);
     // Moves the preview to `seconds` (the player follows).
     void setPlayhead(double seconds);
 
@@ -90,6 +99,42 @@ public:
     void addZoomAtPlayhead();
     void removeZoom(const QUuid& id);
     bool zoomActive() const { return m_zoomEnabled && !m_zoomTrack.keyframes.isEmpty(); }
+
+    // Captions. Every edit below refreshes the preview and schedules the save (captionsEdited).
+    //
+    // Recognises the speech in the background in captionLanguage(), reporting
+    // transcribeProgress; the lines found replace the captions, are saved with their language
+    // and switched on in the look. A failure is shown as it stands. Ends with
+    // transcribeFinished.
+    void transcribe();
+    void cancelTranscription() { *m_cancelTranscription = true; }
+    // SubRip subtitles of the kept range written to `file`, shown as "Captions saved" or
+    // "Could not save captions: " and why.
+    Result<bool> exportSRT(const QString& file);
+    // The "[m:ss] text" transcript onto the clipboard.
+    void copyTranscript();
+    // The languages recognition can run in here, and the one chosen: the language of the
+    // captions saved with the recording, else en-US.
+    void loadCaptionLanguages();
+    // Replaces every `find` (ignoring case) in the lines' text; how many were replaced.
+    int replaceInCaptions(const QString& find, const QString& with);
+    // A new, empty line at the playhead; its id.
+    QUuid addCaptionAtPlayhead();
+    void setCaptionText(const QUuid& id, const QString& text);
+    void removeCaption(const QUuid& id);
+    // Two lines from one, divided between words; false when it holds a single word.
+    bool splitCaption(const QUuid& id);
+    // The line and the one after it as one; false for the last line.
+    bool mergeWithNext(const QUuid& id);
+    // Moves one edge of a line by `by` seconds, within the lines beside it and the movie.
+    bool nudge(const QUuid& id, CaptionEdge edge, double by);
+    // Writes the captions into the recording's timeline now, the pending save with them;
+    // a failure shows "Could not save captions: " and why.
+    Result<bool> saveCaptions();
+    // Saves the captions after a quiet second; a pending save also happens when the model goes.
+    void captionsEdited();
+    // The line under the playhead.
+    std::optional<QUuid> currentCaptionID() const;
 
     bool isStyled() const;
     bool hasWebcam() const { return !m_webcamURL.isEmpty(); }
@@ -125,11 +170,18 @@ signals:
     void exportProgress(double done); // 0...1, on the GUI thread
     // An export ended: the delivered file, or the sentence saying why there is none.
     void exportFinished(const QString& file, const QString& error);
+    void transcribeProgress(double done); // 0...1, on the GUI thread
+    // A transcription ended: empty when the captions came, else why there are none.
+    void transcribeFinished(const QString& error);
 
 private:
     void load();
     void exportAndDeliver(bool gif);
     void setExporting(bool exporting);
+    void setTranscribing(bool transcribing);
+    // Replaces the lines after an edit: published, saved after a quiet time.
+    void editCaptions(QList<CaptionLine> captions);
+    qsizetype captionIndex(const QUuid& id) const;
     void publish();
 
     QString m_url;
@@ -154,6 +206,9 @@ private:
     ZoomTrack m_zoomTrack;
     QSize m_videoSize;
     QList<CaptionLine> m_captions;
+    bool m_transcribing = false;
+    QString m_captionLanguage = Captions::defaultLanguage;
+    QStringList m_captionLanguages;
     double m_playhead = 0;
     std::optional<RecordingTimeline> m_timeline;
     bool m_clicksTracked = false;
@@ -165,4 +220,7 @@ private:
     // Shared with the worker, which may outlive a closed window by a moment.
     std::shared_ptr<std::atomic<bool>> m_cancelExport = std::make_shared<std::atomic<bool>>(false);
     QFuture<Result<QString>> m_export;
+    QTimer m_captionSaveTask;
+    std::shared_ptr<std::atomic<bool>> m_cancelTranscription = std::make_shared<std::atomic<bool>>(false);
+    QFuture<Result<Captions::Transcription>> m_transcription;
 };

@@ -77,6 +77,8 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
                                  {"operations", QJsonArray{QJsonObject{{"type", "arrow"},
                                                                        {"from", QJsonArray{20, 20}},
                                                                        {"to", QJsonArray{160, 120}}}}}}}},
+        QJsonObject{{"name", "transcribe_recording"},
+                    {"arguments", QJsonObject{{"path", "/nowhere/talk.mov"}}}},
     };
     const ProcessOutput out = app.run(node, clientArguments(calls));
     ASSERT_EQ(out.exitCode, 0) << out.err;
@@ -93,12 +95,12 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_EQ(report["prompts"].toObject()["prompts"].toArray(), QJsonArray());
 
     const QJsonArray tools = report["tools"].toObject()["tools"].toArray();
-    ASSERT_EQ(tools.size(), 28);
+    ASSERT_EQ(tools.size(), 29);
     EXPECT_EQ(tools[0].toObject()["name"], "get_status");
     EXPECT_EQ(tools[0].toObject()["annotations"].toObject()["readOnlyHint"], true);
 
     const QJsonArray results = report["calls"].toArray();
-    ASSERT_EQ(results.size(), 5);
+    ASSERT_EQ(results.size(), 6);
     const QJsonObject status = structured(results[0].toObject());
     EXPECT_FALSE(results[0].toObject()["isError"].toBool());
     ASSERT_FALSE(status["displays"].toArray().isEmpty()) << out.out;
@@ -129,6 +131,10 @@ TEST_F(AgentClientTest, TheMCPClientLibraryListsAndCallsToolsThroughTheBridge) {
     EXPECT_TRUE(app.captures().contains(captured["id"].toString()));
     EXPECT_EQ(edited["annotations_added"].toInt(), 1);
     EXPECT_EQ(edited["width"].toInt(), captured["width"].toInt());
+
+    EXPECT_TRUE(results[5].toObject()["isError"].toBool());
+    EXPECT_EQ(results[5].toObject()["content"].toArray().at(0).toObject()["text"].toString(),
+              "No file at /nowhere/talk.mov.");
 }
 
 TEST_F(AgentClientTest, AScrollingCaptureOfAWindowIsOneTallImage) {

@@ -431,4 +431,27 @@ TEST_F(VideoCommandTest, HelpAndMistakesAreAnsweredInOneSentence) {
     EXPECT_FALSE(QDir(history()).exists() && !QDir(history()).entryList(QDir::Files).isEmpty());
 }
 
+TEST_F(VideoCommandTest, CaptionsAnswerHelpAndMistakesAndFailWithOneSentence) {
+    const ProcessOutput video = pictavia({"video", "--help"});
+    EXPECT_NE(video.out.find("captions MOVIE"), std::string::npos) << video.out;
+    const ProcessOutput help = pictavia({"video", "captions", "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* option : {"--srt", "--language", "--redo"})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+
+    EXPECT_EQ(pictavia({"video", "captions"}).exitCode, 2);
+    EXPECT_EQ(pictavia({"video", "captions", "a.mov", "--bogus"}).exitCode, 2);
+    const ProcessOutput missing = pictavia({"video", "captions", dir.filePath("none.mov").toStdString()});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(missing.err, "pictavia: “none.mov” does not exist.\n");
+
+    // A movie without sound has no speech to caption: one sentence, and nothing kept.
+    const QString silent = numberedMovie(QStringLiteral("silent.mov"), {320, 180}, 1, false);
+    const ProcessOutput heard = pictavia({"video", "captions", silent.toStdString()});
+    EXPECT_EQ(heard.exitCode, 1);
+    EXPECT_EQ(heard.out, "");
+    EXPECT_EQ(std::count(heard.err.begin(), heard.err.end(), '\n'), 1) << heard.err;
+    EXPECT_FALSE(QFile::exists(TimelineStore::path(silent)));
+}
+
 } // namespace

@@ -150,11 +150,10 @@ void applyPointer(const ToolArgs& args, const VideoEditorModel& model, StudioSty
         notes << QStringLiteral("No clicks were recorded with this video, so no ripples are drawn.");
 }
 
-void applyCaptions(const ToolArgs& args, const VideoEditorModel& model, StudioStyle& style) {
+// A recording without captions is transcribed by the caller once everything else has been
+// checked (see Plan::transcribe).
+void applyCaptions(const ToolArgs& args, StudioStyle& style) {
     style.captions = flag(args, QStringLiteral("captions"), false);
-    if (style.captions && model.captions().isEmpty())
-        failTool(QStringLiteral("This recording has no captions yet, and this version of Pictavia cannot "
-                                "transcribe speech. Edit it without `captions`."));
     if (const auto look = named(args, QStringLiteral("caption_look"), captionLookValues))
         style.captionLook = *look;
     if (const auto color = named(args, QStringLiteral("caption_color"), captionColorValues))
@@ -208,10 +207,12 @@ Plan apply(const ToolArgs& args, VideoEditorModel& model) {
     StudioStyle style = model.style();
     applyFrame(args, style);
     applyPointer(args, model, style, plan.notes);
-    applyCaptions(args, model, style);
+    applyCaptions(args, style);
     applyCamera(args, model, style, plan.notes);
     model.setStyle(style);
     plan.gif = gifSettings(args);
+    if (style.captions && model.captions().isEmpty())
+        plan.transcribe = args.string(QStringLiteral("caption_language")).value_or(QString());
     if (plan.gif && model.style().camera && model.hasWebcam())
         plan.notes << QStringLiteral("GIFs are made without the camera bubble.");
     return plan;

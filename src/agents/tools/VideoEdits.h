@@ -15,6 +15,9 @@ namespace VideoEdits {
 struct Plan {
     std::optional<VideoEditorModel::GifSettings> gif; // set for a GIF
     QStringList notes;                                // what was asked but does not apply
+    // Captions are to be burned in and the recording has none yet: transcribe it first, in
+    // this language (empty: the recording's own default).
+    std::optional<QString> transcribe;
 };
 
 Plan apply(const ToolArgs& args, VideoEditorModel& model);

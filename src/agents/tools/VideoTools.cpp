@@ -1,9 +1,11 @@
 // Recordings for agents: edit_video makes a new capture from a recording (trimmed, resized,
-// re-encoded, on a background, zooming toward the clicks, as a GIF) through the same model
-// as the video editor; video_info reports what a recording holds and shows stills of it.
+// re-encoded, on a background, zooming toward the clicks, with captions, as a GIF) through the
+// same model as the video editor; video_info reports what a recording holds and shows stills
+// of it; transcribe_recording (CaptionTools) makes its captions.
 #include "agents/AgentTools.h"
 #include "agents/MCPSession.h"
 #include "agents/ToolMedia.h"
+#include "agents/tools/CaptionTools.h"
 #include "agents/tools/RecordingOperations.h"
 #include "agents/tools/VideoEdits.h"
 #include "capture/OutputPipeline.h"
@@ -60,46 +62,67 @@ void answerEdit(const QString& file, const ToolContext& context, bool wantsImage
     });
 }
 
+// Exports the model as `plan` has it and delivers the result as a new capture.
+void exportEdit(const std::shared_ptr<VideoEditorModel>& model, const ToolMedia::Source& source,
+                const VideoEdits::Plan& plan, const ToolArgs& args, const ToolContext& context,
+                const ToolDone& done) {
+    const QJsonObject edits{
+        {QStringLiteral("source_duration"), rounded(model->duration())},
+        {QStringLiteral("trim_start"), rounded(model->trimStart())},
+        {QStringLiteral("trim_end"), rounded(model->trimEnd())},
+        {QStringLiteral("zoom_moves"), model->zoomActive() ? int(model->zoomTrack().keyframes.size()) : 0},
+        {QStringLiteral("caption_lines"), model->style().captions ? int(model->captions().size()) : 0},
+        {QStringLiteral("styled"), model->isStyled()}};
+    if (context.cancellation) context.cancellation->onCancel([model] { model->cancelExport(); });
+    const bool gif = plan.gif.has_value();
+    model
+        ->exportFile(plan.gif,
+                     [context](double fraction) {
+                         QMetaObject::invokeMethod(qApp,
+                                                   [context, fraction] { context.progress(fraction, 1.0); });
+                         return true;
+                     })
+        .then(QCoreApplication::instance(), [=](const Result<QString>& written) {
+            answeringErrors(done, [&] {
+                context.checkCancelled();
+                const QString temp = unwrapTool(written);
+                CaptureContext naming;
+                naming.explicitName = QFileInfo(source.file).completeBaseName() + QStringLiteral(" edited");
+                DeliveryOptions quiet;
+                quiet.copyToClipboard = false;
+                quiet.showQuickAccess = false;
+                quiet.autoSave = false;
+                quiet.playSound = false;
+                const auto delivered = OutputPipeline::deliverMedia(temp, gif, naming, quiet);
+                if (!delivered)
+                    failTool(QStringLiteral("The edited recording could not be stored in the history."));
+                answerEdit(delivered->historyFile, context, ToolMedia::wantsImage(args), edits, plan.notes,
+                           done);
+                (void)model; // kept alive until the export has answered
+            });
+        });
+}
+
 void editVideo(const ToolArgs& args, const ToolContext& context, const ToolDone& done) {
     const ToolMedia::Source source = recordingOf(args, false);
     ToolMedia::withHistoryGate(context, {source.captureId}, QStringLiteral("edit a recording"), done, [=] {
         auto model = std::make_shared<VideoEditorModel>(source.file, false);
         if (!model->loadError().isEmpty()) failTool(model->loadError());
         const VideoEdits::Plan plan = VideoEdits::apply(args, *model);
-        const QJsonObject edits{{QStringLiteral("source_duration"), rounded(model->duration())},
-                                {QStringLiteral("trim_start"), rounded(model->trimStart())},
-                                {QStringLiteral("trim_end"), rounded(model->trimEnd())},
-                                {QStringLiteral("zoom_moves"),
-                                 model->zoomActive() ? int(model->zoomTrack().keyframes.size()) : 0},
-                                {QStringLiteral("styled"), model->isStyled()}};
-        if (context.cancellation) context.cancellation->onCancel([model] { model->cancelExport(); });
-        const bool gif = plan.gif.has_value();
-        model
-            ->exportFile(plan.gif,
-                         [context](double fraction) {
-                             QMetaObject::invokeMethod(
-                                 qApp, [context, fraction] { context.progress(fraction, 1.0); });
-                             return true;
-                         })
-            .then(QCoreApplication::instance(), [=](const Result<QString>& written) {
-                answeringErrors(done, [&] {
-                    context.checkCancelled();
-                    const QString temp = unwrapTool(written);
-                    CaptureContext naming;
-                    naming.explicitName =
-                        QFileInfo(source.file).completeBaseName() + QStringLiteral(" edited");
-                    DeliveryOptions quiet;
-                    quiet.copyToClipboard = false;
-                    quiet.showQuickAccess = false;
-                    quiet.autoSave = false;
-                    quiet.playSound = false;
-                    const auto delivered = OutputPipeline::deliverMedia(temp, gif, naming, quiet);
-                    if (!delivered)
-                        failTool(QStringLiteral("The edited recording could not be stored in the history."));
-                    answerEdit(delivered->historyFile, context, ToolMedia::wantsImage(args), edits,
-                               plan.notes, done);
-                    (void)model; // kept alive until the export has answered
-                });
+        if (!plan.transcribe) {
+            exportEdit(model, source, plan, args, context, done);
+            return;
+        }
+        // Captions asked of a recording that has none: it is transcribed first, and keeps them.
+        CaptionTools::transcribeThen(
+            source.file, *plan.transcribe, context, done, [=](const QList<CaptionLine>& lines) {
+                VideoEdits::Plan withCaptions = plan;
+                if (lines.isEmpty())
+                    withCaptions.notes
+                        << QStringLiteral("No speech was heard in this recording, so there are no "
+                                          "captions to burn in.");
+                model->setCaptions(lines);
+                exportEdit(model, source, withCaptions, args, context, done);
             });
     });
 }
@@ -252,5 +275,6 @@ std::vector<AgentTool> AgentToolGroups::video() {
                {QStringLiteral("include_clicks"),
                 boolean(QStringLiteral("List every recorded click (time and position)."))}}})),
          videoInfo},
+        CaptionTools::transcribeRecording(),
     };
 }

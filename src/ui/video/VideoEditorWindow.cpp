@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "ui/AppIcon.h"
 #include "ui/OverlayStyle.h"
+#include "ui/video/VideoCaptionPanel.h"
 #include "ui/video/VideoExportBar.h"
 #include "ui/video/VideoPreview.h"
 #include "ui/video/VideoStylePanel.h"
@@ -23,6 +24,7 @@
 #include <QScrollArea>
 #include <QShortcut>
 #include <QSplitter>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -69,7 +71,19 @@ QString darkStyleSheet() {
                "QSlider::sub-page:horizontal { background: %1; border-radius: 2px; }"
                "QSlider::handle:horizontal { background: #E6E7EA; width: 12px; margin: -5px 0; "
                "border-radius: 6px; }"
-               "QSplitter::handle { background: #141518; }")
+               "QSplitter::handle { background: #141518; }"
+               "QTabWidget#sidePanels::pane { border: none; background: #1F2024; }"
+               "QTabWidget#sidePanels QTabBar::tab { background: #232428; color: #A9AEB7; padding: 6px 16px;"
+               " border: none; }"
+               "QTabWidget#sidePanels QTabBar::tab:selected { color: #E6E7EA; border-bottom: 2px solid %1; }"
+               "QWidget#videoCaptionPanel { background: #1F2024; }"
+               "QLineEdit { background: #30323A; color: #E6E7EA; border: 1px solid #3A3D45; border-radius: "
+               "6px;"
+               " padding: 3px 6px; }"
+               "QTableWidget { background: #27292E; alternate-background-color: #2B2D33; color: #E6E7EA;"
+               " border: none; gridline-color: #33363D; selection-background-color: #3A3D45; }"
+               "QHeaderView::section { background: #232428; color: #8A8F98; border: none; padding: 3px 6px; "
+               "}")
         .arg(overlaystyle::accent.name(), overlaystyle::accent.lighter(115).name());
 }
 
@@ -131,10 +145,16 @@ VideoEditorWindow::VideoEditorWindow(std::unique_ptr<VideoEditorModel> model, QW
     styleScroll->setWidgetResizable(true);
     styleScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     styleScroll->setMinimumWidth(300);
+    m_captions = new VideoCaptionPanel(m_model.get());
+    auto* side = new QTabWidget;
+    side->setObjectName(QStringLiteral("sidePanels"));
+    side->setDocumentMode(true);
+    side->addTab(styleScroll, tr("Style"));
+    side->addTab(m_captions, tr("Captions"));
 
     auto* split = new QSplitter(Qt::Horizontal);
     split->addWidget(stage);
-    split->addWidget(styleScroll);
+    split->addWidget(side);
     split->setStretchFactor(0, 1);
     split->setStretchFactor(1, 0);
     split->setChildrenCollapsible(false);

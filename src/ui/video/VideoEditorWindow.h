@@ -13,13 +13,14 @@ class VideoEditorModel;
 
 namespace ui::video {
 
+class VideoCaptionPanel;
 class VideoExportBar;
 class VideoPreview;
 class VideoStylePanel;
 class VideoTimeline;
 
 // One movie being edited: the styled preview with its transport, the timeline with trim
-// handles, clicks and zooms, the look on the right and the export along the bottom, all
+// handles, clicks and zooms, the look and the captions on the right and the export along the bottom, all
 // over one VideoEditorModel the window owns. Deletes itself on close.
 class VideoEditorWindow : public QMainWindow {
     Q_OBJECT
@@ -48,6 +49,7 @@ private:
     VideoPreview* m_preview = nullptr;
     VideoTimeline* m_timeline = nullptr;
     VideoStylePanel* m_style = nullptr;
+    VideoCaptionPanel* m_captions = nullptr;
     VideoExportBar* m_export = nullptr;
     QPushButton* m_play = nullptr;
     QLabel* m_time = nullptr;

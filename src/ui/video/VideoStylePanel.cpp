@@ -242,7 +242,8 @@ void VideoStylePanel::sync() {
     m_pointerSize->setValue(int(std::lround(style.pointerSize * 10)));
     m_smoothing->setValue(int(std::lround(style.pointerSmoothing * 100)));
     m_ripples->setChecked(style.clickRipples);
-    const bool tracked = m_model->hasTimeline();
+    // A timeline may hold captions alone: the pointer controls need its pointer track.
+    const bool tracked = m_model->timeline() && !m_model->timeline()->cursor.isEmpty();
     for (QWidget* control : m_pointerControls)
         control->setEnabled(tracked);
     m_pointerSize->setEnabled(tracked && style.drawPointer);

@@ -273,16 +273,17 @@ TEST_F(DispatchTest, LaterAnswersAndCancellation) {
 
 TEST(AgentToolCatalogueTest, BuiltInToolsAreUniqueAndStrict) {
     const std::vector<AgentTool> tools = AgentTools::builtIn();
-    ASSERT_EQ(tools.size(), 28u);
+    ASSERT_EQ(tools.size(), 29u);
     EXPECT_EQ(tools[0].name, "get_status");
     EXPECT_EQ(tools[4].name, "scrolling_capture");
     // The recording group follows the capture group.
     QStringList order;
     for (const AgentTool& tool : tools)
         order << tool.name;
-    EXPECT_EQ(order.mid(order.indexOf("set_desktop_icons"), 7),
+    EXPECT_EQ(order.mid(order.indexOf("set_desktop_icons"), 9),
               (QStringList{"set_desktop_icons", "record_screen", "start_recording", "stop_recording",
-                           "control_recording", "edit_video", "video_info"}));
+                           "control_recording", "edit_video", "video_info", "transcribe_recording",
+                           "annotate_image"}));
     QSet<QString> names;
     for (const AgentTool& tool : tools) {
         EXPECT_FALSE(names.contains(tool.name)) << tool.name.toStdString();

@@ -53,8 +53,6 @@ TEST_F(VideoEditsTest, ValuesOutOfRangeAndUnknownNamesAreRefusedWithWhatIsAllowe
               "`trim_end` must be at least 0.1 s after `trim_start`.");
     EXPECT_EQ(refusal({{"zooms", QJsonArray{QJsonObject{{"x", 0.5}}}}}),
               "Each of `zooms` is an object with at least a `time`.");
-    // Without captions to burn in, and no speech recognition yet, captions are refused.
-    EXPECT_TRUE(refusal({{"captions", true}}).startsWith("This recording has no captions yet"));
     EXPECT_EQ(refusal({{"padding", 0.2}, {"camera_size", 2.5}, {"trim_end", 100}}), "");
 }
 
@@ -107,6 +105,19 @@ TEST_F(VideoEditsTest, TheArgumentsBecomeTheEditorsSettings) {
     EXPECT_EQ(plan.notes,
               QStringList{"This recording was made without the camera, so the camera options do not "
                           "apply."});
+}
+
+TEST_F(VideoEditsTest, CaptionsOfARecordingWithoutThemAskForATranscriptionFirst) {
+    VideoEditorModel model(file, false);
+    const auto plan = VideoEdits::apply(ToolArgs({{"captions", true}, {"caption_language", "de-DE"}}), model);
+    EXPECT_EQ(plan.transcribe, "de-DE");
+    EXPECT_TRUE(model.style().captions);
+    EXPECT_FALSE(VideoEdits::apply(ToolArgs({{"captions", false}}), model).transcribe);
+    CaptionLine line;
+    line.end = 1;
+    line.text = "hello";
+    model.setCaptions({line});
+    EXPECT_FALSE(VideoEdits::apply(ToolArgs({{"captions", true}}), model).transcribe);
 }
 
 TEST_F(VideoEditsTest, PlacedZoomsAloneLeaveTheClicksAlone) {
