@@ -89,7 +89,9 @@ VideoCaptionPanel::VideoCaptionPanel(VideoEditorModel* model, QWidget* parent)
         else if (m_model->captions().isEmpty())
             m_status->setText(tr("No speech was heard in this recording."));
         else
-            m_status->setText(tr("%n line(s) heard.", nullptr, int(m_model->captions().size())));
+            m_status->setText(m_model->captions().size() == 1
+                                  ? tr("One line heard.")
+                                  : tr("%1 lines heard.").arg(m_model->captions().size()));
         m_status->setVisible(true);
     });
     // Reading which languages are installed loads the recogniser: done once the window is up.
@@ -146,7 +148,7 @@ QWidget* VideoCaptionPanel::buildLines() {
     m_lines->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                              QAbstractItemView::SelectedClicked);
     m_lines->setWordWrap(true);
-    m_lines->setMinimumHeight(180);
+    m_lines->setMinimumHeight(140);
     // A line clicked is a place in the movie: the preview goes there.
     connect(m_lines, &QTableWidget::itemClicked, this, [this](QTableWidgetItem* item) {
         const QUuid id = m_lines->item(item->row(), 0)->data(Qt::UserRole).toUuid();
@@ -297,8 +299,10 @@ std::optional<QUuid> VideoCaptionPanel::chosenLine() const {
 void VideoCaptionPanel::transcribe() {
     if (!m_model->captions().isEmpty() &&
         QMessageBox::question(this, tr("Transcribe Again"),
-                              tr("The %n caption line(s) are replaced by a new transcription.", nullptr,
-                                 int(m_model->captions().size())),
+                              m_model->captions().size() == 1
+                                  ? tr("The caption line is replaced by a new transcription.")
+                                  : tr("The %1 caption lines are replaced by a new transcription.")
+                                        .arg(m_model->captions().size()),
                               QMessageBox::Ok | QMessageBox::Cancel) != QMessageBox::Ok)
         return;
     m_status->setVisible(false);
@@ -343,7 +347,7 @@ void VideoCaptionPanel::nudge(bool start, double by) {
 void VideoCaptionPanel::replaceAll() {
     if (m_find->text().isEmpty()) return;
     const int count = m_model->replaceInCaptions(m_find->text(), m_replace->text());
-    m_replaced->setText(count == 0 ? tr("Not found") : tr("%n replaced", nullptr, count));
+    m_replaced->setText(count == 0 ? tr("Not found") : tr("%1 replaced").arg(count));
 }
 
 void VideoCaptionPanel::select(const QUuid& id) {

@@ -76,7 +76,8 @@ QString darkStyleSheet() {
                "QTabWidget#sidePanels QTabBar::tab { background: #232428; color: #A9AEB7; padding: 6px 16px;"
                " border: none; }"
                "QTabWidget#sidePanels QTabBar::tab:selected { color: #E6E7EA; border-bottom: 2px solid %1; }"
-               "QWidget#videoCaptionPanel { background: #1F2024; }"
+               "QScrollArea#captionScroll, QWidget#videoCaptionPanel { background: #1F2024; border: none; }"
+               "QMessageBox { background: #27292E; } QMessageBox QLabel { color: #E6E7EA; }"
                "QLineEdit { background: #30323A; color: #E6E7EA; border: 1px solid #3A3D45; border-radius: "
                "6px;"
                " padding: 3px 6px; }"
@@ -146,11 +147,16 @@ VideoEditorWindow::VideoEditorWindow(std::unique_ptr<VideoEditorModel> model, QW
     styleScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     styleScroll->setMinimumWidth(300);
     m_captions = new VideoCaptionPanel(m_model.get());
+    auto* captionScroll = new QScrollArea;
+    captionScroll->setObjectName(QStringLiteral("captionScroll"));
+    captionScroll->setWidget(m_captions);
+    captionScroll->setWidgetResizable(true);
+    captionScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* side = new QTabWidget;
     side->setObjectName(QStringLiteral("sidePanels"));
     side->setDocumentMode(true);
     side->addTab(styleScroll, tr("Style"));
-    side->addTab(m_captions, tr("Captions"));
+    side->addTab(captionScroll, tr("Captions"));
 
     auto* split = new QSplitter(Qt::Horizontal);
     split->addWidget(stage);
