@@ -454,4 +454,41 @@ TEST_F(VideoCommandTest, CaptionsAnswerHelpAndMistakesAndFailWithOneSentence) {
     EXPECT_FALSE(QFile::exists(TimelineStore::path(silent)));
 }
 
+// Speech made here by flite, in a movie: its captions come back as text and subtitles and stay
+// with the recording. Runs where a speech model is installed.
+TEST_F(VideoCommandTest, CaptionsOfSpokenWordsAreKeptWithTheRecording) {
+    const QString voice = dir.filePath("voice.wav");
+    run("flite", {"-t", "please open the settings window and save the file", "-o", voice.toStdString()});
+    ASSERT_TRUE(QFileInfo(voice).size() > 1000) << "flite made no speech";
+    const QString movie = dir.filePath("spoken.mov");
+    run("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "color=c=gray:size=160x120:rate=10", "-i",
+                   voice.toStdString(), "-shortest", "-c:v", "libx264", "-c:a", "aac", movie.toStdString()});
+    ASSERT_TRUE(QFile::exists(movie));
+
+    const ProcessOutput heard = pictavia({"video", "captions", movie.toStdString()});
+    if (heard.err.find("There is no on device speech model") != std::string::npos) GTEST_SKIP() << heard.err;
+    ASSERT_EQ(heard.exitCode, 0) << heard.err;
+    EXPECT_EQ(heard.err, "") << "no progress line or chatter off a terminal";
+    const QString transcript = QString::fromStdString(heard.out);
+    EXPECT_TRUE(transcript.startsWith("[0:0")) << heard.out;
+    int known = 0;
+    for (const char* word : {"open", "settings", "window", "save", "file"})
+        known += transcript.contains(word, Qt::CaseInsensitive) ? 1 : 0;
+    EXPECT_GE(known, 3) << heard.out;
+
+    const auto timeline = TimelineStore::load(movie);
+    ASSERT_TRUE(timeline && timeline->has_value());
+    EXPECT_FALSE((*timeline)->captions.isEmpty());
+    EXPECT_EQ((*timeline)->captionsLanguage, "en-US");
+
+    // Asked again, the kept captions answer; the subtitles are written from them.
+    const QString srt = dir.filePath("spoken.srt");
+    const ProcessOutput subtitles =
+        pictavia({"video", "captions", movie.toStdString(), "--srt", srt.toStdString()});
+    ASSERT_EQ(subtitles.exitCode, 0) << subtitles.err;
+    QFile written(srt);
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(written.readAll().startsWith("1\n00:00:0"));
+}
+
 } // namespace
