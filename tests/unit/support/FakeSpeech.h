@@ -4,7 +4,9 @@
 
 #include <QStringList>
 
+#include <chrono>
 #include <optional>
+#include <thread>
 
 namespace testsupport {
 
@@ -16,7 +18,8 @@ public:
     QStringList installed{QStringLiteral("en-US")};
     QList<platform::HeardWord> words;
     std::optional<Error> failure;
-    QStringList heardIn; // the language of each call
+    bool untilCancelled = false; // keeps listening (up to 5 s) until its caller cancels
+    QStringList heardIn;         // the language of each call
 
     QStringList knownLanguages() override { return known; }
     QStringList onDeviceLanguages() override { return installed; }
@@ -27,6 +30,10 @@ public:
     Result<QList<platform::HeardWord>> recognize(const std::vector<float>&, const QString& language,
                                                  const Progress& progress) override {
         heardIn << language;
+        for (int waited = 0; untilCancelled && waited < 1000; ++waited) {
+            if (progress && !progress(0.5)) return Error{QStringLiteral("Cancelled."), {}, Cancelled};
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         if (progress && !progress(0.5)) return Error{QStringLiteral("Cancelled."), {}, Cancelled};
         if (failure) return *failure;
         return words;

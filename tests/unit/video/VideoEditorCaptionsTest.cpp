@@ -201,9 +201,12 @@ TEST_F(VideoEditorCaptionsTest, TranscribingReplacesTheLinesAndKeepsThemWithThei
     QObject::connect(&model, &VideoEditorModel::transcribeFinished,
                      [&](const QString& error) { finished << error; });
 
+    bool sawTranscribing = false;
+    QObject::connect(&model, &VideoEditorModel::changed, [&] { sawTranscribing |= model.transcribing(); });
+
     model.transcribe();
-    EXPECT_TRUE(model.transcribing());
     ASSERT_TRUE(waitUntil([&] { return finished.size() == 1; }));
+    EXPECT_TRUE(sawTranscribing);
     EXPECT_FALSE(model.transcribing());
     EXPECT_EQ(finished[0], "");
     ASSERT_EQ(model.captions().size(), 2);
@@ -216,7 +219,7 @@ TEST_F(VideoEditorCaptionsTest, TranscribingReplacesTheLinesAndKeepsThemWithThei
     EXPECT_EQ(speech.recognizer->heardIn, QStringList{"en-US"});
 }
 
-TEST_F(VideoEditorCaptionsTest, ATranscriptionThatFailsSaysWhyAsItStandsAndKeepsTheLines) {
+TEST_F(VideoEditorCaptionsTest, ATranscriptionThatFailsOrIsCancelledSaysWhyAndKeepsTheLines) {
     FakeSpeech speech;
     speech.recognizer->failure = Error{"The speech model is damaged."};
     VideoEditorModel model(file, false);
@@ -239,6 +242,19 @@ TEST_F(VideoEditorCaptionsTest, ATranscriptionThatFailsSaysWhyAsItStandsAndKeeps
         << message.toStdString();
     EXPECT_TRUE(message.endsWith("Install the package for de-DE.")) << message.toStdString();
     EXPECT_FALSE(saved().has_value()) << "nothing is written for a failed transcription";
+
+    // Cancelled: no toast, the lines as they were.
+    const qsizetype toastsBefore = toasts->shown.size();
+    model.setCaptionLanguage("en-US");
+    speech.recognizer->failure.reset();
+    speech.recognizer->untilCancelled = true;
+    model.transcribe();
+    model.cancelTranscription();
+    ASSERT_TRUE(waitUntil([&] { return finished.size() == 3; }));
+    EXPECT_EQ(finished[2], "Transcription cancelled");
+    EXPECT_EQ(toasts->shown.size(), toastsBefore);
+    EXPECT_EQ(model.captions()[0].text, "kept");
+    EXPECT_FALSE(model.transcribing());
 }
 
 TEST_F(VideoEditorCaptionsTest, SubtitlesOfTheKeptRangeAndTheTranscriptGoWhereAsked) {
