@@ -48,6 +48,8 @@ QString forTools(const QStringList& toolNames) {
     if (tools.has("export_captures")) imageVerbs << QStringLiteral("export");
     if (!imageVerbs.isEmpty()) abilities << spoken(imageVerbs) + QStringLiteral(" images");
     if (tools.has("edit_video")) abilities << QStringLiteral("trim, zoom and convert recordings");
+    if (tools.has("transcribe_recording"))
+        abilities << QStringLiteral("caption recordings from their speech, recognised on this computer");
     if (tools.has("search_history")) abilities << QStringLiteral("search the user's capture history");
 
     QString text = records

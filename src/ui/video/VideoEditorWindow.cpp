@@ -332,6 +332,14 @@ void VideoEditorWindow::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    if (m_model->transcribing()) {
+        // Likewise a transcription: cancelled, the window goes once it has stopped.
+        m_model->cancelTranscription();
+        connect(m_model.get(), &VideoEditorModel::transcribeFinished, this, &QObject::deleteLater);
+        hide();
+        event->ignore();
+        return;
+    }
     event->accept();
 }
 
