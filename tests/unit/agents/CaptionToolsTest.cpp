@@ -104,4 +104,27 @@ TEST_F(CaptionToolsTest, WhatCannotWorkIsRefusedBeforeAnyWork) {
     EXPECT_EQ(failure(transcribe({{"language", "xx-YY"}})), "Speech recognition does not support xx-YY");
 }
 
+// edit_video with captions of a recording that has none: transcribed first, kept with it; a
+// transcription that fails ends the edit with its sentence. (The export itself needs the
+// media module, which unit tests do not load: it fails after the captions are kept.)
+TEST_F(CaptionToolsTest, EditingWithCaptionsTranscribesARecordingThatHasNone) {
+    static const std::vector<AgentTool> tools = AgentTools::builtIn();
+    speech.recognizer->failure = Error{"The speech model is damaged."};
+    const ToolOutcome failed = callTool(tools, "edit_video", {{"path", movie}, {"captions", true}}, session);
+    EXPECT_EQ(failure(failed), "The speech model is damaged.");
+    EXPECT_FALSE(QFile::exists(TimelineStore::path(movie)));
+
+    speech.recognizer->failure.reset();
+    callTool(tools, "edit_video", {{"path", movie}, {"captions", true}, {"caption_language", "en-US"}},
+             session);
+    EXPECT_EQ(speech.recognizer->heardIn, (QStringList{"en-US", "en-US"}));
+    const auto kept = TimelineStore::load(movie);
+    ASSERT_TRUE(kept && kept->has_value());
+    EXPECT_EQ((*kept)->captions.size(), 1);
+
+    // Now it has captions: no second transcription.
+    callTool(tools, "edit_video", {{"path", movie}, {"captions", true}}, session);
+    EXPECT_EQ(speech.recognizer->heardIn.size(), 2);
+}
+
 } // namespace
