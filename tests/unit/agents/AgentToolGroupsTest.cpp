@@ -21,12 +21,6 @@ namespace {
 
 using namespace testsupport;
 
-class Silent : public AgentChannel {
-public:
-    void send(QByteArray) override {}
-    void close() override {}
-};
-
 class AgentToolGroupsTest : public PlatformTest {
 protected:
     void SetUp() override {

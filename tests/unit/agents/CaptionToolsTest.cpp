@@ -17,12 +17,6 @@ namespace {
 
 using namespace testsupport;
 
-class Silent : public AgentChannel {
-public:
-    void send(QByteArray) override {}
-    void close() override {}
-};
-
 class CaptionToolsTest : public PlatformTest {
 protected:
     void SetUp() override {

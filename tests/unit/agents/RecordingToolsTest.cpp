@@ -70,12 +70,6 @@ struct NoSurfaces : CaptureSurfaces {
     void pin(const QImage&, double, const QRect&) override {}
 };
 
-class Silent : public AgentChannel {
-public:
-    void send(QByteArray) override {}
-    void close() override {}
-};
-
 class RecordingToolsTest : public PlatformTest {
 protected:
     void SetUp() override {

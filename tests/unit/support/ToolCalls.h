@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agents/AgentConnection.h"
 #include "agents/AgentTool.h"
 #include "agents/AgentToolProvider.h"
 #include "support/EventLoop.h"
@@ -12,6 +13,13 @@
 #include <vector>
 
 namespace testsupport {
+
+// A session's channel that drops what it is sent.
+class Silent : public AgentChannel {
+public:
+    void send(QByteArray) override {}
+    void close() override {}
+};
 
 // What a tool of `tools` answers to `arguments`, waiting up to `milliseconds` for answers
 // that come later. An error thrown before the tool returns is its answer too.
