@@ -47,6 +47,15 @@ packages=(
   libgtest-dev libgmock-dev xvfb xauth openbox xdotool x11-utils x11-xserver-utils
   # tests: a sound server of their own with silent outputs, and a player for its test tones
   pulseaudio pulseaudio-utils
+  # Wayland: Qt's Wayland plugin, and what the screen-cast and protocol code to come builds on
+  qt6-wayland libpipewire-0.3-dev libwayland-dev wayland-protocols
+  # tests: headless Wayland sessions (sway on wlroots' headless backend, a background colour,
+  # PipeWire, the portals; xdg-desktop-portal 1.16 offers screenshots only where some backend
+  # implements its Access dialog, which portal-gtk does and portal-wlr does not; grim is what
+  # portal-wlr takes its screenshots with, and the tests' independent look at the outputs)
+  sway swaybg pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk grim
+  # tests: running the Wayland session as an unprivileged user when the tests run as root
+  util-linux passwd dbus-bin
   # pictavia:// URLs opened through the desktop's handler registry
   desktop-file-utils xdg-utils
   # style checks

@@ -199,6 +199,17 @@ std::variant<int, CaptureRequest> scrolling(const QStringList& arguments) {
     return request;
 }
 
+// Why this run cannot take a capture of this kind at all, if it cannot.
+std::optional<Error> unavailable(CaptureRequest::Kind kind) {
+    std::optional<QString> missing;
+    if (kind == CaptureRequest::Kind::window)
+        missing = PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture);
+    else if (kind == CaptureRequest::Kind::scrolling)
+        missing = PlatformSetup::notAvailable(PlatformSetup::Flow::scrollingCapture);
+    if (!missing) return std::nullopt;
+    return Error{*missing};
+}
+
 Result<ScrollingCapture::Area> scrollingArea(const CaptureRequest& request) {
     return request.windowID ? ScrollingCapture::ofWindow(*request.windowID)
                             : ScrollingCapture::ofRect(request.rect, request.display);
@@ -240,6 +251,7 @@ QString CaptureRequest::usageEvent() const {
 }
 
 Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
+    if (auto missing = unavailable(request.kind)) return *missing;
     switch (request.kind) {
     case CaptureRequest::Kind::fullscreen:
         return StillCapture::fullscreen(request.display);
@@ -266,6 +278,7 @@ Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
 }
 
 void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture::Done done) {
+    if (auto missing = unavailable(request.kind)) return done(*missing);
     switch (request.kind) {
     case CaptureRequest::Kind::fullscreen:
         return StillCapture::fullscreen(request.display, receiver, std::move(done));

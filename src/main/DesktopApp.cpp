@@ -24,6 +24,7 @@
 #include "main/HostedCommands.h"
 #include "main/InstanceChannel.h"
 #include "main/PlatformSetup.h"
+#include "platform/BackendChoice.h"
 #include "platform/Platform.h"
 #include "platform/x11/X11DesktopCover.h"
 #include "platform/x11/X11GlobalHotkeys.h"
@@ -105,10 +106,15 @@ void runFlow(const QString& flow) {
 
 void installPlatformExtras() {
     platform::Services extras;
-    if (auto hotkeys = platform::x11::connectHotkeys())
+    if (BackendChoice::current() == BackendChoice::Backend::wayland) {
+        // X key grabs under XWayland fire only while an X window has the focus.
+        std::fprintf(stderr, "pictavia: Global shortcuts are not available on Wayland yet: bind \"pictavia "
+                             "pictavia://capture-area\" and the like in the desktop's keyboard settings\n");
+    } else if (auto hotkeys = platform::x11::connectHotkeys()) {
         extras.hotkeys = std::move(hotkeys).value();
-    else
+    } else {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(hotkeys.error().message));
+    }
     extras.desktopCover = platform::x11::makeDesktopCover();
     extras.ownWindows = std::make_unique<ui::OwnWindowsOffScreen>();
     ScreenRecorder::shared().setOverlayViews(std::make_unique<ui::RecordingOverlayWindows>());

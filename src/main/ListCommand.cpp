@@ -62,6 +62,10 @@ int runWindowsCommand(const QStringList& arguments) {
                                                  "application, title."),
                                   &json))
         return *code;
+    if (const auto missing = PlatformSetup::notAvailable(PlatformSetup::Flow::windowList)) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(*missing));
+        return CommandLine::failed;
+    }
     QJsonArray array;
     for (const auto& w : platform::services().screen->windows()) {
         if (json) {

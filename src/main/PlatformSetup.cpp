@@ -1,5 +1,6 @@
 #include "main/PlatformSetup.h"
 
+#include "platform/BackendChoice.h"
 #include "platform/Platform.h"
 #include "platform/codecs/StandardImageCodecs.h"
 #include "platform/dbus/ScreenSaverSleepGuard.h"
@@ -7,6 +8,7 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/x11/X11FrameStream.h"
 #include "platform/x11/X11InputMonitor.h"
 #include "platform/x11/X11ScreenBackend.h"
@@ -43,19 +45,39 @@ Result<bool> install(Presentation presentation) {
         services.toasts = std::make_unique<platform::qt::StderrToasts>();
         services.namePrompt = std::make_unique<platform::qt::TerminalNamePrompt>();
     }
-    auto screen = platform::x11::connect();
+    const bool wayland = BackendChoice::current() == BackendChoice::Backend::wayland;
+    auto screen = wayland ? platform::wayland::connect() : platform::x11::connect();
     if (!screen) {
         platform::install(std::move(services));
         return screen.error();
     }
     services.screen = std::move(screen).value();
+    services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
+    // Under Wayland the X11 streams, input watchers and scrolling would see XWayland's
+    // windows only and record black: the flows that need them say they are not available.
+    if (wayland) {
+        platform::install(std::move(services));
+        return true;
+    }
     services.frameStreams = std::make_unique<platform::x11::X11FrameStreams>();
     services.inputMonitors = std::make_unique<platform::x11::X11InputMonitors>();
-    services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
     if (auto scroller = platform::x11::connectScrollSynthesizer())
         services.scrollSynthesizer = std::move(scroller).value();
     platform::install(std::move(services));
     return true;
+}
+
+std::optional<QString> notAvailable(Flow flow) {
+    if (BackendChoice::current() != BackendChoice::Backend::wayland) return std::nullopt;
+    switch (flow) {
+    case Flow::windowList:
+        return QStringLiteral("Window lists are not available on Wayland yet.");
+    case Flow::windowCapture:
+        return QStringLiteral("Window captures are not available on Wayland yet.");
+    case Flow::scrollingCapture:
+        return QStringLiteral("Scrolling captures are not available on Wayland yet.");
+    }
+    return std::nullopt;
 }
 
 } // namespace PlatformSetup

@@ -2,6 +2,10 @@
 
 #include "common/Result.h"
 
+#include <QString>
+
+#include <optional>
+
 // Installs the platform services of this run.
 namespace PlatformSetup {
 
@@ -17,5 +21,11 @@ void installImageServices();
 // Connects to the display and installs the image services, clipboard, sound and presenters.
 // Fails with a sentence for the user when there is no display to capture.
 Result<bool> install(Presentation presentation);
+
+// The flows whose platform pieces one backend has and another may not have yet.
+enum class Flow { windowList, windowCapture, scrollingCapture };
+
+// Why this run's backend cannot carry out `flow`; nullopt where it can.
+std::optional<QString> notAvailable(Flow flow);
 
 } // namespace PlatformSetup

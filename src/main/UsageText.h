@@ -20,6 +20,13 @@ When it is already running, the arguments go to the running instance:
                  let any program of this user use the AI agent socket, not only
                  the pictavia-mcp beside pictavia (for development; the same as
                  PICTAVIA_TRUST_ANY_AGENT=1)
+  --backend x11|wayland
+                 the display server to work with, before or after any command;
+                 without it, Wayland where WAYLAND_DISPLAY is set (unless
+                 XDG_SESSION_TYPE=x11), else X11. Under Wayland, full-screen and
+                 area captures go through the desktop's screenshot portal; window
+                 captures, recordings, scrolling captures and global hotkeys are not
+                 available there yet
 
 URL commands: capture-area (capture), capture-window (window),
 capture-fullscreen (fullscreen), capture-previous (previous), all-in-one,

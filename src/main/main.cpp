@@ -18,8 +18,10 @@
 #include "main/TextCommand.h"
 #include "main/UsageText.h"
 #include "main/VideoCommand.h"
+#include "platform/BackendChoice.h"
 #include "platform/modules/ModuleExport.h"
 #include "platform/qt/QtClipboard.h"
+#include "platform/wayland/WaylandScreenBackend.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -27,6 +29,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace {
 
@@ -37,13 +40,36 @@ QStringList argumentsOf(int argc, char** argv) {
     return list;
 }
 
+// Settles X11 or Wayland for this run, before Qt or a display is reached. False, with the
+// reason on stderr, for a --backend nobody knows.
+bool chooseBackend(QStringList& arguments) {
+    const auto requested = BackendChoice::takeOption(arguments);
+    const auto backend = BackendChoice::choose(requested, BackendChoice::Session::fromEnvironment());
+    if (!backend) {
+        std::fprintf(stderr, "pictavia: %s\n", qPrintable(backend.error().message));
+        return false;
+    }
+    BackendChoice::setCurrent(*backend);
+    const QByteArray qtPlatform = qgetenv("QT_QPA_PLATFORM");
+    const QByteArray wanted = BackendChoice::qtPlatformFor(*backend, qtPlatform);
+    if (wanted != qtPlatform) qputenv("QT_QPA_PLATFORM", wanted);
+    return true;
+}
+
+// The commands that look at the screen. Under Wayland they learn the displays from Qt's
+// screens, which only a QGuiApplication has.
+bool needsScreens(const QString& command) {
+    return command == u"capture" || command == u"displays" || command == u"windows" || command == u"record";
+}
+
 } // namespace
 
 // The application, in pictavia-app.so: the launcher (Launcher.cpp) answers --help and
 // --version itself and hands every other run to this.
 PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
     MessageFilter::install();
-    const QStringList arguments = argumentsOf(argc, argv);
+    QStringList arguments = argumentsOf(argc, argv);
+    if (!chooseBackend(arguments)) return CommandLine::usage;
     const QString command = arguments.value(0);
 
     if (command == u"--serve-clipboard" && arguments.size() == 3) {
@@ -66,9 +92,19 @@ PICTAVIA_MODULE_EXPORT int pictavia_main(int argc, char** argv) {
         }
     }
 
-    // Command-line runs need no window system of Qt's own: they reach the X server
-    // through the screen backend.
-    QCoreApplication app(argc, argv);
+    // Command-line runs need no window system of Qt's own under X11: they reach the X
+    // server through the screen backend. Under Wayland, Qt's screens are the displays.
+    std::unique_ptr<QCoreApplication> app;
+    if (BackendChoice::current() == BackendChoice::Backend::wayland && needsScreens(command)) {
+        // Qt aborts without a word when it cannot reach the compositor.
+        if (const auto reached = platform::wayland::checkCompositor(); !reached) {
+            std::fprintf(stderr, "pictavia: %s\n", qPrintable(reached.error().message));
+            return CommandLine::failed;
+        }
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
     // The same defaults as the app's: a style, a format or a folder nobody set still has
     // its documented value here.
     Prefs::registerDefaults();

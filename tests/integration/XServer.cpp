@@ -64,7 +64,8 @@ XServer::~XServer() {
 }
 
 Environment XServer::environmentFor(const Environment& extra) const {
-    Environment environment{{"DISPLAY", m_display}, {"QT_QPA_PLATFORM", "xcb"}};
+    // XDG_SESSION_TYPE=x11: a test run from a Wayland desktop must not send Pictavia there.
+    Environment environment{{"DISPLAY", m_display}, {"QT_QPA_PLATFORM", "xcb"}, {"XDG_SESSION_TYPE", "x11"}};
     for (const auto& [name, value] : extra) {
         auto same = [&name](const auto& entry) { return entry.first == name; };
         environment.erase(std::remove_if(environment.begin(), environment.end(), same), environment.end());

@@ -18,8 +18,8 @@ namespace testsupport {
 //
 // Xvfb picks a free display number itself (-displayfd), listens on a Unix socket only and
 // does not reset when its last client leaves, so state set with xrandr or xrdb stays.
-// Every program started here gets DISPLAY set to this server and QT_QPA_PLATFORM=xcb
-// (the test process itself runs Qt offscreen). Destroying the server stops every process
+// Every program started here gets DISPLAY set to this server, QT_QPA_PLATFORM=xcb and
+// XDG_SESSION_TYPE=x11 (the test process itself runs Qt offscreen). Destroying the server stops every process
 // it started - clients first, then the window manager, then Xvfb - by pid, SIGTERM then
 // SIGKILL; they also get SIGTERM should the test process die. Not thread-safe: use it
 // from the test's thread.

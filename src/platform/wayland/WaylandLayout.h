@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/ScreenBackend.h"
+
+#include <QList>
+#include <QRect>
+#include <QRectF>
+#include <QString>
+
+#include <optional>
+
+namespace platform::wayland {
+
+// One output as the compositor lays it out: position and size in logical units (what Qt
+// calls device-independent pixels), and how many pixels make one logical unit.
+struct Output {
+    QString name;
+    QRect logical;
+    double scale = 1.0;
+};
+
+// Wayland has no root window, so the backend makes up a pixel space for DisplayInfo:
+// each output keeps its own pixel size (logical size × its scale), placed at its logical
+// position × the highest scale of all outputs. Outputs never overlap in logical units, so
+// they never overlap in these pixels either, whatever their scales, and a capture of one
+// output is as many pixels as the output has.
+class WaylandLayout {
+public:
+    explicit WaylandLayout(QList<Output> outputs);
+
+    // The displays, numbered from 1 in the order of the outputs' names.
+    const QList<DisplayInfo>& displays() const { return m_displays; }
+
+    // The output whose pixels contain `pixels` entirely, if one does.
+    std::optional<qsizetype> outputHolding(const QRect& pixels) const;
+
+    // Where `pixels` (in the made-up space, inside output `index`) are in a picture of the
+    // whole layout whose pixels are `pictureScale` times the logical units, with the layout's
+    // top-left corner at the picture's.
+    QRectF pictureSource(qsizetype index, const QRect& pixels, double pictureScale) const;
+
+    // How many pixels per logical unit a picture of the whole layout of this width has.
+    double pictureScale(int pictureWidth) const;
+
+private:
+    QList<Output> m_outputs; // in the displays' order
+    QList<DisplayInfo> m_displays;
+    QRect m_bounds; // the union of the outputs, logical
+};
+
+} // namespace platform::wayland

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "ChildProcess.h"
+
+#include <QTemporaryDir>
+
+#include <chrono>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// A private headless Wayland session for one test: its own D-Bus session bus, sway on
+// wlroots' headless backend, PipeWire with WirePlumber, and xdg-desktop-portal with the
+// wlroots backend set to answer without asking (no chooser, the first output).
+//
+//     std::string whyNot;
+//     auto session = WaylandSession::start({.outputs = {{1280, 720, 1.0}}}, &whyNot);
+//     if (!session) GTEST_SKIP() << whyNot;
+//     session->startProcess("swaybg", {"-c", "#3366cc"});
+//     ProcessOutput out = session->run(PICTAVIA_BIN, {"capture", "fullscreen"});
+//
+// sway refuses to run as root, and CI runs as root: then the session and every program
+// started through it run as an unprivileged user, "pictavia-test", created once (setpriv
+// changes the user, so each program keeps the pid the session stops it by). Run by anyone
+// else, they run as that user. Everything lives in a private folder that is the session's
+// XDG_RUNTIME_DIR, HOME and configuration home. Destroying the session stops every process
+// by pid, clients first, then the portals, PipeWire, sway and the bus.
+class WaylandSession {
+public:
+    struct Output {
+        int width = 1280; // pixels
+        int height = 720;
+        double scale = 1.0;
+    };
+
+    struct Options {
+        std::vector<Output> outputs = {Output{}}; // laid out left to right, tops aligned
+    };
+
+    struct RunOptions {
+        Environment environment = {};
+        std::chrono::milliseconds timeout = 60s;
+    };
+
+    // Null, with `whyNot` saying exactly what is missing, where this machine cannot run the
+    // session (a program not installed, no way to run as an unprivileged user). Throws
+    // std::runtime_error, with the failing program's last words, when a part that is there
+    // does not come up.
+    static std::unique_ptr<WaylandSession> start(const Options& options, std::string* whyNot);
+    ~WaylandSession();
+
+    WaylandSession(const WaylandSession&) = delete;
+    WaylandSession& operator=(const WaylandSession&) = delete;
+
+    // The variables a client of this session needs (the runtime folder, the compositor, the
+    // bus, the desktop's name, the homes), also given to everything run here.
+    const Environment& environment() const { return m_environment; }
+    // The session's folder: XDG_RUNTIME_DIR, with HOME and the XDG homes under it.
+    std::string directory() const { return m_dir.path().toStdString(); }
+    // "HEADLESS-1", ...: the outputs in the order of Options::outputs.
+    const std::vector<std::string>& outputNames() const { return m_outputNames; }
+
+    // Runs a program to its end as the session's user: a helper such as swaymsg, or the
+    // program under test. Never throws for a non-zero exit.
+    ProcessOutput run(const std::string& program, const std::vector<std::string>& args,
+                      const RunOptions& options);
+    ProcessOutput run(const std::string& program, const std::vector<std::string>& args) {
+        return run(program, args, RunOptions{});
+    }
+
+    // Starts a program that keeps running (a window, a background), stopped with the session.
+    ChildProcess& startProcess(const std::string& program, const std::vector<std::string>& args,
+                               const Environment& environment = {});
+
+    // Whether the session's user can execute `path`: a build tree under a private home is
+    // out of its reach.
+    bool canExecute(const std::string& path);
+
+private:
+    WaylandSession() = default;
+    std::vector<std::string> asUser(const std::string& program, const std::vector<std::string>& args,
+                                    const std::string& log) const;
+    std::unique_ptr<ChildProcess> startDaemon(const std::string& name, const std::string& program,
+                                              const std::vector<std::string>& args,
+                                              const Environment& extra = {});
+    std::string logTail(const std::string& name) const;
+    bool busNameOwned(const std::string& name);
+    void startBus();
+    void startCompositor(const Options& options);
+    void startMedia();
+    void startPortals();
+
+    QTemporaryDir m_dir;
+    int m_uid = -1; // the session's user, when the test runs as root
+    int m_gid = -1;
+    Environment m_environment;
+    std::vector<std::string> m_outputNames;
+    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<ChildProcess> m_compositor;
+    std::vector<std::unique_ptr<ChildProcess>> m_services; // PipeWire and the portals, in start order
+    std::list<std::unique_ptr<ChildProcess>> m_clients;
+};
+
+} // namespace testsupport
