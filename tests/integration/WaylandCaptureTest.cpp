@@ -121,6 +121,20 @@ TEST_F(WaylandCaptureTest, OutputsAtScalesOneAndTwoAreDisplaysOfTheirOwnPixels) 
     EXPECT_EQ(pixelsNotOf(right, qRgb(0xcc, 0x66, 0x33)), 0);
 }
 
+TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
+    startSession({.outputs = {{800, 600, 1.0}}});
+    session->startProcess("swaybg", {"-c", "#22aa44"});
+    ASSERT_TRUE(showing(session->outputNames(), qRgb(0x22, 0xaa, 0x44)));
+    session->startProcess(PICTAVIA_BIN, {"--background"});
+    const QString socket = QString::fromStdString(session->directory() + "/pictavia/instance");
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); }));
+
+    // Carried out by the running app, whose grabs run off its main thread.
+    const QImage image = captured({"capture", "fullscreen"});
+    ASSERT_EQ(image.size(), QSize(800, 600));
+    EXPECT_EQ(pixelsNotOf(image, qRgb(0x22, 0xaa, 0x44)), 0);
+}
+
 TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
     startSession({});
     const auto expectFailure = [&](const std::vector<std::string>& args, const std::string& sentence) {
