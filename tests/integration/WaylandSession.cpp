@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <grp.h>
@@ -283,6 +284,24 @@ ChildProcess& WaylandSession::startProcess(const std::string& program, const std
 
 bool WaylandSession::canExecute(const std::string& path) {
     return run("test", {"-x", path}, {.timeout = 10s}).exitCode == 0;
+}
+
+std::string WaylandSession::reachable(const std::string& program) {
+    if (canExecute(program)) return program;
+    const QFileInfo source(QString::fromStdString(program));
+    const QString bin = m_dir.path() + QStringLiteral("/bin");
+    QDir().mkpath(bin);
+    QStringList files = source.dir().entryList({QStringLiteral("*.so")}, QDir::Files);
+    files.prepend(source.fileName());
+    for (const QString& name : std::as_const(files)) {
+        const QByteArray from = QFile::encodeName(source.dir().filePath(name));
+        const QByteArray to = QFile::encodeName(bin + u'/' + name);
+        if (link(from.constData(), to.constData()) != 0 &&
+            !QFile::copy(QString::fromLocal8Bit(from), QString::fromLocal8Bit(to)))
+            return {};
+    }
+    const std::string moved = (bin + u'/' + source.fileName()).toStdString();
+    return canExecute(moved) ? moved : std::string();
 }
 
 } // namespace testsupport

@@ -79,6 +79,11 @@ public:
     // out of its reach.
     bool canExecute(const std::string& path);
 
+    // `program` where the session's user can run it: itself, or else a link to it (a copy
+    // across file systems) in the session's folder, with the modules (*.so) beside it that
+    // it loads from its own folder. Empty when neither works.
+    std::string reachable(const std::string& program);
+
 private:
     WaylandSession() = default;
     std::vector<std::string> asUser(const std::string& program, const std::vector<std::string>& args,
