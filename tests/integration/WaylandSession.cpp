@@ -227,6 +227,8 @@ void WaylandSession::startCompositor(const Options& options) {
     }
 }
 
+// Before the portals: xdg-desktop-portal-wlr exits at start when it cannot reach PipeWire,
+// screenshots and all.
 void WaylandSession::startMedia() {
     m_services.push_back(startDaemon("pipewire", "pipewire", {}));
     if (!waitUntil([&] { return QFile::exists(QString::fromStdString(directory() + "/pipewire-0")); }))
