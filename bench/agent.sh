@@ -16,6 +16,7 @@ Xvfb -displayfd 4 -screen 0 1280x800x24 -nolisten tcp -noreset 4>"$work/display"
 pids+=($!)
 wait_for_file "$work/display" 20 || { echo "agent: Xvfb did not start" >&2; exit 1; }
 export DISPLAY=":$(head -n1 "$work/display")"
+unset WAYLAND_DISPLAY # its own X server, even when started from a Wayland desktop
 unset WAYLAND_DISPLAY QT_QPA_PLATFORM
 
 # Pictavia with a home of its own, so its agent socket is this run's.

@@ -43,6 +43,7 @@ start_desktop() {
   pids+=($!)
   wait_for_file "$work/display" 20 || { echo "Xvfb did not start" >&2; cat "$work/xvfb.log" >&2; return 1; }
   export DISPLAY=":$(head -n1 "$work/display")"
+  unset WAYLAND_DISPLAY # its own X server, even when started from a Wayland desktop
   unset WAYLAND_DISPLAY QT_QPA_PLATFORM
 
   openbox --sm-disable >"$work/openbox.log" 2>&1 &

@@ -35,6 +35,7 @@ Xvfb -displayfd 3 -screen 0 1280x1000x24 -nolisten tcp >/dev/null 2>&1 &
 pids+=($!)
 read -r -u 3 number
 export DISPLAY=:$number QT_QPA_PLATFORM=xcb
+unset WAYLAND_DISPLAY # its own X server, even when started from a Wayland desktop
 openbox >/dev/null 2>&1 &
 pids+=($!)
 sleep 1

@@ -7,7 +7,7 @@ set -euo pipefail
 build=${1:-build}
 pictavia="$build/pictavia"
 
-if [ -n "${DISPLAY:-}" ]; then
+if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
   exec "$pictavia"
 fi
 

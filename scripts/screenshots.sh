@@ -36,6 +36,7 @@ for _ in $(seq 300); do
 done
 [ -s "$work/display" ] || { echo "screenshots: Xvfb did not start" >&2; exit 1; }
 export DISPLAY=":$(head -n 1 "$work/display")"
+unset WAYLAND_DISPLAY # its own X server, even when started from a Wayland desktop
 openbox >"$work/openbox.log" 2>&1 &
 pids+=($!)
 sleep 1
