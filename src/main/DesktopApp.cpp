@@ -24,6 +24,7 @@
 #include "main/HostedCommands.h"
 #include "main/InstanceChannel.h"
 #include "main/PlatformSetup.h"
+#include "main/WaylandSurfaces.h"
 #include "platform/BackendChoice.h"
 #include "platform/Platform.h"
 #include "platform/x11/X11DesktopCover.h"
@@ -288,7 +289,10 @@ int run(int argc, char** argv, const QStringList& arguments) {
     installPlatformExtras();
     installDestinations();
     installAgentDesktopActions();
-    CaptureCoordinator::installSurfaces(std::make_shared<ui::DesktopSurfaces>());
+    if (BackendChoice::current() == BackendChoice::Backend::wayland)
+        CaptureCoordinator::installSurfaces(std::make_shared<WaylandSurfaces>());
+    else
+        CaptureCoordinator::installSurfaces(std::make_shared<ui::DesktopSurfaces>());
     OutputPipeline::Hooks hooks;
     hooks.showQuickAccess = [](const QString& file, const QImage& image) {
         ui::QuickAccess::show(file, image);

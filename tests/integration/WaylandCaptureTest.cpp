@@ -5,6 +5,7 @@
 #include "WaitUntil.h"
 #include "WaylandSession.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
@@ -126,7 +127,15 @@ TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
     startSession({.outputs = {{800, 600, 1.0}}});
     session->startProcess("swaybg", {"-c", "#22aa44"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x22, 0xaa, 0x44)));
-    session->startProcess(program, {"--background"});
+    // Its stderr, where it also writes its toasts, into a file the test reads.
+    session->startProcess("sh", {"-c", "exec \"$0\" --background 2>>\"$XDG_RUNTIME_DIR/app.log\"", program});
+    const auto logged = [&](const std::string& text) {
+        return waitUntil([&] {
+            QFile log(QString::fromStdString(session->directory() + "/app.log"));
+            return log.open(QIODevice::ReadOnly) &&
+                   log.readAll().toStdString().find(text) != std::string::npos;
+        });
+    };
     const QString socket = QString::fromStdString(session->directory() + "/pictavia/instance");
     ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); }));
 
@@ -134,6 +143,11 @@ TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
     const QImage image = captured({"capture", "fullscreen"});
     ASSERT_EQ(image.size(), QSize(800, 600));
     EXPECT_EQ(pixelsNotOf(image, qRgb(0x22, 0xaa, 0x44)), 0);
+
+    // No window list to pick from, and no hotkeys: it says so rather than show nothing.
+    EXPECT_TRUE(logged("Global shortcuts are not available on Wayland yet"));
+    EXPECT_EQ(pictavia({"pictavia://capture-window"}).exitCode, 0);
+    EXPECT_TRUE(logged("pictavia: Window captures are not available on Wayland yet."));
 }
 
 TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {

@@ -1,0 +1,25 @@
+#include "main/WaylandSurfaces.h"
+
+#include "app/Toast.h"
+#include "main/PlatformSetup.h"
+
+#include <QTimer>
+
+namespace {
+
+class UnavailableWindowPicker final : public WindowPickerController {
+public:
+    void start(Completion completion) override {
+        // As a picker the user cancelled: the flow ends after start() has returned.
+        QTimer::singleShot(0, [completion = std::move(completion)] {
+            Toast::show(PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture).value_or(QString()));
+            completion(std::nullopt);
+        });
+    }
+};
+
+} // namespace
+
+std::unique_ptr<WindowPickerController> WaylandSurfaces::makeWindowPicker() {
+    return std::make_unique<UnavailableWindowPicker>();
+}
