@@ -50,6 +50,8 @@ public:
     using Progress = MovieSound::Progress;
 
     virtual ~VoiceIsolator() = default;
+    // Whether this machine can clean voices (its implementation could be loaded).
+    virtual bool available() { return true; }
     // Writes `destination` (a sound file at 48 kHz; its format by its extension) with the sound
     // of `source` (all its tracks mixed) and the noise around the voice suppressed. A failure
     // leaves no destination behind.

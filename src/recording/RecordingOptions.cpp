@@ -41,6 +41,7 @@ RecordingOptions RecordingOptions::fromPreferences() {
     options.maxResolution = Prefs::recMaxResolution();
     options.codec = Prefs::recCodec();
     options.studio = flag("recStudio");
+    options.cleanVoice = flag("recCleanVoice");
     options.openEditorAfterStudio = true;
     return options;
 }

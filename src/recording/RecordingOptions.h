@@ -22,6 +22,7 @@ struct RecordingOptions {
     RecordingResolution maxResolution = RecordingResolution::uhd;
     RecordingCodec codec = RecordingCodec::h264;
     bool studio = false;
+    bool cleanVoice = true; // level the sound, and clean the voice, once the movie is written
     bool openEditorAfterStudio = true;
     DeliveryOptions delivery; // every field unset: the delivery preferences apply
 

@@ -1,6 +1,7 @@
 #include "recording/ScreenRecorder.h"
 
 #include "app/Toast.h"
+#include "common/Log.h"
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
 #include "platform/Platform.h"
@@ -10,6 +11,7 @@
 #include "recording/WebcamComposer.h"
 #include "recording/WebcamWriter.h"
 #include "video/RecordingTimeline.h"
+#include "video/VoiceLeveler.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -343,6 +345,7 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
         m_encoder.join();
     }).then(this, [this, cancelled, silent] {
         m_stream.reset();
+        const bool withSound = !m_audio.empty();
         m_audio.clear();
         const QString output = m_output;
         if (cancelled) {
@@ -354,13 +357,7 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
             Toast::show(QStringLiteral("Recording failed: ") + m_encoderError, toastSeconds);
             return notifyFinished(std::nullopt);
         }
-        if (!m_isGIF) {
-            if (!m_webcamWriter) return deliverMovie(output, std::nullopt);
-            return void(
-                m_webcamWriter->finish().then(this, [this, output](const std::optional<QString>& camera) {
-                    deliverMovie(output, camera);
-                }));
-        }
+        if (!m_isGIF) return levelVoice(output, withSound);
         Toast::show(QStringLiteral("Encoding GIF…"), toastSeconds);
         const QString gif = newName(QStringLiteral("pictavia-"), QStringLiteral(".gif"));
         QtConcurrent::run([output, gif, fps = m_options.gifFPS, quality = m_options.gifQuality] {
@@ -378,6 +375,29 @@ void ScreenRecorder::finish(bool cancelled, bool silent) {
     });
 }
 
+void ScreenRecorder::levelVoice(const QString& output, bool withSound) {
+    m_cleanVoice.reset();
+    if (!m_options.cleanVoice || !withSound) return finishWebcam(output);
+    QtConcurrent::run([output, mono = m_options.monoAudio] {
+        auto levelled = VoiceLeveler::process(output, mono, true);
+        if (!levelled) {
+            qCWarning(lcPictavia, "Pictavia: voice levelling skipped: %s", qPrintable(levelled.error().message));
+            return std::optional<QString>();
+        }
+        return *levelled;
+    }).then(this, [this, output](const std::optional<QString>& cleaned) {
+        m_cleanVoice = cleaned;
+        finishWebcam(output);
+    });
+}
+
+void ScreenRecorder::finishWebcam(const QString& output) {
+    if (!m_webcamWriter) return deliverMovie(output, std::nullopt);
+    m_webcamWriter->finish().then(this, [this, output](const std::optional<QString>& camera) {
+        deliverMovie(output, camera);
+    });
+}
+
 void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QString>& camera) {
     const bool burnIn = camera && !m_options.studio && m_tracked.webcam;
     QtConcurrent::run([output, camera, burnIn, info = m_tracked.webcam] {
@@ -385,10 +405,13 @@ void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QSt
             WebcamComposer(*rewriter).drawInto(output, *camera, *info);
     }).then(this, [this, output, camera] {
         const auto delivered = OutputPipeline::deliverMedia(output, false, m_context, m_options.delivery);
-        if (delivered && m_options.studio)
+        if (delivered && m_options.studio) {
             saveTimeline(delivered->historyFile, camera);
-        else if (camera)
-            QFile::remove(*camera);
+        } else {
+            if (camera) QFile::remove(*camera);
+            if (m_cleanVoice) QFile::remove(*m_cleanVoice);
+        }
+        m_cleanVoice.reset();
         notifyFinished(delivered ? std::optional(delivered->file()) : std::nullopt);
         // The history's copy: the one its timeline and camera movie are kept beside.
         if (delivered && m_options.studio && m_options.openEditorAfterStudio && m_openStudioEditor)
@@ -398,6 +421,8 @@ void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QSt
 
 void ScreenRecorder::saveTimeline(const QString& movie, const std::optional<QString>& camera) {
     if (camera) TimelineStore::keep(*camera, QStringLiteral("camera"), movie);
+    // The video editor finds the cleaned voice there.
+    if (m_cleanVoice) TimelineStore::keep(*m_cleanVoice, QStringLiteral("clean"), movie);
     RecordingTimeline timeline;
     timeline.studio = true;
     timeline.clicks = m_tracked.clicks;

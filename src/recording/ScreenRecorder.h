@@ -97,8 +97,11 @@ private:
     void encodeFrames();                                         // on m_encoder
     void meter(const SampleQueue::Item& item, qint64& lastEmit); // on m_encoder
     void finish(bool cancelled, bool silent);
-    // A studio movie's timeline beside the delivered file.
+    // A studio movie's timeline and side files beside the delivered file.
     void saveTimeline(const QString& movie, const std::optional<QString>& camera);
+    // The movie's sound levelled (and its voice cleaned) off the GUI thread, then the camera.
+    void levelVoice(const QString& output, bool withSound);
+    void finishWebcam(const QString& output);
     void startWebcamWriter();
     // The camera movie drawn into an ordinary recording, then delivery; off the GUI thread.
     void deliverMovie(const QString& output, const std::optional<QString>& camera);
@@ -116,6 +119,7 @@ private:
     std::unique_ptr<platform::MovieFile> m_movie;
     std::vector<std::unique_ptr<platform::AudioSource>> m_audio; // index = track
     bool m_micRecorded = false;
+    std::optional<QString> m_cleanVoice; // the cleaned sound of the movie being finished
     std::unique_ptr<class WebcamWriter> m_webcamWriter;
     // Where the movie's clock starts on the steady clock, pauses added; -1 before the first frame.
     std::atomic<qint64> m_sessionClock = -1;

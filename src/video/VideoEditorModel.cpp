@@ -103,6 +103,8 @@ void VideoEditorModel::load() {
     }
     const QString camera = TimelineStore::sidePath(m_url, QStringLiteral("camera"), QStringLiteral("mov"));
     if (QFileInfo::exists(camera)) m_webcamURL = camera;
+    const QString clean = TimelineStore::sidePath(m_url, QStringLiteral("clean"), QStringLiteral("wav"));
+    if (QFileInfo::exists(clean)) m_cleanURL = clean;
     m_zoomTrack = ZoomTrack::automatic(m_clicks, m_zoomLevel, m_zoomHold, m_duration);
 }
 

@@ -76,6 +76,8 @@ public:
     bool clicksTracked() const { return m_clicksTracked; }
     const std::optional<RecordingTimeline>& timeline() const { return m_timeline; }
     const QString& webcamURL() const { return m_webcamURL; }
+    // The recording's voice, cleaned, when the recorder kept it beside the movie.
+    const QString& cleanURL() const { return m_cleanURL; }
     bool hasAudio() const { return m_hasAudio; }
 
     void setTrim(double start, double end); // clamped to the movie, at least 0.1 s kept
@@ -213,6 +215,7 @@ private:
     std::optional<RecordingTimeline> m_timeline;
     bool m_clicksTracked = false;
     QString m_webcamURL;
+    QString m_cleanURL;
     bool m_hasAudio = false;
     std::shared_ptr<const StudioScene> m_scene;
     QTimer m_previewTask;

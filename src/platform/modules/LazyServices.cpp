@@ -247,6 +247,7 @@ private:
 
 class LazyVoiceIsolator final : public VoiceIsolator {
 public:
+    bool available() override { return m_isolator.get().ok(); }
     Result<bool> isolate(const QString& source, const QString& destination,
                          const Progress& progress) override {
         const auto isolator = m_isolator.get();
