@@ -3,14 +3,16 @@
 # spoken by festival's HTS voice and by flite, mixed with pink noise, brown noise and mains hum
 # at 10 dB SNR, cleaned by each candidate, and read back with the plain
 # pocketsphinx_continuous command. Prints the word error rate (and the SNR against the clean
-# speech) per candidate, noisy and cleaned; then the levelling of a quiet track: the 90th
-# percentile of its speech blocks' RMS and its peak, before and after.
+# speech) per candidate, noisy and cleaned: FFmpeg's afftdn at three settings and SpeexDSP's
+# noise suppressor (what the voice isolator uses, through voice_cleaning_bench) at three
+# strengths. Then the levelling of a quiet speech movie: the 90th percentile of its speech
+# blocks' RMS and its peak, before and after, and the time it took.
 #   bench/voice_cleaning.sh [BUILD_DIR]
 set -euo pipefail
 build=$(realpath "${1:-build}")
 cleaner="$build/bench/voice_cleaning_bench"
 leveler="$build/bench/voice_leveling_bench"
-for tool in text2wave flite sox pocketsphinx_continuous python3 "$cleaner" "$leveler"; do
+for tool in text2wave flite sox ffmpeg pocketsphinx_continuous python3 "$cleaner" "$leveler"; do
     command -v "$tool" >/dev/null || { echo "voice_cleaning.sh: $tool is missing" >&2; exit 1; }
 done
 work=$(mktemp -d)
@@ -68,11 +70,18 @@ done
 clean() { # candidate input output
     case "$1" in
     noisy) cp "$2" "$3" ;;
-    speex) "$cleaner" speex <"$2" >"$3" ;;
-    afftdn-default) "$cleaner" spectral "afftdn" <"$2" >"$3" ;;
-    afftdn-tracking) "$cleaner" spectral "afftdn=tn=1" <"$2" >"$3" ;;
-    afftdn-chosen) "$cleaner" spectral <"$2" >"$3" ;;
-    afftdn-strong) "$cleaner" spectral "afftdn=nr=30:nf=-30:tn=1" <"$2" >"$3" ;;
+    speex-15) "$cleaner" -15 <"$2" >"$3" ;;
+    speex-25) "$cleaner" -25 <"$2" >"$3" ;;
+    speex-35) "$cleaner" -35 <"$2" >"$3" ;;
+    # FFmpeg's afftdn lags by 1200 samples (25 ms): taken out, so that the SNR compares like
+    # with like.
+    afftdn*)
+        local filter=afftdn
+        [ "$1" = afftdn-tracking ] && filter="afftdn=tn=1"
+        [ "$1" = afftdn-strong ] && filter="afftdn=nr=20:nf=-40:tn=1"
+        ffmpeg -v error -y -f f32le -ar 48000 -ac 1 -i "$2" \
+            -af "$filter,atrim=start_sample=1200,apad=pad_len=1200" -f f32le "$3"
+        ;;
     esac
 }
 
@@ -82,7 +91,7 @@ recognise() { # raw file -> words
     pocketsphinx_continuous -infile "$work/in16.wav" 2>/dev/null | tr '\n' ' '
 }
 
-candidates=(noisy afftdn-default afftdn-tracking afftdn-chosen afftdn-strong speex)
+candidates=(noisy afftdn afftdn-tracking afftdn-strong speex-15 speex-25 speex-35)
 : >"$work/results"
 for candidate in "${candidates[@]}"; do
     for file in "$work"/*.noisy.f32; do
@@ -136,8 +145,13 @@ for c in order:
           + '%9.1f' % (snr[(c, 'all')] / count[(c, 'all')]))
 EOF
 
-# Levelling: one quiet sentence (speech near -30 dBFS) before and after.
-sox "$work/hts0.wav" -r 48000 -c 1 -b 32 -e float "$work/quiet.wav" pad 0.5 0.5 gain -n -24
+# Levelling: a quiet sentence (speech near -36 dBFS) in a movie, levelled as a recording is.
+sox "$work/hts0.wav" -r 48000 -c 1 "$work/quiet.wav" pad 0.5 0.5 gain -n -30
+ffmpeg -v error -y -f lavfi -i testsrc=size=640x360:rate=30 -i "$work/quiet.wav" -shortest \
+    -c:v libx264 -preset ultrafast -c:a aac -b:a 192k "$work/quiet.mov"
+cp "$work/quiet.mov" "$work/quiet-clean.mov"
 echo
-echo "levelling a quiet track (p90 of the speech blocks' RMS, target 0.125; peak)"
-"$leveler" "$work/quiet.wav"
+echo "levelling a quiet speech movie (target p90 speech RMS 0.125, peaks under 0.99)"
+"$leveler" "$work/quiet.mov"
+echo "with the voice cleaned first"
+"$leveler" "$work/quiet-clean.mov" --clean

@@ -3,7 +3,7 @@
 #include "platform/media/FfmpegLog.h"
 #include "platform/media/FfmpegMovieSource.h"
 #include "platform/media/FfmpegSoundFile.h"
-#include "platform/media/VoiceDenoiser.h"
+#include "platform/media/SpeexDenoiser.h"
 
 #include <QFile>
 
@@ -27,8 +27,7 @@ Result<bool> DenoisingVoiceIsolator::isolate(const QString& source, const QStrin
                                              const Progress& progress) {
     quietFfmpegLog();
     const auto outcome = [&]() -> Result<bool> {
-        auto denoiser = spectralDenoiser();
-        if (!denoiser) return denoiser.error();
+        SpeexDenoiser denoiser;
         SoundFileWriter file;
         if (auto opened = file.open(destination, sampleRate); !opened) return opened;
         std::vector<float> cleaned;
@@ -38,7 +37,7 @@ Result<bool> DenoisingVoiceIsolator::isolate(const QString& source, const QStrin
         const double length = progress ? lengthOf(source) : 0;
         const auto read = m_sound.readSound(source, -1, sampleRate, 1, [&](const float* samples, qsizetype frames) {
             cleaned.clear();
-            if (written = (*denoiser)->add(samples, frames, cleaned); !written) return false;
+            denoiser.add(samples, frames, cleaned);
             if (written = file.add(cleaned.data(), qsizetype(cleaned.size())); !written) return false;
             seen += frames;
             if (progress && length > 0 && !progress(std::min(double(seen) / sampleRate / length, 1.0))) {
@@ -51,7 +50,7 @@ Result<bool> DenoisingVoiceIsolator::isolate(const QString& source, const QStrin
         if (!written) return written;
         if (!read) return read.error();
         cleaned.clear();
-        if (auto finished = (*denoiser)->finish(cleaned); !finished) return finished;
+        denoiser.finish(cleaned);
         if (auto added = file.add(cleaned.data(), qsizetype(cleaned.size())); !added) return added;
         return file.finish();
     }();

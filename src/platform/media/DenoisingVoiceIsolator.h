@@ -6,7 +6,9 @@
 namespace platform::media {
 
 // Cleans a recorded voice: the sound read at 48 kHz, all tracks mixed to one channel, passed
-// through the denoiser bench/voice_cleaning.sh chose, and written as a sound file.
+// through SpeexDSP's noise suppressor and written as a sound file. bench/voice_cleaning.sh chose
+// it over FFmpeg's afftdn, which made the recogniser's word error rate on noisy speech worse,
+// where this one made it better.
 class DenoisingVoiceIsolator : public VoiceIsolator {
 public:
     Result<bool> isolate(const QString& source, const QString& destination,

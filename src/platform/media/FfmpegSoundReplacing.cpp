@@ -56,6 +56,9 @@ public:
             out->avg_frame_rate = in->avg_frame_rate;
             av_dict_copy(&out->metadata, in->metadata, 0);
             m_copied[i] = out;
+            // The sound read begins at the first picture; it is placed there.
+            if (m_soundStart == 0 && in->start_time != AV_NOPTS_VALUE && in->start_time > 0)
+                m_soundStart = av_rescale_q(in->start_time, in->time_base, AVRational{1, sampleRate});
         }
         if (auto opened = openEncoder(); !opened) return opened;
         if ((code = avio_open(&raw->pb, path.constData(), AVIO_FLAG_WRITE)) < 0) return failed(code);
@@ -137,7 +140,7 @@ private:
             av_channel_layout_copy(&m_chunk->ch_layout, &encoder->ch_layout);
             if (const int code = av_frame_get_buffer(m_chunk.get(), 0); code < 0) return failed(code);
             av_audio_fifo_read(m_fifo.get(), reinterpret_cast<void**>(m_chunk->data), count);
-            m_chunk->pts = m_encoded;
+            m_chunk->pts = m_soundStart + m_encoded;
             m_encoded += count;
             if (const int code = avcodec_send_frame(encoder, m_chunk.get()); code < 0) return failed(code);
             if (auto written = writeSoundPackets(); !written) return written;
@@ -199,7 +202,8 @@ private:
     PacketHandle m_picture; // the next picture to copy, read ahead when `m_pending`
     std::vector<std::vector<float>> m_planes;
     int m_channels = 2;
-    qint64 m_encoded = 0; // samples handed to the encoder
+    qint64 m_encoded = 0;    // samples handed to the encoder
+    qint64 m_soundStart = 0; // where the sound starts, in samples of the source's clock
     bool m_pending = false;
     bool m_picturesDone = false;
 };

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "common/Result.h"
+
+#include <QString>
+
+#include <vector>
+
+struct SpeexPreprocessState_;
+
+namespace platform::media {
+
+// SpeexDSP's preprocessor with only its noise suppression on, over a stream of mono 48 kHz
+// float samples. Its one frame of delay is taken out: the output is as long as the input and
+// in step with it.
+class SpeexDenoiser {
+public:
+    // How far the noise is pushed down, in dB (negative).
+    static constexpr int defaultSuppression = -25;
+    static constexpr int delay = 480; // one frame of 10 ms
+
+    explicit SpeexDenoiser(int suppression = defaultSuppression);
+    ~SpeexDenoiser();
+    SpeexDenoiser(const SpeexDenoiser&) = delete;
+    SpeexDenoiser& operator=(const SpeexDenoiser&) = delete;
+
+    // Appends what is ready to `out`.
+    void add(const float* samples, qsizetype count, std::vector<float>& out);
+    // Appends the rest.
+    void finish(std::vector<float>& out);
+
+private:
+    void run(std::vector<float>& out);
+
+    SpeexPreprocessState_* m_state;
+    std::vector<int16_t> m_frame;
+    qint64 m_taken = 0; // samples handed in
+    qint64 m_given = -delay; // samples handed out; the first `delay` are the lag, left out
+};
+
+} // namespace platform::media
