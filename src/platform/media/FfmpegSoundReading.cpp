@@ -70,6 +70,21 @@ double clockStart(AVFormatContext* format, const std::vector<AVStream*>& sound) 
     return start == std::numeric_limits<double>::max() ? 0 : std::max(start, 0.0);
 }
 
+// Mono and stereo turned into each other at the same level: a voice in the middle of a stereo
+// track measures as loud in one channel, and a mono track is copied into both, where
+// swresample's own mixing would add or take away 3 dB.
+bool keepLevel(SwrContext* resampler, int channelsIn, int channelsOut) {
+    if (channelsIn == 2 && channelsOut == 1) {
+        const double matrix[] = {0.5, 0.5};
+        return swr_set_matrix(resampler, matrix, 2) >= 0;
+    }
+    if (channelsIn == 1 && channelsOut == 2) {
+        const double matrix[] = {1.0, 1.0};
+        return swr_set_matrix(resampler, matrix, 1) >= 0;
+    }
+    return true;
+}
+
 // One sound track decoded, resampled and laid on the movie's clock at the output rate: its
 // samples from `start` on are waiting in `pending` to be mixed.
 class TrackReader {
@@ -133,7 +148,8 @@ private:
                                     AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr);
             av_channel_layout_uninit(&layout);
             m_resampler.reset(raw);
-            if (code < 0 || swr_init(raw) < 0) return false;
+            if (code < 0 || !keepLevel(raw, frame->ch_layout.nb_channels, m_channels)) return false;
+            if (swr_init(raw) < 0) return false;
         }
         const int64_t pts = frame->best_effort_timestamp;
         // The resampler still holds some input: the frame's first sample comes out after it.
