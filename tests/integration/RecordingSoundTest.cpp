@@ -8,9 +8,13 @@
 #include "platform/media/FfmpegMediaReader.h"
 
 #include <QDir>
+#include <QStandardPaths>
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -56,7 +60,7 @@ protected:
 TEST_F(RecordingSoundTest, SystemAudioAndTheMicrophoneAreTracksWithWhatWasPlayed) {
     const auto sound = SoundServer::start();
     if (!sound) GTEST_SKIP() << "pulseaudio is not installed";
-    configure("recSystemAudio = true\nrecMic = true\n");
+    configure("recSystemAudio = true\nrecMic = true\nrecCleanVoice = false\n");
     sound->playTone("speakers", 440, 8);
     sound->playTone("micfeed", 1000, 8);
     const ProcessOutput out = record(sound->environment(), {"record", "fullscreen", "--duration", "3"});
@@ -89,6 +93,44 @@ TEST_F(RecordingSoundTest, WithoutASoundServerOrWithNoAudioTheMovieIsSilent) {
         record(sound->environment(), {"record", "fullscreen", "--duration", "1", "--no-audio"});
     ASSERT_EQ(noAudio.exitCode, 0) << noAudio.err;
     EXPECT_EQ(audioTracks(QString::fromStdString(noAudio.out).trimmed().toStdString()), 0);
+}
+
+TEST_F(RecordingSoundTest, WithTheVoiceCleanedTheSoundIsOneTrackWithQuietSpeechBroughtUp) {
+    const auto sound = SoundServer::start();
+    if (!sound) GTEST_SKIP() << "pulseaudio is not installed";
+    if (QStandardPaths::findExecutable(QStringLiteral("flite")).isEmpty())
+        GTEST_SKIP() << "flite makes the speech";
+    // A quiet voice (peaks at -30 dBFS) into the microphone, nothing on the speakers.
+    const std::string said = home.filePath(QStringLiteral("said.wav")).toStdString();
+    const std::string speech = home.filePath(QStringLiteral("speech.wav")).toStdString();
+    ChildProcess::start("flite", {"-voice", "slt", "-t", "open the settings window and save the file", "-o", said},
+                        {})
+        ->finish(std::chrono::seconds(30));
+    ChildProcess::start("sox", {said, "-r", "48000", "-c", "1", speech, "pad", "0.5", "0", "gain", "-n", "-30"}, {})
+        ->finish(std::chrono::seconds(30));
+    configure("recSystemAudio = true\nrecMic = true\nrecMonoAudio = true\nrecCleanVoice = true\n");
+    sound->playFile("micfeed", speech);
+    const ProcessOutput out = record(sound->environment(), {"record", "fullscreen", "--duration", "4"});
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    EXPECT_EQ(out.err.find("voice levelling skipped"), std::string::npos) << out.err;
+    const std::string movie = QString::fromStdString(out.out).trimmed().toStdString();
+    ASSERT_EQ(audioTracks(movie), 1); // system audio and the microphone mixed
+    const std::vector<float> mixed = audioTrack(movie, 0);
+    std::vector<float> levels;
+    float peak = 0;
+    for (size_t at = 0; at + 2400 <= mixed.size(); at += 2400) {
+        double sum = 0;
+        for (size_t i = at; i < at + 2400; ++i) {
+            sum += double(mixed[i]) * mixed[i];
+            peak = std::max(peak, std::fabs(mixed[i]));
+        }
+        if (std::sqrt(sum / 2400) > 0.0018) levels.push_back(float(std::sqrt(sum / 2400)));
+    }
+    ASSERT_GT(levels.size(), 10u) << "the speech was not recorded";
+    std::sort(levels.begin(), levels.end());
+    // At the target loudness; the sound server's resampling and AAC coded twice move it a little.
+    EXPECT_NEAR(levels[size_t(double(levels.size() - 1) * 0.9)], 0.125, 0.03);
+    EXPECT_LE(peak, 0.99f);
 }
 
 } // namespace
