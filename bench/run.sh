@@ -67,3 +67,7 @@ bash "$here/scrolling.sh" "$build"
 echo
 echo "== Captions: speech recognition against the plain pocketsphinx command, and voice cleaning =="
 bash "$here/captions.sh" "$build"
+
+echo
+echo "== Voice cleaning: denoisers by word error rate on noisy speech; levelling a quiet voice =="
+bash "$here/voice_cleaning.sh" "$build"

@@ -26,14 +26,13 @@ struct Loudness {
 Result<Loudness> measure(const QString& movie) {
     VoiceLeveler::BlockLevels blocks;
     Loudness loudness;
-    const auto read = platform::services().movieSound->readSound(movie, -1, VoiceLeveler::sampleRate, 1,
-                                                                 [&](const float* samples, qsizetype frames) {
-                                                                     blocks.add(samples, frames);
-                                                                     for (qsizetype i = 0; i < frames; ++i)
-                                                                         loudness.peak = std::max(
-                                                                             loudness.peak, std::fabs(samples[i]));
-                                                                     return true;
-                                                                 });
+    const auto read = platform::services().movieSound->readSound(
+        movie, -1, VoiceLeveler::sampleRate, 1, [&](const float* samples, qsizetype frames) {
+            blocks.add(samples, frames);
+            for (qsizetype i = 0; i < frames; ++i)
+                loudness.peak = std::max(loudness.peak, std::fabs(samples[i]));
+            return true;
+        });
     if (!read) return read.error();
     std::vector<float> speech;
     for (const float level : blocks.levels())
@@ -78,7 +77,8 @@ int main(int argc, char** argv) {
     if (*levelled) QFile::remove(**levelled);
     const auto after = measure(movie);
     if (!after) return 1;
-    std::printf("%-8s p90 speech RMS %.4f  peak %.3f\n", "before", double(before->speech), double(before->peak));
+    std::printf("%-8s p90 speech RMS %.4f  peak %.3f\n", "before", double(before->speech),
+                double(before->peak));
     std::printf("%-8s p90 speech RMS %.4f  peak %.3f\n", "after", double(after->speech), double(after->peak));
     std::printf("levelling%s took %.2f s\n", clean ? " and cleaning" : "", seconds);
     return 0;

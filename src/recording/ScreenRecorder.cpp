@@ -1,9 +1,9 @@
 #include "recording/ScreenRecorder.h"
 
 #include "app/Toast.h"
-#include "common/Log.h"
 #include "capture/OutputPipeline.h"
 #include "capture/PostCaptureAction.h"
+#include "common/Log.h"
 #include "platform/Platform.h"
 #include "recording/DisplaySleep.h"
 #include "recording/GIFEncoder.h"
@@ -381,7 +381,8 @@ void ScreenRecorder::levelVoice(const QString& output, bool withSound) {
     QtConcurrent::run([output, mono = m_options.monoAudio] {
         auto levelled = VoiceLeveler::process(output, mono, true);
         if (!levelled) {
-            qCWarning(lcPictavia, "Pictavia: voice levelling skipped: %s", qPrintable(levelled.error().message));
+            qCWarning(lcPictavia, "Pictavia: voice levelling skipped: %s",
+                      qPrintable(levelled.error().message));
             return std::optional<QString>();
         }
         return *levelled;
@@ -393,9 +394,8 @@ void ScreenRecorder::levelVoice(const QString& output, bool withSound) {
 
 void ScreenRecorder::finishWebcam(const QString& output) {
     if (!m_webcamWriter) return deliverMovie(output, std::nullopt);
-    m_webcamWriter->finish().then(this, [this, output](const std::optional<QString>& camera) {
-        deliverMovie(output, camera);
-    });
+    m_webcamWriter->finish().then(
+        this, [this, output](const std::optional<QString>& camera) { deliverMovie(output, camera); });
 }
 
 void ScreenRecorder::deliverMovie(const QString& output, const std::optional<QString>& camera) {

@@ -70,10 +70,11 @@ Result<float> speechGain(const QString& file, int track) {
     auto& sound = platform::services().movieSound;
     if (!sound) return Error{QStringLiteral("Reading sound is not available")};
     BlockLevels levels;
-    const auto read = sound->readSound(file, track, sampleRate, 1, [&](const float* samples, qsizetype frames) {
-        levels.add(samples, frames);
-        return true;
-    });
+    const auto read =
+        sound->readSound(file, track, sampleRate, 1, [&](const float* samples, qsizetype frames) {
+            levels.add(samples, frames);
+            return true;
+        });
     if (!read) return read.error();
     return gainFor(levels.levels());
 }
@@ -82,7 +83,8 @@ void limit(float* samples, qsizetype count) {
     for (qsizetype i = 0; i < count; ++i) {
         const float magnitude = std::fabs(samples[i]);
         if (magnitude > knee)
-            samples[i] = std::copysign(knee + headroom * std::tanh((magnitude - knee) / headroom), samples[i]);
+            samples[i] =
+                std::copysign(knee + headroom * std::tanh((magnitude - knee) / headroom), samples[i]);
     }
 }
 
@@ -99,7 +101,8 @@ Result<std::optional<QString>> process(const QString& movie, bool mono, bool cle
         if (auto isolated = VoiceCleaner::isolate(movie))
             cleaned = *isolated;
         else
-            qCWarning(lcPictavia, "Pictavia: voice isolation skipped: %s", qPrintable(isolated.error().message));
+            qCWarning(lcPictavia, "Pictavia: voice isolation skipped: %s",
+                      qPrintable(isolated.error().message));
     }
     const auto failed = [&](const Error& error) {
         if (cleaned) QFile::remove(*cleaned);

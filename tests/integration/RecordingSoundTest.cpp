@@ -8,8 +8,8 @@
 #include "platform/media/FfmpegMediaReader.h"
 
 #include <QDir>
-#include <QStandardPaths>
 #include <QFile>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -103,10 +103,11 @@ TEST_F(RecordingSoundTest, WithTheVoiceCleanedTheSoundIsOneTrackWithQuietSpeechB
     // A quiet voice (peaks at -30 dBFS) into the microphone, nothing on the speakers.
     const std::string said = home.filePath(QStringLiteral("said.wav")).toStdString();
     const std::string speech = home.filePath(QStringLiteral("speech.wav")).toStdString();
-    ChildProcess::start("flite", {"-voice", "slt", "-t", "open the settings window and save the file", "-o", said},
-                        {})
+    ChildProcess::start("flite",
+                        {"-voice", "slt", "-t", "open the settings window and save the file", "-o", said}, {})
         ->finish(std::chrono::seconds(30));
-    ChildProcess::start("sox", {said, "-r", "48000", "-c", "1", speech, "pad", "0.5", "0", "gain", "-n", "-30"}, {})
+    ChildProcess::start("sox",
+                        {said, "-r", "48000", "-c", "1", speech, "pad", "0.5", "0", "gain", "-n", "-30"}, {})
         ->finish(std::chrono::seconds(30));
     configure("recSystemAudio = true\nrecMic = true\nrecMonoAudio = true\nrecCleanVoice = true\n");
     sound->playFile("micfeed", speech);

@@ -36,8 +36,8 @@ bool run(const std::string& program, const std::vector<std::string>& args) {
 // channels would add them at 3 dB less each, making both measures √2 larger.
 std::vector<float> firstChannel(const std::string& movie) {
     auto ffmpeg = ChildProcess::start("ffmpeg",
-                                      {"-v", "error", "-i", movie, "-map", "0:a:0", "-af", "pan=mono|c0=c0", "-ar",
-                                       "48000", "-f", "f32le", "-"},
+                                      {"-v", "error", "-i", movie, "-map", "0:a:0", "-af", "pan=mono|c0=c0",
+                                       "-ar", "48000", "-f", "f32le", "-"},
                                       {});
     const ProcessOutput out = ffmpeg->finish(std::chrono::seconds(60));
     std::vector<float> samples(out.out.size() / sizeof(float));
@@ -112,14 +112,16 @@ protected:
         const std::string tone = path("tone.wav");
         const std::string sound = path("sound.wav");
         const std::string movie = path("quiet.mov");
-        run("flite", {"-voice", "slt", "-t", "please open the settings window and save the file before you go home",
-                      "-o", path("said.wav")});
-        run("sox", {path("said.wav"), "-r", "48000", "-c", "1", speech, "pad", "0.5", "0.5", "gain", "-n", "-30"});
+        run("flite",
+            {"-voice", "slt", "-t", "please open the settings window and save the file before you go home",
+             "-o", path("said.wav")});
+        run("sox",
+            {path("said.wav"), "-r", "48000", "-c", "1", speech, "pad", "0.5", "0.5", "gain", "-n", "-30"});
         run("sox", {"-n", "-r", "48000", "-c", "1", tone, "synth", "0.15", "sine", "440", "vol", "0.16"});
         run("sox", {speech, tone, sound, "pad", "0", "0.5"});
-        run("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=320x240:rate=15", "-i", sound,
-                       "-shortest", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", "-b:a", "192k",
-                       movie});
+        run("ffmpeg",
+            {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=320x240:rate=15", "-i", sound,
+             "-shortest", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", "-b:a", "192k", movie});
         return movie;
     }
 
@@ -176,10 +178,36 @@ TEST_F(VoiceLevelingTest, QuietSpeechComesOutAtTheTargetLoudnessWithoutClippingA
 
 TEST_F(VoiceLevelingTest, TwoTracksBecomeOneWithBothSoundsInStep) {
     const std::string movie = path("two.mov");
-    run("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=320x240:rate=15:duration=3", "-f", "lavfi",
-                   "-i", "sine=frequency=440:duration=3", "-f", "lavfi", "-i", "sine=frequency=1000:duration=3",
-                   "-map", "0", "-map", "1", "-map", "2", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac",
-                   "-ac", "1", movie});
+    run("ffmpeg", {"-v",
+                   "error",
+                   "-y",
+                   "-f",
+                   "lavfi",
+                   "-i",
+                   "testsrc=size=320x240:rate=15:duration=3",
+                   "-f",
+                   "lavfi",
+                   "-i",
+                   "sine=frequency=440:duration=3",
+                   "-f",
+                   "lavfi",
+                   "-i",
+                   "sine=frequency=1000:duration=3",
+                   "-map",
+                   "0",
+                   "-map",
+                   "1",
+                   "-map",
+                   "2",
+                   "-c:v",
+                   "libx264",
+                   "-preset",
+                   "ultrafast",
+                   "-c:a",
+                   "aac",
+                   "-ac",
+                   "1",
+                   movie});
     const auto levelled = VoiceLeveler::process(QString::fromStdString(movie), true, false);
     ASSERT_TRUE(levelled) << levelled.error().message.toStdString();
     auto probe = ChildProcess::start("ffprobe",
@@ -210,8 +238,8 @@ TEST_F(VoiceLevelingTest, FailuresLeaveTheMovieAsItWasAndNothingBehind) {
     EXPECT_FALSE(QFile::exists(destination));
 
     // Sound from a file that has none.
-    const auto soundless = sound.replaceSound(source, QString::fromStdString(path("missing.wav")), destination, 2,
-                                              {}, {});
+    const auto soundless =
+        sound.replaceSound(source, QString::fromStdString(path("missing.wav")), destination, 2, {}, {});
     EXPECT_FALSE(soundless);
     EXPECT_FALSE(QFile::exists(destination));
 
@@ -229,9 +257,10 @@ TEST_F(VoiceLevelingTest, FailuresLeaveTheMovieAsItWasAndNothingBehind) {
     EXPECT_EQ(fileHash(damaged), damagedHash);
 
     EXPECT_EQ(fileHash(source), original);
-    EXPECT_EQ(QDir(dir.path()).entryList({QStringLiteral("pictavia-*"), QStringLiteral(".*.part")},
-                                          QDir::Files | QDir::Hidden),
-              QStringList{});
+    EXPECT_EQ(
+        QDir(dir.path())
+            .entryList({QStringLiteral("pictavia-*"), QStringLiteral(".*.part")}, QDir::Files | QDir::Hidden),
+        QStringList{});
 }
 
 } // namespace

@@ -35,17 +35,18 @@ Result<bool> DenoisingVoiceIsolator::isolate(const QString& source, const QStrin
         bool cancelled = false;
         qint64 seen = 0;
         const double length = progress ? lengthOf(source) : 0;
-        const auto read = m_sound.readSound(source, -1, sampleRate, 1, [&](const float* samples, qsizetype frames) {
-            cleaned.clear();
-            denoiser.add(samples, frames, cleaned);
-            if (written = file.add(cleaned.data(), qsizetype(cleaned.size())); !written) return false;
-            seen += frames;
-            if (progress && length > 0 && !progress(std::min(double(seen) / sampleRate / length, 1.0))) {
-                cancelled = true;
-                return false;
-            }
-            return true;
-        });
+        const auto read =
+            m_sound.readSound(source, -1, sampleRate, 1, [&](const float* samples, qsizetype frames) {
+                cleaned.clear();
+                denoiser.add(samples, frames, cleaned);
+                if (written = file.add(cleaned.data(), qsizetype(cleaned.size())); !written) return false;
+                seen += frames;
+                if (progress && length > 0 && !progress(std::min(double(seen) / sampleRate / length, 1.0))) {
+                    cancelled = true;
+                    return false;
+                }
+                return true;
+            });
         if (cancelled) return Error{QStringLiteral("Cancelled"), Error{}.domain, MovieSound::Cancelled};
         if (!written) return written;
         if (!read) return read.error();

@@ -12,7 +12,8 @@ extern "C" {
 namespace platform::media {
 
 Error SoundFileWriter::failed(int code) const {
-    return Error{QStringLiteral("Cannot write the sound file %1: %2").arg(shownName(m_path), ffmpegError(code))};
+    return Error{
+        QStringLiteral("Cannot write the sound file %1: %2").arg(shownName(m_path), ffmpegError(code))};
 }
 
 Result<bool> SoundFileWriter::open(const QString& path, int rate) {

@@ -46,7 +46,8 @@ public:
         m_copied.assign(m_input->nb_streams, nullptr);
         for (unsigned i = 0; i < m_input->nb_streams; ++i) {
             const AVStream* in = m_input->streams[i];
-            if (in->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || (in->disposition & AV_DISPOSITION_ATTACHED_PIC))
+            if (in->codecpar->codec_type != AVMEDIA_TYPE_VIDEO ||
+                (in->disposition & AV_DISPOSITION_ATTACHED_PIC))
                 continue;
             AVStream* out = avformat_new_stream(raw, nullptr);
             if (out == nullptr) return failed(AVERROR(ENOMEM));
@@ -76,7 +77,8 @@ public:
                 m_planes[size_t(c)][size_t(i)] = samples[i * m_channels + c];
             planes[size_t(c)] = m_planes[size_t(c)].data();
         }
-        if (av_audio_fifo_write(m_fifo.get(), planes.data(), int(frames)) < frames) return failed(AVERROR(ENOMEM));
+        if (av_audio_fifo_write(m_fifo.get(), planes.data(), int(frames)) < frames)
+            return failed(AVERROR(ENOMEM));
         return encodeSound(false);
     }
 
@@ -112,7 +114,8 @@ private:
         av_channel_layout_default(&encoder->ch_layout, m_channels);
         encoder->bit_rate = soundBitRate;
         encoder->time_base = AVRational{1, sampleRate};
-        if ((m_output->oformat->flags & AVFMT_GLOBALHEADER) != 0) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        if ((m_output->oformat->flags & AVFMT_GLOBALHEADER) != 0)
+            encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
         if (const int code = avcodec_open2(encoder, aac, nullptr); code < 0) return failed(code);
         m_sound = avformat_new_stream(m_output.get(), nullptr);
         if (m_sound == nullptr) return failed(AVERROR(ENOMEM));
@@ -131,7 +134,8 @@ private:
     Result<bool> encodeSound(bool all) {
         AVCodecContext* encoder = m_encoder.get();
         const int frameSize = encoder->frame_size > 0 ? encoder->frame_size : 1024;
-        while (av_audio_fifo_size(m_fifo.get()) >= frameSize || (all && av_audio_fifo_size(m_fifo.get()) > 0)) {
+        while (av_audio_fifo_size(m_fifo.get()) >= frameSize ||
+               (all && av_audio_fifo_size(m_fifo.get()) > 0)) {
             const int count = std::min(frameSize, av_audio_fifo_size(m_fifo.get()));
             av_frame_unref(m_chunk.get());
             m_chunk->format = AV_SAMPLE_FMT_FLTP;
@@ -217,8 +221,8 @@ QString partialName(const QString& destination) {
 } // namespace
 
 Result<bool> FfmpegMovieSound::replaceSound(const QString& source, const QString& soundSource,
-                                            const QString& destination, int channels, const Transform& transform,
-                                            const Progress& progress) {
+                                            const QString& destination, int channels,
+                                            const Transform& transform, const Progress& progress) {
     quietFfmpegLog();
     channels = std::clamp(channels, 1, 2);
     const QString partial = partialName(destination);
@@ -250,8 +254,8 @@ Result<bool> FfmpegMovieSound::replaceSound(const QString& source, const QString
         return outcome;
     }
     std::error_code error;
-    std::filesystem::rename(QFile::encodeName(partial).toStdString(), QFile::encodeName(destination).toStdString(),
-                            error);
+    std::filesystem::rename(QFile::encodeName(partial).toStdString(),
+                            QFile::encodeName(destination).toStdString(), error);
     if (error) {
         QFile::remove(partial);
         return Error{QStringLiteral("Cannot write the movie %1").arg(shownName(destination))};

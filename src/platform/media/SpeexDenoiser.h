@@ -34,7 +34,7 @@ private:
 
     SpeexPreprocessState_* m_state;
     std::vector<int16_t> m_frame;
-    qint64 m_taken = 0; // samples handed in
+    qint64 m_taken = 0;      // samples handed in
     qint64 m_given = -delay; // samples handed out; the first `delay` are the lag, left out
 };
 

@@ -2,8 +2,8 @@
 // about a movie (left alone, rewritten, cleaned first, failing without harm), against a movie
 // sound service and a voice isolator that stand in for FFmpeg.
 
-#include "platform/Platform.h"
 #include "video/VoiceLeveler.h"
+#include "platform/Platform.h"
 
 #include <QDir>
 #include <QFile>
@@ -216,7 +216,7 @@ TEST_F(VoiceLevelerTest, ACleanedVoiceIsMeasuredAndPutInAndHandedBack) {
     const QString cleaned = **levelled;
     EXPECT_TRUE(QFileInfo(cleaned).fileName().startsWith(QStringLiteral("pictavia-clean-")));
     EXPECT_TRUE(QFile::exists(cleaned));
-    EXPECT_EQ(sound->read.value(0), cleaned); // the gain comes from the cleaned sound
+    EXPECT_EQ(sound->read.value(0), cleaned);  // the gain comes from the cleaned sound
     ASSERT_EQ(sound->replacements.size(), 1u); // at gain 1, put in all the same
     EXPECT_EQ(sound->replacements[0].soundSource, cleaned);
     EXPECT_EQ(movieBytes(), "rewritten");
