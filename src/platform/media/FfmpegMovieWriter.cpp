@@ -3,6 +3,7 @@
 #include "platform/media/FfmpegEncoding.h"
 #include "platform/media/FfmpegHandles.h"
 #include "platform/media/FfmpegLog.h"
+#include "platform/media/FfmpegSoundFrames.h"
 
 #include <QFile>
 
@@ -300,21 +301,13 @@ private:
     }
 
     Result<bool> drainAudio(AudioTrack& audio, bool all) {
-        const int frameSize = audio.context->frame_size > 0 ? audio.context->frame_size : 1024;
-        while (av_audio_fifo_size(audio.fifo) >= frameSize || (all && av_audio_fifo_size(audio.fifo) > 0)) {
-            const int count = std::min(frameSize, av_audio_fifo_size(audio.fifo));
-            av_frame_unref(m_frame);
-            m_frame->format = AV_SAMPLE_FMT_FLTP;
-            m_frame->nb_samples = count;
-            m_frame->sample_rate = audioSampleRate;
-            av_channel_layout_copy(&m_frame->ch_layout, &audio.context->ch_layout);
-            if (const int code = av_frame_get_buffer(m_frame, 0); code < 0) return failed(code);
-            av_audio_fifo_read(audio.fifo, reinterpret_cast<void**>(m_frame->data), count);
-            m_frame->pts = audio.nextSample;
+        while (true) {
+            const int count = takeSoundFrame(audio.fifo, audio.context, m_frame, all, audio.nextSample);
+            if (count < 0) return failed(count);
+            if (count == 0) return true;
             audio.nextSample += count;
             if (auto encoded = encode(audio, m_frame); !encoded) return encoded;
         }
-        return true;
     }
 
     // Sends a frame (null: the end) and writes every packet the encoder has ready.

@@ -2,6 +2,7 @@
 #include "platform/media/FfmpegLog.h"
 #include "platform/media/FfmpegMovieSound.h"
 #include "platform/media/FfmpegMovieSource.h"
+#include "platform/media/FfmpegSoundFrames.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -132,24 +133,16 @@ private:
 
     // Encodes the fifo in the encoder's frame size; at the end, the rest too.
     Result<bool> encodeSound(bool all) {
-        AVCodecContext* encoder = m_encoder.get();
-        const int frameSize = encoder->frame_size > 0 ? encoder->frame_size : 1024;
-        while (av_audio_fifo_size(m_fifo.get()) >= frameSize ||
-               (all && av_audio_fifo_size(m_fifo.get()) > 0)) {
-            const int count = std::min(frameSize, av_audio_fifo_size(m_fifo.get()));
-            av_frame_unref(m_chunk.get());
-            m_chunk->format = AV_SAMPLE_FMT_FLTP;
-            m_chunk->nb_samples = count;
-            m_chunk->sample_rate = sampleRate;
-            av_channel_layout_copy(&m_chunk->ch_layout, &encoder->ch_layout);
-            if (const int code = av_frame_get_buffer(m_chunk.get(), 0); code < 0) return failed(code);
-            av_audio_fifo_read(m_fifo.get(), reinterpret_cast<void**>(m_chunk->data), count);
-            m_chunk->pts = m_soundStart + m_encoded;
+        while (true) {
+            const int count =
+                takeSoundFrame(m_fifo.get(), m_encoder.get(), m_chunk.get(), all, m_soundStart + m_encoded);
+            if (count < 0) return failed(count);
+            if (count == 0) return true;
             m_encoded += count;
-            if (const int code = avcodec_send_frame(encoder, m_chunk.get()); code < 0) return failed(code);
+            if (const int code = avcodec_send_frame(m_encoder.get(), m_chunk.get()); code < 0)
+                return failed(code);
             if (auto written = writeSoundPackets(); !written) return written;
         }
-        return true;
     }
 
     Result<bool> writeSoundPackets() {

@@ -1,4 +1,5 @@
 #include "platform/media/FfmpegSoundTrack.h"
+#include "platform/media/FfmpegSoundFrames.h"
 
 extern "C" {
 #include <libavutil/audio_fifo.h>
@@ -177,17 +178,10 @@ Result<bool> SoundTrack::place(const float* const* planes, int count, double tim
 // Encodes the fifo in the encoder's frame size; at the end, the rest too.
 Result<bool> SoundTrack::drain(bool all, const Write& write) {
     AVCodecContext* encoder = m_encoder.get();
-    const int frameSize = encoder->frame_size > 0 ? encoder->frame_size : 1024;
-    while (av_audio_fifo_size(m_fifo) >= frameSize || (all && av_audio_fifo_size(m_fifo) > 0)) {
-        const int count = std::min(frameSize, av_audio_fifo_size(m_fifo));
-        av_frame_unref(m_chunk.get());
-        m_chunk->format = AV_SAMPLE_FMT_FLTP;
-        m_chunk->nb_samples = count;
-        m_chunk->sample_rate = sampleRate;
-        av_channel_layout_copy(&m_chunk->ch_layout, &encoder->ch_layout);
-        if (const int code = av_frame_get_buffer(m_chunk.get(), 0); code < 0) return failed(code);
-        av_audio_fifo_read(m_fifo, reinterpret_cast<void**>(m_chunk->data), count);
-        m_chunk->pts = m_encoded;
+    while (true) {
+        const int count = takeSoundFrame(m_fifo, encoder, m_chunk.get(), all, m_encoded);
+        if (count < 0) return failed(count);
+        if (count == 0) return true;
         m_encoded += count;
         int code = avcodec_send_frame(encoder, m_chunk.get());
         if (code < 0) return failed(code);
@@ -198,7 +192,6 @@ Result<bool> SoundTrack::drain(bool all, const Write& write) {
         }
         if (code != AVERROR(EAGAIN)) return failed(code);
     }
-    return true;
 }
 
 } // namespace platform::media
