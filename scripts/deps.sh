@@ -58,6 +58,9 @@ packages=(
   sway swaybg pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk grim
   # tests: running the Wayland session as an unprivileged user when the tests run as root
   util-linux passwd dbus-bin
+  # Wayland: copying to the clipboard without the keyboard focus (wl-copy, through the
+  # compositor's data-control protocol), and the tests' reading it back (wl-paste)
+  wl-clipboard
   # pictavia:// URLs opened through the desktop's handler registry
   desktop-file-utils xdg-utils
   # style checks

@@ -10,6 +10,7 @@
 #include "editor/Beautifier.h"
 #include "editor/PresetStore.h"
 #include "platform/Platform.h"
+#include "platform/ReportingClipboard.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -137,8 +138,17 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
         if (auto& clipboard = platform::services().clipboard) {
             QImage forClipboard = image;
             forClipboard.setDevicePixelRatio(scale);
-            clipboard->setImage(forClipboard, encoded.format == u"png" ? encoded.bytes : QByteArray());
-            delivered.copied = true;
+            const QByteArray png = encoded.format == u"png" ? encoded.bytes : QByteArray();
+            // A clipboard that can fail says why, and nothing claims the copy.
+            if (auto* reporting = dynamic_cast<platform::ReportingClipboard*>(clipboard.get())) {
+                const auto copied = reporting->copyImage(forClipboard, png);
+                delivered.copied = copied.ok();
+                if (!copied)
+                    Toast::show(QStringLiteral("Could not copy to the clipboard: ") + copied.error().message);
+            } else {
+                clipboard->setImage(forClipboard, png);
+                delivered.copied = true;
+            }
         }
     }
 

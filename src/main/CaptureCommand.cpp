@@ -297,11 +297,13 @@ void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture:
     }
 }
 
-int reportCapture(const Result<OutputPipeline::Delivered>& result) {
+int reportCapture(const Result<OutputPipeline::Delivered>& result, bool copyOnly) {
     if (!result) {
         CommandOutput::error(result.error().message);
         return CommandLine::failed;
     }
+    // The copy was all it asked for: the delivery has already said why it did not take.
+    if (copyOnly && !result->copied) return CommandLine::failed;
     // A copy to the clipboard only has no file to name.
     if (!result->file().isEmpty()) CommandOutput::out(result->file() + u'\n');
     return CommandLine::ok;
@@ -313,5 +315,5 @@ int runCaptureCommand(const QStringList& arguments) {
     const auto& request = std::get<CaptureRequest>(parsed);
     if (!connect()) return CommandLine::failed;
     Usage::count(request.usageEvent());
-    return finish(reportCapture(takeCapture(request)));
+    return finish(reportCapture(takeCapture(request), request.copyOnly));
 }

@@ -36,8 +36,9 @@ Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request);
 // The same without holding up the caller: grab and encoding on a worker thread.
 void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture::Done done);
 
-// Prints the delivered file or the failure; returns the exit code.
-int reportCapture(const Result<OutputPipeline::Delivered>& result);
+// Prints the delivered file or the failure; returns the exit code. A copy-only capture whose
+// copy did not take fails (the delivery has said why).
+int reportCapture(const Result<OutputPipeline::Delivered>& result, bool copyOnly);
 
 // The whole command in this process. Returns the process exit code.
 int runCaptureCommand(const QStringList& arguments);

@@ -34,10 +34,11 @@ void capture(const QStringList& arguments, std::shared_ptr<InstanceChannel::Repl
     if (const int* code = std::get_if<int>(&parsed)) return reply->finish(*code);
     const auto& request = std::get<CaptureRequest>(parsed);
     Usage::count(request.usageEvent());
-    takeCapture(request, qApp, [reply, sink = CommandOutput::current()](const auto& result) {
-        const CommandOutput::Redirect redirect(sink);
-        reply->finish(reportCapture(result));
-    });
+    takeCapture(request, qApp,
+                [reply, sink = CommandOutput::current(), copyOnly = request.copyOnly](const auto& result) {
+                    const CommandOutput::Redirect redirect(sink);
+                    reply->finish(reportCapture(result, copyOnly));
+                });
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
 #include "platform/wayland/WaylandScreenBackend.h"
+#include "platform/wayland/WlClipboard.h"
 #include "platform/x11/X11FrameStream.h"
 #include "platform/x11/X11InputMonitor.h"
 #include "platform/x11/X11ScreenBackend.h"
@@ -31,7 +32,11 @@ Result<bool> install(Presentation presentation) {
     installImageServices();
     platform::Services services;
     services.sound = std::make_unique<platform::sound::CanberraSound>();
-    if (presentation == Presentation::Resident) {
+    const bool wayland = BackendChoice::current() == BackendChoice::Backend::wayland;
+    if (wayland) {
+        // Without the keyboard focus a Wayland client cannot set the clipboard itself.
+        services.clipboard = std::make_unique<platform::wayland::WlClipboard>();
+    } else if (presentation == Presentation::Resident) {
         services.clipboard = std::make_unique<platform::qt::QtClipboard>();
     } else {
         // This process ends right after its capture, so another process keeps the clipboard.
@@ -45,7 +50,6 @@ Result<bool> install(Presentation presentation) {
         services.toasts = std::make_unique<platform::qt::StderrToasts>();
         services.namePrompt = std::make_unique<platform::qt::TerminalNamePrompt>();
     }
-    const bool wayland = BackendChoice::current() == BackendChoice::Backend::wayland;
     auto screen = wayland ? platform::wayland::connect() : platform::x11::connect();
     if (!screen) {
         platform::install(std::move(services));
@@ -71,9 +75,9 @@ std::optional<QString> notAvailable(Flow flow) {
     if (BackendChoice::current() != BackendChoice::Backend::wayland) return std::nullopt;
     switch (flow) {
     case Flow::windowList:
-        return QStringLiteral("Window lists are not available on Wayland yet.");
+        return platform::wayland::windowsUnavailable(platform::wayland::WindowFlow::list);
     case Flow::windowCapture:
-        return QStringLiteral("Window captures are not available on Wayland yet.");
+        return platform::wayland::windowsUnavailable(platform::wayland::WindowFlow::capture);
     case Flow::scrollingCapture:
         return QStringLiteral("Scrolling captures are not available on Wayland yet.");
     }

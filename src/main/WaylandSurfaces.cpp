@@ -12,7 +12,12 @@ public:
     void start(Completion completion) override {
         // As a picker the user cancelled: the flow ends after start() has returned.
         QTimer::singleShot(0, [completion = std::move(completion)] {
-            Toast::show(PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture).value_or(QString()));
+            // Where the compositor lists its windows, they can be captured by id, but there is
+            // no overlay yet to pick one on screen.
+            Toast::show(PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture)
+                            .value_or(QStringLiteral(
+                                "Picking a window on screen is not available on Wayland yet: "
+                                "run \"pictavia windows\" and \"pictavia capture window --id N\".")));
             completion(std::nullopt);
         });
     }

@@ -4,9 +4,10 @@
 //               [--type normal|desktop] [--text TEXT] [--counter] [--report-presses]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
-// until killed. --class sets the class part of WM_CLASS (the application name); --above and
-// --below ask the window manager to keep the window above or below others; --type desktop
-// makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like a file manager's icons.
+// until killed. --class sets the class part of WM_CLASS (the application name), and the app
+// id under Wayland; --above and --below ask the window manager to keep the window above or
+// below others; --type desktop makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like
+// a file manager's icons.
 // --report-presses prints "press X,Y" (client coordinates) for every mouse press it gets.
 //
 //   test_window --print-clipboard       prints the clipboard's text, or "image WxH", and exits
@@ -124,6 +125,8 @@ int main(int argc, char** argv) {
     if (!windowClass.isEmpty()) QCoreApplication::setApplicationName(windowClass);
 
     QApplication app(argc, argv);
+    // On Wayland the window's app id is the desktop file's name.
+    if (!windowClass.isEmpty()) QGuiApplication::setDesktopFileName(windowClass);
     // Another program on the clipboard, for the clipboard tests.
     if (argc == 2 && QByteArray(argv[1]) == "--print-clipboard") {
         const QImage image = QApplication::clipboard()->image();

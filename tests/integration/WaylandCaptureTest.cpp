@@ -1,6 +1,7 @@
 // Captures in a headless sway session: the backend chosen from the session, displays from
-// the compositor's outputs, full-screen pixels through the screenshot portal, and plain
-// sentences for the flows Wayland does not have yet.
+// the compositor's outputs, full-screen pixels through the screenshot portal, windows from
+// the compositor's tree, the clipboard through wl-copy, and plain sentences for the flows
+// Wayland does not have yet.
 
 #include "WaitUntil.h"
 #include "WaylandSession.h"
@@ -11,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRect>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +37,43 @@ protected:
     }
 
     ProcessOutput pictavia(std::vector<std::string> args) { return session->run(program, args); }
+
+    // Pictavia run with `assignments` ("NAME=value") put before it by the shell, which replaces
+    // what the session sets.
+    ProcessOutput pictaviaWith(const std::string& assignments, std::vector<std::string> args) {
+        args.insert(args.begin(), {"-c", assignments + " exec \"$0\" \"$@\"", program});
+        return session->run("sh", args);
+    }
+
+    // Starts a Qt test window on the session's compositor, painted in one colour.
+    void startWindow(const std::string& title, const std::string& appId, const std::string& colour,
+                     const std::string& size) {
+        const std::string window = session->reachable(TEST_WINDOW_BIN);
+        ASSERT_FALSE(window.empty());
+        session->startProcess(window,
+                              {"--title", title, "--class", appId, "--pattern", colour, "--size", size},
+                              {{"QT_QPA_PLATFORM", "wayland"}});
+    }
+
+    // `pictavia windows --json`, once it lists a window titled `title`.
+    QJsonArray windowsListing(const std::string& title) {
+        QJsonArray listed;
+        waitUntil([&] {
+            const ProcessOutput out = pictavia({"windows", "--json"});
+            if (out.exitCode != 0) return false;
+            listed = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).array();
+            for (const QJsonValue& window : std::as_const(listed))
+                if (window["title"].toString().toStdString() == title) return true;
+            return false;
+        });
+        return listed;
+    }
+
+    static QJsonObject titled(const QJsonArray& windows, const QString& title) {
+        for (const QJsonValue& window : windows)
+            if (window["title"].toString() == title) return window.toObject();
+        return {};
+    }
 
     // The picture of one capture command, with the path it printed.
     QImage captured(const std::vector<std::string>& args) {
@@ -147,7 +186,7 @@ TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
     // No window list to pick from, and no hotkeys: it says so rather than show nothing.
     EXPECT_TRUE(logged("Global shortcuts are not available on Wayland yet"));
     EXPECT_EQ(pictavia({"pictavia://capture-window"}).exitCode, 0);
-    EXPECT_TRUE(logged("pictavia: Window captures are not available on Wayland yet."));
+    EXPECT_TRUE(logged("pictavia: Picking a window on screen is not available on Wayland yet"));
 }
 
 TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
@@ -158,9 +197,16 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
         EXPECT_EQ(out.out, "");
         EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;
     };
-    expectFailure({"windows"}, "Window lists are not available on Wayland yet.");
-    expectFailure({"capture", "window", "--app", "anything"},
-                  "Window captures are not available on Wayland yet.");
+    // A compositor that does not list its windows, as GNOME and KDE do not.
+    const auto expectRefused = [&](const std::vector<std::string>& args, const std::string& sentence) {
+        const ProcessOutput out = pictaviaWith("SWAYSOCK= I3SOCK=", args);
+        EXPECT_EQ(out.exitCode, 1) << sentence;
+        EXPECT_EQ(out.out, "");
+        EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;
+    };
+    expectRefused({"windows"}, "Window lists are not available on this desktop");
+    expectRefused({"capture", "window", "--app", "anything"},
+                  "Window captures are not available on this desktop");
     expectFailure({"capture", "scrolling", "--rect", "0,0,100,100"},
                   "Scrolling captures are not available on Wayland yet.");
     expectFailure({"capture", "fullscreen", "--display", "7"}, "Display not found");
@@ -172,6 +218,79 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
     const ProcessOutput unknown = pictavia({"capture", "fullscreen", "--backend", "mir"});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_NE(unknown.err.find("--backend is x11 or wayland"), std::string::npos) << unknown.err;
+}
+
+TEST_F(WaylandCaptureTest, WindowsAreListedFromTheCompositorAndCapturedWhileShown) {
+    startSession({.outputs = {{640, 480, 1.0}}});
+    session->startProcess("swaybg", {"-c", "#3366cc"});
+    ASSERT_TRUE(showing(session->outputNames(), qRgb(0x33, 0x66, 0xcc)));
+    // Floating and without borders, a window has the size it asks for, centred on the output.
+    const ProcessOutput rules = session->run("swaymsg", {"default_border none; default_floating_border none; "
+                                                         "for_window [app_id=\"^known\"] floating enable"});
+    ASSERT_EQ(rules.exitCode, 0) << rules.out << rules.err;
+
+    startWindow("Known window", "knownapp", "#cc3344", "200x150");
+    const QJsonArray listed = windowsListing("Known window");
+    const QJsonObject known = titled(listed, QStringLiteral("Known window"));
+    ASSERT_FALSE(known.isEmpty()) << QJsonDocument(listed).toJson().toStdString();
+    EXPECT_EQ(known["app"].toString(), "knownapp");
+    EXPECT_GT(known["pid"].toInteger(), 0);
+    const QJsonObject frame = known["frame"].toObject();
+    EXPECT_EQ(QRect(frame["x"].toInt(), frame["y"].toInt(), frame["width"].toInt(), frame["height"].toInt()),
+              QRect(220, 165, 200, 150));
+
+    const std::string id = std::to_string(known["id"].toInteger());
+    const QImage image = captured({"capture", "window", "--id", id});
+    ASSERT_EQ(image.size(), QSize(200, 150));
+    EXPECT_EQ(pixelsNotOf(image, qRgb(0xcc, 0x33, 0x44)), 0);
+    EXPECT_EQ(captured({"capture", "window", "--app", "knownapp"}).size(), QSize(200, 150));
+
+    // A window in front of it: its pixels are not the known window's, and it says so.
+    startWindow("Cover", "knowncover", "#11ee11", "100x100");
+    windowsListing("Cover");
+    const ProcessOutput covered = pictavia({"capture", "window", "--id", id});
+    EXPECT_EQ(covered.exitCode, 1);
+    EXPECT_EQ(covered.out, "");
+    EXPECT_NE(covered.err.find("That window is partly covered by \"Cover\""), std::string::npos)
+        << covered.err;
+
+    // On a workspace that is not shown it is neither listed nor captured.
+    ASSERT_EQ(session->run("swaymsg", {"workspace", "2"}).exitCode, 0);
+    ASSERT_TRUE(waitUntil([&] {
+        const ProcessOutput out = pictavia({"windows", "--json"});
+        return out.exitCode == 0 && out.out.find("Known window") == std::string::npos;
+    }));
+    const ProcessOutput hidden = pictavia({"capture", "window", "--id", id});
+    EXPECT_EQ(hidden.exitCode, 1);
+    EXPECT_NE(hidden.err.find("That window is not on screen"), std::string::npos) << hidden.err;
+    const ProcessOutput gone = pictavia({"capture", "window", "--id", "999999"});
+    EXPECT_EQ(gone.exitCode, 1);
+    EXPECT_NE(gone.err.find("Window not found"), std::string::npos) << gone.err;
+}
+
+TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
+    startSession({.outputs = {{640, 480, 1.0}}});
+    session->startProcess("swaybg", {"-c", "#884422"});
+    ASSERT_TRUE(showing(session->outputNames(), qRgb(0x88, 0x44, 0x22)));
+
+    const ProcessOutput copied = pictavia({"capture", "fullscreen", "--copy"});
+    ASSERT_EQ(copied.exitCode, 0) << copied.err;
+    EXPECT_EQ(copied.out, "");
+    // wl-copy serves the picture after pictavia has ended.
+    const ProcessOutput pasted = session->run("wl-paste", {"--type", "image/png"});
+    ASSERT_EQ(pasted.exitCode, 0) << pasted.err;
+    QImage image;
+    ASSERT_TRUE(image.loadFromData(QByteArray::fromStdString(pasted.out), "PNG"));
+    ASSERT_EQ(image.size(), QSize(640, 480));
+    EXPECT_EQ(pixelsNotOf(image, qRgb(0x88, 0x44, 0x22)), 0);
+
+    // Without wl-copy nothing can set the clipboard, and the command does not claim it did.
+    const ProcessOutput missing = pictaviaWith("PATH=/nonexistent", {"capture", "fullscreen", "--copy"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("Could not copy to the clipboard: wl-copy is not installed"),
+              std::string::npos)
+        << missing.err;
+    EXPECT_EQ(missing.err.find("Copied to clipboard"), std::string::npos) << missing.err;
 }
 
 } // namespace

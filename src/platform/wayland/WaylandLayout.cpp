@@ -49,6 +49,24 @@ QRectF WaylandLayout::pictureSource(qsizetype index, const QRect& pixels, double
             QSizeF(pixels.size()) * perPixel};
 }
 
+std::optional<QRect> WaylandLayout::pixelsOf(const QString& outputName, const QRect& logical) const {
+    for (qsizetype i = 0; i < m_outputs.size(); ++i) {
+        const Output& output = m_outputs[i];
+        if (output.name != outputName) continue;
+        const QRect part = logical.intersected(output.logical);
+        if (part.isEmpty()) return std::nullopt;
+        const double scale = m_displays[i].scale;
+        const QPoint origin = m_displays[i].geometry.topLeft();
+        const QPoint from = part.topLeft() - output.logical.topLeft();
+        const QPoint to = part.topLeft() + QPoint(part.width(), part.height()) - output.logical.topLeft();
+        const QPoint topLeft(int(std::lround(from.x() * scale)), int(std::lround(from.y() * scale)));
+        const QPoint bottomRight(int(std::lround(to.x() * scale)), int(std::lround(to.y() * scale)));
+        return QRect(origin + topLeft, origin + bottomRight - QPoint(1, 1))
+            .intersected(m_displays[i].geometry);
+    }
+    return std::nullopt;
+}
+
 double WaylandLayout::pictureScale(int pictureWidth) const {
     return m_bounds.width() > 0 ? double(pictureWidth) / m_bounds.width() : 1.0;
 }

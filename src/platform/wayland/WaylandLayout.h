@@ -39,6 +39,10 @@ public:
     // top-left corner at the picture's.
     QRectF pictureSource(qsizetype index, const QRect& pixels, double pictureScale) const;
 
+    // Where a rectangle of logical units (the compositor's layout) lies in the made-up pixel
+    // space, cut to the output named `outputName`; nullopt when no such output holds any of it.
+    std::optional<QRect> pixelsOf(const QString& outputName, const QRect& logical) const;
+
     // How many pixels per logical unit a picture of the whole layout of this width has.
     double pictureScale(int pictureWidth) const;
 

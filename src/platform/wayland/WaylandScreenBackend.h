@@ -4,6 +4,7 @@
 #include "platform/ScreenBackend.h"
 
 #include <memory>
+#include <optional>
 
 namespace platform::wayland {
 
@@ -14,8 +15,14 @@ Result<bool> checkCompositor();
 
 // The screen backend of a Wayland session: displays from Qt's screens (the process needs a
 // QGuiApplication on Qt's Wayland plugin by the time it asks), pixels through the desktop's
-// screenshot portal. Window lists and window grabs are not there yet: they answer with an
-// empty list and a sentence that says so.
+// screenshot portal. Windows come from the compositor's IPC where it is sway or another
+// i3-compatible one, and a window is captured by cutting it from the desktop's screenshot
+// while it is shown whole; elsewhere the list is empty and window grabs are refused with
+// the sentence windowsUnavailable() gives.
 Result<std::unique_ptr<ScreenBackend>> connect();
+
+// Why this session's compositor cannot list or capture windows, or nullopt where it can.
+enum class WindowFlow { list, capture };
+std::optional<QString> windowsUnavailable(WindowFlow flow);
 
 } // namespace platform::wayland

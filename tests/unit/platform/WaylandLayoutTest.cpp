@@ -59,3 +59,20 @@ TEST(WaylandLayoutTest, ALayoutAwayFromTheOriginStartsAtThePicturesCorner) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(WaylandLayoutTest, WindowRectanglesLandInTheirOutputsPixels) {
+    const WaylandLayout layout = mixedScales();
+    // On the scale-2 panel every layout unit is two pixels.
+    EXPECT_EQ(layout.pixelsOf(QStringLiteral("eDP-1"), QRect(100, 50, 200, 100)), QRect(200, 100, 400, 200));
+    // On the monitor beside it, the pixels start where its display starts.
+    EXPECT_EQ(layout.pixelsOf(QStringLiteral("HDMI-A-1"), QRect(1380, 10, 300, 200)),
+              QRect(2660, 10, 300, 200));
+    // A window reaching past its output is cut to it; one on no output has no pixels.
+    EXPECT_EQ(layout.pixelsOf(QStringLiteral("eDP-1"), QRect(1200, 0, 200, 100)), QRect(2400, 0, 160, 200));
+    EXPECT_EQ(layout.pixelsOf(QStringLiteral("HEADLESS-9"), QRect(0, 0, 10, 10)), std::nullopt);
+    EXPECT_EQ(layout.pixelsOf(QStringLiteral("eDP-1"), QRect(1500, 0, 10, 10)), std::nullopt);
+}
+
+} // namespace
