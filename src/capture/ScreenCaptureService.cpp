@@ -143,7 +143,13 @@ ScreenCaptureService::captureWindowWithBackdrop(uint32_t windowID, bool includeB
     std::optional<platform::WindowInfo> window;
     for (const auto& w : backend()->windows())
         if (w.id == windowID) window = w;
-    if (!window) return windowNotFound();
+    if (!window) {
+        // A window the system knows but does not show (on another workspace, say) is not in
+        // the list; the backend's refusal says where it is rather than that it is gone.
+        const auto refused = backend()->grabWindow(windowID);
+        if (!refused && refused.error().code != 2) return refused.error();
+        return windowNotFound();
+    }
     auto image = [&] {
         // Where the window is copied from the screen, ours in front of it would be in the
         // picture; one of ours asked for by number stays for it.

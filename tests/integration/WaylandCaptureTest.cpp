@@ -32,7 +32,8 @@ protected:
         if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
         const ProcessOutput prefs = session->run(
             "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
-                         "captureSound = false\\n' > \"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+                         "captureSound = false\\nwindowShadow = false\\n' > "
+                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
         ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
     }
 
@@ -230,6 +231,8 @@ TEST_F(WaylandCaptureTest, WindowsAreListedFromTheCompositorAndCapturedWhileShow
     ASSERT_EQ(rules.exitCode, 0) << rules.out << rules.err;
 
     startWindow("Known window", "knownapp", "#cc3344", "200x150");
+    // Listed as soon as it is mapped, shown once it has drawn.
+    ASSERT_TRUE(showing(session->outputNames(), qRgb(0xcc, 0x33, 0x44)));
     const QJsonArray listed = windowsListing("Known window");
     const QJsonObject known = titled(listed, QStringLiteral("Known window"));
     ASSERT_FALSE(known.isEmpty()) << QJsonDocument(listed).toJson().toStdString();
@@ -273,7 +276,7 @@ TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
     session->startProcess("swaybg", {"-c", "#884422"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x88, 0x44, 0x22)));
 
-    const ProcessOutput copied = pictavia({"capture", "fullscreen", "--copy"});
+    const ProcessOutput copied = pictavia({"capture", "area", "--rect", "0,0,640,480", "--copy"});
     ASSERT_EQ(copied.exitCode, 0) << copied.err;
     EXPECT_EQ(copied.out, "");
     // wl-copy serves the picture after pictavia has ended.
@@ -285,7 +288,8 @@ TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
     EXPECT_EQ(pixelsNotOf(image, qRgb(0x88, 0x44, 0x22)), 0);
 
     // Without wl-copy nothing can set the clipboard, and the command does not claim it did.
-    const ProcessOutput missing = pictaviaWith("PATH=/nonexistent", {"capture", "fullscreen", "--copy"});
+    const ProcessOutput missing =
+        pictaviaWith("PATH=/nonexistent", {"capture", "area", "--rect", "0,0,640,480", "--copy"});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_NE(missing.err.find("Could not copy to the clipboard: wl-copy is not installed"),
               std::string::npos)
