@@ -25,6 +25,9 @@ platform::DisplayInfo display(const ToolArgs& args) {
 
 platform::WindowInfo window(const ToolArgs& args) {
     const QList<platform::WindowInfo> windows = ToolInfo::windows();
+    if (windows.isEmpty()) {
+        if (const auto missing = ToolInfo::windowsUnavailable()) failTool(*missing);
+    }
     if (const auto id = args.integer(QStringLiteral("window_id"))) {
         for (const auto& window : windows)
             if (window.id == static_cast<uint32_t>(*id)) return window;

@@ -127,6 +127,12 @@ void listWindows(const ToolArgs& args, const ToolContext&, const ToolDone& done)
     ToolOutput out;
     out.json.insert(QStringLiteral("windows"), list);
     out.summary = QStringLiteral("Listed %1 windows").arg(list.size());
+    if (list.isEmpty()) {
+        if (const auto missing = ToolInfo::windowsUnavailable()) {
+            out.json.insert(QStringLiteral("note"), *missing);
+            out.summary = *missing;
+        }
+    }
     done(std::move(out));
 }
 
@@ -196,6 +202,18 @@ QList<platform::WindowInfo> windows() {
     for (const platform::WindowInfo& window : screen->windows())
         if (window.layer == 0 && !window.frame.isEmpty()) list.append(window);
     return list;
+}
+
+std::optional<QString> windowsUnavailable() {
+    const auto& screen = platform::services().screen;
+    if (!screen) return QStringLiteral("No display is available.");
+    if (!screen->windows().isEmpty()) return std::nullopt;
+    // A backend without a window list refuses every window grab with its reason, where a
+    // missing window is just "Window not found"; 0 is never a window's number.
+    const auto refused = screen->grabWindow(0);
+    if (!refused && refused.error().code == 2 && refused.error().message != u"Window not found")
+        return refused.error().message;
+    return std::nullopt;
 }
 
 QRectF pointFrame(const QRect& rootPixels) {
