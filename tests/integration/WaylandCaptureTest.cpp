@@ -297,4 +297,30 @@ TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
     EXPECT_EQ(missing.err.find("Copied to clipboard"), std::string::npos) << missing.err;
 }
 
+TEST_F(WaylandCaptureTest, AWindowOnADoubleScaleOutputIsListedAndCapturedInItsPixels) {
+    startSession({.outputs = {{640, 480, 1.0}, {640, 480, 2.0}}});
+    session->startProcess("swaybg",
+                          {"-o", "HEADLESS-1", "-c", "#3366cc", "-o", "HEADLESS-2", "-c", "#cc6633"});
+    ASSERT_TRUE(showing({"HEADLESS-2"}, qRgb(0xcc, 0x66, 0x33)));
+    const ProcessOutput rules = session->run(
+        "swaymsg",
+        {"default_border none; default_floating_border none; for_window [app_id=\"^known\"] floating "
+         "enable; focus output HEADLESS-2"});
+    ASSERT_EQ(rules.exitCode, 0) << rules.out << rules.err;
+
+    // 200 by 150 units, centred on an output of 320 by 240 units that starts at unit 640:
+    // twice as many pixels, beside the first output's at twice its position.
+    startWindow("Sharp window", "knownsharp", "#cc3344", "200x150");
+    ASSERT_TRUE(showing({"HEADLESS-2"}, qRgb(0xcc, 0x33, 0x44)));
+    const QJsonObject sharp = titled(windowsListing("Sharp window"), QStringLiteral("Sharp window"));
+    ASSERT_FALSE(sharp.isEmpty());
+    const QJsonObject frame = sharp["frame"].toObject();
+    EXPECT_EQ(QRect(frame["x"].toInt(), frame["y"].toInt(), frame["width"].toInt(), frame["height"].toInt()),
+              QRect(1280 + 120, 90, 400, 300));
+
+    const QImage image = captured({"capture", "window", "--id", std::to_string(sharp["id"].toInteger())});
+    ASSERT_EQ(image.size(), QSize(400, 300));
+    EXPECT_EQ(pixelsNotOf(image, qRgb(0xcc, 0x33, 0x44)), 0);
+}
+
 } // namespace
