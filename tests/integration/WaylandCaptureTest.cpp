@@ -206,6 +206,13 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
         EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;
     };
     expectRefused({"windows"}, "Window lists are not available on this desktop");
+    // A compositor whose socket has gone: no windows, and a sentence that says why.
+    const ProcessOutput dead =
+        pictaviaWith("SWAYSOCK=/nonexistent/sway.sock", {"capture", "window", "--id", "5"});
+    EXPECT_EQ(dead.exitCode, 1);
+    EXPECT_NE(dead.err.find("Cannot reach the compositor's IPC socket at /nonexistent/sway.sock."),
+              std::string::npos)
+        << dead.err;
     expectRefused({"capture", "window", "--app", "anything"},
                   "Window captures are not available on this desktop");
     expectFailure({"capture", "scrolling", "--rect", "0,0,100,100"},

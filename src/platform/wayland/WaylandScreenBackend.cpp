@@ -63,19 +63,20 @@ public:
     // desktop, so only a window that is shown whole can be captured truthfully.
     Result<QImage> grabWindow(uint32_t windowId) override {
         if (const auto missing = windowsUnavailable(WindowFlow::capture)) return Error{*missing, {}, 2};
-        const QList<SwayWindow> all = swayWindows();
+        const Result<QList<SwayWindow>> tree = swayTree();
+        if (!tree) return tree.error();
+        const QList<SwayWindow>& all = *tree;
         const auto found =
             std::find_if(all.begin(), all.end(), [&](const SwayWindow& w) { return w.id == windowId; });
         if (found == all.end()) return Error{QStringLiteral("Window not found"), {}, 2};
         if (!found->visible)
             return Error{QStringLiteral("That window is not on screen: it is on another workspace or hidden "
                                         "behind others. Show it first.")};
-        for (auto in_front = all.begin(); in_front != found; ++in_front) {
-            if (in_front->visible && in_front->output == found->output &&
-                in_front->rect.intersects(found->rect))
+        for (auto front = all.begin(); front != found; ++front) {
+            if (front->visible && front->output == found->output && front->rect.intersects(found->rect))
                 return Error{
                     QStringLiteral("That window is partly covered by \"%1\": bring it to the front first.")
-                        .arg(in_front->title)};
+                        .arg(front->title)};
         }
         const auto pixels = layout().pixelsOf(found->output, found->rect);
         if (!pixels) return Error{QStringLiteral("That window is off screen.")};
@@ -111,16 +112,18 @@ public:
 
 private:
     // The compositor's windows where it lists them (sway and i3-compatible ones); none
-    // elsewhere, and none, with a logged sentence, when its answer cannot be read.
-    static QList<SwayWindow> swayWindows() {
+    // elsewhere.
+    static Result<QList<SwayWindow>> swayTree() {
         const QString socket = swaySocketPath();
-        if (socket.isEmpty()) return {};
+        if (socket.isEmpty()) return QList<SwayWindow>();
         const Result<QByteArray> reply = requestSwayTree(socket);
-        if (!reply) {
-            qCWarning(lcPictavia).noquote() << reply.error().message;
-            return {};
-        }
-        Result<QList<SwayWindow>> tree = parseSwayTree(*reply);
+        if (!reply) return reply.error();
+        return parseSwayTree(*reply);
+    }
+
+    // The same, with none and a logged sentence when the compositor's answer cannot be read.
+    static QList<SwayWindow> swayWindows() {
+        Result<QList<SwayWindow>> tree = swayTree();
         if (!tree) {
             qCWarning(lcPictavia).noquote() << tree.error().message;
             return {};
