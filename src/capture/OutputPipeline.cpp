@@ -143,8 +143,11 @@ std::optional<Delivered> deliverPrepared(const Prepared& prepared, bool copyOnly
             if (auto* reporting = dynamic_cast<platform::ReportingClipboard*>(clipboard.get())) {
                 const auto copied = reporting->copyImage(forClipboard, png);
                 delivered.copied = copied.ok();
-                if (!copied)
-                    Toast::show(QStringLiteral("Could not copy to the clipboard: ") + copied.error().message);
+                if (!copied) {
+                    delivered.notCopied =
+                        QStringLiteral("Could not copy to the clipboard: ") + copied.error().message;
+                    Toast::show(delivered.notCopied);
+                }
             } else {
                 clipboard->setImage(forClipboard, png);
                 delivered.copied = true;

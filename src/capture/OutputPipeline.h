@@ -21,6 +21,7 @@ struct Delivered {
     QString historyFile; // the capture in the history folder
     QString savedFile;   // the copy in the save folder, when one was written
     bool copied = false;
+    QString notCopied; // why a copy asked for did not take
     // The file a person or script would look for: the saved copy, else the history file.
     QString file() const { return savedFile.isEmpty() ? historyFile : savedFile; }
 };

@@ -37,6 +37,9 @@ void capture(const QStringList& arguments, std::shared_ptr<InstanceChannel::Repl
     takeCapture(request, qApp,
                 [reply, sink = CommandOutput::current(), copyOnly = request.copyOnly](const auto& result) {
                     const CommandOutput::Redirect redirect(sink);
+                    // The running app showed its toast on its own screen; the command says it too.
+                    if (result && copyOnly && !result->notCopied.isEmpty())
+                        CommandOutput::error(result->notCopied);
                     reply->finish(reportCapture(result, copyOnly));
                 });
 }

@@ -302,6 +302,15 @@ TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
               std::string::npos)
         << missing.err;
     EXPECT_EQ(missing.err.find("Copied to clipboard"), std::string::npos) << missing.err;
+
+    // The same copy carried out by a running app without wl-copy: the command says it too.
+    session->startProcess("sh", {"-c", "PATH=/nonexistent exec \"$0\" --background", program});
+    const QString socket = QString::fromStdString(session->directory() + "/pictavia/instance");
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); }));
+    const ProcessOutput hosted = pictavia({"capture", "area", "--rect", "0,0,640,480", "--copy"});
+    EXPECT_EQ(hosted.exitCode, 1);
+    EXPECT_NE(hosted.err.find("Could not copy to the clipboard: wl-copy is not installed"), std::string::npos)
+        << hosted.err;
 }
 
 TEST_F(WaylandCaptureTest, AWindowOnADoubleScaleOutputIsListedAndCapturedInItsPixels) {
