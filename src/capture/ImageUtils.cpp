@@ -1,4 +1,5 @@
 #include "capture/ImageUtils.h"
+#include "common/PngBytes.h"
 
 #include "app/Prefs.h"
 #include "capture/GaussianBlur.h"
@@ -25,17 +26,9 @@ constexpr double shadowOpacity = 0.4;
 // The notch strip is cut only when this many pixels remain below it.
 constexpr int minimumHeightBelowNotch = 40;
 
-QByteArray qtPng(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
-
 QByteArray png(const QImage& image, double scale) {
     QByteArray bytes = encoded(image, platform::ImageType::png, 1.0, scale);
-    return bytes.isEmpty() ? qtPng(image) : bytes;
+    return bytes.isEmpty() ? pngBytes(image) : bytes;
 }
 
 double jpegQuality() {

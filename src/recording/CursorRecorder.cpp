@@ -1,4 +1,5 @@
 #include "recording/CursorRecorder.h"
+#include "common/PngBytes.h"
 
 #include <QBuffer>
 #include <QCryptographicHash>
@@ -57,10 +58,7 @@ int CursorRecorder::currentShape() {
     const QByteArray key = hash.result();
     int index = m_shapeKeys.value(key, -1);
     if (index < 0) {
-        QByteArray png;
-        QBuffer buffer(&png);
-        buffer.open(QIODevice::WriteOnly);
-        image.save(&buffer, "PNG");
+        const QByteArray png = pngBytes(image);
         index = int(m_shapes.size());
         m_shapes.append({png, double(image.width()), double(image.height()), double(cursor->hotSpot.x()),
                          double(cursor->hotSpot.y())});

@@ -1,4 +1,5 @@
 #include "platform/qt/QtClipboard.h"
+#include "common/PngBytes.h"
 
 #include "platform/qt/ClipboardServerLifetime.h"
 
@@ -51,14 +52,6 @@ private:
     QByteArray m_png;
 };
 
-QByteArray pngOf(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
-
 QMimeData* mimeForImage(const QImage& image, const QByteArray& pngBytes) {
     if (!pngBytes.isEmpty()) return new PngMimeData(pngBytes);
     auto* mime = new QMimeData;
@@ -101,7 +94,7 @@ Clipboard::Contents QtClipboard::contents() const {
 DetachedClipboard::DetachedClipboard(QString executable) : m_executable(std::move(executable)) {}
 
 void DetachedClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
-    handOver(QStringLiteral("image"), pngBytes.isEmpty() ? pngOf(image) : pngBytes);
+    handOver(QStringLiteral("image"), pngBytes.isEmpty() ? ::pngBytes(image) : pngBytes);
 }
 
 void DetachedClipboard::setText(const QString& text) {

@@ -1,4 +1,5 @@
 #include "platform/wayland/WlClipboard.h"
+#include "common/PngBytes.h"
 
 #include "common/Log.h"
 
@@ -14,14 +15,6 @@ namespace platform::wayland {
 namespace {
 
 constexpr int helperTimeoutMs = 5000;
-
-QByteArray pngOf(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
 
 // Hands `data` to wl-copy as `mime`. wl-copy leaves a process behind that serves the
 // selection, so its output goes to a file rather than to pipes that process would keep open.
@@ -78,11 +71,11 @@ QByteArray paste(const QStringList& args) {
 } // namespace
 
 Result<bool> WlClipboard::copyImage(const QImage& image, const QByteArray& pngBytes) {
-    return copy(pngBytes.isEmpty() ? pngOf(image) : pngBytes, QStringLiteral("image/png"));
+    return copy(pngBytes.isEmpty() ? ::pngBytes(image) : pngBytes, QStringLiteral("image/png"));
 }
 
 void WlClipboard::setImage(const QImage& image, const QByteArray& pngBytes) {
-    copyLogged(pngBytes.isEmpty() ? pngOf(image) : pngBytes, QStringLiteral("image/png"));
+    copyLogged(pngBytes.isEmpty() ? ::pngBytes(image) : pngBytes, QStringLiteral("image/png"));
 }
 
 void WlClipboard::setText(const QString& text) {
