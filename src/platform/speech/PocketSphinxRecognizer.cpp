@@ -139,13 +139,14 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
     const float gain = loudnessGain(samples);
 
     // The utterances are shared out among up to `workers` decoders, one per processor, each
-    // taking the next one not yet taken; this thread is one of them and the only one that
-    // reports progress.
+    // taking a run of neighbouring ones of about the same length of sound, in order: a decoder
+    // carries its cepstral mean from one utterance to the next, so handing them out as threads
+    // come free would make the words depend on timing. This thread is one of the decoders and
+    // the only one that reports progress.
     std::vector<QList<HeardWord>> heard(stretches.size());
-    std::atomic<size_t> next = 0;
     std::atomic<long long> done = 0;
     std::atomic<bool> stop = false, failed = false, broken = false;
-    const auto work = [&](bool reporting) {
+    const auto work = [&](size_t from, size_t to, bool reporting) {
         QByteArrayList own = args; // parsing may write into them
         std::unique_ptr<cmd_ln_t, FreeConfig> config(
             cmd_ln_parse_r(nullptr, ps_args(), int32(own.size()), argvOf(own).data(), TRUE));
@@ -156,7 +157,7 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
             return;
         }
         std::vector<int16> pcm;
-        for (size_t index = next++; index < stretches.size() && !stop; index = next++) {
+        for (size_t index = from; index < to && !stop; ++index) {
             const Stretch& stretch = stretches[index];
             pcm.resize(size_t(stretch.end - stretch.begin));
             for (size_t i = 0; i < pcm.size(); ++i)
@@ -185,11 +186,20 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
     };
     if (progress && !progress(0))
         return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
-    const size_t workers = std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()), maxWorkers);
+    const size_t workers = std::min({size_t(std::max(1u, std::thread::hardware_concurrency())), maxWorkers,
+                                     std::max<size_t>(stretches.size(), 1)});
+    // runStart[w] is the first utterance of decoder w: where its share of the sound begins.
+    std::vector<size_t> runStart(workers + 1, stretches.size());
+    runStart[0] = 0;
+    long long before = 0;
+    for (size_t index = 0, w = 1; index < stretches.size() && w < workers; ++index) {
+        if (before >= total * (long long)w / (long long)workers) runStart[w++] = index;
+        before += stretches[index].end - stretches[index].begin;
+    }
     std::vector<std::thread> helpers;
-    for (size_t i = 1; i < std::min(workers, stretches.size()); ++i)
-        helpers.emplace_back(work, false);
-    work(true);
+    for (size_t w = 1; w < workers; ++w)
+        helpers.emplace_back(work, runStart[w], runStart[w + 1], false);
+    work(runStart[0], runStart[1], true);
     for (std::thread& helper : helpers)
         helper.join();
 
