@@ -21,6 +21,14 @@ QStringList texts(const QList<CaptionLine>& lines) {
     return out;
 }
 
+CaptionLine caption(double start, double end, const QString& text) {
+    CaptionLine line;
+    line.start = start;
+    line.end = end;
+    line.text = text;
+    return line;
+}
+
 TEST(CaptionsGroupTest, APauseLongerThanSevenTenthsOfASecondStartsANewLine) {
     EXPECT_EQ(Captions::group({{"one", 0, 0.3}, {"two", 1.1, 0.3}}).size(), 2); // 0.8 s apart
     const auto joined = Captions::group({{"one", 0, 0.3}, {"two", 1.0, 0.3}});  // 0.7 s apart
@@ -77,42 +85,23 @@ TEST(CaptionsGroupTest, EndsStretchUpToTheNextLineAndEmptyWordsAreSkipped) {
 }
 
 TEST(CaptionsTextTest, TheTranscriptStampsEachLineWithMinutesAndSeconds) {
-    CaptionLine a;
-    a.start = 75.9;
-    a.text = QStringLiteral("Welcome back");
-    CaptionLine b;
-    b.start = 3;
-    b.text = QStringLiteral("again");
+    const CaptionLine a = caption(75.9, 75.9, QStringLiteral("Welcome back"));
+    const CaptionLine b = caption(3, 3, QStringLiteral("again"));
     EXPECT_EQ(Captions::transcript({a, b}), "[1:15] Welcome back\n[0:03] again");
     EXPECT_EQ(Captions::transcript({}), "");
 }
 
 TEST(CaptionsTextTest, SubRipCoversOnlyTheRangeAndTimesFromItsStart) {
-    CaptionLine before;
-    before.start = 58;
-    before.end = 61;
-    before.text = QStringLiteral("before");
-    CaptionLine inside;
-    inside.start = 62.5;
-    inside.end = 64.0;
-    inside.text = QStringLiteral("inside");
-    CaptionLine after;
-    after.start = 63.5;
-    after.end = 65;
-    after.text = QStringLiteral("after");
-    CaptionLine gone;
-    gone.start = 10;
-    gone.end = 20;
-    gone.text = QStringLiteral("gone");
+    const CaptionLine before = caption(58, 61, QStringLiteral("before"));
+    const CaptionLine inside = caption(62.5, 64.0, QStringLiteral("inside"));
+    const CaptionLine after = caption(63.5, 65, QStringLiteral("after"));
+    const CaptionLine gone = caption(10, 20, QStringLiteral("gone"));
     EXPECT_EQ(Captions::srt({gone, before, inside, after}, 60, 63),
               "1\n00:00:00,000 --> 00:00:01,000\nbefore\n\n"
               "2\n00:00:02,500 --> 00:00:03,000\ninside\n\n");
     EXPECT_EQ(Captions::srt({gone}, 60, 63), "");
 
-    CaptionLine hour;
-    hour.start = 3723.0004;
-    hour.end = 3724.9996;
-    hour.text = QStringLiteral("late");
+    const CaptionLine hour = caption(3723.0004, 3724.9996, QStringLiteral("late"));
     EXPECT_EQ(Captions::srt({hour}, 0, 1e9), "1\n01:02:03,000 --> 01:02:05,000\nlate\n\n");
 }
 
