@@ -20,9 +20,6 @@ namespace {
 // The knee of the limiter and the room above it: 0.7 + 0.29 stays under 0.99.
 constexpr float knee = 0.7f;
 constexpr float headroom = 0.29f;
-// AAC coding rings a little above a limited peak (0.996 seen on a limited tone): the limited
-// sound is encoded 2 % softer so that what is decoded stays below 0.99 too.
-constexpr float codingRoom = 0.98f;
 
 QString workFile(const QString& prefix, const QString& extension) {
     return QDir::tempPath() + u'/' + prefix + QUuid::createUuid().toString(QUuid::WithoutBraces) + extension;
@@ -125,8 +122,6 @@ Result<std::optional<QString>> process(const QString& movie, bool mono, bool cle
         for (qsizetype i = 0; i < count; ++i)
             samples[i] *= g;
         limit(samples, count);
-        for (qsizetype i = 0; i < count; ++i)
-            samples[i] *= codingRoom;
     };
     const QString work = workFile(QStringLiteral("pictavia-voice-"), QStringLiteral(".mov"));
     if (auto written = sound->replaceSound(movie, voice, work, channels, transform, {}); !written)
