@@ -51,6 +51,8 @@ packages=(
   pulseaudio pulseaudio-utils
   # Wayland: Qt's Wayland plugin, and what the screen-cast and protocol code to come builds on
   qt6-wayland libpipewire-0.3-dev libwayland-dev wayland-protocols
+  # Wayland: wayland-scanner, which turns our protocol descriptions into client code
+  libwayland-bin
   # tests: headless Wayland sessions (sway on wlroots' headless backend, a background colour,
   # PipeWire, the portals; xdg-desktop-portal 1.16 offers screenshots only where some backend
   # implements its Access dialog, which portal-gtk does and portal-wlr does not; grim is what

@@ -10,6 +10,7 @@
 #include "platform/sound/CanberraSound.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/wayland/WlClipboard.h"
+#include "platform/wayland/WlrScrollSynthesizer.h"
 #include "platform/x11/X11FrameStream.h"
 #include "platform/x11/X11InputMonitor.h"
 #include "platform/x11/X11ScreenBackend.h"
@@ -57,9 +58,11 @@ Result<bool> install(Presentation presentation) {
     }
     services.screen = std::move(screen).value();
     services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
-    // Under Wayland the X11 streams, input watchers and scrolling would see XWayland's
-    // windows only and record black: the flows that need them say they are not available.
+    // Under Wayland the X11 streams and input watchers would see XWayland's windows only and
+    // record black: the flows that need them say they are not available.
     if (wayland) {
+        if (auto scroller = platform::wayland::connectScrollSynthesizer())
+            services.scrollSynthesizer = std::move(scroller).value();
         platform::install(std::move(services));
         return true;
     }
@@ -79,7 +82,8 @@ std::optional<QString> notAvailable(Flow flow) {
     case Flow::windowCapture:
         return platform::wayland::windowsUnavailable(platform::wayland::WindowFlow::capture);
     case Flow::scrollingCapture:
-        return QStringLiteral("Scrolling captures are not available on Wayland yet.");
+        if (platform::services().scrollSynthesizer) return std::nullopt;
+        return platform::wayland::scrollingUnavailable();
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include "../helpers/TestPattern.h"
 
+#include <cmath>
 #include <cstdlib>
 
 namespace testsupport {
@@ -20,6 +21,31 @@ int patternMismatches(const QImage& image, const QRect& area, const QString& pat
         }
     }
     return mismatches;
+}
+
+RowComparison compareRows(const QImage& result, const QImage& reference, int width, int tolerance) {
+    RowComparison c;
+    c.sameSize = result.size() == reference.size();
+    if (!c.sameSize) return c;
+    const QImage a = result.convertToFormat(QImage::Format_RGB32);
+    const QImage b = reference.convertToFormat(QImage::Format_RGB32);
+    double squared = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        const auto* p = reinterpret_cast<const QRgb*>(a.constScanLine(y));
+        const auto* q = reinterpret_cast<const QRgb*>(b.constScanLine(y));
+        bool differs = false;
+        for (int x = 0; x < width; ++x) {
+            const int dr = qRed(p[x]) - qRed(q[x]), dg = qGreen(p[x]) - qGreen(q[x]),
+                      db = qBlue(p[x]) - qBlue(q[x]);
+            squared += dr * dr + dg * dg + db * db;
+            if (std::abs(dr) > tolerance || std::abs(dg) > tolerance || std::abs(db) > tolerance)
+                differs = true;
+        }
+        if (differs) ++c.differingRows;
+    }
+    const double mse = squared / (3.0 * width * a.height());
+    c.psnr = mse == 0 ? 99 : 10 * std::log10(255.0 * 255.0 / mse);
+    return c;
 }
 
 } // namespace testsupport

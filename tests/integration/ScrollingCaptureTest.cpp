@@ -2,6 +2,7 @@
 // compared row by row with the page rendered whole; xterm's scrollback, line by line; and
 // Chromium with a sticky header, compared with its own full-page rendering.
 
+#include "PatternMatching.h"
 #include "TestWindow.h"
 #include "WaitUntil.h"
 #include "XServer.h"
@@ -22,39 +23,6 @@
 namespace {
 
 using namespace testsupport;
-
-// How a stitched image compares with the page rendered whole, row by row.
-struct RowComparison {
-    bool sameSize = false;
-    int differingRows = 0;
-    double psnr = 0;
-};
-
-// Rows differ where a pixel of columns [0, width) is off by more than `tolerance` in a channel.
-RowComparison compareRows(const QImage& result, const QImage& reference, int width, int tolerance = 8) {
-    RowComparison c;
-    c.sameSize = result.size() == reference.size();
-    if (!c.sameSize) return c;
-    const QImage a = result.convertToFormat(QImage::Format_RGB32);
-    const QImage b = reference.convertToFormat(QImage::Format_RGB32);
-    double squared = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        const auto* p = reinterpret_cast<const QRgb*>(a.constScanLine(y));
-        const auto* q = reinterpret_cast<const QRgb*>(b.constScanLine(y));
-        bool differs = false;
-        for (int x = 0; x < width; ++x) {
-            const int dr = qRed(p[x]) - qRed(q[x]), dg = qGreen(p[x]) - qGreen(q[x]),
-                      db = qBlue(p[x]) - qBlue(q[x]);
-            squared += dr * dr + dg * dg + db * db;
-            if (std::abs(dr) > tolerance || std::abs(dg) > tolerance || std::abs(db) > tolerance)
-                differs = true;
-        }
-        if (differs) ++c.differingRows;
-    }
-    const double mse = squared / (3.0 * width * a.height());
-    c.psnr = mse == 0 ? 99 : 10 * std::log10(255.0 * 255.0 / mse);
-    return c;
-}
 
 class ScrollingCaptureTest : public ::testing::Test {
 protected:

@@ -215,8 +215,6 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
         << dead.err;
     expectRefused({"capture", "window", "--app", "anything"},
                   "Window captures are not available on this desktop");
-    expectFailure({"capture", "scrolling", "--rect", "0,0,100,100"},
-                  "Scrolling captures are not available on Wayland yet.");
     expectFailure({"capture", "fullscreen", "--display", "7"}, "Display not found");
 
     // Asked for X11 where no X server is, it says so instead of capturing anything.

@@ -1,9 +1,21 @@
 #include "platform/wayland/WaylandLayout.h"
 
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QScreen>
+
 #include <algorithm>
 #include <cmath>
 
 namespace platform::wayland {
+
+QList<Output> screenOutputs() {
+    QList<Output> outputs;
+    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return outputs;
+    for (const QScreen* screen : QGuiApplication::screens())
+        outputs.append({screen->name(), screen->geometry(), screen->devicePixelRatio()});
+    return outputs;
+}
 
 WaylandLayout::WaylandLayout(QList<Output> outputs) : m_outputs(std::move(outputs)) {
     std::stable_sort(m_outputs.begin(), m_outputs.end(),
@@ -69,6 +81,16 @@ std::optional<QRect> WaylandLayout::pixelsOf(const QString& outputName, const QR
 
 double WaylandLayout::pictureScale(int pictureWidth) const {
     return m_bounds.width() > 0 ? double(pictureWidth) / m_bounds.width() : 1.0;
+}
+
+std::optional<QPointF> WaylandLayout::logicalPoint(const QPoint& pixel) const {
+    for (qsizetype i = 0; i < m_displays.size(); ++i) {
+        const DisplayInfo& display = m_displays[i];
+        if (!display.geometry.contains(pixel)) continue;
+        return QPointF(m_outputs[i].logical.topLeft()) +
+               QPointF(pixel - display.geometry.topLeft()) / display.scale;
+    }
+    return std::nullopt;
 }
 
 } // namespace platform::wayland

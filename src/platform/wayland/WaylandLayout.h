@@ -3,6 +3,7 @@
 #include "platform/ScreenBackend.h"
 
 #include <QList>
+#include <QPointF>
 #include <QRect>
 #include <QRectF>
 #include <QString>
@@ -24,6 +25,10 @@ struct Output {
 // position × the highest scale of all outputs. Outputs never overlap in logical units, so
 // they never overlap in these pixels either, whatever their scales, and a capture of one
 // output is as many pixels as the output has.
+// The outputs as Qt's screens describe them: none without a QGuiApplication. Qt's screens
+// belong to its main thread.
+QList<Output> screenOutputs();
+
 class WaylandLayout {
 public:
     explicit WaylandLayout(QList<Output> outputs);
@@ -45,6 +50,13 @@ public:
 
     // How many pixels per logical unit a picture of the whole layout of this width has.
     double pictureScale(int pictureWidth) const;
+
+    // Where a pixel of the made-up space is in the compositor's layout, in logical units;
+    // nullopt off every output.
+    std::optional<QPointF> logicalPoint(const QPoint& pixel) const;
+
+    // The union of the outputs, in logical units.
+    QRect logicalBounds() const { return m_bounds; }
 
 private:
     QList<Output> m_outputs; // in the displays' order

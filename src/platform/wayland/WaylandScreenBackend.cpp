@@ -5,12 +5,11 @@
 #include "platform/wayland/SwayIpc.h"
 #include "platform/wayland/SwayTree.h"
 #include "platform/wayland/WaylandLayout.h"
+#include "platform/wayland/WlrScreencopy.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QMetaObject>
 #include <QMutex>
-#include <QScreen>
 #include <QThread>
 
 #include <algorithm>
@@ -24,14 +23,6 @@ namespace platform::wayland {
 
 namespace {
 
-QList<Output> qtOutputs() {
-    QList<Output> outputs;
-    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return outputs;
-    for (const QScreen* screen : QGuiApplication::screens())
-        outputs.append({screen->name(), screen->geometry(), screen->devicePixelRatio()});
-    return outputs;
-}
-
 class WaylandScreenBackend final : public ScreenBackend {
 public:
     QList<DisplayInfo> displays() override { return layout().displays(); }
@@ -40,6 +31,9 @@ public:
         const WaylandLayout current = layout();
         const auto index = current.outputHolding(rect);
         if (rect.isEmpty() || !index) return Error{QStringLiteral("That area is off screen")};
+        const DisplayInfo& display = current.displays()[*index];
+        if (auto copied = screencopy(display.name, rect.translated(-display.geometry.topLeft())))
+            return *copied;
         Result<QImage> picture = takePortalScreenshot();
         if (!picture) return picture.error();
         const QRectF source = current.pictureSource(*index, rect, current.pictureScale(picture->width()));
@@ -111,6 +105,32 @@ public:
     QPoint pointerPosition() override { return {}; }
 
 private:
+    // The area's pixels through wlroots' screencopy where the compositor has it; nullopt
+    // sends the grab to the portal. Why screencopy cannot be used is logged once.
+    std::optional<QImage> screencopy(const QString& outputName, const QRect& pixels) {
+        const QMutexLocker lock(&m_screencopyMutex);
+        if (!m_screencopyTried) {
+            m_screencopyTried = true;
+            if (qEnvironmentVariable("PICTAVIA_NO_SCREENCOPY") == u"1") return std::nullopt;
+            auto connected = WlrScreencopy::connect();
+            if (!connected) {
+                // Expected on GNOME and KDE: not worth a line on the terminal.
+                qCDebug(lcPictavia).noquote() << connected.error().message;
+                return std::nullopt;
+            }
+            m_screencopy = std::move(connected).value();
+        }
+        if (!m_screencopy) return std::nullopt;
+        Result<QImage> copied = m_screencopy->grab(outputName, pixels);
+        if (copied) return std::move(copied).value();
+        if (!m_screencopyFailureLogged) {
+            m_screencopyFailureLogged = true;
+            qCWarning(lcPictavia).noquote()
+                << copied.error().message << "Captures go through the desktop's screenshot portal instead.";
+        }
+        return std::nullopt;
+    }
+
     // The compositor's windows where it lists them (sway and i3-compatible ones); none
     // elsewhere.
     static Result<QList<SwayWindow>> swayTree() {
@@ -135,7 +155,7 @@ private:
     WaylandLayout layout() {
         QCoreApplication* app = QCoreApplication::instance();
         if (!app || QThread::currentThread() == app->thread()) {
-            QList<Output> outputs = qtOutputs();
+            QList<Output> outputs = screenOutputs();
             const QMutexLocker lock(&m_mutex);
             m_outputs = outputs;
             return WaylandLayout(outputs);
@@ -146,7 +166,7 @@ private:
         }
         QList<Output> outputs;
         QMetaObject::invokeMethod(
-            app, [&] { outputs = qtOutputs(); }, Qt::BlockingQueuedConnection);
+            app, [&] { outputs = screenOutputs(); }, Qt::BlockingQueuedConnection);
         const QMutexLocker lock(&m_mutex);
         m_outputs = outputs;
         return WaylandLayout(outputs);
@@ -154,6 +174,11 @@ private:
 
     QMutex m_mutex;
     QList<Output> m_outputs;
+    // Grabs take turns inside WlrScreencopy; this guards only its making.
+    QMutex m_screencopyMutex;
+    bool m_screencopyTried = false;
+    bool m_screencopyFailureLogged = false;
+    std::unique_ptr<WlrScreencopy> m_screencopy;
 };
 
 QString socketPath() {

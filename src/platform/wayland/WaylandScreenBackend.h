@@ -14,11 +14,13 @@ namespace platform::wayland {
 Result<bool> checkCompositor();
 
 // The screen backend of a Wayland session: displays from Qt's screens (the process needs a
-// QGuiApplication on Qt's Wayland plugin by the time it asks), pixels through the desktop's
-// screenshot portal. Windows come from the compositor's IPC where it is sway or another
-// i3-compatible one, and a window is captured by cutting it from the desktop's screenshot
-// while it is shown whole; elsewhere the list is empty and window grabs are refused with
-// the sentence windowsUnavailable() gives.
+// QGuiApplication on Qt's Wayland plugin by the time it asks), pixels through wlroots'
+// screencopy where the compositor offers it and through the desktop's screenshot portal
+// elsewhere or when a copy fails (PICTAVIA_NO_SCREENCOPY=1 takes the portal always, as on
+// a desktop without screencopy; the tests use it to check that path). Windows come from the compositor's IPC
+// where it is sway or another i3-compatible one, and a window is captured by cutting it from the desktop's
+// screenshot while it is shown whole; elsewhere the list is empty and window grabs are refused with the
+// sentence windowsUnavailable() gives.
 Result<std::unique_ptr<ScreenBackend>> connect();
 
 // Why this session's compositor cannot list or capture windows, or nullopt where it can.

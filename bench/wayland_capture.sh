@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# Full-screen capture to a PNG file on a headless sway session: Pictavia through wlroots'
+# screencopy, Pictavia through the desktop's screenshot portal, and grim, the wlroots
+# screenshot tool, on an output showing the capture benchmark's scene (a photo-like
+# wallpaper and windows of text, tiled by sway).
+#
+#   bench/wayland_capture.sh [BUILD_DIR]      (default /work/main/build)
+#
+# Environment: RUNS (timed runs per tool, default 15), OUTPUT (the session's output as
+# WxH@SCALE, default 1920x1080@1).
+# The script runs itself again inside tests/helpers' wayland_session (sway, PipeWire,
+# WirePlumber, the portals, as the session's user), times the tools in interleaved rounds
+# after a warm-up run each, and prints each one's median wall time, median CPU time, PNG
+# size and ratio to grim, then whether Pictavia's capture takes at most half grim's time.
+set -euo pipefail
+
+build=$(realpath "${1:-/work/main/build}")
+runs=${RUNS:-15}
+output=${OUTPUT:-1920x1080@1}
+
+if [ -z "${PICTAVIA_BENCH_SESSION:-}" ]; then
+  if [ -f "$build/CMakeCache.txt" ]; then
+    cmake --build "$build" --target pictavia wayland_session scene >/dev/null ||
+      { echo "wayland_capture: building pictavia, wayland_session and the scene failed" >&2; exit 1; }
+  fi
+  for program in "$build/pictavia" "$build/tests/wayland_session" "$build/bench/scene"; do
+    [ -x "$program" ] || { echo "wayland_capture: $program not found; configure $build first" >&2; exit 1; }
+  done
+  echo "== $output, headless sway, median of $runs interleaved runs =="
+  status=0
+  "$build/tests/wayland_session" --output "$output" --background '#3366cc' -- \
+    env PICTAVIA_BENCH_SESSION=1 RUNS="$runs" bash "$(realpath "$0")" "$build" || status=$?
+  [ "$status" -ne 77 ] || echo "wayland_capture: no headless Wayland session here (see above)" >&2
+  exit "$status"
+fi
+
+# Inside the session: its own home, so Pictavia's settings and history are the session's.
+work=$(mktemp -d "$XDG_RUNTIME_DIR/bench.XXXXXX")
+scene_pid=""
+cleanup() {
+  [ -z "$scene_pid" ] || { kill "$scene_pid" 2>/dev/null || true; wait "$scene_pid" 2>/dev/null || true; }
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+mkdir -p "$XDG_CONFIG_HOME/pictavia"
+printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n' \
+  >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
+
+"$build/bench/scene" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
+scene_pid=$!
+for _ in $(seq 600); do
+  [ -s "$work/ready" ] && break
+  sleep 0.1
+done
+[ -s "$work/ready" ] || { echo "wayland_capture: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
+
+PICTAVIA="$build/pictavia" WORK="$work" RUNS="$runs" python3 - <<'PY'
+import os, statistics, struct, subprocess, time
+
+work, runs, pictavia = os.environ["WORK"], int(os.environ["RUNS"]), os.environ["PICTAVIA"]
+portal_env = dict(os.environ, PICTAVIA_NO_SCREENCOPY="1")
+
+
+def png_size(path):
+    with open(path, "rb") as f:
+        head = f.read(24)
+    return struct.unpack(">II", head[16:24]) if head[:8] == b"\x89PNG\r\n\x1a\n" else None
+
+
+# name, argv, environment, where its PNG is (from what it printed)
+tools = [
+    ("pictavia", [pictavia, "capture", "fullscreen"], None, lambda out: out.strip().splitlines()[-1]),
+    ("pictavia portal", [pictavia, "capture", "fullscreen"], portal_env, lambda out: out.strip().splitlines()[-1]),
+    ("grim", ["grim", os.path.join(work, "grim.png")], None, lambda out: os.path.join(work, "grim.png")),
+]
+
+
+def run(tool):
+    name, argv, env, written = tool
+    start = time.perf_counter()
+    child = subprocess.Popen(argv, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    out, err = child.communicate()
+    elapsed = time.perf_counter() - start
+    # communicate() has reaped the child; its CPU comes from the children's totals.
+    if child.returncode != 0:
+        raise RuntimeError(f"{name}: exit {child.returncode}: {err.decode(errors='replace').strip()}")
+    path = written(out.decode())
+    size, dims = os.path.getsize(path), png_size(path)
+    os.remove(path)
+    return elapsed, size, dims
+
+
+def cpu_now():
+    usage = os.times()
+    return usage.children_user + usage.children_system
+
+
+walls = {tool[0]: [] for tool in tools}
+cpus = {tool[0]: [] for tool in tools}
+sizes, dims = {}, {}
+for tool in tools:  # warm-up, which also checks that each tool works here
+    run(tool)
+for _ in range(runs):
+    for tool in tools:
+        before = cpu_now()
+        elapsed, size, dim = run(tool)
+        walls[tool[0]].append(elapsed)
+        cpus[tool[0]].append(cpu_now() - before)
+        sizes[tool[0]], dims[tool[0]] = size, dim
+
+wall = {name: statistics.median(times) * 1000 for name, times in walls.items()}
+cpu = {name: statistics.median(times) * 1000 for name, times in cpus.items()}
+print(f"{'tool':<16} {'median ms':>10} {'CPU ms':>8} {'PNG bytes':>12} {'size':>10} {'vs grim':>8}")
+for name, ms in sorted(wall.items(), key=lambda item: item[1]):
+    size = "x".join(map(str, dims[name] or ("?", "?")))
+    print(f"{name:<16} {ms:>10.1f} {cpu[name]:>8.1f} {sizes[name]:>12,} {size:>10} {ms / wall['grim']:>7.2f}x")
+ratio = wall["pictavia"] / wall["grim"]
+print(f"pictavia: {ratio:.2f}x grim ({wall['grim']:.1f} ms), goal 0.5x: {'met' if ratio <= 0.5 else 'NOT met'}")
+PY

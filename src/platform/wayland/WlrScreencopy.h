@@ -1,0 +1,36 @@
+#pragma once
+
+#include "common/Result.h"
+
+#include <QImage>
+#include <QRect>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+namespace platform::wayland {
+
+// Pixels of the compositor's outputs through wlroots' screencopy protocol (sway, Hyprland,
+// river, labwc and the other wlroots compositors): straight from the output's own buffer
+// into shared memory, without the portal's round through D-Bus, grim and a PNG file. Each
+// output comes back in its own pixels, whatever the scales of the others; the pointer is
+// not drawn in. Safe to call from any thread: grabs take turns on one connection.
+class WlrScreencopy {
+public:
+    // Fails with a sentence where the compositor does not offer the protocol (GNOME, KDE)
+    // or cannot be reached.
+    static Result<std::unique_ptr<WlrScreencopy>> connect();
+    ~WlrScreencopy();
+
+    // The pixels of `region` of the output named `outputName` (its own pixels, from its
+    // top-left corner), or of the whole output; opaque, Format_RGB32.
+    Result<QImage> grab(const QString& outputName, std::optional<QRect> region = std::nullopt);
+
+private:
+    struct State;
+    explicit WlrScreencopy(std::unique_ptr<State> state);
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace platform::wayland

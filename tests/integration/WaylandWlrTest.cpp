@@ -1,0 +1,201 @@
+// Captures on sway through wlroots' own protocols: outputs at scales 1 and 2 and areas of
+// them, copied by screencopy and compared pixel for pixel with grim's copies; the portal
+// taking over where screencopy is off or cannot copy an output; and a scrolling capture of a
+// Qt page on Wayland, scrolled through a virtual pointer, compared with the page rendered
+// whole.
+
+#include "PatternMatching.h"
+#include "WaitUntil.h"
+#include "WaylandSession.h"
+
+#include <QFileInfo>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRect>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+const QRgb leftBackground = qRgb(0x33, 0x66, 0xcc);
+const QRgb rightBackground = qRgb(0xcc, 0x66, 0x33);
+
+class WaylandWlrTest : public ::testing::Test {
+protected:
+    void startSession(const WaylandSession::Options& options) {
+        std::string whyNot;
+        session = WaylandSession::start(options, &whyNot);
+        if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
+        program = session->reachable(PICTAVIA_BIN);
+        page = session->reachable(SCROLL_PAGE_BIN);
+        if (program.empty() || page.empty())
+            GTEST_SKIP() << "the session's user cannot run the build's programs";
+        const ProcessOutput prefs = session->run(
+            "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
+                         "captureSound = false\\nshowQuickAccess = false\\n' > "
+                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+        ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
+        // Pages float at the size they ask for, centred on the focused output, borderless.
+        const ProcessOutput rules = session->run(
+            "swaymsg", {"default_border none; default_floating_border none; for_window [title=\"^Scroll "
+                        "page$\"] floating enable"});
+        ASSERT_EQ(rules.exitCode, 0) << rules.out << rules.err;
+    }
+
+    // Pictavia run with `assignments` ("NAME=value") put before it by the shell.
+    ProcessOutput pictavia(std::vector<std::string> args, const std::string& assignments = "") {
+        args.insert(args.begin(), {"-c", assignments + " exec \"$0\" \"$@\"", program});
+        return session->run("sh", args, {.timeout = 120s});
+    }
+
+    // The picture of one capture command.
+    QImage captured(const std::vector<std::string>& args, const std::string& assignments = "") {
+        const ProcessOutput out = pictavia(args, assignments);
+        EXPECT_EQ(out.exitCode, 0) << out.err;
+        EXPECT_EQ(out.err, "");
+        const QString file = QString::fromStdString(out.out).trimmed();
+        EXPECT_TRUE(QFileInfo(file).isFile()) << out.out;
+        return QImage(file).convertToFormat(QImage::Format_RGB32);
+    }
+
+    // An output as grim copies it, in its own pixels.
+    QImage grim(const std::string& output) {
+        const ProcessOutput shot = session->run("grim", {"-o", output, "-t", "ppm", "-"});
+        QImage image;
+        EXPECT_EQ(shot.exitCode, 0) << shot.err;
+        image.loadFromData(QByteArray::fromStdString(shot.out), "PPM");
+        return image.convertToFormat(QImage::Format_RGB32);
+    }
+
+    // Shows a scroll page on `output` and returns its frame in Pictavia's pixels once drawn.
+    QRect showPage(const std::string& output, QRgb background, const std::vector<std::string>& args) {
+        EXPECT_EQ(session->run("swaymsg", {"focus", "output", output}).exitCode, 0);
+        const int pid = session->startProcess(page, args).pid();
+        QRect frame;
+        const bool drawn = waitUntil([&] {
+            const ProcessOutput out = pictavia({"windows", "--json"});
+            const QJsonArray windows = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).array();
+            for (const QJsonValue& window : windows) {
+                const QJsonObject f = window["frame"].toObject();
+                if (window["pid"].toInteger() == pid)
+                    frame = QRect(f["x"].toInt(), f["y"].toInt(), f["width"].toInt(), f["height"].toInt());
+            }
+            const QImage shown = grim(output);
+            return !frame.isEmpty() && !shown.isNull() &&
+                   shown.pixel(shown.width() / 2, shown.height() / 2) != background;
+        });
+        EXPECT_TRUE(drawn) << "the page on " << output << " did not come up";
+        return frame;
+    }
+
+    static int differingPixels(const QImage& a, const QImage& b) {
+        if (a.size() != b.size()) return a.width() * a.height() + 1;
+        int differing = 0;
+        for (int y = 0; y < a.height(); ++y)
+            for (int x = 0; x < a.width(); ++x)
+                differing += a.pixel(x, y) != b.pixel(x, y);
+        return differing;
+    }
+
+    static std::string rectArgument(const QRect& r) {
+        return QStringLiteral("%1,%2,%3,%4")
+            .arg(r.x())
+            .arg(r.y())
+            .arg(r.width())
+            .arg(r.height())
+            .toStdString();
+    }
+
+    std::unique_ptr<WaylandSession> session;
+    std::string program; // pictavia and scroll_page, where the session's user can run them
+    std::string page;
+};
+
+TEST_F(WaylandWlrTest, OutputsAndAreasAtScalesOneAndTwoAreCopiedPixelForPixel) {
+    startSession({.outputs = {{800, 600, 1.0}, {1280, 960, 2.0}}});
+    session->startProcess("swaybg",
+                          {"-o", "HEADLESS-1", "-c", "#3366cc", "-o", "HEADLESS-2", "-c", "#cc6633"});
+    // Text and edges at each output's own pixels: any scaling or shift shows.
+    showPage("HEADLESS-1", leftBackground, {"--lines", "60", "--size", "400x300"});
+    const QRect sharp = showPage("HEADLESS-2", rightBackground, {"--lines", "60", "--size", "400x300"});
+    // 400 by 300 units, centred on an output of 640 by 480 units placed at twice 800 pixels.
+    ASSERT_EQ(sharp, QRect(1600 + 240, 180, 800, 600));
+
+    const QImage left = grim("HEADLESS-1"), right = grim("HEADLESS-2");
+    ASSERT_EQ(left.size(), QSize(800, 600));
+    ASSERT_EQ(right.size(), QSize(1280, 960));
+    EXPECT_EQ(differingPixels(captured({"capture", "fullscreen", "--display", "1"}), left), 0);
+    EXPECT_EQ(differingPixels(captured({"capture", "fullscreen", "--display", "2"}), right), 0);
+
+    // An area is given in points of its display: on the double-scale output, twice as many
+    // pixels, as they are.
+    const QImage area = captured({"capture", "area", "--rect", "100,50,300,200", "--display", "2"});
+    EXPECT_EQ(differingPixels(area, right.copy(200, 100, 600, 400)), 0);
+    const QRect odd(17, 23, 333, 211);
+    EXPECT_EQ(differingPixels(captured({"capture", "area", "--rect", rectArgument(odd), "--display", "1"}),
+                              left.copy(odd)),
+              0);
+}
+
+TEST_F(WaylandWlrTest, ThePortalTakesOverWhereScreencopyIsOffOrCannotCopy) {
+    startSession({.outputs = {{640, 480, 1.0}}});
+    session->startProcess("swaybg", {"-c", "#3366cc"});
+    showPage("HEADLESS-1", leftBackground, {"--lines", "60", "--size", "400x300"});
+    const QImage shown = grim("HEADLESS-1");
+
+    // Screencopy needs no portal: with the session bus out of reach the capture still works.
+    const std::string noBus = "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent";
+    EXPECT_EQ(differingPixels(captured({"capture", "fullscreen"}, noBus), shown), 0);
+
+    // Switched off, the capture goes through the portal, which needs the bus.
+    EXPECT_EQ(differingPixels(captured({"capture", "fullscreen"}, "PICTAVIA_NO_SCREENCOPY=1"), shown), 0);
+    const ProcessOutput portalOnly = pictavia({"capture", "fullscreen"}, "PICTAVIA_NO_SCREENCOPY=1 " + noBus);
+    EXPECT_EQ(portalOnly.exitCode, 1);
+    EXPECT_EQ(portalOnly.out, "");
+    EXPECT_NE(portalOnly.err, "");
+
+    // A rotated output is not copied by screencopy as it is seen: the portal takes it, and
+    // the terminal is told once why.
+    ASSERT_EQ(session->run("swaymsg", {"output", "HEADLESS-1", "transform", "90"}).exitCode, 0);
+    QImage turned;
+    ASSERT_TRUE(waitUntil([&] {
+        turned = grim("HEADLESS-1");
+        return turned.size() == QSize(480, 640);
+    }));
+    const ProcessOutput out = pictavia({"capture", "fullscreen"});
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    EXPECT_EQ(
+        differingPixels(
+            QImage(QString::fromStdString(out.out).trimmed()).convertToFormat(QImage::Format_RGB32), turned),
+        0);
+    const std::string sentence = "Output HEADLESS-1 is rotated or flipped. Captures go through the desktop's "
+                                 "screenshot portal instead.";
+    EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;
+    EXPECT_EQ(out.err.find(sentence), out.err.rfind(sentence)) << out.err;
+}
+
+TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) {
+    startSession({.outputs = {{1024, 768, 1.0}}});
+    session->startProcess("swaybg", {"-c", "#3366cc"});
+    const std::string reference = session->directory() + "/page.png";
+    ASSERT_EQ(session->run(page, {"--lines", "160", "--render", reference}).exitCode, 0);
+    const QRect client = showPage("HEADLESS-1", leftBackground, {"--lines", "160"});
+    ASSERT_EQ(client.size(), QSize(520, 420));
+
+    const ProcessOutput out = pictavia({"capture", "scrolling", "--rect", rectArgument(client)});
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const QImage result(QString::fromStdString(out.out).trimmed());
+    const QImage whole(QString::fromStdString(reference));
+    // The scroll bar's column (the rightmost 20 pixels) is not part of the page.
+    const RowComparison c = compareRows(result, whole, whole.width() - 20);
+    ASSERT_TRUE(c.sameSize) << "stitched " << result.width() << "x" << result.height() << ", page "
+                            << whole.width() << "x" << whole.height();
+    EXPECT_EQ(c.differingRows, 0);
+    EXPECT_GT(c.psnr, 40);
+}
+
+} // namespace
