@@ -7,15 +7,23 @@
 #include "PatternMatching.h"
 #include "WaitUntil.h"
 #include "WaylandSession.h"
+#include "platform/wayland/WaylandConnection.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRect>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
@@ -196,6 +204,27 @@ TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) 
                             << whole.width() << "x" << whole.height();
     EXPECT_EQ(c.differingRows, 0);
     EXPECT_GT(c.psnr, 40);
+}
+
+// A compositor that takes the connection and then never answers: the connection gives up
+// after its timeout with a sentence.
+TEST(WaylandConnectionTest, ASilentCompositorFailsWithASentenceInsteadOfHanging) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QByteArray path = QFile::encodeName(dir.filePath(QStringLiteral("silent-0")));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    ASSERT_EQ(listen(listener, 1), 0); // connections wait in the backlog, unanswered
+    const QByteArray before = qgetenv("WAYLAND_DISPLAY");
+    qputenv("WAYLAND_DISPLAY", path);
+    const auto opened = platform::wayland::WaylandConnection::open(std::chrono::milliseconds(300));
+    qputenv("WAYLAND_DISPLAY", before);
+    close(listener);
+    ASSERT_FALSE(opened.ok());
+    EXPECT_EQ(opened.error().message, "The Wayland compositor did not answer within 0.3 seconds.");
 }
 
 } // namespace

@@ -76,3 +76,19 @@ TEST(WaylandLayoutTest, WindowRectanglesLandInTheirOutputsPixels) {
 }
 
 } // namespace
+
+namespace {
+
+// Where the pointer is sent for a point of a display: the compositor's layout, in units.
+TEST(WaylandLayoutTest, PixelsLeadBackToTheLayoutsUnits) {
+    const WaylandLayout layout = mixedScales();
+    EXPECT_EQ(layout.logicalBounds(), QRect(0, 0, 3200, 1080));
+    EXPECT_EQ(layout.logicalPoint(QPoint(2560 + 100, 50)), QPointF(1380, 50));
+    // A pixel of the scale-2 panel is half a unit.
+    EXPECT_EQ(layout.logicalPoint(QPoint(201, 101)), QPointF(100.5, 50.5));
+    // Between the displays' pixels (right of the panel, below it) there is no output.
+    EXPECT_EQ(layout.logicalPoint(QPoint(2559, 0)), QPointF(1279.5, 0));
+    EXPECT_EQ(layout.logicalPoint(QPoint(100, 1600)), std::nullopt);
+}
+
+} // namespace
