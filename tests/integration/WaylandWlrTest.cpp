@@ -206,6 +206,22 @@ TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) 
     EXPECT_GT(c.psnr, 40);
 }
 
+TEST_F(WaylandWlrTest, AtDoubleScaleThePageComesOutInTwiceItsPixels) {
+    startSession({.outputs = {{1280, 960, 2.0}}});
+    session->startProcess("swaybg", {"-c", "#3366cc"});
+    const std::string reference = session->directory() + "/page.png";
+    ASSERT_EQ(session->run(page, {"--lines", "60", "--size", "400x300", "--render", reference}).exitCode, 0);
+    const QRect frame = showPage("HEADLESS-1", leftBackground, {"--lines", "60", "--size", "400x300"});
+    ASSERT_EQ(frame, QRect(240, 180, 800, 600));
+
+    // The area in points; the wheel turns over its centre, wherever the output's pixels are.
+    const ProcessOutput out =
+        pictavia({"capture", "scrolling", "--rect", "120,90,400,300", "--display", "1"});
+    ASSERT_EQ(out.exitCode, 0) << out.err;
+    const QImage result(QString::fromStdString(out.out).trimmed());
+    EXPECT_EQ(result.size(), QImage(QString::fromStdString(reference)).size() * 2);
+}
+
 // A compositor that takes the connection and then never answers: the connection gives up
 // after its timeout with a sentence.
 TEST(WaylandConnectionTest, ASilentCompositorFailsWithASentenceInsteadOfHanging) {
