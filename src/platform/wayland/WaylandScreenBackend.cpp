@@ -182,7 +182,7 @@ private:
 };
 
 QString socketPath() {
-    const QString name = qEnvironmentVariable("WAYLAND_DISPLAY");
+    QString name = qEnvironmentVariable("WAYLAND_DISPLAY");
     if (name.startsWith(u'/')) return name;
     return qEnvironmentVariable("XDG_RUNTIME_DIR") + u'/' + name;
 }
