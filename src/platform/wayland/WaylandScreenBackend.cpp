@@ -32,8 +32,7 @@ public:
         const auto index = current.outputHolding(rect);
         if (rect.isEmpty() || !index) return Error{QStringLiteral("That area is off screen")};
         const DisplayInfo& display = current.displays()[*index];
-        if (auto copied = screencopy(display.name, rect.translated(-display.geometry.topLeft())))
-            return *copied;
+        if (auto copied = screencopy(display, rect.translated(-display.geometry.topLeft()))) return *copied;
         Result<QImage> picture = takePortalScreenshot();
         if (!picture) return picture.error();
         const QRectF source = current.pictureSource(*index, rect, current.pictureScale(picture->width()));
@@ -107,7 +106,7 @@ public:
 private:
     // The area's pixels through wlroots' screencopy where the compositor has it; nullopt
     // sends the grab to the portal. Why screencopy cannot be used is logged once.
-    std::optional<QImage> screencopy(const QString& outputName, const QRect& pixels) {
+    std::optional<QImage> screencopy(const DisplayInfo& display, const QRect& pixels) {
         const QMutexLocker lock(&m_screencopyMutex);
         if (!m_screencopyTried) {
             m_screencopyTried = true;
@@ -121,7 +120,7 @@ private:
             m_screencopy = std::move(connected).value();
         }
         if (!m_screencopy) return std::nullopt;
-        Result<QImage> copied = m_screencopy->grab(outputName, pixels);
+        Result<QImage> copied = m_screencopy->grab(display.name, display.geometry.size(), pixels);
         if (copied) return std::move(copied).value();
         if (!m_screencopyFailureLogged) {
             m_screencopyFailureLogged = true;

@@ -7,6 +7,7 @@
 #include <wayland-client.h>
 
 #include <QMutex>
+#include <QTransform>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -111,6 +112,15 @@ private:
     wl_buffer* m_buffer = nullptr;
 };
 
+// The compositor draws into an output's buffer with the output's transform applied, so
+// that a rotated or mirrored monitor shows it upright: undone here.
+QImage asSeen(const QImage& buffer, int transform) {
+    if (transform == WL_OUTPUT_TRANSFORM_NORMAL) return buffer;
+    const QImage turned =
+        transform % 4 == 0 ? buffer : buffer.transformed(QTransform().rotate(90 * (transform % 4)));
+    return transform >= WL_OUTPUT_TRANSFORM_FLIPPED ? turned.mirrored(true, false) : turned;
+}
+
 } // namespace
 
 struct WlrScreencopy::State {
@@ -192,7 +202,8 @@ Result<std::unique_ptr<WlrScreencopy>> WlrScreencopy::connect() {
     return std::unique_ptr<WlrScreencopy>(new WlrScreencopy(std::move(state)));
 }
 
-Result<QImage> WlrScreencopy::grab(const QString& outputName, std::optional<QRect> region) {
+Result<QImage> WlrScreencopy::grab(const QString& outputName, const QSize& laidOut,
+                                   std::optional<QRect> region) {
     const QMutexLocker lock(&m_state->mutex);
     State& state = *m_state;
     if (auto current = state.outputs->update(); !current) return current.error();
@@ -204,10 +215,18 @@ Result<QImage> WlrScreencopy::grab(const QString& outputName, std::optional<QRec
         output = state.outputs->named(outputName);
     }
     if (!output) return Error{QStringLiteral("The compositor has no output named %1.").arg(outputName)};
-    // Rotated or flipped outputs are copied as their buffer lies, not as they are seen.
-    if (output->transform != WL_OUTPUT_TRANSFORM_NORMAL)
-        return Error{QStringLiteral("Output %1 is rotated or flipped.").arg(outputName)};
-    const QRect whole(QPoint(0, 0), output->pixels);
+    // The output's pixels as they are seen: a rotated output's mode is the other way round.
+    const bool turned = output->transform % 2 == 1;
+    const QRect whole(QPoint(0, 0), turned ? output->pixels.transposed() : output->pixels);
+    // Where the compositor scales by a fraction (1.5), Qt 6.4 lays the output out at the next
+    // whole scale: areas in those pixels are not the output's.
+    if (whole.size() != laidOut)
+        return Error{QStringLiteral("Output %1 has %2×%3 pixels, but Qt lays it out as %4×%5.")
+                         .arg(outputName)
+                         .arg(whole.width())
+                         .arg(whole.height())
+                         .arg(laidOut.width())
+                         .arg(laidOut.height())};
     if (region && !whole.contains(*region))
         return Error{QStringLiteral("That area is not inside output %1.").arg(outputName)};
     // The compositor takes a region in logical units: where the area falls on whole units,
@@ -216,24 +235,25 @@ Result<QImage> WlrScreencopy::grab(const QString& outputName, std::optional<QRec
     const bool partial = region && *region != whole;
     const bool onUnits = partial && region->x() % scale == 0 && region->y() % scale == 0 &&
                          region->width() % scale == 0 && region->height() % scale == 0;
-    if (onUnits) {
+    if (onUnits && output->transform == WL_OUTPUT_TRANSFORM_NORMAL) {
         const QRect logical(region->x() / scale, region->y() / scale, region->width() / scale,
                             region->height() / scale);
         Result<QImage> part = state.copy(*output, logical);
         if (!part) return part;
         if (part->size() == region->size()) return part;
     }
-    Result<QImage> all = state.copy(*output, std::nullopt);
-    if (!all) return all;
-    if (all->size() != output->pixels)
-        return Error{QStringLiteral("The copy of output %1 is %2×%3 pixels, not the %4×%5 of its mode.")
+    Result<QImage> copied = state.copy(*output, std::nullopt);
+    if (!copied) return copied;
+    const QImage all = asSeen(*copied, output->transform);
+    if (all.size() != whole.size())
+        return Error{QStringLiteral("The copy of output %1 is %2×%3 pixels, not the %4×%5 it shows.")
                          .arg(outputName)
-                         .arg(all->width())
-                         .arg(all->height())
-                         .arg(output->pixels.width())
-                         .arg(output->pixels.height())};
+                         .arg(all.width())
+                         .arg(all.height())
+                         .arg(whole.width())
+                         .arg(whole.height())};
     if (!partial) return all;
-    return all->copy(*region);
+    return all.copy(*region);
 }
 
 } // namespace platform::wayland

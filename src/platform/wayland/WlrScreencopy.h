@@ -4,6 +4,7 @@
 
 #include <QImage>
 #include <QRect>
+#include <QSize>
 #include <QString>
 
 #include <memory>
@@ -24,8 +25,11 @@ public:
     ~WlrScreencopy();
 
     // The pixels of `region` of the output named `outputName` (its own pixels, from its
-    // top-left corner), or of the whole output; opaque, Format_RGB32.
-    Result<QImage> grab(const QString& outputName, std::optional<QRect> region = std::nullopt);
+    // top-left corner, as it is seen: rotated and mirrored outputs are turned back), or of
+    // the whole output; opaque, Format_RGB32. Fails where the output does not have the
+    // `laidOut` size that the caller's layout gives it.
+    Result<QImage> grab(const QString& outputName, const QSize& laidOut,
+                        std::optional<QRect> region = std::nullopt);
 
 private:
     struct State;
