@@ -11,7 +11,9 @@
 # The script runs itself again inside tests/helpers' wayland_session (sway, PipeWire,
 # WirePlumber, the portals, as the session's user), times the tools in interleaved rounds
 # after a warm-up run each, and prints each one's median wall time, median CPU time, PNG
-# size and ratio to grim, then whether Pictavia's capture takes at most half grim's time.
+# size and ratio to grim, then whether Pictavia's capture takes at most half grim's time;
+# once with no Pictavia running, once with `pictavia --background` running, which the
+# command hands its capture to.
 set -euo pipefail
 
 build=$(realpath "${1:-/work/main/build}")
@@ -37,8 +39,13 @@ fi
 # Inside the session: its own home, so Pictavia's settings and history are the session's.
 work=$(mktemp -d "$XDG_RUNTIME_DIR/bench.XXXXXX")
 scene_pid=""
+resident_pid=""
 cleanup() {
-  [ -z "$scene_pid" ] || { kill "$scene_pid" 2>/dev/null || true; wait "$scene_pid" 2>/dev/null || true; }
+  local pid
+  for pid in $resident_pid $scene_pid; do
+    kill "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
+  done
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -55,10 +62,12 @@ for _ in $(seq 600); do
 done
 [ -s "$work/ready" ] || { echo "wayland_capture: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
 
-PICTAVIA="$build/pictavia" WORK="$work" RUNS="$runs" python3 - <<'PY'
+# timing CASE: the tools' medians in interleaved rounds; CASE names the round.
+timing() {
+  PICTAVIA="$build/pictavia" WORK="$work" RUNS="$runs" CASE="$1" python3 - <<'PY'
 import os, statistics, struct, subprocess, time
 
-work, runs, pictavia = os.environ["WORK"], int(os.environ["RUNS"]), os.environ["PICTAVIA"]
+work, runs, pictavia, case = os.environ["WORK"], int(os.environ["RUNS"]), os.environ["PICTAVIA"], os.environ["CASE"]
 portal_env = dict(os.environ, PICTAVIA_NO_SCREENCOPY="1")
 
 
@@ -68,12 +77,16 @@ def png_size(path):
     return struct.unpack(">II", head[16:24]) if head[:8] == b"\x89PNG\r\n\x1a\n" else None
 
 
+def printed(out):
+    return out.strip().splitlines()[-1]
+
+
 # name, argv, environment, where its PNG is (from what it printed)
-tools = [
-    ("pictavia", [pictavia, "capture", "fullscreen"], None, lambda out: out.strip().splitlines()[-1]),
-    ("pictavia portal", [pictavia, "capture", "fullscreen"], portal_env, lambda out: out.strip().splitlines()[-1]),
-    ("grim", ["grim", os.path.join(work, "grim.png")], None, lambda out: os.path.join(work, "grim.png")),
-]
+tools = [("pictavia", [pictavia, "capture", "fullscreen"], None, printed)]
+# A running Pictavia captures with its own backend, chosen when it started.
+if case == "none running":
+    tools.append(("pictavia portal", [pictavia, "capture", "fullscreen"], portal_env, printed))
+tools.append(("grim", ["grim", os.path.join(work, "grim.png")], None, lambda out: os.path.join(work, "grim.png")))
 
 
 def run(tool):
@@ -82,7 +95,6 @@ def run(tool):
     child = subprocess.Popen(argv, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     out, err = child.communicate()
     elapsed = time.perf_counter() - start
-    # communicate() has reaped the child; its CPU comes from the children's totals.
     if child.returncode != 0:
         raise RuntimeError(f"{name}: exit {child.returncode}: {err.decode(errors='replace').strip()}")
     path = written(out.decode())
@@ -92,6 +104,7 @@ def run(tool):
 
 
 def cpu_now():
+    # The children's totals: communicate() has reaped the child by the time it returns.
     usage = os.times()
     return usage.children_user + usage.children_system
 
@@ -116,5 +129,23 @@ for name, ms in sorted(wall.items(), key=lambda item: item[1]):
     size = "x".join(map(str, dims[name] or ("?", "?")))
     print(f"{name:<16} {ms:>10.1f} {cpu[name]:>8.1f} {sizes[name]:>12,} {size:>10} {ms / wall['grim']:>7.2f}x")
 ratio = wall["pictavia"] / wall["grim"]
-print(f"pictavia: {ratio:.2f}x grim ({wall['grim']:.1f} ms), goal 0.5x: {'met' if ratio <= 0.5 else 'NOT met'}")
+print(f"pictavia ({case}): {ratio:.2f}x grim ({wall['grim']:.1f} ms), goal 0.5x: {'met' if ratio <= 0.5 else 'NOT met'}")
 PY
+}
+
+echo "-- no Pictavia running"
+timing "none running"
+
+echo "-- pictavia --background running (the command hands the capture to it)"
+"$build/pictavia" --background >"$work/resident.log" 2>&1 &
+resident_pid=$!
+for _ in $(seq 300); do
+  [ -e "$XDG_RUNTIME_DIR/pictavia/instance" ] && break
+  sleep 0.1
+done
+if [ -e "$XDG_RUNTIME_DIR/pictavia/instance" ]; then
+  timing "one running"
+else
+  echo "wayland_capture: pictavia --background did not start" >&2
+  cat "$work/resident.log" >&2
+fi
