@@ -64,7 +64,7 @@ done
 
 # timing CASE: the tools' medians in interleaved rounds; CASE names the round.
 timing() {
-  PICTAVIA="$build/pictavia" WORK="$work" RUNS="$runs" CASE="$1" python3 - <<'PY'
+  PICTAVIA="$build/pictavia" WORK="$work" RUNS="$runs" CASE="$1" RESIDENT="$resident_pid" python3 - <<'PY'
 import os, statistics, struct, subprocess, time
 
 work, runs, pictavia, case = os.environ["WORK"], int(os.environ["RUNS"]), os.environ["PICTAVIA"], os.environ["CASE"]
@@ -103,6 +103,27 @@ def run(tool):
     return elapsed, size, dims
 
 
+def settle():
+    # A running Pictavia reads the text of each capture after it has delivered it: every run
+    # starts once it is idle again, so that no tool pays for the one before.
+    pid = os.environ.get("RESIDENT")
+    if not pid:
+        return
+
+    def ticks():
+        with open(f"/proc/{pid}/stat") as f:
+            fields = f.read().rsplit(")", 1)[1].split()
+        return int(fields[11]) + int(fields[12])
+
+    deadline, last = time.monotonic() + 30, ticks()
+    while time.monotonic() < deadline:
+        time.sleep(0.2)
+        now = ticks()
+        if now == last:
+            return
+        last = now
+
+
 def cpu_now():
     # The children's totals: communicate() has reaped the child by the time it returns.
     usage = os.times()
@@ -116,6 +137,7 @@ for tool in tools:  # warm-up, which also checks that each tool works here
     run(tool)
 for _ in range(runs):
     for tool in tools:
+        settle()
         before = cpu_now()
         elapsed, size, dim = run(tool)
         walls[tool[0]].append(elapsed)
