@@ -6,6 +6,8 @@
 #include "virtual-pointer-client.h"
 #include <wayland-client.h>
 
+#include <QTimer>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -22,6 +24,9 @@ constexpr double notchValue = 15.0;
 // scale 2 is half a unit.
 constexpr double positionSteps = 100.0;
 
+// Longer than the pauses of a scrolling capture between turns of the wheel.
+constexpr std::chrono::seconds idleTimeout{5};
+
 uint32_t now() {
     using namespace std::chrono;
     return uint32_t(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
@@ -33,10 +38,16 @@ class WlrScrollSynthesizer final : public ScrollSynthesizer {
 public:
     WlrScrollSynthesizer(std::unique_ptr<WaylandConnection> connection,
                          zwlr_virtual_pointer_manager_v1* manager, wl_seat* seat)
-        : m_connection(std::move(connection)), m_manager(manager), m_seat(seat) {}
+        : m_connection(std::move(connection)), m_manager(manager), m_seat(seat) {
+        // A device the compositor keeps drawing a pointer for: put away once a capture is
+        // over (no turn for a while), so that later captures of a headless output have none.
+        m_idle.setSingleShot(true);
+        m_idle.setInterval(idleTimeout);
+        m_idle.callOnTimeout([this] { releasePointer(); });
+    }
 
     ~WlrScrollSynthesizer() override {
-        if (m_pointer) zwlr_virtual_pointer_v1_destroy(m_pointer);
+        releasePointer();
         zwlr_virtual_pointer_manager_v1_destroy(m_manager);
         if (m_seat) wl_seat_destroy(m_seat);
         m_connection->flush();
@@ -85,7 +96,15 @@ public:
 private:
     zwlr_virtual_pointer_v1* pointer() {
         if (!m_pointer) m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_manager, m_seat);
+        m_idle.start();
         return m_pointer;
+    }
+
+    void releasePointer() {
+        if (!m_pointer) return;
+        zwlr_virtual_pointer_v1_destroy(m_pointer);
+        m_pointer = nullptr;
+        m_connection->flush();
     }
 
     // A position in hundredths of a logical unit from the layout's top-left corner.
@@ -103,6 +122,7 @@ private:
     zwlr_virtual_pointer_v1* m_pointer = nullptr;
     QPoint m_target; // where the wheel turns, and the layout's extent, as moveTo() takes them
     QPoint m_extent{1, 1};
+    QTimer m_idle;
 };
 
 } // namespace
