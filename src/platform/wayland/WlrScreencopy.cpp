@@ -66,12 +66,15 @@ const zwlr_screencopy_frame_v1_listener frameListener{offerShm, flags,       rea
                                                       damage,   offerDmabuf, bufferDone};
 
 // The Qt format that reads the compositor's bytes as they lie in memory (little-endian).
+// The fourth byte of the "X" formats is undefined: read as alpha, it is dropped again by the
+// conversion to Format_RGB32 (the screen is opaque).
 std::optional<QImage::Format> qtFormat(uint32_t format) {
     switch (format) {
     case WL_SHM_FORMAT_XRGB8888:
     case WL_SHM_FORMAT_ARGB8888:
         return QImage::Format_ARGB32;
     case WL_SHM_FORMAT_XBGR8888:
+        return QImage::Format_RGBX8888;
     case WL_SHM_FORMAT_ABGR8888:
         return QImage::Format_RGBA8888;
     default:
@@ -170,8 +173,7 @@ struct WlrScreencopy::State {
                 return Error{QStringLiteral("The compositor could not copy output %1.").arg(output.name)};
             const QImage shared(buffer.memory(), frame.size.width(), frame.size.height(), int(frame.stride),
                                 *format);
-            // The conversion is also the copy out of the shared memory; the fourth byte of
-            // "X" formats is undefined, the screen is opaque.
+            // The conversion is also the copy out of the shared memory.
             QImage pixels = shared.convertToFormat(QImage::Format_RGB32);
             if (frame.inverted) pixels = pixels.mirrored(false, true);
             return pixels;
