@@ -80,7 +80,8 @@ protected:
     }
 
     // Shows a scroll page on `output` and returns its frame in Pictavia's pixels once drawn.
-    QRect showPage(const std::string& output, QRgb background, const std::vector<std::string>& args) {
+    QRect showPage(const std::string& output, QRgb background, const std::vector<std::string>& args,
+                   std::string* id = nullptr) {
         EXPECT_EQ(session->run("swaymsg", {"focus", "output", output}).exitCode, 0);
         const int pid = session->startProcess(page, args).pid();
         QRect frame;
@@ -89,8 +90,9 @@ protected:
             const QJsonArray windows = QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).array();
             for (const QJsonValue& window : windows) {
                 const QJsonObject f = window["frame"].toObject();
-                if (window["pid"].toInteger() == pid)
-                    frame = QRect(f["x"].toInt(), f["y"].toInt(), f["width"].toInt(), f["height"].toInt());
+                if (window["pid"].toInteger() != pid) continue;
+                frame = QRect(f["x"].toInt(), f["y"].toInt(), f["width"].toInt(), f["height"].toInt());
+                if (id) *id = std::to_string(window["id"].toInteger());
             }
             const QImage shown = grim(output);
             return !frame.isEmpty() && !shown.isNull() &&
@@ -222,6 +224,17 @@ TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) 
                             << whole.width() << "x" << whole.height();
     EXPECT_EQ(c.differingRows, 0);
     EXPECT_GT(c.psnr, 40);
+
+    // A second page at its top, over the first: aimed at by its id from the compositor's
+    // tree, it comes out the same.
+    std::string id;
+    showPage("HEADLESS-1", leftBackground, {"--lines", "160"}, &id);
+    const ProcessOutput byId = pictavia({"capture", "scrolling", "--id", id});
+    ASSERT_EQ(byId.exitCode, 0) << byId.err;
+    const RowComparison again =
+        compareRows(QImage(QString::fromStdString(byId.out).trimmed()), whole, whole.width() - 20);
+    EXPECT_TRUE(again.sameSize);
+    EXPECT_EQ(again.differingRows, 0);
 }
 
 TEST_F(WaylandWlrTest, AtDoubleScaleThePageComesOutInTwiceItsPixels) {
