@@ -20,15 +20,15 @@ struct Output {
     double scale = 1.0;
 };
 
+// The outputs as Qt's screens describe them: none without a QGuiApplication. Qt's screens
+// belong to its main thread.
+QList<Output> screenOutputs();
+
 // Wayland has no root window, so the backend makes up a pixel space for DisplayInfo:
 // each output keeps its own pixel size (logical size × its scale), placed at its logical
 // position × the highest scale of all outputs. Outputs never overlap in logical units, so
 // they never overlap in these pixels either, whatever their scales, and a capture of one
 // output is as many pixels as the output has.
-// The outputs as Qt's screens describe them: none without a QGuiApplication. Qt's screens
-// belong to its main thread.
-QList<Output> screenOutputs();
-
 class WaylandLayout {
 public:
     explicit WaylandLayout(QList<Output> outputs);
