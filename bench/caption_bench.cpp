@@ -61,8 +61,14 @@ int main(int argc, char** argv) {
                 return 2;
             }
         } else if (args[i].startsWith(QLatin1Char('-')) && i + 1 < args.size()) {
-            tuning.options << args[i].toUtf8() << args[i + 1].toUtf8();
-            ++i;
+            // An option the defaults set already takes the new value: the decoder refuses
+            // an option given twice.
+            const QByteArray name = args[i].toUtf8(), value = args[++i].toUtf8();
+            const qsizetype at = tuning.options.indexOf(name);
+            if (at >= 0 && at + 1 < tuning.options.size())
+                tuning.options[at + 1] = value;
+            else
+                tuning.options << name << value;
         } else {
             files << args[i];
         }

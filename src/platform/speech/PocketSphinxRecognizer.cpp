@@ -81,11 +81,12 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(QStringList modelRoots, Tuning tu
 PocketSphinxRecognizer::Tuning PocketSphinxRecognizer::defaultTuning() {
     Tuning tuning;
     // Measured on the tuning half of the benchmark corpus: wider beams and more Gaussians per
-    // frame than the command's defaults find more of the words, a lighter language model
-    // weight trusts the sound more; the cap on active models per frame keeps noisy sound
-    // from slowing the search down without bound.
+    // frame than the command's defaults find more of the words (16 Gaussians: 7.8 % of the
+    // words wrong against 8.6 % with 8, 8.1 % with 12, 8.5 % with 32; 1.5 times the time of 8), a
+    // lighter language model weight trusts the sound more; the cap on active models per frame
+    // keeps noisy sound from slowing the search down without bound.
     tuning.options = {"-beam", "1e-60", "-pbeam", "1e-60", "-wbeam",    "1e-40",
-                      "-topn", "8",     "-lw",    "5.5",   "-maxhmmpf", "10000"};
+                      "-topn", "16",    "-lw",    "5.5",   "-maxhmmpf", "10000"};
     return tuning;
 }
 
