@@ -51,6 +51,9 @@ packages=(
   pulseaudio pulseaudio-utils
   # Wayland: Qt's Wayland plugin, and what the screen-cast and protocol code to come builds on
   qt6-wayland libpipewire-0.3-dev libwayland-dev wayland-protocols
+  # Wayland: layer surfaces for our overlays and floating windows (wayland-scanner, and Qt's
+  # native interface, which hands out its wl_display, surfaces and outputs)
+  libwayland-bin qt6-base-private-dev
   # tests: headless Wayland sessions (sway on wlroots' headless backend, a background colour,
   # PipeWire, the portals; xdg-desktop-portal 1.16 offers screenshots only where some backend
   # implements its Access dialog, which portal-gtk does and portal-wlr does not; grim is what

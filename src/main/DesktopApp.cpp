@@ -27,6 +27,7 @@
 #include "main/WaylandSurfaces.h"
 #include "platform/BackendChoice.h"
 #include "platform/Platform.h"
+#include "platform/wayland/LayerShell.h"
 #include "platform/x11/X11DesktopCover.h"
 #include "platform/x11/X11GlobalHotkeys.h"
 #include "recording/ScreenRecorder.h"
@@ -279,7 +280,11 @@ int run(int argc, char** argv, const QStringList& arguments) {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
         return CommandLine::failed;
     }
+    // Our overlays, toasts and pins need the layer shell's places where the compositor has it.
+    const bool layerShell = BackendChoice::current() == BackendChoice::Backend::wayland &&
+                            platform::wayland::LayerShell::prepare();
     QApplication app(argc, argv);
+    if (layerShell) platform::wayland::LayerShell::install();
     QApplication::setApplicationName(QStringLiteral("Pictavia"));
     QApplication::setDesktopFileName(QStringLiteral("pictavia"));
     QApplication::setWindowIcon(ui::appIcon());

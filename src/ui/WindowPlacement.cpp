@@ -1,0 +1,27 @@
+#include "ui/WindowPlacement.h"
+
+#include <QGuiApplication>
+
+namespace ui::placement {
+
+namespace {
+
+bool onWayland() {
+    return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+} // namespace
+
+bool layerShell() {
+    return onWayland() && qEnvironmentVariableIsSet("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT");
+}
+
+bool byCompositor() {
+    return onWayland() && !layerShell();
+}
+
+Qt::WindowFlags floating(Qt::WindowFlags flags) {
+    return layerShell() ? flags | Qt::BypassWindowManagerHint : flags;
+}
+
+} // namespace ui::placement

@@ -1,0 +1,168 @@
+// The area selection overlay and a toast on a Wayland desktop, placed the way the
+// application places them, over displays whose pixels are a known pattern: for the tests
+// to look at with grim and to drive where no virtual pointer exists.
+//
+//   wayland_overlays
+//
+// Prints "display NAME X Y WIDTH HEIGHT SCALE" for each display (pixels), then "overlay"
+// once the overlay is up, and takes commands on stdin, one a line:
+//   drag X1 Y1 X2 Y2     drags from one point to another (display pixels) with the left button,
+//                        sent to the overlay window the drag starts on; prints
+//                        "selected NAME X Y WIDTH HEIGHT" (the outcome, in points) and writes
+//                        the display's frozen image to FILE given as a sixth word, if any
+//   toast X Y TEXT       shows a toast near (X, Y), Qt's global coordinates; prints "toast"
+//   quit
+// Exits 2 when the compositor has no layer shell.
+
+#include "capture/SelectionTypes.h"
+#include "platform/Platform.h"
+#include "platform/ScreenBackend.h"
+#include "platform/wayland/LayerShell.h"
+#include "platform/wayland/WaylandScreenBackend.h"
+#include "ui/AreaSelectionOverlay.h"
+#include "ui/ToastWindow.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QSocketNotifier>
+#include <QTextStream>
+#include <QTimer>
+#include <QWidget>
+
+#include <cstdio>
+#include <iostream>
+#include <string>
+
+namespace {
+
+// Neighbouring pixels of the displays differ in every channel that moves, so that a pixel
+// shown or cut one off shows (WaylandDesktopTest paints the same).
+QRgb patternAt(int x, int y) {
+    return qRgb((x * 37) & 0xff, (y * 59) & 0xff, ((x >> 8) & 0xf) << 4 | ((y >> 8) & 0xf));
+}
+
+// The compositor's displays, showing the pattern.
+class PatternScreen : public platform::ScreenBackend {
+public:
+    explicit PatternScreen(std::unique_ptr<platform::ScreenBackend> real) : m_real(std::move(real)) {}
+    QList<platform::DisplayInfo> displays() override { return m_real->displays(); }
+    Result<QImage> grabArea(const QRect& rootRect) override {
+        QImage image(rootRect.size(), QImage::Format_RGB32);
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                image.setPixel(x, y, patternAt(rootRect.x() + x, rootRect.y() + y));
+        return image;
+    }
+    Result<QImage> grabWindow(uint32_t) override { return Error{QStringLiteral("Window not found")}; }
+    QList<platform::WindowInfo> windows() override { return {}; }
+    std::optional<uint32_t> activeWindow() override { return std::nullopt; }
+    QPoint pointerPosition() override { return {}; }
+
+private:
+    std::unique_ptr<platform::ScreenBackend> m_real;
+};
+
+// The overlay window over a display pixel, and the pixel in its coordinates.
+std::pair<QWidget*, QPointF> windowAt(QPoint root) {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (!widget->isVisible() || widget->windowTitle() != QLatin1String("Pictavia Selection")) continue;
+        const QRect screen = widget->geometry();
+        const double ratio = widget->devicePixelRatioF();
+        for (const platform::DisplayInfo& d : platform::services().screen->displays()) {
+            if (!d.geometry.contains(root) || d.name != widget->screen()->name()) continue;
+            Q_UNUSED(screen);
+            return {widget, QPointF(root - d.geometry.topLeft()) / ratio};
+        }
+    }
+    return {nullptr, {}};
+}
+
+void send(QWidget* widget, QEvent::Type type, QPointF local, Qt::MouseButton button,
+          Qt::MouseButtons buttons) {
+    QMouseEvent event(type, local, widget->mapToGlobal(local), button, buttons, Qt::NoModifier);
+    QApplication::sendEvent(widget, &event);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (!platform::wayland::LayerShell::prepare()) {
+        std::fprintf(stderr, "wayland_overlays: the compositor has no layer shell\n");
+        return 2;
+    }
+    QApplication app(argc, argv);
+    if (!platform::wayland::LayerShell::install()) {
+        std::fprintf(stderr, "wayland_overlays: Qt's connection has no layer shell\n");
+        return 2;
+    }
+    auto real = platform::wayland::connect();
+    if (!real) {
+        std::fprintf(stderr, "wayland_overlays: %s\n", qPrintable(real.error().message));
+        return 1;
+    }
+    platform::Services services;
+    services.screen = std::make_unique<PatternScreen>(std::move(real).value());
+    platform::install(std::move(services));
+    for (const platform::DisplayInfo& d : platform::services().screen->displays())
+        std::printf("display %s %d %d %d %d %g\n", qPrintable(d.name), d.geometry.x(), d.geometry.y(),
+                    d.geometry.width(), d.geometry.height(), d.scale);
+
+    SelectionParameters parameters;
+    parameters.showMagnifier = false;
+    ui::AreaSelectionOverlayController overlay(parameters);
+    QString frozenFile;
+    overlay.start([&frozenFile](const SelectionOutcome& outcome) {
+        if (outcome.kind != SelectionOutcome::Kind::selected) {
+            std::printf("cancelled\n");
+        } else {
+            if (!frozenFile.isEmpty() && outcome.target.frozen) outcome.target.frozen->save(frozenFile);
+            std::printf("selected %s %g %g %g %g\n", qPrintable(outcome.target.display.name),
+                        outcome.rect.x(), outcome.rect.y(), outcome.rect.width(), outcome.rect.height());
+        }
+        std::fflush(stdout);
+    });
+    // Once the overlay has drawn.
+    QTimer::singleShot(300, [] {
+        std::printf("overlay\n");
+        std::fflush(stdout);
+    });
+
+    QSocketNotifier input(0, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, [&] {
+        std::string line;
+        if (!std::getline(std::cin, line)) return app.quit();
+        QTextStream words(QByteArray::fromStdString(line));
+        QString command;
+        words >> command;
+        if (command == u"drag") {
+            int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+            words >> x1 >> y1 >> x2 >> y2 >> frozenFile;
+            auto [window, from] = windowAt({x1, y1});
+            if (!window) {
+                std::printf("no overlay at %d,%d\n", x1, y1);
+                std::fflush(stdout);
+                return;
+            }
+            // A drag stays with the surface it began on, as Wayland's implicit grab keeps it.
+            const QPointF to = from + QPointF(x2 - x1, y2 - y1) / window->devicePixelRatioF();
+            send(window, QEvent::MouseMove, from, Qt::NoButton, Qt::NoButton);
+            send(window, QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+            send(window, QEvent::MouseMove, (from + to) / 2, Qt::NoButton, Qt::LeftButton);
+            send(window, QEvent::MouseMove, to, Qt::NoButton, Qt::LeftButton);
+            send(window, QEvent::MouseButtonRelease, to, Qt::LeftButton, Qt::NoButton);
+        } else if (command == u"toast") {
+            int x = 0, y = 0;
+            words >> x >> y;
+            const QString text = words.readAll().trimmed();
+            auto* toast = new ui::ToastWindow(text, 30, QPoint(x, y));
+            toast->show();
+            QTimer::singleShot(300, [] {
+                std::printf("toast\n");
+                std::fflush(stdout);
+            });
+        } else if (command == u"quit") {
+            app.quit();
+        }
+    });
+    return app.exec();
+}

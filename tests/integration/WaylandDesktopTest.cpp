@@ -1,0 +1,218 @@
+// Our windows on a Wayland desktop with the layer shell (headless sway, two outputs at
+// scales 1 and 2): the area overlay covers each output with its frozen pixels, exact at
+// either scale; a drag on it selects exactly the pixels dragged over; a toast shows on the
+// output it was asked for. sway lists no layer surfaces in its tree, so grim looks at the
+// screen; the session has no pointer, so the drags come from the helper's own events.
+
+#include "WaitUntil.h"
+#include "WaylandSession.h"
+
+#include <QImage>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <map>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace testsupport;
+
+// What the helper's displays show: neighbouring pixels differ in every channel that moves,
+// by more than the overlay's dimming could blur.
+QRgb patternAt(int x, int y) {
+    return qRgb((x * 37) & 0xff, (y * 59) & 0xff, ((x >> 8) & 0xf) << 4 | ((y >> 8) & 0xf));
+}
+
+// The overlay's backdrop: black at 45% over the pattern.
+QRgb dimmedPatternAt(int x, int y) {
+    const QRgb p = patternAt(x, y);
+    const auto dim = [](int c) { return (c * (255 - 115) + 127) / 255; };
+    return qRgb(dim(qRed(p)), dim(qGreen(p)), dim(qBlue(p)));
+}
+
+bool near(QRgb a, QRgb b, int tolerance) {
+    return std::abs(qRed(a) - qRed(b)) <= tolerance && std::abs(qGreen(a) - qGreen(b)) <= tolerance &&
+           std::abs(qBlue(a) - qBlue(b)) <= tolerance;
+}
+
+// How many pixels of `image` differ from `expected(x, y)` of the display pixels starting at
+// `origin`, and the first of them.
+template <typename Expected>
+std::pair<int, std::string> mismatches(const QImage& image, QPoint origin, Expected expected, int tolerance) {
+    int wrong = 0;
+    std::string first;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb want = expected(origin.x() + x, origin.y() + y);
+            if (near(image.pixel(x, y), want, tolerance)) continue;
+            if (wrong++ == 0)
+                first = "at " + std::to_string(x) + "," + std::to_string(y) + ": " +
+                        QColor(image.pixel(x, y)).name().toStdString() + " instead of " +
+                        QColor(want).name().toStdString();
+        }
+    }
+    return {wrong, first};
+}
+
+struct Display {
+    QRect pixels;
+    double scale = 1;
+};
+
+class WaylandDesktopTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string whyNot;
+        session = WaylandSession::start({.outputs = {{640, 480, 1.0}, {1280, 720, 2.0}}}, &whyNot);
+        if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
+        session->startProcess("swaybg", {"-c", "#3366cc"});
+        const std::string helper = session->reachable(WAYLAND_OVERLAYS_BIN);
+        if (helper.empty()) GTEST_SKIP() << "the session's user cannot run " << WAYLAND_OVERLAYS_BIN;
+        // Commands go through a pipe in the session's folder; what it says, to a file.
+        const std::string commands = session->directory() + "/commands";
+        ASSERT_EQ(mkfifo(commands.c_str(), 0600), 0);
+        ASSERT_EQ(chmod(commands.c_str(), 0666), 0);
+        log = session->directory() + "/overlays.log";
+        session->startProcess("sh", {"-c", "exec \"$0\" < \"$1\" > \"$2\" 2>&1", helper, commands, log});
+        ASSERT_TRUE(waitUntil([&] { return (writer = open(commands.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }))
+            << "the helper did not open its commands";
+        ASSERT_TRUE(line("overlay")) << said();
+        for (const std::string& l : lines()) {
+            char name[64];
+            int x, y, w, h;
+            double scale;
+            if (std::sscanf(l.c_str(), "display %63s %d %d %d %d %lf", name, &x, &y, &w, &h, &scale) == 6)
+                displays[name] = {QRect(x, y, w, h), scale};
+        }
+        ASSERT_EQ(displays.size(), 2u) << said();
+    }
+
+    void TearDown() override {
+        if (writer >= 0) close(writer);
+    }
+
+    std::vector<std::string> lines() const {
+        QFile file(QString::fromStdString(log));
+        if (!file.open(QIODevice::ReadOnly)) return {};
+        std::vector<std::string> result;
+        for (const QByteArray& l : file.readAll().split('\n'))
+            result.push_back(l.toStdString());
+        return result;
+    }
+    std::string said() const {
+        std::string all;
+        for (const std::string& l : lines())
+            all += l + "\n";
+        return "the helper said:\n" + all;
+    }
+    // The first line the helper printed that starts with `prefix`, once it has.
+    std::optional<std::string> line(const std::string& prefix) {
+        std::optional<std::string> found;
+        waitUntil([&] {
+            for (const std::string& l : lines())
+                if (l.rfind(prefix, 0) == 0) found = l;
+            return found.has_value();
+        });
+        return found;
+    }
+    void command(const std::string& text) {
+        const std::string l = text + "\n";
+        ASSERT_EQ(write(writer, l.data(), l.size()), ssize_t(l.size()));
+    }
+
+    QImage grab(const std::string& output) {
+        const ProcessOutput shot = session->run("grim", {"-o", output, "-t", "ppm", "-"});
+        QImage image;
+        if (shot.exitCode != 0 || !image.loadFromData(QByteArray::fromStdString(shot.out), "PPM")) return {};
+        return image.convertToFormat(QImage::Format_RGB32);
+    }
+
+    // Waits until grim sees the output show `expected` of its display's pixels; the last
+    // count of differing pixels and the first of them otherwise.
+    template <typename Expected>
+    std::pair<int, std::string> waitForPixels(const std::string& output, Expected expected, int tolerance) {
+        std::pair<int, std::string> last{-1, "no grab"};
+        waitUntil([&] {
+            const QImage image = grab(output);
+            if (image.size() != displays[output].pixels.size()) {
+                last = {-1,
+                        "a grab of " + std::to_string(image.width()) + "x" + std::to_string(image.height())};
+                return false;
+            }
+            last = mismatches(image, displays[output].pixels.topLeft(), expected, tolerance);
+            return last.first == 0;
+        });
+        return last;
+    }
+
+    // Drags over `dragged` (display pixels) and checks that the selection is exactly those
+    // pixels of the frozen image.
+    void selectExactly(const std::string& output, const QRect& dragged) {
+        const std::string frozenFile = session->directory() + "/frozen.png";
+        command("drag " + std::to_string(dragged.left()) + " " + std::to_string(dragged.top()) + " " +
+                std::to_string(dragged.left() + dragged.width()) + " " +
+                std::to_string(dragged.top() + dragged.height()) + " " + frozenFile);
+        const std::optional<std::string> selected = line("selected");
+        ASSERT_TRUE(selected) << said();
+        char name[64];
+        double x, y, w, h;
+        ASSERT_EQ(std::sscanf(selected->c_str(), "selected %63s %lf %lf %lf %lf", name, &x, &y, &w, &h), 5);
+        EXPECT_EQ(std::string(name), output);
+        const Display& display = displays[output];
+        const QRectF points(x, y, w, h);
+        const QRectF pixels(points.topLeft() * display.scale, points.size() * display.scale);
+        EXPECT_EQ(pixels, QRectF(dragged.translated(-display.pixels.topLeft())));
+        const QImage frozen(QString::fromStdString(frozenFile));
+        ASSERT_EQ(frozen.size(), display.pixels.size());
+        const auto [wrong, first] =
+            mismatches(frozen.copy(pixels.toRect()).convertToFormat(QImage::Format_RGB32), dragged.topLeft(),
+                       patternAt, 0);
+        EXPECT_EQ(wrong, 0) << first;
+    }
+
+    std::unique_ptr<WaylandSession> session;
+    std::map<std::string, Display> displays;
+    std::string log;
+    int writer = -1;
+};
+
+TEST_F(WaylandDesktopTest, OverlayCoversEachOutputWithItsFrozenPixelsAtItsScale) {
+    for (const std::string& output : session->outputNames()) {
+        const auto [wrong, first] = waitForPixels(output, dimmedPatternAt, 2);
+        EXPECT_EQ(wrong, 0) << output << " " << first;
+    }
+    // On the scale-2 output, in whole device pixels.
+    selectExactly("HEADLESS-2", QRect(1380, 50, 300, 200));
+    // The overlay leaves every output.
+    for (const std::string& output : session->outputNames()) {
+        const auto [wrong, first] = waitForPixels(
+            output, [](int, int) { return qRgb(0x33, 0x66, 0xcc); }, 0);
+        EXPECT_EQ(wrong, 0) << output << " " << first;
+    }
+}
+
+TEST_F(WaylandDesktopTest, SelectionOnTheFirstOutputAndAToastOnTheOutputAsked) {
+    selectExactly("HEADLESS-1", QRect(101, 51, 237, 133));
+
+    // Near a point of the second output (Qt's coordinates: it starts at 640).
+    command("toast 900 100 Saved to Pictures");
+    ASSERT_TRUE(line("toast")) << said();
+    const QRgb background = qRgb(0x33, 0x66, 0xcc);
+    const auto [onFirst, firstWrong] = waitForPixels(
+        "HEADLESS-1", [&](int, int) { return background; }, 0);
+    EXPECT_EQ(onFirst, 0) << "the toast or the overlay shows on the first output: " << firstWrong;
+    // The toast's dark body starts just below and right of the point: a pixel of its left
+    // padding, clear of the rounded corner and the text, in pixels of the scale-2 output.
+    const QPoint body = (QPoint(900, 100) - QPoint(640, 0) + QPoint(18 + 8, 18 + 20)) * 2;
+    EXPECT_TRUE(waitUntil([&] {
+        const QImage image = grab("HEADLESS-2");
+        return !image.isNull() && near(image.pixel(body), qRgb(28, 28, 32), 16);
+    })) << "no toast at "
+        << body.x() << "," << body.y() << " of the second output";
+}
+
+} // namespace
