@@ -1,14 +1,19 @@
-// Our windows on a Wayland desktop with the layer shell (headless sway, two outputs at
-// scales 1 and 2): the area overlay covers each output with its frozen pixels, exact at
+// Pictavia on Wayland desktops. Our windows with the layer shell (headless sway, two outputs
+// at scales 1 and 2): the area overlay covers each output with its frozen pixels, exact at
 // either scale; a drag on it selects exactly the pixels dragged over; a toast shows on the
 // output it was asked for. sway lists no layer surfaces in its tree, so grim looks at the
 // screen; the session has no pointer, so the drags come from the helper's own events.
+// And our hotkeys added to GNOME's own shortcuts through the real gsettings.
 
 #include "WaitUntil.h"
 #include "WaylandSession.h"
+#include "app/GnomeKeybindings.h"
+#include "app/Hotkeys.h"
 
+#include <QFile>
 #include <QImage>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -213,6 +218,72 @@ TEST_F(WaylandDesktopTest, SelectionOnTheFirstOutputAndAToastOnTheOutputAsked) {
         return !image.isNull() && near(image.pixel(body), qRgb(28, 28, 32), 16);
     })) << "no toast at "
         << body.x() << "," << body.y() << " of the second output";
+}
+
+} // namespace
+
+namespace {
+
+// gsettings with its keyfile backend in a private configuration home, GNOME's schema
+// installed: the real command, writing a file instead of GNOME's database.
+class GnomeShortcutsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (system("gsettings list-schemas 2>/dev/null | grep -qx "
+                   "org.gnome.settings-daemon.plugins.media-keys") != 0)
+            GTEST_SKIP() << "GNOME's shortcut schema is not installed (gnome-settings-daemon-common)";
+        ASSERT_TRUE(home.isValid());
+        saved = {qgetenv("XDG_CONFIG_HOME"), qgetenv("GSETTINGS_BACKEND")};
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path()));
+        qputenv("GSETTINGS_BACKEND", "keyfile");
+    }
+    void TearDown() override {
+        const auto restore = [](const char* name, const QByteArray& value) {
+            if (value.isNull())
+                qunsetenv(name);
+            else
+                qputenv(name, value);
+        };
+        restore("XDG_CONFIG_HOME", saved.first);
+        restore("GSETTINGS_BACKEND", saved.second);
+    }
+
+    static std::string gsettings(const std::vector<std::string>& args) {
+        return ChildProcess::start("gsettings", args, {})->finish(10s).out;
+    }
+
+    QTemporaryDir home;
+    std::pair<QByteArray, QByteArray> saved;
+};
+
+TEST_F(GnomeShortcutsTest, OursAreAddedOnceAndTheUsersOwnStay) {
+    const std::string listSchema = "org.gnome.settings-daemon.plugins.media-keys";
+    const std::string mine = "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/custom0/";
+    gsettings({"set", listSchema, "custom-keybindings", "['" + mine + "']"});
+    gsettings({"set", listSchema + ".custom-keybinding:" + mine, "command", "'my-terminal'"});
+
+    const QList<Hotkeys::Binding> bindings = Hotkeys::captureBindings({});
+    const auto keys = [](const QString& name) {
+        return name == u"area"     ? QStringLiteral("Print")
+               : name == u"record" ? QStringLiteral("Ctrl+Shift+R")
+                                   : QString();
+    };
+    const QList<GnomeKeybindings::Entry> entries = GnomeKeybindings::entriesFor(bindings, keys);
+    ASSERT_EQ(entries.size(), 2); // only the hotkeys with keys and a URL
+    ASSERT_TRUE(GnomeKeybindings::apply(entries));
+    ASSERT_TRUE(GnomeKeybindings::apply(entries)); // a second click changes nothing
+
+    const std::string area = GnomeKeybindings::pathFor(QStringLiteral("area")).toStdString();
+    const std::string record = GnomeKeybindings::pathFor(QStringLiteral("record")).toStdString();
+    EXPECT_EQ(gsettings({"get", listSchema, "custom-keybindings"}),
+              "['" + mine + "', '" + area + "', '" + record + "']\n");
+    EXPECT_EQ(gsettings({"get", listSchema + ".custom-keybinding:" + mine, "command"}), "'my-terminal'\n");
+    EXPECT_EQ(gsettings({"get", listSchema + ".custom-keybinding:" + area, "command"}),
+              "'pictavia pictavia://capture-area'\n");
+    EXPECT_EQ(gsettings({"get", listSchema + ".custom-keybinding:" + record, "binding"}),
+              "'<Control><Shift>r'\n");
+    EXPECT_EQ(gsettings({"get", listSchema + ".custom-keybinding:" + area, "name"}),
+              "'Pictavia: Capture an area'\n");
 }
 
 } // namespace
