@@ -135,7 +135,7 @@ QRectF OverlayWindow::localFromPoints(const QRectF& points) const {
 bool OverlayWindow::grabInput() {
     // Wayland has no grabs: the overlay takes the keyboard as a layer surface or as the
     // window just shown, and the pointer stays with the surface a drag began on.
-    if (QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) return true;
+    if (placement::onWayland()) return true;
     grabKeyboard();
     grabMouse();
     QWindow* window = windowHandle();

@@ -4,13 +4,9 @@
 
 namespace ui::placement {
 
-namespace {
-
 bool onWayland() {
     return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
 }
-
-} // namespace
 
 bool layerShell() {
     return onWayland() && qEnvironmentVariableIsSet("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT");

@@ -7,6 +7,8 @@
 // (see platform/wayland/LayerShell.h).
 namespace ui::placement {
 
+// Whether Qt runs on Wayland.
+bool onWayland();
 // Wayland with the layer shell: windows flagged Qt::BypassWindowManagerHint go where they ask.
 bool layerShell();
 // Wayland without it (GNOME): the compositor places every window; overlays go fullscreen.

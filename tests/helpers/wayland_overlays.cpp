@@ -10,7 +10,10 @@
 //                        sent to the overlay window the drag starts on; prints
 //                        "selected NAME X Y WIDTH HEIGHT" (the outcome, in points) and writes
 //                        the display's frozen image to FILE given as a sixth word, if any
+//   escape               presses Escape on the overlay
 //   toast X Y TEXT       shows a toast near (X, Y), Qt's global coordinates; prints "toast"
+//   pin X Y W H          pins those display pixels over where they are; prints "pin"
+//   quick-access         shows a quick access card of a capture; prints "quick-access"
 //   quit
 // Exits 2 when the compositor has no layer shell.
 
@@ -20,9 +23,13 @@
 #include "platform/wayland/LayerShell.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "ui/AreaSelectionOverlay.h"
+#include "ui/PinWindow.h"
+#include "ui/QuickAccessOverlay.h"
 #include "ui/ToastWindow.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QSocketNotifier>
 #include <QTextStream>
@@ -75,6 +82,14 @@ std::pair<QWidget*, QPointF> windowAt(QPoint root) {
         }
     }
     return {nullptr, {}};
+}
+
+// Says `what` once the window just shown has had time to draw.
+void printLater(const char* what) {
+    QTimer::singleShot(300, [what] {
+        std::printf("%s\n", what);
+        std::fflush(stdout);
+    });
 }
 
 void send(QWidget* widget, QEvent::Type type, QPointF local, Qt::MouseButton button,
@@ -156,10 +171,29 @@ int main(int argc, char** argv) {
             const QString text = words.readAll().trimmed();
             auto* toast = new ui::ToastWindow(text, 30, QPoint(x, y));
             toast->show();
-            QTimer::singleShot(300, [] {
-                std::printf("toast\n");
-                std::fflush(stdout);
-            });
+            printLater("toast");
+        } else if (command == u"escape") {
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                if (!widget->isVisible() || widget->windowTitle() != QLatin1String("Pictavia Selection"))
+                    continue;
+                QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+                QApplication::sendEvent(widget, &escape);
+                break;
+            }
+        } else if (command == u"pin") {
+            int x = 0, y = 0, w = 0, h = 0;
+            words >> x >> y >> w >> h;
+            const QRect area(x, y, w, h);
+            const platform::DisplayInfo* on = nullptr;
+            const QList<platform::DisplayInfo> displays = platform::services().screen->displays();
+            for (const platform::DisplayInfo& d : displays)
+                if (d.geometry.contains(area.center())) on = &d;
+            ui::PinWindow::show(*platform::services().screen->grabArea(area), on ? on->scale : 1.0, area);
+            printLater("pin");
+        } else if (command == u"quick-access") {
+            ui::QuickAccess::show(QDir::temp().filePath(QStringLiteral("capture.png")),
+                                  *platform::services().screen->grabArea(QRect(0, 0, 320, 200)));
+            printLater("quick-access");
         } else if (command == u"quit") {
             app.quit();
         }

@@ -220,6 +220,52 @@ TEST_F(WaylandDesktopTest, SelectionOnTheFirstOutputAndAToastOnTheOutputAsked) {
         << body.x() << "," << body.y() << " of the second output";
 }
 
+TEST_F(WaylandDesktopTest, PinsSitExactlyOverTheirPixelsOnEitherOutput) {
+    command("escape");
+    ASSERT_TRUE(line("cancelled")) << said();
+    // At scale 2 the pin's pixels are the area's own, not a point's worth each.
+    for (const auto& [output, area] : {std::pair{std::string("HEADLESS-2"), QRect(1480, 200, 400, 300)},
+                                       std::pair{std::string("HEADLESS-1"), QRect(100, 120, 240, 160)}}) {
+        command("pin " + std::to_string(area.x()) + " " + std::to_string(area.y()) + " " +
+                std::to_string(area.width()) + " " + std::to_string(area.height()));
+        // Inside its frame.
+        const QRect inner = area.adjusted(8, 8, -8, -8);
+        const QPoint origin = displays[output].pixels.topLeft();
+        std::pair<int, std::string> last{-1, "no grab"};
+        EXPECT_TRUE(waitUntil([&] {
+            const QImage image = grab(output);
+            if (image.isNull()) return false;
+            last = mismatches(image.copy(inner.translated(-origin)), inner.topLeft(), patternAt, 0);
+            return last.first == 0;
+        })) << output
+            << ": " << last.first << " pixels differ, the first " << last.second;
+    }
+}
+
+TEST_F(WaylandDesktopTest, QuickAccessShowsInTheCornerOfItsOutputOnly) {
+    command("escape");
+    ASSERT_TRUE(line("cancelled")) << said();
+    command("quick-access");
+    ASSERT_TRUE(line("quick-access")) << said();
+    // With no pointer seen yet, the first output's: the card in its bottom-right corner.
+    const QRgb background = qRgb(0x33, 0x66, 0xcc);
+    const auto notBackground = [&](const QImage& image, const QRect& part) {
+        int count = 0;
+        for (int y = part.top(); y <= part.bottom(); ++y)
+            for (int x = part.left(); x <= part.right(); ++x)
+                count += !near(image.pixel(x, y), background, 0);
+        return count;
+    };
+    EXPECT_TRUE(waitUntil([&] {
+        const QImage image = grab("HEADLESS-1");
+        return !image.isNull() && notBackground(image, QRect(440, 330, 200, 150)) > 5000 &&
+               notBackground(image, QRect(0, 0, 320, 240)) == 0;
+    })) << "no card in the first output's bottom-right corner alone";
+    const auto [wrong, first] = waitForPixels(
+        "HEADLESS-2", [&](int, int) { return background; }, 0);
+    EXPECT_EQ(wrong, 0) << "the second output shows something: " << first;
+}
+
 } // namespace
 
 namespace {
