@@ -122,8 +122,8 @@ int main(int argc, char** argv) {
         std::printf("display %s %d %d %d %d %g\n", qPrintable(d.name), d.geometry.x(), d.geometry.y(),
                     d.geometry.width(), d.geometry.height(), d.scale);
 
+    // No hint: the frozen pixels alone, and the loupe only once the pointer is seen.
     SelectionParameters parameters;
-    parameters.showMagnifier = false;
     ui::AreaSelectionOverlayController overlay(parameters);
     QString frozenFile;
     overlay.start([&frozenFile](const SelectionOutcome& outcome) {
