@@ -79,6 +79,9 @@ private slots:
 
 private:
     PortalGlobalShortcuts() = default;
+    // Calls a method of the portal whose answer, a Request's Response, goes to the slot `answer`.
+    void request(const QString& method, const QString& token, const QVariantList& arguments,
+                 const char* answer);
     void createSession();
     void bindAll();
 
@@ -119,15 +122,21 @@ std::unique_ptr<PortalGlobalShortcuts> PortalGlobalShortcuts::connect() {
     return shortcuts;
 }
 
-void PortalGlobalShortcuts::createSession() {
-    const QString token = nextToken();
+void PortalGlobalShortcuts::request(const QString& method, const QString& token,
+                                    const QVariantList& arguments, const char* answer) {
+    // Listening first, at the path the answer will come to.
     QDBusConnection bus = QDBusConnection::sessionBus();
     bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"), this,
-                SLOT(sessionCreated(uint, QVariantMap)));
-    QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface,
-                                                       QStringLiteral("CreateSession"));
-    call << sessionOptions(token);
+                answer);
+    QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface, method);
+    call.setArguments(arguments);
     bus.asyncCall(call);
+}
+
+void PortalGlobalShortcuts::createSession() {
+    const QString token = nextToken();
+    request(QStringLiteral("CreateSession"), token, {sessionOptions(token)},
+            SLOT(sessionCreated(uint, QVariantMap)));
 }
 
 void PortalGlobalShortcuts::sessionCreated(uint response, const QVariantMap& results) {
@@ -165,14 +174,10 @@ void PortalGlobalShortcuts::bindAll() {
                                {QStringLiteral("preferred_trigger"), shortcut.preferredTrigger}}});
         }
         const QString token = nextToken();
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"), this,
-                    SLOT(bound(uint, QVariantMap)));
-        QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface,
-                                                           QStringLiteral("BindShortcuts"));
-        call << QVariant::fromValue(QDBusObjectPath(m_session)) << QVariant::fromValue(shortcuts) << QString()
-             << QVariantMap{{QStringLiteral("handle_token"), token}};
-        bus.asyncCall(call);
+        request(QStringLiteral("BindShortcuts"), token,
+                {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(shortcuts), QString(),
+                 QVariantMap{{QStringLiteral("handle_token"), token}}},
+                SLOT(bound(uint, QVariantMap)));
     });
 }
 
