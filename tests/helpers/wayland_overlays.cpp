@@ -14,6 +14,7 @@
 //   toast X Y TEXT       shows a toast near (X, Y), Qt's global coordinates; prints "toast"
 //   pin X Y W H          pins those display pixels over where they are; prints "pin"
 //   quick-access         shows a quick access card of a capture; prints "quick-access"
+//   hud X Y W H          shows the recording controls for a recording of those pixels; prints "hud"
 //   quit
 // Exits 2 when the compositor has no layer shell.
 
@@ -22,7 +23,9 @@
 #include "platform/ScreenBackend.h"
 #include "platform/wayland/LayerShell.h"
 #include "platform/wayland/WaylandScreenBackend.h"
+#include "recording/ScreenRecorder.h"
 #include "ui/AreaSelectionOverlay.h"
+#include "ui/DesktopSurfaces.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessOverlay.h"
 #include "ui/ToastWindow.h"
@@ -126,6 +129,7 @@ int main(int argc, char** argv) {
     SelectionParameters parameters;
     ui::AreaSelectionOverlayController overlay(parameters);
     QString frozenFile;
+    std::unique_ptr<RecorderHUD> hud;
     overlay.start([&frozenFile](const SelectionOutcome& outcome) {
         if (outcome.kind != SelectionOutcome::Kind::selected) {
             std::printf("cancelled\n");
@@ -194,6 +198,15 @@ int main(int argc, char** argv) {
             ui::QuickAccess::show(QDir::temp().filePath(QStringLiteral("capture.png")),
                                   *platform::services().screen->grabArea(QRect(0, 0, 320, 200)));
             printLater("quick-access");
+        } else if (command == u"hud") {
+            int x = 0, y = 0, w = 0, h = 0;
+            words >> x >> y >> w >> h;
+            RecorderHUDRequest request;
+            request.recordedRootRect = QRect(x, y, w, h);
+            for (const platform::DisplayInfo& d : platform::services().screen->displays())
+                if (d.geometry.contains(request.recordedRootRect.center())) request.display = d;
+            hud = ui::DesktopSurfaces().makeRecorderHUD(ScreenRecorder::shared(), request);
+            printLater("hud");
         } else if (command == u"quit") {
             app.quit();
         }

@@ -1,9 +1,10 @@
-// Pictavia on Wayland desktops. Our windows with the layer shell (headless sway, two outputs
-// at scales 1 and 2): the area overlay covers each output with its frozen pixels, exact at
-// either scale; a drag on it selects exactly the pixels dragged over; a toast shows on the
-// output it was asked for. sway lists no layer surfaces in its tree, so grim looks at the
-// screen; the session has no pointer, so the drags come from the helper's own events.
-// And our hotkeys added to GNOME's own shortcuts through the real gsettings.
+// Pictavia on Wayland desktops. Our windows with the layer shell, on headless sway with two
+// outputs at scales 1 and 2: the area overlay covers each output with its frozen pixels,
+// exact at either scale; a drag on it selects exactly the pixels dragged over; toasts, pins,
+// quick access and the recording controls show on the output they belong to. sway lists no
+// layer surfaces in its tree, so grim looks at the screen; the session has no pointer, so
+// the drags come from the helper's own events. And our hotkeys added to GNOME's own
+// shortcuts through the real gsettings.
 
 #include "WaitUntil.h"
 #include "WaylandSession.h"
@@ -264,6 +265,32 @@ TEST_F(WaylandDesktopTest, QuickAccessShowsInTheCornerOfItsOutputOnly) {
     const auto [wrong, first] = waitForPixels(
         "HEADLESS-2", [&](int, int) { return background; }, 0);
     EXPECT_EQ(wrong, 0) << "the second output shows something: " << first;
+}
+
+TEST_F(WaylandDesktopTest, RecordingControlsShowBesideTheRecordedAreaOnItsOutput) {
+    command("escape");
+    ASSERT_TRUE(line("cancelled")) << said();
+    const QRect recorded(1400, 100, 800, 360); // on the scale-2 output
+    command("hud 1400 100 800 360");
+    ASSERT_TRUE(line("hud")) << said();
+    const QRgb background = qRgb(0x33, 0x66, 0xcc);
+    const QRect inside = recorded.translated(-displays["HEADLESS-2"].pixels.topLeft());
+    int outside = 0;
+    int within = -1;
+    EXPECT_TRUE(waitUntil([&] {
+        const QImage image = grab("HEADLESS-2");
+        if (image.isNull()) return false;
+        outside = 0;
+        within = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                (inside.contains(x, y) ? within : outside) += !near(image.pixel(x, y), background, 0);
+        return outside > 2000;
+    })) << "no controls on the second output";
+    EXPECT_EQ(within, 0) << "the controls cover what is recorded";
+    const auto [onFirst, first] = waitForPixels(
+        "HEADLESS-1", [&](int, int) { return background; }, 0);
+    EXPECT_EQ(onFirst, 0) << "something shows on the first output: " << first;
 }
 
 } // namespace
