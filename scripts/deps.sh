@@ -59,6 +59,8 @@ packages=(
   # implements its Access dialog, which portal-gtk does and portal-wlr does not; grim is what
   # portal-wlr takes its screenshots with, and the tests' independent look at the outputs)
   sway swaybg pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk grim
+  # tests: a virtual keyboard for the headless sway session
+  wtype
   # tests: GNOME's shortcut schema, for adding our hotkeys to it through the real gsettings
   gnome-settings-daemon-common
   # tests: running the Wayland session as an unprivileged user when the tests run as root

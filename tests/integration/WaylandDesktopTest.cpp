@@ -3,8 +3,8 @@
 // exact at either scale; a drag on it selects exactly the pixels dragged over; toasts, pins,
 // quick access and the recording controls show on the output they belong to. sway lists no
 // layer surfaces in its tree, so grim looks at the screen; the session has no pointer, so
-// the drags come from the helper's own events. And our hotkeys added to GNOME's own
-// shortcuts through the real gsettings.
+// the drags come from the helper's own events, while keys come from a virtual keyboard. And our hotkeys added
+// to GNOME's own shortcuts through the real gsettings.
 
 #include "WaitUntil.h"
 #include "WaylandSession.h"
@@ -194,6 +194,22 @@ TEST_F(WaylandDesktopTest, OverlayCoversEachOutputWithItsFrozenPixelsAtItsScale)
     // On the scale-2 output, in whole device pixels.
     selectExactly("HEADLESS-2", QRect(1380, 50, 300, 200));
     // The overlay leaves every output.
+    for (const std::string& output : session->outputNames()) {
+        const auto [wrong, first] = waitForPixels(
+            output, [](int, int) { return qRgb(0x33, 0x66, 0xcc); }, 0);
+        EXPECT_EQ(wrong, 0) << output << " " << first;
+    }
+}
+
+TEST_F(WaylandDesktopTest, TheOverlayHasTheKeyboardEscapeClosesIt) {
+    if (session->run("sh", {"-c", "command -v wtype"}).exitCode != 0)
+        GTEST_SKIP() << "wtype (a virtual keyboard for wlroots desktops) is not installed";
+    for (const std::string& output : session->outputNames())
+        ASSERT_EQ(waitForPixels(output, dimmedPatternAt, 2).first, 0) << output;
+    // The seat has a keyboard only while wtype's exists: it waits for us to take it first.
+    const ProcessOutput typed = session->run("wtype", {"-s", "500", "-k", "Escape"});
+    ASSERT_EQ(typed.exitCode, 0) << typed.err;
+    EXPECT_TRUE(line("cancelled")) << said();
     for (const std::string& output : session->outputNames()) {
         const auto [wrong, first] = waitForPixels(
             output, [](int, int) { return qRgb(0x33, 0x66, 0xcc); }, 0);
