@@ -37,7 +37,9 @@ ToastWindow::ToastWindow(const QString& text, double seconds, std::optional<QPoi
     setFont(f);
     const QRect textRect = QFontMetrics(f).boundingRect(QRect(0, 0, maxTextWidth, 1000),
                                                         Qt::TextWordWrap | Qt::AlignLeft, m_text);
-    resize(textRect.width() + 2 * paddingX, textRect.height() + 2 * paddingY);
+    // Fixed, so that a compositor placing it itself (Wayland without the layer shell) floats
+    // it at its size rather than tiling it.
+    setFixedSize(textRect.width() + 2 * paddingX, textRect.height() + 2 * paddingY);
 
     // Beside the pointer, kept inside the screen that holds it.
     const QPoint pointer = near.value_or(QCursor::pos());
