@@ -96,7 +96,7 @@ QWidget* SettingsPage::makeGnomeShortcutsRow() {
     message->hide();
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(4, 4, 4, 4);
-    layout->addWidget(button);
+    layout->addWidget(button, 0, Qt::AlignLeft);
     layout->addWidget(message, 1);
     // gsettings runs off the window's thread; the user's own custom shortcuts stay.
     connect(button, &QPushButton::clicked, this, [this, button, message] {
