@@ -148,8 +148,11 @@ void Backdrop::paint(QPainter& painter, double ratio) const {
 }
 
 QImage Backdrop::composed(double ratio) const {
-    QImage image(window().size(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::black);
+    // Under Wayland see-through: the compositor blends in what is below.
+    const bool blended = placement::onWayland();
+    QImage image(blended ? (QSizeF(m_window->size()) * ratio).toSize() : window().size(),
+                 QImage::Format_ARGB32_Premultiplied);
+    image.fill(blended ? Qt::transparent : Qt::black);
     image.setDevicePixelRatio(ratio);
     QPainter painter(&image);
     paint(painter, ratio);

@@ -15,6 +15,7 @@
 //   pin X Y W H          pins those display pixels over where they are; prints "pin"
 //   quick-access         shows a quick access card of a capture; prints "quick-access"
 //   hud X Y W H          shows the recording controls for a recording of those pixels; prints "hud"
+//   countdown NAME       shows the countdown of a timed capture on that display; prints "countdown"
 //   quit
 // Exits 2 when the compositor has no layer shell.
 
@@ -130,6 +131,7 @@ int main(int argc, char** argv) {
     ui::AreaSelectionOverlayController overlay(parameters);
     QString frozenFile;
     std::unique_ptr<RecorderHUD> hud;
+    std::unique_ptr<CountdownPanel> countdown;
     overlay.start([&frozenFile](const SelectionOutcome& outcome) {
         if (outcome.kind != SelectionOutcome::Kind::selected) {
             std::printf("cancelled\n");
@@ -207,6 +209,16 @@ int main(int argc, char** argv) {
                 if (d.geometry.contains(request.recordedRootRect.center())) request.display = d;
             hud = ui::DesktopSurfaces().makeRecorderHUD(ScreenRecorder::shared(), request);
             printLater("hud");
+        } else if (command == u"countdown") {
+            QString name;
+            words >> name;
+            for (const platform::DisplayInfo& d : platform::services().screen->displays()) {
+                if (d.name != name) continue;
+                countdown = ui::DesktopSurfaces().makeCountdownPanel();
+                countdown->show(d);
+                countdown->setSeconds(3);
+            }
+            printLater("countdown");
         } else if (command == u"quit") {
             app.quit();
         }

@@ -1,7 +1,7 @@
 // Pictavia on Wayland desktops. Our windows with the layer shell, on headless sway with two
 // outputs at scales 1 and 2: the area overlay covers each output with its frozen pixels,
 // exact at either scale; a drag on it selects exactly the pixels dragged over; toasts, pins,
-// quick access and the recording controls show on the output they belong to. sway lists no
+// quick access, the countdown and the recording controls show on the output they belong to. sway lists no
 // layer surfaces in its tree, so grim looks at the screen; the session has no pointer, so
 // the drags come from the helper's own events, while keys come from a virtual keyboard. And our hotkeys added
 // to GNOME's own shortcuts through the real gsettings.
@@ -304,6 +304,29 @@ TEST_F(WaylandDesktopTest, RecordingControlsShowBesideTheRecordedAreaOnItsOutput
         return outside > 2000;
     })) << "no controls on the second output";
     EXPECT_EQ(within, 0) << "the controls cover what is recorded";
+    const auto [onFirst, first] = waitForPixels(
+        "HEADLESS-1", [&](int, int) { return background; }, 0);
+    EXPECT_EQ(onFirst, 0) << "something shows on the first output: " << first;
+}
+
+TEST_F(WaylandDesktopTest, TheCountdownShowsCentredOnItsOutput) {
+    command("escape");
+    ASSERT_TRUE(line("cancelled")) << said();
+    command("countdown HEADLESS-2");
+    ASSERT_TRUE(line("countdown")) << said();
+    // Its panel darkens the desktop around the digits, which stand at the output's centre.
+    const QRgb background = qRgb(0x33, 0x66, 0xcc);
+    const QPoint centre(640, 360);
+    const auto darkened = [&](QRgb p) {
+        return qRed(p) < qRed(background) - 20 && qGreen(p) < qGreen(background) - 20 &&
+               qBlue(p) < qBlue(background) - 20;
+    };
+    EXPECT_TRUE(waitUntil([&] {
+        const QImage image = grab("HEADLESS-2");
+        return !image.isNull() && darkened(image.pixel(centre - QPoint(150, 0))) &&
+               darkened(image.pixel(centre + QPoint(150, 150))) &&
+               image.pixel(centre - QPoint(260, 0)) == background;
+    })) << "no countdown panel at the second output's centre";
     const auto [onFirst, first] = waitForPixels(
         "HEADLESS-1", [&](int, int) { return background; }, 0);
     EXPECT_EQ(onFirst, 0) << "something shows on the first output: " << first;

@@ -150,6 +150,7 @@ private:
         zwlr_layer_surface_v1_add_listener(placed.layer, &layerListener, &placed);
         // Never pushed aside by panels, and pushing nothing aside.
         zwlr_layer_surface_v1_set_exclusive_zone(placed.layer, -1);
+        if (window->flags().testFlag(Qt::WindowTransparentForInput)) passInputThrough(surface);
         apply(window, placed);
         wl_surface_commit(surface);
         for (int i = 0; i < configureAttempts && !placed.configured; ++i)
@@ -161,6 +162,17 @@ private:
                 m_watched.erase(window);
             });
         }
+    }
+
+    // Qt 6.4 leaves the input region of a window that lets input through as it is: an empty
+    // one sends the clicks to what is below.
+    static void passInputThrough(wl_surface* surface) {
+        auto* compositor = static_cast<wl_compositor*>(
+            QGuiApplication::platformNativeInterface()->nativeResourceForIntegration("compositor"));
+        if (!compositor) return;
+        wl_region* nothing = wl_compositor_create_region(compositor);
+        wl_surface_set_input_region(surface, nothing);
+        wl_region_destroy(nothing);
     }
 
     void apply(QWindow* window, const Placed& placed) {
