@@ -250,9 +250,13 @@ bool prepare() {
 bool install() {
     if (installed) return true;
     auto* native = QGuiApplication::platformNativeInterface();
-    if (!native || !QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) return false;
-    auto* display = static_cast<wl_display*>(native->nativeResourceForIntegration("wl_display"));
-    if (!display) return false;
+    auto* display = native && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))
+                        ? static_cast<wl_display*>(native->nativeResourceForIntegration("wl_display"))
+                        : nullptr;
+    if (!display) {
+        qunsetenv(bareSurfacesVariable);
+        return false;
+    }
     wl_event_queue* queue = wl_display_create_queue(display);
     auto* wrapper = static_cast<wl_display*>(wl_proxy_create_wrapper(display));
     wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(wrapper), queue);
@@ -264,6 +268,8 @@ bool install() {
     if (!globals.shell) {
         wl_registry_destroy(registry);
         wl_event_queue_destroy(queue);
+        // Qt reads the variable as it makes each window: without it they are ordinary ones.
+        qunsetenv(bareSurfacesVariable);
         return false;
     }
     if (void* plugin = dlopen("libQt6WaylandClient.so.6", RTLD_LAZY | RTLD_NOLOAD)) {

@@ -26,8 +26,8 @@ namespace platform::wayland::LayerShell {
 bool prepare();
 
 // Once the QGuiApplication exists (after prepare() said yes): every window flagged
-// Qt::BypassWindowManagerHint gets its layer surface as it is shown. False, with nothing
-// installed, when Qt's connection lacks the layer shell after all.
+// Qt::BypassWindowManagerHint gets its layer surface as it is shown. False when Qt's
+// connection lacks the layer shell after all: then Qt is told to make ordinary windows again.
 bool install();
 
 // Whether install() succeeded in this process.
