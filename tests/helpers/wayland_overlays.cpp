@@ -13,6 +13,8 @@
 //   escape               presses Escape on the overlay
 //   toast X Y TEXT       shows a toast near (X, Y), Qt's global coordinates; prints "toast"
 //   pin X Y W H          pins those display pixels over where they are; prints "pin"
+//   move-pin X Y         moves the last pin to (X, Y), Qt's global coordinates, as dragging
+//                        it would; prints "moved"
 //   quick-access         shows a quick access card of a capture; prints "quick-access"
 //   hud X Y W H          shows the recording controls for a recording of those pixels; prints "hud"
 //   countdown NAME       shows the countdown of a timed capture on that display; prints "countdown"
@@ -35,6 +37,7 @@
 #include <QDir>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <QTextStream>
 #include <QTimer>
@@ -132,6 +135,7 @@ int main(int argc, char** argv) {
     QString frozenFile;
     std::unique_ptr<RecorderHUD> hud;
     std::unique_ptr<CountdownPanel> countdown;
+    QPointer<QWidget> lastPin;
     overlay.start([&frozenFile](const SelectionOutcome& outcome) {
         if (outcome.kind != SelectionOutcome::Kind::selected) {
             std::printf("cancelled\n");
@@ -194,8 +198,14 @@ int main(int argc, char** argv) {
             const QList<platform::DisplayInfo> displays = platform::services().screen->displays();
             for (const platform::DisplayInfo& d : displays)
                 if (d.geometry.contains(area.center())) on = &d;
-            ui::PinWindow::show(*platform::services().screen->grabArea(area), on ? on->scale : 1.0, area);
+            lastPin =
+                ui::PinWindow::show(*platform::services().screen->grabArea(area), on ? on->scale : 1.0, area);
             printLater("pin");
+        } else if (command == u"move-pin") {
+            int x = 0, y = 0;
+            words >> x >> y;
+            if (lastPin) lastPin->move(x, y);
+            printLater("moved");
         } else if (command == u"quick-access") {
             ui::QuickAccess::show(QDir::temp().filePath(QStringLiteral("capture.png")),
                                   *platform::services().screen->grabArea(QRect(0, 0, 320, 200)));

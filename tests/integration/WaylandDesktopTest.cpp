@@ -259,6 +259,47 @@ TEST_F(WaylandDesktopTest, PinsSitExactlyOverTheirPixelsOnEitherOutput) {
     }
 }
 
+TEST_F(WaylandDesktopTest, APinDraggedToTheOtherOutputGoesThere) {
+    command("escape");
+    ASSERT_TRUE(line("cancelled")) << said();
+    const QRect area(100, 120, 240, 160); // on the first output
+    command("pin 100 120 240 160");
+    ASSERT_TRUE(line("pin")) << said();
+    // The colour of the area's middle pixel is its alone in the pattern: where it shows is
+    // where the pin's middle is.
+    const QRgb middle = patternAt(area.center().x(), area.center().y());
+    const auto found = [&](const QImage& image) -> std::optional<QPoint> {
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (image.pixel(x, y) == middle) return QPoint(x, y);
+        return std::nullopt;
+    };
+    // Within its output first, then onto the second (Qt's coordinates: it starts at 640).
+    for (const QPoint to : {QPoint(300, 250), QPoint(900, 100)}) {
+        command("move-pin " + std::to_string(to.x()) + " " + std::to_string(to.y()));
+        const bool second = to.x() >= 640;
+        const std::string output = second ? "HEADLESS-2" : "HEADLESS-1";
+        const double scale = displays[output].scale;
+        // The window's corner is at `to`; the image's middle a frame's width more than half
+        // the image in.
+        const QPoint corner = (to - QPoint(second ? 640 : 0, 0)) * scale;
+        const QPoint half = QPoint(area.width() / 2, area.height() / 2) * scale;
+        std::optional<QPoint> at;
+        EXPECT_TRUE(waitUntil([&] {
+            const QImage image = grab(output);
+            at = image.isNull() ? std::nullopt : found(image);
+            if (!at) return false;
+            const QPoint inset = *at - corner - half;
+            return inset.x() >= 0 && inset.y() >= 0 && inset.x() <= 40 * scale && inset.y() <= 40 * scale;
+        })) << "the pin is not at "
+            << to.x() << "," << to.y() << " on " << output << ": its middle is "
+            << (at ? std::to_string(at->x()) + "," + std::to_string(at->y()) : std::string("nowhere"));
+    }
+    const auto [onFirst, first] = waitForPixels(
+        "HEADLESS-1", [](int, int) { return qRgb(0x33, 0x66, 0xcc); }, 0);
+    EXPECT_EQ(onFirst, 0) << "the pin stayed on the first output: " << first;
+}
+
 TEST_F(WaylandDesktopTest, QuickAccessShowsInTheCornerOfItsOutputOnly) {
     command("escape");
     ASSERT_TRUE(line("cancelled")) << said();
