@@ -51,13 +51,18 @@ packages=(
   pulseaudio pulseaudio-utils
   # Wayland: Qt's Wayland plugin, and what the screen-cast and protocol code to come builds on
   qt6-wayland libpipewire-0.3-dev libwayland-dev wayland-protocols
-  # Wayland: wayland-scanner, which turns our protocol descriptions into client code
-  libwayland-bin
+  # Wayland: wayland-scanner, which turns our protocol descriptions into client code, and
+  # Qt's native interface, which hands out its wl_display, surfaces and outputs (layer surfaces)
+  libwayland-bin qt6-base-private-dev
   # tests: headless Wayland sessions (sway on wlroots' headless backend, a background colour,
   # PipeWire, the portals; xdg-desktop-portal 1.16 offers screenshots only where some backend
   # implements its Access dialog, which portal-gtk does and portal-wlr does not; grim is what
   # portal-wlr takes its screenshots with, and the tests' independent look at the outputs)
   sway swaybg pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk grim
+  # tests: a virtual keyboard for the headless sway session
+  wtype
+  # tests: GNOME's shortcut schema, for adding our hotkeys to it through the real gsettings
+  gnome-settings-daemon-common
   # tests: running the Wayland session as an unprivileged user when the tests run as root
   util-linux passwd dbus-bin
   # Wayland: copying to the clipboard without the keyboard focus (wl-copy, through the

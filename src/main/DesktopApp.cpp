@@ -27,6 +27,8 @@
 #include "main/WaylandSurfaces.h"
 #include "platform/BackendChoice.h"
 #include "platform/Platform.h"
+#include "platform/wayland/LayerShell.h"
+#include "platform/wayland/PortalGlobalShortcuts.h"
 #include "platform/x11/X11DesktopCover.h"
 #include "platform/x11/X11GlobalHotkeys.h"
 #include "recording/ScreenRecorder.h"
@@ -108,9 +110,15 @@ void runFlow(const QString& flow) {
 void installPlatformExtras() {
     platform::Services extras;
     if (BackendChoice::current() == BackendChoice::Backend::wayland) {
-        // X key grabs under XWayland fire only while an X window has the focus.
-        std::fprintf(stderr, "pictavia: Global shortcuts are not available on Wayland yet: bind \"pictavia "
-                             "pictavia://capture-area\" and the like in the desktop's keyboard settings\n");
+        // X key grabs under XWayland fire only while an X window has the focus: the desktop's
+        // portal binds the keys where it can, and elsewhere its own keyboard settings do.
+        if (auto portal = platform::wayland::connectPortalShortcuts())
+            extras.hotkeys = std::move(portal);
+        else
+            std::fprintf(stderr,
+                         "pictavia: This desktop lets no program bind global shortcuts: bind \"pictavia "
+                         "pictavia://capture-area\" and the like in its keyboard settings (Settings, "
+                         "Keyboard Shortcuts shows each command)\n");
     } else if (auto hotkeys = platform::x11::connectHotkeys()) {
         extras.hotkeys = std::move(hotkeys).value();
     } else {
@@ -279,7 +287,11 @@ int run(int argc, char** argv, const QStringList& arguments) {
         std::fprintf(stderr, "pictavia: %s\n", qPrintable(installed.error().message));
         return CommandLine::failed;
     }
+    // Our overlays, toasts and pins need the layer shell's places where the compositor has it.
+    const bool layerShell = BackendChoice::current() == BackendChoice::Backend::wayland &&
+                            platform::wayland::LayerShell::prepare();
     QApplication app(argc, argv);
+    if (layerShell) platform::wayland::LayerShell::install();
     QApplication::setApplicationName(QStringLiteral("Pictavia"));
     QApplication::setDesktopFileName(QStringLiteral("pictavia"));
     QApplication::setWindowIcon(ui::appIcon());

@@ -4,6 +4,7 @@
 #include "ui/OverlayStyle.h"
 #include "ui/SelectionActionBar.h"
 #include "ui/SelectionLoupe.h"
+#include "ui/WindowPlacement.h"
 
 #include <QPaintEvent>
 #include <QPainter>
@@ -242,6 +243,8 @@ void AreaSelectionOverlayController::start(Completion completion) {
     QPointF pointer;
     if (auto* screen = platform::services().screen.get()) pointer = QPointF(screen->pointerPosition());
     m_flow->move(pointer);
+    // A Wayland program learns where the pointer is only once it moves over its windows.
+    m_pointerKnown = !placement::onWayland();
 
     m_session = std::make_unique<OverlaySession>();
     const QList<SelectionAction> actions =
@@ -271,12 +274,14 @@ void AreaSelectionOverlayController::pointerPressed(QPointF root, Qt::MouseButto
                                                     Qt::KeyboardModifiers modifiers) {
     Q_UNUSED(modifiers);
     if (m_finished) return;
+    m_pointerKnown = true;
     const auto [action, onBar] = barAt(root);
     handle(m_flow->press(button, root, action, onBar));
 }
 
 void AreaSelectionOverlayController::pointerMoved(QPointF root, Qt::MouseButtons buttons) {
     if (m_finished) return;
+    m_pointerKnown = true;
     m_flow->move(root);
     if (buttons == Qt::NoButton) m_session->follow(root);
     handle(std::nullopt);
@@ -317,7 +322,7 @@ void AreaSelectionOverlayController::refresh() {
             scene.pressedAction = m_flow->pressedButton();
             scene.hoveredAction = barAt(pointer).first;
         }
-        if (m_parameters.showMagnifier && m_flow->wantsLoupe() && display == under) {
+        if (m_pointerKnown && m_parameters.showMagnifier && m_flow->wantsLoupe() && display == under) {
             scene.loupe = m_flow->pointsOn(display, pointer);
             const QPoint origin = m_displays[i].display.geometry.topLeft();
             scene.loupePixel = QPoint(qFloor(pointer.x()) - origin.x(), qFloor(pointer.y()) - origin.y());

@@ -45,6 +45,7 @@ private:
     std::unique_ptr<OverlaySession> m_session;
     QList<AreaSelectionWindow*> m_windows; // the session's, in display order
     Qt::CursorShape m_cursor = Qt::CrossCursor;
+    bool m_pointerKnown = true; // the loupe waits for it
     bool m_started = false;
     bool m_finished = false;
 };

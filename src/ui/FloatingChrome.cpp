@@ -3,6 +3,7 @@
 #include "app/FloatingLayout.h"
 #include "capture/GaussianBlur.h"
 #include "platform/Platform.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -50,23 +51,43 @@ std::optional<platform::DisplayInfo> displayFor(const QScreen* screen) {
     return std::nullopt;
 }
 
+namespace {
+
+// How far a screen's top-left corner in root pixels is from where Qt puts it. Under X11 they
+// are the same; Wayland's displays place each output at its logical position times the
+// highest scale, so there the display says.
+QPoint rootOffset(const QScreen* screen) {
+    if (!placement::onWayland()) return {};
+    const auto display = displayFor(screen);
+    return display ? display->geometry.topLeft() - screen->geometry().topLeft() : QPoint();
+}
+
+} // namespace
+
 QRect rootRect(const QScreen* screen, const QRectF& logical) {
     if (!screen) return logical.toAlignedRect();
-    return FloatingLayout::toRoot(logical, screen->geometry().topLeft(), screen->devicePixelRatio());
+    return FloatingLayout::toRoot(logical, screen->geometry().topLeft(), screen->devicePixelRatio())
+        .translated(rootOffset(screen));
 }
 
 QRectF logicalRect(const QScreen* screen, const QRect& root) {
     if (!screen) return root;
-    return FloatingLayout::toLogical(root, screen->geometry().topLeft(), screen->devicePixelRatio());
+    return FloatingLayout::toLogical(root.translated(-rootOffset(screen)), screen->geometry().topLeft(),
+                                     screen->devicePixelRatio());
 }
 
-Backdrop::Backdrop(QWidget* window) : m_window(window) {}
+Backdrop::Backdrop(QWidget* window) : m_window(window) {
+    // A Wayland compositor blends our windows itself, and a grab there is a screenshot
+    // through the desktop's portal: the window is see-through instead.
+    if (placement::onWayland()) m_window->setAttribute(Qt::WA_TranslucentBackground);
+}
 
 Backdrop::~Backdrop() {
     release();
 }
 
 void Backdrop::track(const QRect& root) {
+    if (placement::onWayland()) return;
     const QRect before = window();
     DesktopSnapshot::track(root, rootBounds());
     repaintOthersOver(before | root);
@@ -127,8 +148,11 @@ void Backdrop::paint(QPainter& painter, double ratio) const {
 }
 
 QImage Backdrop::composed(double ratio) const {
-    QImage image(window().size(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::black);
+    // Under Wayland see-through: the compositor blends in what is below.
+    const bool blended = placement::onWayland();
+    QImage image(blended ? (QSizeF(m_window->size()) * ratio).toSize() : window().size(),
+                 QImage::Format_ARGB32_Premultiplied);
+    image.fill(blended ? Qt::transparent : Qt::black);
     image.setDevicePixelRatio(ratio);
     QPainter painter(&image);
     paint(painter, ratio);

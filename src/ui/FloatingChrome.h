@@ -41,7 +41,8 @@ QRect rootRect(const QScreen* screen, const QRectF& logical);
 QRectF logicalRect(const QScreen* screen, const QRect& root);
 
 // What shows behind one floating window: the desktop, and this program's floating windows
-// that are below it, drawn live so that they never look stale under its shadow.
+// that are below it, drawn live so that they never look stale under its shadow. Under
+// Wayland nothing: the compositor blends the window, made see-through, with what is below.
 class Backdrop : public DesktopSnapshot {
 public:
     explicit Backdrop(QWidget* window);

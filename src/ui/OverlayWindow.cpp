@@ -3,6 +3,7 @@
 #include "capture/ScreenCaptureService.h"
 #include "platform/Platform.h"
 #include "ui/OwnWindowsOffScreen.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -36,8 +37,10 @@ QRect nativeGeometry(const QScreen* screen) {
 void place(OverlayDisplay& d) {
     const QRect wanted = d.display.geometry;
     const QList<QScreen*> screens = QGuiApplication::screens();
+    // By name and size alone: on Wayland the displays' pixel space puts an output at its
+    // logical position times the highest scale, where Qt's screens do not start.
     for (QScreen* screen : screens) {
-        if (screen->name() == d.display.name && nativeGeometry(screen) == wanted) {
+        if (screen->name() == d.display.name && nativeGeometry(screen).size() == wanted.size()) {
             d.screen = screen;
             d.logicalGeometry = screen->geometry();
             return;
@@ -130,6 +133,9 @@ QRectF OverlayWindow::localFromPoints(const QRectF& points) const {
 }
 
 bool OverlayWindow::grabInput() {
+    // Wayland has no grabs: the overlay takes the keyboard as a layer surface or as the
+    // window just shown, and the pointer stays with the surface a drag began on.
+    if (placement::onWayland()) return true;
     grabKeyboard();
     grabMouse();
     QWindow* window = windowHandle();
@@ -206,7 +212,12 @@ int OverlaySession::indexAt(QPointF root) const {
 
 void OverlaySession::show(QPointF pointer) {
     for (OverlayWindow* window : std::as_const(m_windows)) {
-        window->show();
+        // Where the compositor places every window, fullscreen on its output is the one
+        // place it gives exactly.
+        if (placement::byCompositor())
+            window->showFullScreen();
+        else
+            window->show();
         window->raise();
     }
     m_grabRetry.setInterval(grabRetryMs);

@@ -4,6 +4,7 @@
 #include "app/QuickActions.h"
 #include "capture/FileNamer.h"
 #include "capture/SaveFolder.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCloseEvent>
 #include <QContextMenuEvent>
@@ -63,8 +64,8 @@ PinWindow* PinWindow::show(const QImage& image, double scale, const QRect& nearR
 }
 
 PinWindow::PinWindow(const QImage& image, double scale)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), m_image(image),
-      m_scale(scale) {
+    : QWidget(nullptr, placement::floating(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)),
+      m_image(image), m_scale(scale) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Pictavia Pin"));
     setFocusPolicy(Qt::StrongFocus);

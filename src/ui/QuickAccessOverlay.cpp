@@ -4,6 +4,7 @@
 #include "capture/ScreenCaptureService.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessCard.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -135,8 +136,8 @@ void setEditorOpener(std::function<void(const QString& file)> opener) {
 } // namespace QuickAccess
 
 QuickAccessOverlay::QuickAccessOverlay(QScreen* screen)
-    : QWidget(nullptr,
-              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
+    : QWidget(nullptr, placement::floating(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                           Qt::WindowDoesNotAcceptFocus)) {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::NoFocus);
     setWindowTitle(QStringLiteral("Pictavia Quick Access"));

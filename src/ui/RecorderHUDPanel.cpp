@@ -2,6 +2,7 @@
 
 #include "app/Prefs.h"
 #include "ui/FloatingChrome.h"
+#include "ui/WindowPlacement.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -54,8 +55,8 @@ QToolButton* button(QWidget* parent, const QString& text, const QString& tip) {
 } // namespace
 
 RecorderHUDPanel::RecorderHUDPanel(std::unique_ptr<RecorderHUDModel> model)
-    : QWidget(nullptr,
-              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus),
+    : QWidget(nullptr, placement::floating(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                           Qt::WindowDoesNotAcceptFocus)),
       m_model(std::move(model)) {
     setWindowTitle(QString::fromLatin1(title));
     chrome::styleControlBar(*this, QStringLiteral("recorderHUD"));

@@ -1,6 +1,7 @@
 #include "ui/ScrollingCapturePanel.h"
 
 #include "ui/FloatingChrome.h"
+#include "ui/WindowPlacement.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -9,8 +10,8 @@
 namespace ui {
 
 ScrollingCapturePanel::ScrollingCapturePanel(std::function<void()> done)
-    : QWidget(nullptr,
-              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
+    : QWidget(nullptr, placement::floating(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                           Qt::WindowDoesNotAcceptFocus)) {
     setWindowTitle(QString::fromLatin1(title));
     chrome::styleControlBar(*this, QStringLiteral("scrollingPanel"));
     auto* row = new QHBoxLayout(this);

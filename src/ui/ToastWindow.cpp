@@ -1,4 +1,5 @@
 #include "ui/ToastWindow.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCursor>
 #include <QFontMetrics>
@@ -20,9 +21,9 @@ constexpr int pointerGap = 18;
 constexpr qreal cornerRadius = 10;
 } // namespace
 
-ToastWindow::ToastWindow(const QString& text, double seconds)
-    : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::WindowDoesNotAcceptFocus),
+ToastWindow::ToastWindow(const QString& text, double seconds, std::optional<QPoint> near)
+    : QWidget(nullptr, placement::floating(Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                           Qt::WindowDoesNotAcceptFocus)),
       m_text(text) {
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -36,10 +37,12 @@ ToastWindow::ToastWindow(const QString& text, double seconds)
     setFont(f);
     const QRect textRect = QFontMetrics(f).boundingRect(QRect(0, 0, maxTextWidth, 1000),
                                                         Qt::TextWordWrap | Qt::AlignLeft, m_text);
-    resize(textRect.width() + 2 * paddingX, textRect.height() + 2 * paddingY);
+    // Fixed, so that a compositor placing it itself (Wayland without the layer shell) floats
+    // it at its size rather than tiling it.
+    setFixedSize(textRect.width() + 2 * paddingX, textRect.height() + 2 * paddingY);
 
     // Beside the pointer, kept inside the screen that holds it.
-    const QPoint pointer = QCursor::pos();
+    const QPoint pointer = near.value_or(QCursor::pos());
     QRect frame(pointer + QPoint(pointerGap, pointerGap), size());
     if (const QScreen* screen = QGuiApplication::screenAt(pointer)) {
         const QRect area = screen->availableGeometry();

@@ -1,6 +1,8 @@
 #include "ui/main/HotkeyEditor.h"
 
 #include "app/HotkeyRegistry.h"
+#include "platform/DesktopKeyBindings.h"
+#include "platform/Platform.h"
 #include "ui/ThemeIcons.h"
 #include "ui/main/ShortcutRecorder.h"
 
@@ -13,7 +15,7 @@ namespace ui {
 
 HotkeyEditor::HotkeyEditor(HotkeyRegistry& registry, const QString& name, QWidget* parent)
     : QWidget(parent), m_registry(registry), m_name(name), m_recorder(new ShortcutRecorder(this)),
-      m_reset(new QToolButton(this)), m_problem(new QLabel(this)) {
+      m_reset(new QToolButton(this)), m_problem(new QLabel(this)), m_desktopBinding(new QLabel(this)) {
     m_recorder->setObjectName(QStringLiteral("recorder"));
     m_reset->setIcon(themeIcon(QStringLiteral("edit-undo"), QStyle::SP_DialogResetButton));
     m_reset->setToolTip(tr("Reset to Default"));
@@ -29,6 +31,12 @@ HotkeyEditor::HotkeyEditor(HotkeyRegistry& registry, const QString& name, QWidge
     small.setPointSizeF(small.pointSizeF() * 0.9);
     m_problem->setFont(small);
     m_problem->hide();
+    m_desktopBinding->setObjectName(QStringLiteral("desktopBinding"));
+    m_desktopBinding->setWordWrap(true);
+    m_desktopBinding->setMaximumWidth(360);
+    m_desktopBinding->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_desktopBinding->setFont(small);
+    m_desktopBinding->hide();
     setFocusProxy(m_recorder);
 
     auto* keys = new QHBoxLayout;
@@ -40,6 +48,7 @@ HotkeyEditor::HotkeyEditor(HotkeyRegistry& registry, const QString& name, QWidge
     layout->setSpacing(2);
     layout->addLayout(keys);
     layout->addWidget(m_problem);
+    layout->addWidget(m_desktopBinding);
 
     connect(m_recorder, &ShortcutRecorder::recorded, this, &HotkeyEditor::apply);
     connect(m_reset, &QToolButton::clicked, this, [this] { apply(m_registry.defaultKeys(m_name)); });
@@ -68,6 +77,13 @@ void HotkeyEditor::refresh() {
     const QString problem = m_registry.problem(m_name);
     m_problem->setText(problem);
     m_problem->setVisible(!problem.isEmpty());
+    // No program binds keys here: the desktop's own settings run our command instead.
+    const QString hint =
+        platform::services().hotkeys
+            ? QString()
+            : DesktopKeyBindings::bindingHint(m_name, keys, DesktopKeyBindings::currentDesktop());
+    m_desktopBinding->setText(hint);
+    m_desktopBinding->setVisible(!hint.isEmpty());
 }
 
 } // namespace ui

@@ -12,7 +12,8 @@ class ShortcutRecorder;
 
 // One global hotkey on the settings page: its keys, recorded from the keyboard and in
 // force at once, a button back to the default, and what stands in its way (another of
-// our hotkeys has the keys, another program holds them).
+// our hotkeys has the keys, another program holds them). Where the desktop lets no program
+// bind keys, it also shows what to bind in the desktop's own keyboard settings.
 class HotkeyEditor : public QWidget {
     Q_OBJECT
 public:
@@ -32,6 +33,7 @@ private:
     ShortcutRecorder* m_recorder;
     QToolButton* m_reset;
     QLabel* m_problem;
+    QLabel* m_desktopBinding;
 };
 
 } // namespace ui

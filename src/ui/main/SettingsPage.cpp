@@ -1,9 +1,12 @@
 #include "ui/main/SettingsPage.h"
 
+#include "app/GnomeKeybindings.h"
 #include "app/HotkeyRegistry.h"
 #include "app/Prefs.h"
 #include "app/PrefsFileWatcher.h"
 #include "app/SettingsCatalog.h"
+#include "platform/DesktopKeyBindings.h"
+#include "platform/Platform.h"
 #include "ui/main/HotkeyEditor.h"
 #include "ui/main/SectionTitle.h"
 
@@ -19,6 +22,7 @@
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QVBoxLayout>
+#include <QtConcurrent>
 
 #include <cmath>
 
@@ -26,6 +30,10 @@ namespace ui {
 
 using SettingsCatalog::Control;
 using SettingsCatalog::Setting;
+
+namespace {
+constexpr char hotkeySection[] = "Keyboard Shortcuts";
+} // namespace
 
 SettingsPage::SettingsPage(QWidget* parent)
     : QWidget(parent), m_search(new QLineEdit(this)), m_nothing(new QLabel(this)),
@@ -45,6 +53,9 @@ SettingsPage::SettingsPage(QWidget* parent)
         m_headers.insert(section, header);
         for (const Setting& setting : SettingsCatalog::settings())
             if (setting.section == section) rows->addWidget(makeRow(setting));
+        if (section == QLatin1String(hotkeySection) && !platform::services().hotkeys &&
+            DesktopKeyBindings::currentDesktop() == DesktopKeyBindings::Desktop::gnome)
+            rows->addWidget(makeGnomeShortcutsRow());
     }
     rows->addStretch(1);
     m_scroll->setWidget(content);
@@ -74,6 +85,35 @@ SettingsPage::SettingsPage(QWidget* parent)
 void SettingsPage::focusSearch() {
     m_search->setFocus();
     m_search->selectAll();
+}
+
+QWidget* SettingsPage::makeGnomeShortcutsRow() {
+    auto* row = new QWidget;
+    auto* button = new QPushButton(tr("Add to GNOME's Keyboard Shortcuts"), row);
+    button->setObjectName(QStringLiteral("addGnomeShortcuts"));
+    auto* message = new QLabel(row);
+    message->setWordWrap(true);
+    message->hide();
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addWidget(button, 0, Qt::AlignLeft);
+    layout->addWidget(message, 1);
+    // gsettings runs off the window's thread; the user's own custom shortcuts stay.
+    connect(button, &QPushButton::clicked, this, [this, button, message] {
+        HotkeyRegistry& registry = HotkeyRegistry::shared();
+        const QList<GnomeKeybindings::Entry> entries = GnomeKeybindings::entriesFor(
+            registry.bindings(), [&registry](const QString& name) { return registry.keys(name); });
+        button->setEnabled(false);
+        QtConcurrent::run([entries] {
+            return GnomeKeybindings::apply(entries);
+        }).then(this, [button, message](const Result<bool>& added) {
+            message->setText(added ? tr("Added: GNOME's Settings, Keyboard, Custom Shortcuts lists them.")
+                                   : added.error().message);
+            message->show();
+            button->setEnabled(true);
+        });
+    });
+    return row;
 }
 
 QWidget* SettingsPage::makeRow(const Setting& setting) {

@@ -34,6 +34,8 @@ signals:
 private:
     QWidget* makeRow(const SettingsCatalog::Setting& setting);
     QWidget* makeControl(const SettingsCatalog::Setting& setting);
+    // A button that adds our hotkeys to GNOME's own custom shortcuts.
+    QWidget* makeGnomeShortcutsRow();
     void write(const QString& key, const QVariant& value);
 
     QLineEdit* m_search;
