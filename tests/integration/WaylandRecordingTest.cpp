@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPainter>
@@ -43,9 +44,9 @@ protected:
         program = session->reachable(PICTAVIA_BIN);
         if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
         const ProcessOutput prefs = session->run(
-            "sh",
-            {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
-                   "captureSound = false\\nrecFPS = 30\\nrecShowClicks = false\\n' > \"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+            "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
+                         "captureSound = false\\nrecFPS = 30\\nrecShowClicks = false\\n' > "
+                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
         ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
     }
 
@@ -210,8 +211,19 @@ TEST_F(WaylandRecordingTest, TheDesktopsAnswerIsKeptAndOfferedAgain) {
 
 TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
     startSession({.outputs = {{320, 240, 1.0}}});
+    const std::string testWindow = session->reachable(TEST_WINDOW_BIN);
+    ASSERT_FALSE(testWindow.empty());
+    session->startProcess(testWindow, {"--title", "Recorded", "--pattern", "#22aa44", "--size", "200x100"},
+                          {{"QT_QPA_PLATFORM", "wayland"}});
+    std::string id;
+    ASSERT_TRUE(waitUntil([&] {
+        const ProcessOutput listing = session->run(program, {"windows", "--json"});
+        for (const QJsonValue& each : QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array())
+            if (each["title"].toString() == "Recorded") id = std::to_string(each["id"].toInteger());
+        return !id.empty();
+    }));
     const ProcessOutput window =
-        session->run(program, {"record", "window", "--id", "1", "--duration", "1", "--no-audio"});
+        session->run(program, {"record", "window", "--id", id, "--duration", "1", "--no-audio"});
     EXPECT_EQ(window.exitCode, 1);
     EXPECT_NE(window.err.find("Window recordings are not available on this desktop"), std::string::npos)
         << window.err;
@@ -234,6 +246,12 @@ TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
         EXPECT_EQ(std::count(full.err.begin(), full.err.end(), '\n'), 1) << full.err;
         EXPECT_EQ(full.err.rfind("pictavia: ", 0), 0u) << full.err;
     }
+    // Either way the desktop was asked to remember the answer, and, since it cannot send
+    // the pointer apart from the picture, to draw it in (xdg-desktop-portal-wlr logs the
+    // options it gets).
+    const std::string log = portalLog();
+    EXPECT_NE(log.find("option persist_mode:2"), std::string::npos) << log;
+    EXPECT_NE(log.find("option cursor_mode:2"), std::string::npos) << log;
 }
 
 // The frame stream on its own, connected straight to the session's PipeWire.

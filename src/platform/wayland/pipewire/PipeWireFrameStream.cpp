@@ -145,9 +145,26 @@ private:
         }();
         pw_core_add_listener(m_core, &m_coreListener, &coreEvents, this);
 
+        // A stream whose source goes away stays connected, waiting for another: the registry
+        // tells when the shared node is gone.
+        m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
+        static const pw_registry_events registryEvents = [] {
+            pw_registry_events events{};
+            events.version = PW_VERSION_REGISTRY_EVENTS;
+            events.global_remove = [](void* self, uint32_t id) {
+                auto* stream = static_cast<PipeWireFrameStream*>(self);
+                if (id == stream->m_target.node)
+                    stream->fail(QStringLiteral("The desktop stopped sharing the screen."));
+            };
+            return events;
+        }();
+        if (m_registry) pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
+
         m_stream = pw_stream_new(m_core, "Pictavia screen recording",
                                  pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY,
-                                                   "Capture", PW_KEY_MEDIA_ROLE, "Screen", nullptr));
+                                                   "Capture", PW_KEY_MEDIA_ROLE, "Screen",
+                                                   // never moved to another source
+                                                   PW_KEY_NODE_DONT_RECONNECT, "true", nullptr));
         if (!m_stream) {
             pw_thread_loop_unlock(m_loop);
             return Error{ScreenCastWords::noPipeWire()};
@@ -202,6 +219,11 @@ private:
             pw_stream_disconnect(m_stream);
             pw_stream_destroy(m_stream);
             m_stream = nullptr;
+        }
+        if (m_registry) {
+            spa_hook_remove(&m_registryListener);
+            pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
+            m_registry = nullptr;
         }
         if (m_core) {
             spa_hook_remove(&m_coreListener);
@@ -403,7 +425,9 @@ private:
     pw_context* m_context = nullptr;
     pw_core* m_core = nullptr;
     pw_stream* m_stream = nullptr;
+    pw_registry* m_registry = nullptr;
     spa_hook m_coreListener{};
+    spa_hook m_registryListener{};
     spa_hook m_streamListener{};
     PixelLayout m_layout = PixelLayout::bgrx; // of the negotiated format
     QSize m_size;
