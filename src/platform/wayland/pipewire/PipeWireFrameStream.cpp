@@ -1,5 +1,6 @@
 #include "platform/wayland/pipewire/PipeWireFrameStream.h"
 
+#include "platform/FrameSlots.h"
 #include "platform/wayland/ScreenCastWords.h"
 #include "platform/wayland/pipewire/ScreenPixels.h"
 
@@ -385,8 +386,7 @@ private:
 
     // The pacer's thread: the newest picture at every tick of the frame rate.
     void pace() {
-        const auto interval = std::chrono::microseconds(1'000'000 / std::max(1, m_settings.fps));
-        Clock::time_point due = Clock::now();
+        FrameSlots pacing(m_settings.fps);
         while (!m_stopping) {
             QImage frame;
             Pointer pointer;
@@ -404,13 +404,8 @@ private:
             m_onFrame(
                 frame,
                 std::chrono::duration_cast<std::chrono::microseconds>(taken.time_since_epoch()).count());
-            // Ticks the receiver overran are counted, not made up for.
-            due += interval;
-            const Clock::time_point now = Clock::now();
-            while (due < now) {
-                due += interval;
-                ++m_missed;
-            }
+            const Clock::time_point due = pacing.next();
+            m_missed = pacing.missed();
             std::unique_lock lock(m_mutex);
             m_changed.wait_until(lock, due, [&] { return m_stopping.load() || m_failure.has_value(); });
         }
