@@ -1,42 +1,13 @@
 #include "platform/wayland/WaylandFrameStream.h"
 
+#include "platform/wayland/ScreenCastChoice.h"
 #include "platform/wayland/ScreenCastPortal.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace platform::wayland {
 
 namespace {
-
-// Where a display lies in the compositor's layout: the backend placed its pixels at the
-// logical position times the highest scale of all displays.
-QPoint logicalPosition(const DisplayInfo& display, const QList<DisplayInfo>& all) {
-    double highest = 1.0;
-    for (const DisplayInfo& each : all)
-        highest = std::max(highest, each.scale);
-    return {int(std::lround(display.geometry.x() / highest)),
-            int(std::lround(display.geometry.y() / highest))};
-}
-
-// The stream that shares `display`, if the desktop shared it.
-std::optional<ScreenCastStream> streamOf(const QList<ScreenCastStream>& streams, const DisplayInfo& display,
-                                         const QList<DisplayInfo>& all) {
-    const QPoint position = logicalPosition(display, all);
-    for (const ScreenCastStream& stream : streams)
-        if (stream.position == position) return stream;
-    // A portal that does not say where its one stream lies cannot be checked.
-    if (streams.size() == 1 && !streams.front().position) return streams.front();
-    return std::nullopt;
-}
-
-uint cursorModeFor(const ScreenCastOffer& offer, bool showCursor) {
-    if (!showCursor && (offer.cursorModes & ScreenCastOffer::hidden)) return ScreenCastOffer::hidden;
-    // The pointer as metadata is drawn in here; a desktop that cannot send it draws it itself.
-    if (offer.cursorModes & ScreenCastOffer::metadata) return ScreenCastOffer::metadata;
-    if (offer.cursorModes & ScreenCastOffer::embedded) return ScreenCastOffer::embedded;
-    return ScreenCastOffer::hidden;
-}
 
 class WaylandFrameStream final : public FrameStream {
 public:
@@ -105,14 +76,8 @@ private:
             if (!session) return session.error();
             if (request.persist && !(*session)->restoreToken().isEmpty())
                 m_tokens.save((*session)->restoreToken());
-            if (const auto stream = streamOf((*session)->streams(), *display, displays)) {
-                Shared shared{std::move(session).value(), {}};
-                shared.target.node = stream->node;
-                shared.target.outputPixels = display->geometry.size();
-                if (area != display->geometry)
-                    shared.target.crop = area.translated(-display->geometry.topLeft());
-                return shared;
-            }
+            if (const auto target = castTargetFor((*session)->streams(), displays, *display, area))
+                return Shared{std::move(session).value(), *target};
             // The remembered answer shares another display: asked afresh, the user can choose.
             m_tokens.forget();
             if (request.restoreToken.isEmpty())
