@@ -114,7 +114,11 @@ Result<std::unique_ptr<ScreenCastSession>> ScreenCastSession::open(const ScreenC
                           {{QStringLiteral("session_handle_token"), portalToken()}}, timeout);
     if (created.outcome != PortalAnswer::Outcome::answered || created.code != 0)
         return failure(created, QStringLiteral("open a session"));
-    session->m_handle = created.results.value(QStringLiteral("session_handle")).toString();
+    // A string by the interface's description; some portals send it as an object path.
+    const QVariant handleValue = created.results.value(QStringLiteral("session_handle"));
+    session->m_handle = handleValue.canConvert<QDBusObjectPath>() && handleValue.toString().isEmpty()
+                            ? handleValue.value<QDBusObjectPath>().path()
+                            : handleValue.toString();
     if (session->m_handle.isEmpty())
         return Error{QStringLiteral("The screen recording portal opened a session without a name.")};
     const QVariant handle = QVariant::fromValue(QDBusObjectPath(session->m_handle));
