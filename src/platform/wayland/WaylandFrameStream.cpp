@@ -34,8 +34,7 @@ public:
         Shared& share = shared.value();
         share.target.fd = share.session->takePipeWireFd();
         std::unique_ptr<PipeWireStream> stream = (*pipeWire)->create();
-        const Result<bool> started =
-            stream->start(share.target, settings, std::move(onFrame), std::move(onError));
+        Result<bool> started = stream->start(share.target, settings, std::move(onFrame), std::move(onError));
         m_stream = std::move(stream);
         if (!started) return started;
         m_session = std::move(share.session);

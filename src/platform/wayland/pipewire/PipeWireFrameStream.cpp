@@ -19,6 +19,14 @@
 #include <thread>
 #include <unistd.h>
 
+// PipeWire's interface calls and parameter builders are C macros made of GNU statement
+// expressions and compound literals, which GCC accepts from a system header and clang does
+// not.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wgnu-statement-expression"
+#pragma clang diagnostic ignored "-Wc99-extensions"
+#endif
+
 namespace platform::wayland {
 
 namespace {
@@ -88,7 +96,7 @@ public:
         m_missed = 0;
         if (const auto connected = connect(); !connected) {
             teardown();
-            return connected;
+            return connected.error();
         }
         {
             std::unique_lock lock(m_mutex);
