@@ -1,6 +1,6 @@
 // A screen as a desktop's screen-cast shares it, for the PipeWire frame stream's tests: a
 // PipeWire video source of BGRx pictures in shared memory, four coloured quadrants, with the
-// pointer as metadata. It sends --frames pictures (then nothing, as a compositor does while
+// pointer as metadata. It sends --frames pictures (-1: without end; then nothing, as a compositor does while
 // the screen is still) and writes its node id to --node-file once it can be connected to.
 //
 //   pipewire_source --size WxH --frames N --pointer X,Y --node-file PATH
@@ -122,7 +122,8 @@ void onStateChanged(void* self, pw_stream_state, pw_stream_state state, const ch
         s.announced = true;
     }
     if (state == PW_STREAM_STATE_STREAMING) {
-        timespec first{0, 1}, every{0, 1'000'000'000 / 30};
+        // The first picture a moment after the link is made, so that the reader is there for it.
+        timespec first{0, 200'000'000}, every{0, 1'000'000'000 / 30};
         pw_loop_update_timer(pw_main_loop_get_loop(s.loop), s.timer, &first, &every, false);
     }
 }

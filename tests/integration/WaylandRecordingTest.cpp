@@ -333,8 +333,8 @@ protected:
 
 TEST_F(PipeWireFrameStreamTest, OnePictureIsRepeatedAsFramesWithItsPixelsExact) {
     startSession({.outputs = {{320, 240, 1.0}}});
-    // One picture, then nothing: a still screen.
-    const uint32_t node = startSource({"--size", "320x240", "--frames", "1"});
+    // Three pictures in a tenth of a second, then nothing: a still screen.
+    const uint32_t node = startSource({"--size", "320x240", "--frames", "3"});
     ASSERT_NE(node, 0u);
     const auto stream = streams.create();
     const auto started = start(*stream, {pipeWireConnection(), node, QSize(320, 240), std::nullopt}, false);
