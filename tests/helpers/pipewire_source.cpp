@@ -1,7 +1,8 @@
 // A screen as a desktop's screen-cast shares it, for the PipeWire frame stream's tests: a
 // PipeWire video source of BGRx pictures in shared memory, four coloured quadrants, with the
-// pointer as metadata. It sends --frames pictures (-1: without end; then nothing, as a compositor does while
-// the screen is still) and writes its node id to --node-file once it can be connected to.
+// pointer as metadata. It sends --frames pictures, 30 a second (-1: without end), then
+// nothing, as a compositor does while the screen is still, and writes its node id to
+// --node-file once it can be connected to.
 //
 //   pipewire_source --size WxH --frames N --pointer X,Y --node-file PATH
 //
