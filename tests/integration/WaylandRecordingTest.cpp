@@ -230,14 +230,31 @@ TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
     EXPECT_NE(window.err.find("Window recordings are not available on this desktop"), std::string::npos)
         << window.err;
 
-    // Without the portal: one sentence, no library's words.
-    const ProcessOutput noPortal = session->run("sh", {"-c",
-                                                       "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent exec "
-                                                       "\"$0\" record fullscreen --duration 1 --no-audio",
-                                                       program});
+    // A bus without the portal, and no bus at all: one sentence each, no library's words.
+    // A bus of its own that starts no services, so no portal either.
+    const QString busConfig = QString::fromStdString(session->directory()) + "/bare-bus.conf";
+    QFile config(busConfig);
+    ASSERT_TRUE(config.open(QIODevice::WriteOnly));
+    config.write(
+        "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context=\"default\">"
+        "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/>"
+        "</policy></busconfig>");
+    config.close();
+    QFile::setPermissions(busConfig,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther);
+    const ProcessOutput noPortal =
+        session->run("dbus-run-session", {"--config-file=" + busConfig.toStdString(), "--", program, "record",
+                                          "fullscreen", "--duration", "1", "--no-audio"});
     EXPECT_EQ(noPortal.exitCode, 1);
-    EXPECT_NE(noPortal.err.find("screen recording portal"), std::string::npos) << noPortal.err;
-    EXPECT_EQ(std::count(noPortal.err.begin(), noPortal.err.end(), '\n'), 1) << noPortal.err;
+    EXPECT_EQ(noPortal.err,
+              "pictavia: This desktop offers no screen recording portal: xdg-desktop-portal with a "
+              "backend for this desktop must be running.\n");
+    const ProcessOutput noBus = session->run("sh", {"-c",
+                                                    "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent exec "
+                                                    "\"$0\" record fullscreen --duration 1 --no-audio",
+                                                    program});
+    EXPECT_EQ(noBus.exitCode, 1);
+    EXPECT_EQ(noBus.err, "pictavia: There is no D-Bus session bus to reach the screen recording portal.\n");
 
     // Whether or not this desktop shares its screen, a recording ends in a movie or in one
     // sentence, never in a library's words.
