@@ -76,6 +76,8 @@ packages=(
   clang libclang-rt-14-dev
   # benchmarks and the screenshot tools they compare against
   libbenchmark-dev maim scrot imagemagick ffmpeg flameshot simplescreenrecorder
+  # bench/wayland_record.sh: the wlroots screen recorder it compares with
+  wf-recorder
   # bench/capture.sh: its timing loop, and a session bus for flameshot
   python3 dbus-daemon
   # bench/gif.sh: a terminal to record, and the arithmetic of its table

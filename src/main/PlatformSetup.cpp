@@ -1,13 +1,16 @@
 #include "main/PlatformSetup.h"
 
+#include "app/AppPaths.h"
 #include "platform/BackendChoice.h"
 #include "platform/Platform.h"
 #include "platform/codecs/StandardImageCodecs.h"
 #include "platform/dbus/ScreenSaverSleepGuard.h"
+#include "platform/modules/LazyPipeWire.h"
 #include "platform/modules/LazyServices.h"
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/wayland/WaylandFrameStream.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/wayland/WlClipboard.h"
 #include "platform/wayland/WlrScrollSynthesizer.h"
@@ -58,11 +61,16 @@ Result<bool> install(Presentation presentation) {
     }
     services.screen = std::move(screen).value();
     services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
-    // Under Wayland the X11 streams and input watchers would see XWayland's windows only and
-    // record black: the flows that need them say they are not available.
+    // Under Wayland the X11 input watchers would see XWayland's windows only: the flows that
+    // need them say they are not available. Recordings go through the desktop's screen-cast
+    // portal.
     if (wayland) {
         if (auto scroller = platform::wayland::connectScrollSynthesizer())
             services.scrollSynthesizer = std::move(scroller).value();
+        services.frameStreams = std::make_unique<platform::wayland::WaylandFrameStreams>(
+            platform::wayland::RestoreTokenFile(AppPaths::dataDirectory() +
+                                                QStringLiteral("/ScreenCast.json")),
+            [] { return platform::services().screen->displays(); }, &platform::modules::pipeWireStreams);
         platform::install(std::move(services));
         return true;
     }

@@ -1,5 +1,6 @@
 #include "platform/x11/X11FrameStream.h"
 
+#include "platform/FrameSlots.h"
 #include "platform/x11/X11AreaGrabber.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Cursor.h"
@@ -58,8 +59,7 @@ public:
 private:
     void run(const FrameSource& source, const FrameStreamSettings& settings, const FrameHandler& onFrame,
              const ErrorHandler& onError) {
-        const auto interval = std::chrono::microseconds(1'000'000 / std::max(1, settings.fps));
-        Clock::time_point due = Clock::now();
+        FrameSlots pacing(settings.fps);
         while (!m_stopping) {
             const Clock::time_point taken = Clock::now();
             Result<QImage> frame = grab(source, settings.showCursor);
@@ -69,15 +69,9 @@ private:
             }
             onFrame(*frame,
                     std::chrono::duration_cast<std::chrono::microseconds>(taken.time_since_epoch()).count());
-            // The next frame at the next free slot of the frame rate; slots the grab overran
-            // are counted, not made up for.
-            due += interval;
-            const Clock::time_point now = Clock::now();
-            while (due < now) {
-                due += interval;
-                ++m_missed;
-            }
-            std::this_thread::sleep_until(due);
+            // The next frame at the next free slot of the frame rate.
+            std::this_thread::sleep_until(pacing.next());
+            m_missed = pacing.missed();
         }
     }
 
