@@ -21,6 +21,7 @@
 namespace {
 
 using platform::speech::PocketSphinxRecognizer;
+using platform::speech::setOption;
 
 bool setSegments(platform::speech::SegmenterSettings& settings, const QString& assignment) {
     const QString name = assignment.section(QLatin1Char('='), 0, 0);
@@ -60,15 +61,13 @@ int main(int argc, char** argv) {
                 std::fprintf(stderr, "caption_bench: unknown segment setting %s\n", qPrintable(args[i]));
                 return 2;
             }
+        } else if (args[i] == QLatin1String("--warps") && i + 1 < args.size()) {
+            tuning.warps = args[++i].toUtf8().split(',');
+        } else if (args[i] == QLatin1String("--warp-search") && i + 1 < args.size()) {
+            tuning.warpSearchOptions = args[++i].toUtf8().split(' ');
         } else if (args[i].startsWith(QLatin1Char('-')) && i + 1 < args.size()) {
-            // An option the defaults set already takes the new value: the decoder refuses
-            // an option given twice.
-            const QByteArray name = args[i].toUtf8(), value = args[++i].toUtf8();
-            const qsizetype at = tuning.options.indexOf(name);
-            if (at >= 0 && at + 1 < tuning.options.size())
-                tuning.options[at + 1] = value;
-            else
-                tuning.options << name << value;
+            const QByteArray name = args[i].toUtf8();
+            setOption(tuning.options, name, args[++i].toUtf8());
         } else {
             files << args[i];
         }
