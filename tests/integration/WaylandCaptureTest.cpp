@@ -30,10 +30,8 @@ protected:
         if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
         program = session->reachable(PICTAVIA_BIN);
         if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
-        const ProcessOutput prefs = session->run(
-            "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
-                         "captureSound = false\\nwindowShadow = false\\n' > "
-                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+        const ProcessOutput prefs = session->writePreferences(
+            "copyToClipboard = false\ncaptureSound = false\nwindowShadow = false\n");
         ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
     }
 

@@ -71,6 +71,15 @@ public:
         return run(program, args, RunOptions{});
     }
 
+    // Writes Pictavia's preferences file ("key = value" lines) in the session's configuration
+    // home, as the session's user.
+    ProcessOutput writePreferences(const std::string& lines) {
+        return run("sh", {"-c",
+                          "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && "
+                          "printf '%s' \"$0\" > \"$XDG_CONFIG_HOME/pictavia/pictavia.conf\"",
+                          lines});
+    }
+
     // Starts a program that keeps running (a window, a background), stopped with the session.
     ChildProcess& startProcess(const std::string& program, const std::vector<std::string>& args,
                                const Environment& environment = {});

@@ -42,10 +42,8 @@ protected:
         page = session->reachable(SCROLL_PAGE_BIN);
         if (program.empty() || page.empty())
             GTEST_SKIP() << "the session's user cannot run the build's programs";
-        const ProcessOutput prefs = session->run(
-            "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
-                         "captureSound = false\\nshowQuickAccess = false\\n' > "
-                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+        const ProcessOutput prefs = session->writePreferences(
+            "copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n");
         ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
         // Pages float at the size they ask for, centred on the focused output, borderless.
         const ProcessOutput rules = session->run(
