@@ -13,6 +13,7 @@
 #include "platform/wayland/WaylandFrameStream.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/wayland/WlClipboard.h"
+#include "platform/wayland/WlrFrameStream.h"
 #include "platform/wayland/WlrScrollSynthesizer.h"
 #include "platform/x11/X11FrameStream.h"
 #include "platform/x11/X11InputMonitor.h"
@@ -62,15 +63,20 @@ Result<bool> install(Presentation presentation) {
     services.screen = std::move(screen).value();
     services.sleepGuard = std::make_unique<platform::dbus::ScreenSaverSleepGuard>();
     // Under Wayland the X11 input watchers would see XWayland's windows only: the flows that
-    // need them say they are not available. Recordings go through the desktop's screen-cast
-    // portal.
+    // need them say they are not available. Recordings copy the outputs through wlroots'
+    // screencopy where the compositor offers it: trusted, no permission question, no GPU
+    // needed (the screen-cast portal of wlroots desktops shares nothing from a compositor
+    // that renders without one). Elsewhere, and for windows, they go through the desktop's
+    // screen-cast portal and PipeWire.
     if (wayland) {
         if (auto scroller = platform::wayland::connectScrollSynthesizer())
             services.scrollSynthesizer = std::move(scroller).value();
-        services.frameStreams = std::make_unique<platform::wayland::WaylandFrameStreams>(
-            platform::wayland::RestoreTokenFile(AppPaths::dataDirectory() +
-                                                QStringLiteral("/ScreenCast.json")),
-            [] { return platform::services().screen->displays(); }, &platform::modules::pipeWireStreams);
+        const auto displays = [] { return platform::services().screen->displays(); };
+        services.frameStreams = std::make_unique<platform::wayland::WlrFrameStreams>(
+            displays, std::make_unique<platform::wayland::WaylandFrameStreams>(
+                          platform::wayland::RestoreTokenFile(AppPaths::dataDirectory() +
+                                                              QStringLiteral("/ScreenCast.json")),
+                          displays, &platform::modules::pipeWireStreams));
         platform::install(std::move(services));
         return true;
     }

@@ -1,0 +1,252 @@
+#include "platform/wayland/WlrFrameStream.h"
+
+#include "platform/FrameSlots.h"
+#include "platform/wayland/ScreencopyFrame.h"
+#include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandOutputs.h"
+
+#include "screencopy-client.h"
+#include <wayland-client.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <future>
+#include <thread>
+
+namespace platform::wayland {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A copy the compositor refuses this many times in a row while its output is still there
+// will not come back: the recording ends.
+constexpr int refusalsToEnd = 3;
+
+qint64 microseconds(Clock::time_point time) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+}
+
+// The stream thread's own connection to the compositor and what it binds, released in
+// reverse order.
+struct Connection {
+    std::unique_ptr<WaylandConnection> wayland;
+    zwlr_screencopy_manager_v1* manager = nullptr;
+    wl_shm* shm = nullptr;
+    std::unique_ptr<WaylandOutputs> outputs;
+    std::unique_ptr<ScreencopyCopier> copier;
+
+    ~Connection() {
+        copier.reset();
+        outputs.reset();
+        if (manager) zwlr_screencopy_manager_v1_destroy(manager);
+        if (shm) wl_shm_destroy(shm);
+    }
+
+    Result<bool> open() {
+        auto opened = WaylandConnection::open();
+        if (!opened) return opened.error();
+        wayland = std::move(opened).value();
+        const auto managerGlobal = wayland->global(zwlr_screencopy_manager_v1_interface.name);
+        const auto shmGlobal = wayland->global(wl_shm_interface.name);
+        if (!managerGlobal || !shmGlobal)
+            return Error{QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
+        manager = static_cast<zwlr_screencopy_manager_v1*>(
+            wayland->bind(*managerGlobal, &zwlr_screencopy_manager_v1_interface, 3));
+        shm = static_cast<wl_shm*>(wayland->bind(*shmGlobal, &wl_shm_interface, 1));
+        outputs = std::make_unique<WaylandOutputs>(*wayland);
+        copier = std::make_unique<ScreencopyCopier>(*wayland, manager, shm);
+        return outputs->update();
+    }
+};
+
+class WlrFrameStream final : public FrameStream {
+public:
+    WlrFrameStream(const WlrFrameStreams::Displays& displays, FrameStreams& portal)
+        : m_displays(displays), m_portal(portal) {}
+    ~WlrFrameStream() override { stop(); }
+    WlrFrameStream(const WlrFrameStream&) = delete;
+    WlrFrameStream& operator=(const WlrFrameStream&) = delete;
+
+    Result<bool> start(const FrameSource& source, const FrameStreamSettings& settings, FrameHandler onFrame,
+                       ErrorHandler onError) override {
+        if (m_thread.joinable() || m_portalStream) return Error{QStringLiteral("The recording already runs")};
+        if (source.windowId) {
+            // Screencopy copies outputs, not windows: the portal may share a window.
+            Result<std::unique_ptr<FrameStream>> stream = m_portal.create();
+            if (!stream) return stream.error();
+            m_portalStream = std::move(stream).value();
+            return m_portalStream->start(source, settings, std::move(onFrame), std::move(onError));
+        }
+        if (!source.rootRect) return Error{QStringLiteral("Nothing to record was chosen")};
+        const QRect area = *source.rootRect;
+        const QList<DisplayInfo> displays = m_displays();
+        const auto display = std::find_if(displays.begin(), displays.end(),
+                                          [&](const DisplayInfo& d) { return d.geometry.contains(area); });
+        if (area.isEmpty() || display == displays.end()) return Error{QStringLiteral("That area is off screen")};
+
+        m_outputName = display->name;
+        m_laidOut = display->geometry.size();
+        m_region = area.translated(-display->geometry.topLeft());
+        m_settings = settings;
+        m_onFrame = std::move(onFrame);
+        m_onError = std::move(onError);
+        m_stopping = false;
+        m_missed = 0;
+        std::promise<Result<bool>> started;
+        std::future<Result<bool>> answer = started.get_future();
+        m_thread = std::thread([this, started = std::move(started)]() mutable { run(started); });
+        Result<bool> result = answer.get();
+        if (!result) m_thread.join();
+        return result;
+    }
+
+    void stop() override {
+        if (m_portalStream) m_portalStream->stop();
+        {
+            const std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_wake.notify_all();
+        if (m_thread.joinable() && m_thread.get_id() != std::this_thread::get_id()) m_thread.join();
+    }
+
+    int missedFrames() const override { return m_portalStream ? m_portalStream->missedFrames() : m_missed.load(); }
+
+private:
+    // One copy of the area; `ended` says whether a failure ends the stream.
+    struct Copy {
+        Result<QImage> pixels;
+        bool ended = false;
+    };
+
+    // The stream's thread: connects, takes the first frame (start() returns once it is
+    // taken or failed), then one frame per slot of the frame rate until stopped.
+    void run(std::promise<Result<bool>>& started) {
+        Connection connection;
+        if (auto opened = connection.open(); !opened) {
+            started.set_value(opened.error());
+            return;
+        }
+        const WaylandOutput* output = connection.outputs->named(m_outputName);
+        if (!output) {
+            started.set_value(Error{QStringLiteral("The compositor has no output named %1.").arg(m_outputName)});
+            return;
+        }
+        Result<ScreencopyArea> planned = screencopyArea(*output, m_laidOut, m_region);
+        if (!planned) {
+            started.set_value(planned.error());
+            return;
+        }
+        ScreencopyArea area = *planned;
+
+        const auto copy = [&]() -> Copy {
+            Result<ScreencopyPicture> picture =
+                connection.copier->copy(*output, area.logical, m_settings.showCursor);
+            if (!picture) {
+                if (!connection.copier->refused()) return {picture.error(), true};
+                // A refused copy: the output may have gone.
+                if (auto listed = connection.wayland->roundtrip(); !listed) return {listed.error(), true};
+                if (auto current = connection.outputs->update(); !current) return {current.error(), true};
+                output = connection.outputs->named(m_outputName);
+                if (!output)
+                    return {Error{QStringLiteral("Display %1 was disconnected.").arg(m_outputName)}, true};
+                return {picture.error(), false};
+            }
+            // A region copy is taken as it comes; a whole output is turned upright.
+            const int transform = area.logical ? WL_OUTPUT_TRANSFORM_NORMAL : output->transform;
+            QImage pixels = screencopyPixels(*picture, transform, area.crop);
+            if (pixels.size() == area.size) return {std::move(pixels), false};
+            if (area.logical) {
+                // The compositor copied the region at another size: from now on the area is
+                // cut from the whole output.
+                area = ScreencopyArea{std::nullopt, m_region, area.size};
+                return {Error{QStringLiteral("The copy of output %1 had another size.").arg(m_outputName)},
+                        false};
+            }
+            return {Error{QStringLiteral("Output %1 changed its size while it was recorded.").arg(m_outputName)},
+                    true};
+        };
+
+        FrameSlots pacing(m_settings.fps);
+        Clock::time_point taken = Clock::now();
+        Copy first = copy();
+        if (!first.pixels && !first.ended) {
+            taken = Clock::now();
+            first = copy();
+        }
+        if (!first.pixels) {
+            started.set_value(first.pixels.error());
+            return;
+        }
+        started.set_value(true);
+
+        std::optional<QImage> frame = std::move(first.pixels).value();
+        int refusals = 0;
+        int failedCopies = 0;
+        for (;;) {
+            if (frame) m_onFrame(*frame, microseconds(taken));
+            const Clock::time_point due = pacing.next();
+            m_missed = pacing.missed() + failedCopies;
+            {
+                std::unique_lock lock(m_mutex);
+                m_wake.wait_until(lock, due, [&] { return m_stopping; });
+                if (m_stopping) return;
+            }
+            taken = Clock::now();
+            Copy next = copy();
+            if (next.pixels) {
+                frame = std::move(next.pixels).value();
+                refusals = 0;
+                continue;
+            }
+            frame.reset();
+            ++failedCopies;
+            if (next.ended || ++refusals >= refusalsToEnd) {
+                m_onError(next.pixels.error());
+                return;
+            }
+        }
+    }
+
+    const WlrFrameStreams::Displays& m_displays;
+    FrameStreams& m_portal;
+    std::unique_ptr<FrameStream> m_portalStream;
+
+    QString m_outputName;
+    QSize m_laidOut;
+    QRect m_region; // in the output's pixels
+    FrameStreamSettings m_settings;
+    FrameHandler m_onFrame;
+    ErrorHandler m_onError;
+
+    std::thread m_thread;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_stopping = false;
+    std::atomic<int> m_missed = 0;
+};
+
+} // namespace
+
+bool WlrFrameStreams::offered() {
+    const std::lock_guard lock(m_mutex);
+    if (!m_offered) {
+        if (qEnvironmentVariable("PICTAVIA_NO_SCREENCOPY") == u"1") {
+            m_offered = false;
+        } else {
+            const auto connection = WaylandConnection::open();
+            m_offered = connection && (*connection)->global(zwlr_screencopy_manager_v1_interface.name) &&
+                        (*connection)->global(wl_shm_interface.name);
+        }
+    }
+    return *m_offered;
+}
+
+Result<std::unique_ptr<FrameStream>> WlrFrameStreams::create() {
+    if (!offered()) return m_portal->create();
+    return std::unique_ptr<FrameStream>(std::make_unique<WlrFrameStream>(m_displays, *m_portal));
+}
+
+} // namespace platform::wayland
