@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Screen recording on a headless sway session: Pictavia (the desktop's screen-cast portal and
-# its PipeWire stream) against wf-recorder (wlroots' screencopy, libx264), each recording the
-# whole output for the same time while it shows the capture benchmark's scene.
+# Screen recording on a headless sway session: Pictavia (through wlroots' screencopy, and
+# through the desktop's screen-cast portal and its PipeWire stream) against wf-recorder
+# (screencopy too, libx264), each recording the whole output for the same time while it
+# shows the capture benchmark's scene.
 #
 #   bench/wayland_record.sh [BUILD_DIR]      (default /work/main/build)
 #
@@ -87,13 +88,19 @@ row() { # name movie cpu
 }
 
 printf '%-28s %10s %15s %12s %8s\n' recorder "CPU s/s" frames "bytes/s" SSIM
-cpu=$(cpu_of "$build/pictavia" record fullscreen --duration "$seconds" --no-audio)
-movie=$(tail -n1 "$work/out")
-if [ -f "$movie" ]; then
-  row pictavia "$movie" "$cpu"
-else
-  printf '%-28s %s\n' pictavia "cannot record here: $(head -n1 "$work/err")"
-fi
+record_pictavia() { # name environment...
+  local name=$1
+  shift
+  cpu=$(cpu_of env "$@" "$build/pictavia" record fullscreen --duration "$seconds" --no-audio)
+  movie=$(tail -n1 "$work/out")
+  if [ -f "$movie" ]; then
+    row "$name" "$movie" "$cpu"
+  else
+    printf '%-28s %s\n' "$name" "cannot record here: $(head -n1 "$work/err")"
+  fi
+}
+record_pictavia pictavia
+record_pictavia "pictavia (portal)" PICTAVIA_NO_SCREENCOPY=1
 # wf-recorder finishes its file on SIGINT once its next picture comes, so it is given -D
 # (pictures all the time, not only when the screen changes, which a still screen would never
 # send); Matroska keeps what was written should it be killed 10 s later all the same.

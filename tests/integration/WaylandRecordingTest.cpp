@@ -210,8 +210,8 @@ TEST_F(WaylandRecordingTest, TheDesktopsAnswerIsKeptAndOfferedAgain) {
     ASSERT_TRUE(damaged.open(QIODevice::WriteOnly | QIODevice::Truncate));
     damaged.write("{\"screenCastRestoreToken\": ");
     damaged.close();
-    const ProcessOutput out = session->run(
-        program, {"record", "fullscreen", "--duration", "1", "--no-audio"}, {.environment = portalOnly});
+    const ProcessOutput out = session->run(program, {"record", "fullscreen", "--duration", "1", "--no-audio"},
+                                           {.environment = portalOnly});
     EXPECT_EQ(out.exitCode, 0) << out.err;
     EXPECT_NE(out.err.find("is damaged and was ignored"), std::string::npos) << out.err;
     EXPECT_FALSE(savedToken().isEmpty());
@@ -248,19 +248,19 @@ TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
     config.close();
     QFile::setPermissions(busConfig,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther);
-    const ProcessOutput noPortal =
-        session->run("dbus-run-session",
-                     {"--config-file=" + busConfig.toStdString(), "--", program, "record", "fullscreen",
-                      "--duration", "1", "--no-audio"},
-                     {.environment = portalOnly});
+    const ProcessOutput noPortal = session->run("dbus-run-session",
+                                                {"--config-file=" + busConfig.toStdString(), "--", program,
+                                                 "record", "fullscreen", "--duration", "1", "--no-audio"},
+                                                {.environment = portalOnly});
     EXPECT_EQ(noPortal.exitCode, 1);
     EXPECT_EQ(noPortal.err,
               "pictavia: This desktop offers no screen recording portal: xdg-desktop-portal with a "
               "backend for this desktop must be running.\n");
     Environment portalWithoutBus = portalOnly;
     portalWithoutBus.insert(portalWithoutBus.end(), noBus.begin(), noBus.end());
-    const ProcessOutput withoutBus = session->run(
-        program, {"record", "fullscreen", "--duration", "1", "--no-audio"}, {.environment = portalWithoutBus});
+    const ProcessOutput withoutBus =
+        session->run(program, {"record", "fullscreen", "--duration", "1", "--no-audio"},
+                     {.environment = portalWithoutBus});
     EXPECT_EQ(withoutBus.exitCode, 1);
     EXPECT_EQ(withoutBus.err,
               "pictavia: There is no D-Bus session bus to reach the screen recording portal.\n");

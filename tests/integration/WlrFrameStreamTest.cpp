@@ -137,7 +137,8 @@ protected:
 
     void waitForFrames(int count) {
         std::unique_lock lock(received.mutex);
-        received.arrived.wait_for(lock, std::chrono::minutes(1), [&] { return received.frames.size() >= count; });
+        received.arrived.wait_for(lock, std::chrono::minutes(1),
+                                  [&] { return received.frames.size() >= count; });
     }
 
     // The last of `count` frames of `rect` (root pixels).
@@ -154,8 +155,9 @@ protected:
         EXPECT_GE(received.frames.size(), count);
         EXPECT_EQ(received.errors, 0) << received.error.toStdString();
         // Each with a time of its own on the steady clock, later than the one before.
-        EXPECT_EQ(std::adjacent_find(received.times.begin(), received.times.end(), std::greater_equal<qint64>()),
-                  received.times.end());
+        EXPECT_EQ(
+            std::adjacent_find(received.times.begin(), received.times.end(), std::greater_equal<qint64>()),
+            received.times.end());
         return received.frames.isEmpty() ? QImage() : received.frames.back();
     }
 
@@ -188,11 +190,13 @@ protected:
                                          : (y < h ? qRgb(0x33, 0xcc, 0x33) : qRgb(0xee, 0xee, 0x22)));
         const QString file = QString::fromStdString(session->directory() + "/" + output + ".png");
         ASSERT_TRUE(quadrants.save(file));
-        QFile::setPermissions(file, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther);
+        QFile::setPermissions(file,
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther);
         session->startProcess("swaybg", {"-o", output, "-i", file.toStdString(), "-m", "stretch"});
         ASSERT_TRUE(waitUntil([&] {
             const QImage shown = grim(output);
-            return shown.size() == pixels && shown.pixel(pixels.width() * 3 / 4, h / 2) == qRgb(0x33, 0xcc, 0x33);
+            return shown.size() == pixels &&
+                   shown.pixel(pixels.width() * 3 / 4, h / 2) == qRgb(0x33, 0xcc, 0x33);
         }));
     }
 

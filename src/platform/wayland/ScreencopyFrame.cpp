@@ -168,7 +168,8 @@ QImage screencopyPixels(const ScreencopyPicture& picture, int transform, std::op
         if (rect.isEmpty() || !shared.rect().contains(rect)) return {};
         // Rows stored bottom-up hold the crop as many rows from the end.
         const int top = picture.inverted ? shared.height() - rect.y() - rect.height() : rect.y();
-        const QImage view(shared.constBits() + qsizetype(top) * shared.bytesPerLine() + qsizetype(rect.x()) * 4,
+        const QImage view(shared.constBits() + qsizetype(top) * shared.bytesPerLine() +
+                              qsizetype(rect.x()) * 4,
                           rect.width(), rect.height(), shared.bytesPerLine(), shared.format());
         // The conversion is also the copy out of the shared memory.
         const QImage pixels = view.convertToFormat(QImage::Format_RGB32);
@@ -228,9 +229,9 @@ Result<ScreencopyPicture> ScreencopyCopier::copy(const WaylandOutput& output, st
             m_refused = true;
             return Error{QStringLiteral("The compositor could not copy output %1.").arg(output.name)};
         }
-        return ScreencopyPicture{QImage(m_buffer->memory(), frame.size.width(), frame.size.height(),
-                                        int(frame.stride), *format),
-                                 frame.inverted};
+        return ScreencopyPicture{
+            QImage(m_buffer->memory(), frame.size.width(), frame.size.height(), int(frame.stride), *format),
+            frame.inverted};
     }();
     zwlr_screencopy_frame_v1_destroy(proxy);
     return result;

@@ -51,7 +51,8 @@ struct Connection {
         const auto managerGlobal = wayland->global(zwlr_screencopy_manager_v1_interface.name);
         const auto shmGlobal = wayland->global(wl_shm_interface.name);
         if (!managerGlobal || !shmGlobal)
-            return Error{QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
+            return Error{
+                QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
         manager = static_cast<zwlr_screencopy_manager_v1*>(
             wayland->bind(*managerGlobal, &zwlr_screencopy_manager_v1_interface, 3));
         shm = static_cast<wl_shm*>(wayland->bind(*shmGlobal, &wl_shm_interface, 1));
@@ -84,7 +85,8 @@ public:
         const QList<DisplayInfo> displays = m_displays();
         const auto display = std::find_if(displays.begin(), displays.end(),
                                           [&](const DisplayInfo& d) { return d.geometry.contains(area); });
-        if (area.isEmpty() || display == displays.end()) return Error{QStringLiteral("That area is off screen")};
+        if (area.isEmpty() || display == displays.end())
+            return Error{QStringLiteral("That area is off screen")};
 
         m_outputName = display->name;
         m_laidOut = display->geometry.size();
@@ -112,7 +114,9 @@ public:
         if (m_thread.joinable() && m_thread.get_id() != std::this_thread::get_id()) m_thread.join();
     }
 
-    int missedFrames() const override { return m_portalStream ? m_portalStream->missedFrames() : m_missed.load(); }
+    int missedFrames() const override {
+        return m_portalStream ? m_portalStream->missedFrames() : m_missed.load();
+    }
 
 private:
     // One copy of the area; `ended` says whether a failure ends the stream.
@@ -131,7 +135,8 @@ private:
         }
         const WaylandOutput* output = connection.outputs->named(m_outputName);
         if (!output) {
-            started.set_value(Error{QStringLiteral("The compositor has no output named %1.").arg(m_outputName)});
+            started.set_value(
+                Error{QStringLiteral("The compositor has no output named %1.").arg(m_outputName)});
             return;
         }
         Result<ScreencopyArea> planned = screencopyArea(*output, m_laidOut, m_region);
@@ -165,8 +170,9 @@ private:
                 return {Error{QStringLiteral("The copy of output %1 had another size.").arg(m_outputName)},
                         false};
             }
-            return {Error{QStringLiteral("Output %1 changed its size while it was recorded.").arg(m_outputName)},
-                    true};
+            return {
+                Error{QStringLiteral("Output %1 changed its size while it was recorded.").arg(m_outputName)},
+                true};
         };
 
         FrameSlots pacing(m_settings.fps);
