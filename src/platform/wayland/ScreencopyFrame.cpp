@@ -237,4 +237,27 @@ Result<ScreencopyPicture> ScreencopyCopier::copy(const WaylandOutput& output, st
     return result;
 }
 
+ScreencopyConnection::~ScreencopyConnection() {
+    copier.reset();
+    outputs.reset();
+    if (manager) zwlr_screencopy_manager_v1_destroy(manager);
+    if (shm) wl_shm_destroy(shm);
+}
+
+Result<bool> ScreencopyConnection::open() {
+    auto opened = WaylandConnection::open();
+    if (!opened) return opened.error();
+    wayland = std::move(opened).value();
+    const auto managerGlobal = wayland->global(zwlr_screencopy_manager_v1_interface.name);
+    const auto shmGlobal = wayland->global(wl_shm_interface.name);
+    if (!managerGlobal || !shmGlobal)
+        return Error{QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
+    manager = static_cast<zwlr_screencopy_manager_v1*>(
+        wayland->bind(*managerGlobal, &zwlr_screencopy_manager_v1_interface, 3));
+    shm = static_cast<wl_shm*>(wayland->bind(*shmGlobal, &wl_shm_interface, 1));
+    outputs = std::make_unique<WaylandOutputs>(*wayland);
+    copier = std::make_unique<ScreencopyCopier>(*wayland, manager, shm);
+    return outputs->update();
+}
+
 } // namespace platform::wayland

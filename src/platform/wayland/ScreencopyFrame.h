@@ -15,6 +15,7 @@ struct zwlr_screencopy_manager_v1;
 namespace platform::wayland {
 
 class WaylandConnection;
+class WaylandOutputs;
 struct WaylandOutput;
 
 // How to copy `region` of an output (in its pixels as seen, from its top-left corner): the
@@ -71,6 +72,25 @@ private:
     wl_shm* m_shm;
     std::unique_ptr<Buffer> m_buffer;
     bool m_refused = false;
+};
+
+// A connection of its own to the compositor with screencopy bound, the outputs kept in step
+// and a copier, released in reverse order. Not thread-safe: one owner.
+struct ScreencopyConnection {
+    std::unique_ptr<WaylandConnection> wayland;
+    zwlr_screencopy_manager_v1* manager = nullptr;
+    wl_shm* shm = nullptr;
+    std::unique_ptr<WaylandOutputs> outputs;
+    std::unique_ptr<ScreencopyCopier> copier;
+
+    ScreencopyConnection() = default;
+    ~ScreencopyConnection();
+    ScreencopyConnection(const ScreencopyConnection&) = delete;
+    ScreencopyConnection& operator=(const ScreencopyConnection&) = delete;
+
+    // Connects and lists the outputs; fails with a sentence where the compositor does not
+    // offer the protocol (GNOME, KDE) or cannot be reached.
+    Result<bool> open();
 };
 
 } // namespace platform::wayland

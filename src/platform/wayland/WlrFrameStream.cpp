@@ -28,40 +28,6 @@ qint64 microseconds(Clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
 }
 
-// The stream thread's own connection to the compositor and what it binds, released in
-// reverse order.
-struct Connection {
-    std::unique_ptr<WaylandConnection> wayland;
-    zwlr_screencopy_manager_v1* manager = nullptr;
-    wl_shm* shm = nullptr;
-    std::unique_ptr<WaylandOutputs> outputs;
-    std::unique_ptr<ScreencopyCopier> copier;
-
-    ~Connection() {
-        copier.reset();
-        outputs.reset();
-        if (manager) zwlr_screencopy_manager_v1_destroy(manager);
-        if (shm) wl_shm_destroy(shm);
-    }
-
-    Result<bool> open() {
-        auto opened = WaylandConnection::open();
-        if (!opened) return opened.error();
-        wayland = std::move(opened).value();
-        const auto managerGlobal = wayland->global(zwlr_screencopy_manager_v1_interface.name);
-        const auto shmGlobal = wayland->global(wl_shm_interface.name);
-        if (!managerGlobal || !shmGlobal)
-            return Error{
-                QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
-        manager = static_cast<zwlr_screencopy_manager_v1*>(
-            wayland->bind(*managerGlobal, &zwlr_screencopy_manager_v1_interface, 3));
-        shm = static_cast<wl_shm*>(wayland->bind(*shmGlobal, &wl_shm_interface, 1));
-        outputs = std::make_unique<WaylandOutputs>(*wayland);
-        copier = std::make_unique<ScreencopyCopier>(*wayland, manager, shm);
-        return outputs->update();
-    }
-};
-
 class WlrFrameStream final : public FrameStream {
 public:
     WlrFrameStream(const WlrFrameStreams::Displays& displays, FrameStreams& portal)
@@ -128,7 +94,7 @@ private:
     // The stream's thread: connects, takes the first frame (start() returns once it is
     // taken or failed), then one frame per slot of the frame rate until stopped.
     void run(std::promise<Result<bool>>& started) {
-        Connection connection;
+        ScreencopyConnection connection;
         if (auto opened = connection.open(); !opened) {
             started.set_value(opened.error());
             return;
@@ -242,9 +208,8 @@ bool WlrFrameStreams::offered() {
         if (qEnvironmentVariable("PICTAVIA_NO_SCREENCOPY") == u"1") {
             m_offered = false;
         } else {
-            const auto connection = WaylandConnection::open();
-            m_offered = connection && (*connection)->global(zwlr_screencopy_manager_v1_interface.name) &&
-                        (*connection)->global(wl_shm_interface.name);
+            ScreencopyConnection probe;
+            m_offered = bool(probe.open());
         }
     }
     return *m_offered;

@@ -13,22 +13,11 @@ namespace platform::wayland {
 
 struct WlrScreencopy::State {
     QMutex mutex;
-    std::unique_ptr<WaylandConnection> connection;
-    std::unique_ptr<WaylandOutputs> outputs;
-    zwlr_screencopy_manager_v1* manager = nullptr;
-    wl_shm* shm = nullptr;
-    std::unique_ptr<ScreencopyCopier> copier;
-
-    ~State() {
-        copier.reset();
-        outputs.reset();
-        if (manager) zwlr_screencopy_manager_v1_destroy(manager);
-        if (shm) wl_shm_destroy(shm);
-    }
+    ScreencopyConnection connection;
 
     // The pixels of `area` of `output`, copied out of the shared memory.
     Result<QImage> copy(const WaylandOutput& output, const ScreencopyArea& area) {
-        Result<ScreencopyPicture> picture = copier->copy(output, area.logical);
+        Result<ScreencopyPicture> picture = connection.copier->copy(output, area.logical);
         if (!picture) return picture.error();
         // A region copy is taken as it comes; a whole output is turned upright.
         const int transform = area.logical ? WL_OUTPUT_TRANSFORM_NORMAL : output.transform;
@@ -41,20 +30,8 @@ WlrScreencopy::WlrScreencopy(std::unique_ptr<State> state) : m_state(std::move(s
 WlrScreencopy::~WlrScreencopy() = default;
 
 Result<std::unique_ptr<WlrScreencopy>> WlrScreencopy::connect() {
-    auto connection = WaylandConnection::open();
-    if (!connection) return connection.error();
     auto state = std::make_unique<State>();
-    state->connection = std::move(connection).value();
-    const auto manager = state->connection->global(zwlr_screencopy_manager_v1_interface.name);
-    const auto shm = state->connection->global(wl_shm_interface.name);
-    if (!manager || !shm)
-        return Error{QStringLiteral("The Wayland compositor does not offer wlroots' screencopy protocol.")};
-    state->manager = static_cast<zwlr_screencopy_manager_v1*>(
-        state->connection->bind(*manager, &zwlr_screencopy_manager_v1_interface, 3));
-    state->shm = static_cast<wl_shm*>(state->connection->bind(*shm, &wl_shm_interface, 1));
-    state->outputs = std::make_unique<WaylandOutputs>(*state->connection);
-    state->copier = std::make_unique<ScreencopyCopier>(*state->connection, state->manager, state->shm);
-    if (auto described = state->outputs->update(); !described) return described.error();
+    if (auto opened = state->connection.open(); !opened) return opened.error();
     return std::unique_ptr<WlrScreencopy>(new WlrScreencopy(std::move(state)));
 }
 
@@ -62,13 +39,13 @@ Result<QImage> WlrScreencopy::grab(const QString& outputName, const QSize& laidO
                                    std::optional<QRect> region) {
     const QMutexLocker lock(&m_state->mutex);
     State& state = *m_state;
-    if (auto current = state.outputs->update(); !current) return current.error();
-    const WaylandOutput* output = state.outputs->named(outputName);
+    if (auto current = state.connection.outputs->update(); !current) return current.error();
+    const WaylandOutput* output = state.connection.outputs->named(outputName);
     if (!output) {
         // An output plugged in a moment ago: its global may not have been read yet.
-        if (auto listed = state.connection->roundtrip(); !listed) return listed.error();
-        if (auto current = state.outputs->update(); !current) return current.error();
-        output = state.outputs->named(outputName);
+        if (auto listed = state.connection.wayland->roundtrip(); !listed) return listed.error();
+        if (auto current = state.connection.outputs->update(); !current) return current.error();
+        output = state.connection.outputs->named(outputName);
     }
     if (!output) return Error{QStringLiteral("The compositor has no output named %1.").arg(outputName)};
     const Result<ScreencopyArea> area = screencopyArea(*output, laidOut, region);
