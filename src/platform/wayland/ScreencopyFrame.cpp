@@ -2,6 +2,7 @@
 
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandOutputs.h"
+#include "platform/wayland/pipewire/ScreenPixels.h"
 
 #include "screencopy-client.h"
 #include <wayland-client.h>
@@ -167,12 +168,14 @@ QImage screencopyPixels(const ScreencopyPicture& picture, int transform, std::op
         const QRect rect = crop.value_or(shared.rect());
         if (rect.isEmpty() || !shared.rect().contains(rect)) return {};
         // Rows stored bottom-up hold the crop as many rows from the end.
-        const int top = picture.inverted ? shared.height() - rect.y() - rect.height() : rect.y();
-        const QImage view(shared.constBits() + qsizetype(top) * shared.bytesPerLine() +
-                              qsizetype(rect.x()) * 4,
-                          rect.width(), rect.height(), shared.bytesPerLine(), shared.format());
-        // The conversion is also the copy out of the shared memory.
-        const QImage pixels = view.convertToFormat(QImage::Format_RGB32);
+        const QRect stored = picture.inverted ? QRect(rect.x(), shared.height() - rect.y() - rect.height(),
+                                                      rect.width(), rect.height())
+                                              : rect;
+        // Only the crop is read, and made opaque on the way out of the shared memory.
+        const PixelLayout layout =
+            shared.format() == QImage::Format_ARGB32 ? PixelLayout::bgrx : PixelLayout::rgbx;
+        const QImage pixels =
+            screenPixels(shared.constBits(), shared.size(), shared.bytesPerLine(), layout, stored);
         return picture.inverted ? pixels.mirrored(false, true) : pixels;
     }
     QImage pixels = shared.convertToFormat(QImage::Format_RGB32);
