@@ -8,6 +8,7 @@
 // xdg-desktop-portal-wlr 0.7 shares nothing where the compositor renders without a GPU;
 // the portal's tests then say so and skip.
 
+#include "FrameCollector.h"
 #include "MovieFrames.h"
 #include "WaitUntil.h"
 #include "WaylandSession.h"
@@ -26,7 +27,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <sys/socket.h>
@@ -53,10 +53,8 @@ protected:
         if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
         program = session->reachable(PICTAVIA_BIN);
         if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
-        const ProcessOutput prefs = session->run(
-            "sh", {"-c", "mkdir -p \"$XDG_CONFIG_HOME/pictavia\" && printf 'copyToClipboard = false\\n"
-                         "captureSound = false\\nrecFPS = 30\\nrecShowClicks = false\\n' > "
-                         "\"$XDG_CONFIG_HOME/pictavia/pictavia.conf\""});
+        const ProcessOutput prefs = session->writePreferences(
+            "copyToClipboard = false\ncaptureSound = false\nrecFPS = 30\nrecShowClicks = false\n");
         ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
     }
 
@@ -285,16 +283,6 @@ TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
 // The frame stream on its own, connected straight to the session's PipeWire.
 class PipeWireFrameStreamTest : public WaylandRecordingTest {
 protected:
-    struct Received {
-        std::mutex mutex;
-        std::condition_variable arrived;
-        QList<QImage> frames;
-        QList<qint64> times;
-        int errors = 0;
-        QString error;
-        int framesAtError = -1;
-    };
-
     // Starts a source with `args` and returns its node id.
     uint32_t startSource(std::vector<std::string> args) {
         const std::string source = session->reachable(PIPEWIRE_SOURCE_BIN);
@@ -327,31 +315,10 @@ protected:
         platform::FrameStreamSettings settings;
         settings.fps = 30;
         settings.showCursor = showCursor;
-        return stream.start(
-            target, settings,
-            [this](const QImage& frame, qint64 time) {
-                const std::lock_guard lock(received.mutex);
-                received.frames.append(frame);
-                received.times.append(time);
-                received.arrived.notify_all();
-            },
-            [this](const Error& error) {
-                const std::lock_guard lock(received.mutex);
-                ++received.errors;
-                received.error = error.message;
-                received.framesAtError = int(received.frames.size());
-                received.arrived.notify_all();
-            });
+        return stream.start(target, settings, received.onFrame(), received.onError());
     }
 
-    // Waits until `count` frames have come (or a minute has passed).
-    void waitForFrames(int count) {
-        std::unique_lock lock(received.mutex);
-        received.arrived.wait_for(lock, std::chrono::minutes(1),
-                                  [&] { return received.frames.size() >= count; });
-    }
-
-    Received received;
+    FrameCollector received;
     ChildProcess* sourceProcess = nullptr;
     int sources = 0;
     platform::wayland::PipeWireFrameStreams streams;
@@ -365,7 +332,7 @@ TEST_F(PipeWireFrameStreamTest, OnePictureIsRepeatedAsFramesWithItsPixelsExact) 
     const auto stream = streams.create();
     const auto started = start(*stream, {pipeWireConnection(), node, QSize(320, 240), std::nullopt}, false);
     ASSERT_TRUE(started) << started.error().message.toStdString();
-    waitForFrames(60);
+    received.waitForFrames(60);
     stream->stop();
 
     const std::lock_guard lock(received.mutex);
@@ -390,11 +357,11 @@ TEST_F(PipeWireFrameStreamTest, AnAreaIsCutAndThePointerDrawnInWhereAsked) {
     // (50, 30) of the area.
     const QRect area(150, 20, 100, 100);
     for (const bool showCursor : {true, false}) {
-        received.frames.clear();
+        received.clear();
         const auto stream = streams.create();
         const auto started = start(*stream, {pipeWireConnection(), node, QSize(320, 240), area}, showCursor);
         ASSERT_TRUE(started) << started.error().message.toStdString();
-        waitForFrames(5);
+        received.waitForFrames(5);
         stream->stop();
         const std::lock_guard lock(received.mutex);
         ASSERT_FALSE(received.frames.isEmpty());
@@ -417,12 +384,9 @@ TEST_F(PipeWireFrameStreamTest, TheEndOfTheSourceIsReportedOnceAndNoPictureIsAFa
     ASSERT_NE(node, 0u);
     const auto stream = streams.create();
     ASSERT_TRUE(start(*stream, {pipeWireConnection(), node, QSize(320, 240), std::nullopt}, false));
-    waitForFrames(5);
+    received.waitForFrames(5);
     sourceProcess->stop();
-    {
-        std::unique_lock lock(received.mutex);
-        received.arrived.wait_for(lock, std::chrono::seconds(30), [&] { return received.errors > 0; });
-    }
+    received.waitForError(std::chrono::seconds(30));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     stream->stop();
     {

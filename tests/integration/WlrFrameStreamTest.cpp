@@ -3,6 +3,7 @@
 // with grim's copies; times that keep rising; the end of the display reported once; windows
 // handed to the portal's streams, and every stream handed there where screencopy is off.
 
+#include "FrameCollector.h"
 #include "WaitUntil.h"
 #include "WaylandSession.h"
 
@@ -13,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -58,16 +58,6 @@ public:
 
 class WlrFrameStreamTest : public ::testing::Test {
 protected:
-    struct Received {
-        std::mutex mutex;
-        std::condition_variable arrived;
-        QList<QImage> frames;
-        QList<qint64> times;
-        int errors = 0;
-        QString error;
-        int framesAtError = -1;
-    };
-
     void startSession(const WaylandSession::Options& options) {
         std::string whyNot;
         session = WaylandSession::start(options, &whyNot);
@@ -112,33 +102,8 @@ protected:
         FrameStreamSettings settings;
         settings.fps = fps;
         settings.showCursor = false;
-        {
-            const std::lock_guard lock(received.mutex);
-            received.frames.clear();
-            received.times.clear();
-            received.errors = 0;
-        }
-        return stream.start(
-            source, settings,
-            [this](const QImage& frame, qint64 time) {
-                const std::lock_guard lock(received.mutex);
-                received.frames.append(frame);
-                received.times.append(time);
-                received.arrived.notify_all();
-            },
-            [this](const Error& error) {
-                const std::lock_guard lock(received.mutex);
-                ++received.errors;
-                received.error = error.message;
-                received.framesAtError = int(received.frames.size());
-                received.arrived.notify_all();
-            });
-    }
-
-    void waitForFrames(int count) {
-        std::unique_lock lock(received.mutex);
-        received.arrived.wait_for(lock, std::chrono::minutes(1),
-                                  [&] { return received.frames.size() >= count; });
+        received.clear();
+        return stream.start(source, settings, received.onFrame(), received.onError());
     }
 
     // The last of `count` frames of `rect` (root pixels).
@@ -149,7 +114,7 @@ protected:
         const auto started = start(**stream, FrameSource{rect, std::nullopt});
         EXPECT_TRUE(started) << started.error().message.toStdString();
         if (!started) return {};
-        waitForFrames(count);
+        received.waitForFrames(count);
         (*stream)->stop();
         const std::lock_guard lock(received.mutex);
         EXPECT_GE(received.frames.size(), count);
@@ -202,7 +167,7 @@ protected:
 
     std::unique_ptr<WaylandSession> session;
     std::vector<std::pair<std::string, QByteArray>> saved;
-    Received received;
+    FrameCollector received;
     PortalStreams* portalStreams = nullptr;
 };
 
@@ -259,12 +224,9 @@ TEST_F(WlrFrameStreamTest, TheDisplayGoingAwayEndsTheStreamOnce) {
     auto stream = all->create();
     ASSERT_TRUE(stream);
     ASSERT_TRUE(start(**stream, FrameSource{QRect(320, 0, 320, 240), std::nullopt}));
-    waitForFrames(5);
+    received.waitForFrames(5);
     session->run("swaymsg", {"exit"});
-    {
-        std::unique_lock lock(received.mutex);
-        received.arrived.wait_for(lock, std::chrono::seconds(30), [&] { return received.errors > 0; });
-    }
+    received.waitForError(std::chrono::seconds(30));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     (*stream)->stop();
     const std::lock_guard lock(received.mutex);
