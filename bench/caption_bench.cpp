@@ -61,10 +61,6 @@ int main(int argc, char** argv) {
                 std::fprintf(stderr, "caption_bench: unknown segment setting %s\n", qPrintable(args[i]));
                 return 2;
             }
-        } else if (args[i] == QLatin1String("--warps") && i + 1 < args.size()) {
-            tuning.warps = args[++i].toUtf8().split(',');
-        } else if (args[i] == QLatin1String("--warp-search") && i + 1 < args.size()) {
-            tuning.warpSearchOptions = args[++i].toUtf8().split(' ');
         } else if (args[i].startsWith(QLatin1Char('-')) && i + 1 < args.size()) {
             const QByteArray name = args[i].toUtf8();
             setOption(tuning.options, name, args[++i].toUtf8());

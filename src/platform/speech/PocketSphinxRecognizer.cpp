@@ -11,8 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <functional>
-#include <limits>
 #include <memory>
 #include <thread>
 
@@ -74,68 +72,6 @@ float loudnessGain(const std::vector<float>& samples) {
     return peak > 0 ? std::clamp(0.9f / peak, 0.0f, 30.0f) : 1.0f;
 }
 
-using Decoder = std::unique_ptr<ps_decoder_t, FreeDecoder>;
-
-Decoder newDecoder(QByteArrayList args) { // a copy: parsing may write into it
-    std::unique_ptr<cmd_ln_t, FreeConfig> config(
-        cmd_ln_parse_r(nullptr, ps_args(), int32(args.size()), argvOf(args).data(), TRUE));
-    return Decoder(config ? ps_init(config.get()) : nullptr); // the decoder keeps its own reference
-}
-
-// One utterance as the decoder's 16-bit samples, raised by `gain`.
-void toPcm(const std::vector<float>& samples, const Stretch& stretch, float gain, std::vector<int16>& pcm) {
-    pcm.resize(size_t(stretch.end - stretch.begin));
-    for (size_t i = 0; i < pcm.size(); ++i)
-        pcm[i] =
-            int16(std::lrint(std::clamp(samples[size_t(stretch.begin) + i] * gain, -1.0f, 1.0f) * 32767.0f));
-}
-
-bool decodeUtterance(ps_decoder_t* decoder, const std::vector<int16>& pcm) {
-    return ps_start_utt(decoder) >= 0 && ps_process_raw(decoder, pcm.data(), pcm.size(), FALSE, TRUE) >= 0 &&
-           ps_end_utt(decoder) >= 0;
-}
-
-// Voices differ in the length of the vocal tract the acoustic model was trained on: the
-// frequency axis is warped by each candidate factor over the first utterances (about
-// `sampleSeconds` of speech) and the factor whose best paths score highest per frame is kept.
-// Returns the options that set it, or none when no candidate decodes. `keepGoing` is asked on
-// this thread between utterances; once it says no, the search ends and `cancelled` is set.
-QByteArrayList chooseWarp(const QByteArrayList& args, const QByteArrayList& warps,
-                          const std::vector<float>& samples, const std::vector<Stretch>& stretches,
-                          float gain, long long sampleLength, const std::function<bool()>& keepGoing,
-                          bool& cancelled) {
-    std::vector<double> scores(size_t(warps.size()), -std::numeric_limits<double>::infinity());
-    std::atomic<bool> stop = false;
-    const auto score = [&](size_t first, size_t step) {
-        std::vector<int16> pcm;
-        for (size_t w = first; w < scores.size() && !stop; w += step) {
-            Decoder decoder = newDecoder(
-                args + QByteArrayList{"-warp_type", "inverse_linear", "-warp_params", warps[qsizetype(w)]});
-            if (!decoder) continue;
-            double sum = 0;
-            long long frames = 0, length = 0;
-            for (size_t index = 0; index < stretches.size() && length < sampleLength && !stop; ++index) {
-                if (first == 0 && !keepGoing()) stop = true;
-                toPcm(samples, stretches[index], gain, pcm);
-                length += stretches[index].end - stretches[index].begin;
-                if (!decodeUtterance(decoder.get(), pcm)) break;
-                int32 best = 0;
-                if (ps_get_hyp(decoder.get(), &best) == nullptr) continue;
-                sum += best;
-                frames += ps_get_n_frames(decoder.get());
-            }
-            if (frames > 0) scores[w] = sum / double(frames);
-        }
-    };
-    std::thread helper(score, 1, 2);
-    score(0, 2);
-    helper.join();
-    cancelled = stop;
-    const auto best = std::max_element(scores.begin(), scores.end());
-    if (stop || !std::isfinite(*best)) return {};
-    return {"-warp_type", "inverse_linear", "-warp_params", warps[best - scores.begin()]};
-}
-
 } // namespace
 
 PocketSphinxRecognizer::PocketSphinxRecognizer(QStringList modelRoots, Tuning tuning)
@@ -151,12 +87,6 @@ PocketSphinxRecognizer::Tuning PocketSphinxRecognizer::defaultTuning() {
     // keeps noisy sound from slowing the search down without bound.
     tuning.options = {"-beam", "1e-60", "-pbeam", "1e-60", "-wbeam",    "1e-40",
                       "-topn", "16",    "-lw",    "5.5",   "-maxhmmpf", "10000"};
-    // A voice higher or lower than the model's average is heard better with its frequencies
-    // warped: 7.4 % of the words wrong instead of 7.8 %. The quick search picks the same warp
-    // as a full one on every voice of the tuning set, at a third of its time.
-    tuning.warps = {"0.92", "1.0", "1.1"};
-    tuning.warpSearchOptions = {"-topn", "4",      "-beam", "1e-48",     "-pbeam",
-                                "1e-48", "-wbeam", "7e-29", "-maxhmmpf", "3000"};
     return tuning;
 }
 
@@ -208,20 +138,6 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
     for (const Stretch& stretch : stretches)
         total += stretch.end - stretch.begin;
     const float gain = loudnessGain(samples);
-    const auto cancelled = [] {
-        return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
-    };
-    if (progress && !progress(0)) return cancelled();
-    if (m_tuning.warps.size() > 1 && total >= (long long)(m_tuning.warpMinimumSeconds * rate)) {
-        QByteArrayList quick = args;
-        for (qsizetype i = 0; i + 1 < m_tuning.warpSearchOptions.size(); i += 2)
-            setOption(quick, m_tuning.warpSearchOptions[i], m_tuning.warpSearchOptions[i + 1]);
-        bool stopped = false;
-        args += chooseWarp(
-            quick, m_tuning.warps, samples, stretches, gain, (long long)(m_tuning.warpSampleSeconds * rate),
-            [&] { return !progress || progress(0); }, stopped);
-        if (stopped) return cancelled();
-    }
 
     // The utterances are shared out among up to `workers` decoders, one per processor, each
     // taking a run of neighbouring ones of about the same length of sound, in order: a decoder
@@ -232,7 +148,10 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
     std::atomic<long long> done = 0;
     std::atomic<bool> stop = false, failed = false, broken = false;
     const auto work = [&](size_t from, size_t to, bool reporting) {
-        Decoder decoder = newDecoder(args);
+        QByteArrayList own = args; // parsing may write into them
+        std::unique_ptr<cmd_ln_t, FreeConfig> config(
+            cmd_ln_parse_r(nullptr, ps_args(), int32(own.size()), argvOf(own).data(), TRUE));
+        std::unique_ptr<ps_decoder_t, FreeDecoder> decoder(config ? ps_init(config.get()) : nullptr);
         if (!decoder) {
             failed = true;
             stop = true;
@@ -241,8 +160,13 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
         std::vector<int16> pcm;
         for (size_t index = from; index < to && !stop; ++index) {
             const Stretch& stretch = stretches[index];
-            toPcm(samples, stretch, gain, pcm);
-            if (!decodeUtterance(decoder.get(), pcm)) {
+            pcm.resize(size_t(stretch.end - stretch.begin));
+            for (size_t i = 0; i < pcm.size(); ++i)
+                pcm[i] = int16(std::lrint(std::clamp(samples[size_t(stretch.begin) + i] * gain, -1.0f, 1.0f) *
+                                          32767.0f));
+            if (ps_start_utt(decoder.get()) < 0 ||
+                ps_process_raw(decoder.get(), pcm.data(), pcm.size(), FALSE, TRUE) < 0 ||
+                ps_end_utt(decoder.get()) < 0) {
                 broken = true;
                 stop = true;
                 return;
@@ -261,6 +185,8 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
                 stop = true;
         }
     };
+    if (progress && !progress(0))
+        return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
     const size_t workers = std::min({size_t(std::max(1u, std::thread::hardware_concurrency())), maxWorkers,
                                      std::max<size_t>(stretches.size(), 1)});
     // runStart[w] is the first utterance of decoder w: where its share of the sound begins.
@@ -280,7 +206,7 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
 
     if (failed) return unloadable;
     if (broken) return failure(QStringLiteral("Speech recognition failed."));
-    if (stop) return cancelled();
+    if (stop) return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
     QList<HeardWord> words;
     for (const QList<HeardWord>& part : heard)
         words += part;

@@ -18,14 +18,6 @@ public:
         SegmenterSettings segments;
         // Decoder options as PocketSphinx spells them ("-beam", "1e-60", ...), after the defaults.
         QByteArrayList options;
-        // Frequency warps tried on the first `warpSampleSeconds` of speech, the best kept ("1.0"
-        // is none); one or none: no warping. Shorter speech than `warpMinimumSeconds` is not
-        // worth the search's time.
-        QByteArrayList warps;
-        double warpSampleSeconds = 20;
-        double warpMinimumSeconds = 40;
-        // Options that make the search for the warp quicker than the decoding proper.
-        QByteArrayList warpSearchOptions;
     };
 
     explicit PocketSphinxRecognizer(QStringList modelRoots = {}, Tuning tuning = defaultTuning());
