@@ -49,6 +49,11 @@ echo "== Screen recording, against ffmpeg's x11grab =="
 bash "$here/record.sh" "$build"
 
 echo
+echo "== Screenshots on Wayland (headless sway), against grim =="
+# 77: this machine cannot run a headless Wayland session, which the script has said.
+bash "$here/wayland_capture.sh" "$build" || [ $? -eq 77 ]
+
+echo
 echo "== Screen recording on Wayland (headless sway), against wf-recorder =="
 # 77: this machine cannot run a headless Wayland session, which the script has said.
 bash "$here/wayland_record.sh" "$build" || [ $? -eq 77 ]

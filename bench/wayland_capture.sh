@@ -21,19 +21,9 @@ runs=${RUNS:-15}
 output=${OUTPUT:-1920x1080@1}
 
 if [ -z "${PICTAVIA_BENCH_SESSION:-}" ]; then
-  if [ -f "$build/CMakeCache.txt" ]; then
-    cmake --build "$build" --target pictavia wayland_session scene >/dev/null ||
-      { echo "wayland_capture: building pictavia, wayland_session and the scene failed" >&2; exit 1; }
-  fi
-  for program in "$build/pictavia" "$build/tests/wayland_session" "$build/bench/scene"; do
-    [ -x "$program" ] || { echo "wayland_capture: $program not found; configure $build first" >&2; exit 1; }
-  done
+  source "$(dirname "$0")/wayland_session.sh"
   echo "== $output, headless sway, median of $runs interleaved runs =="
-  status=0
-  "$build/tests/wayland_session" --output "$output" --background '#3366cc' -- \
-    env PICTAVIA_BENCH_SESSION=1 RUNS="$runs" bash "$(realpath "$0")" "$build" || status=$?
-  [ "$status" -ne 77 ] || echo "wayland_capture: no headless Wayland session here (see above)" >&2
-  exit "$status"
+  run_in_wayland_session wayland_capture "$build" "$output" "$(realpath "$0")" RUNS="$runs"
 fi
 
 # Inside the session: its own home, so Pictavia's settings and history are the session's.

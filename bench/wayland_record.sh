@@ -25,16 +25,9 @@ if [ -z "${PICTAVIA_BENCH_SESSION:-}" ]; then
   for tool in wf-recorder grim ffmpeg ffprobe bc; do
     command -v "$tool" >/dev/null || { echo "wayland_record: $tool is missing (see scripts/deps.sh)" >&2; exit 1; }
   done
-  if [ -f "$build/CMakeCache.txt" ]; then
-    cmake --build "$build" --target pictavia wayland_session scene >/dev/null ||
-      { echo "wayland_record: building pictavia, wayland_session and the scene failed" >&2; exit 1; }
-  fi
+  source "$(dirname "$0")/wayland_session.sh"
   echo "== $output, headless sway, $fps fps for $seconds s =="
-  status=0
-  "$build/tests/wayland_session" --output "$output" --background '#3366cc' -- \
-    env PICTAVIA_BENCH_SESSION=1 SECONDS_RECORDED="$seconds" bash "$(realpath "$0")" "$build" || status=$?
-  [ "$status" -ne 77 ] || echo "wayland_record: no headless Wayland session here (see above)" >&2
-  exit "$status"
+  run_in_wayland_session wayland_record "$build" "$output" "$(realpath "$0")" SECONDS_RECORDED="$seconds"
 fi
 
 # Inside the session: its own home, so Pictavia's settings and history are the session's.

@@ -4,7 +4,7 @@
 // Wayland does not have yet.
 
 #include "WaitUntil.h"
-#include "WaylandSession.h"
+#include "WaylandSessionTest.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -22,17 +22,11 @@ namespace {
 
 using namespace testsupport;
 
-class WaylandCaptureTest : public ::testing::Test {
+class WaylandCaptureTest : public WaylandSessionTest {
 protected:
-    void startSession(const WaylandSession::Options& options) {
-        std::string whyNot;
-        session = WaylandSession::start(options, &whyNot);
-        if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
-        program = session->reachable(PICTAVIA_BIN);
-        if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
-        const ProcessOutput prefs = session->writePreferences(
-            "copyToClipboard = false\ncaptureSound = false\nwindowShadow = false\n");
-        ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
+    [[nodiscard]] bool startSession(const WaylandSession::Options& options) {
+        return WaylandSessionTest::startSession(
+            options, "copyToClipboard = false\ncaptureSound = false\nwindowShadow = false\n");
     }
 
     ProcessOutput pictavia(std::vector<std::string> args) { return session->run(program, args); }
@@ -111,13 +105,10 @@ protected:
         }
         return wrong;
     }
-
-    std::unique_ptr<WaylandSession> session;
-    std::string program; // pictavia, where the session's user can run it
 };
 
 TEST_F(WaylandCaptureTest, FullScreenComesBackWithTheColourOnScreen) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x33, 0x66, 0xcc)));
 
@@ -132,7 +123,7 @@ TEST_F(WaylandCaptureTest, FullScreenComesBackWithTheColourOnScreen) {
 }
 
 TEST_F(WaylandCaptureTest, OutputsAtScalesOneAndTwoAreDisplaysOfTheirOwnPixels) {
-    startSession({.outputs = {{640, 480, 1.0}, {640, 480, 2.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}, {640, 480, 2.0}}})) return;
     session->startProcess("swaybg",
                           {"-o", "HEADLESS-1", "-c", "#3366cc", "-o", "HEADLESS-2", "-c", "#cc6633"});
     ASSERT_TRUE(showing({"HEADLESS-1"}, qRgb(0x33, 0x66, 0xcc)));
@@ -162,7 +153,7 @@ TEST_F(WaylandCaptureTest, OutputsAtScalesOneAndTwoAreDisplaysOfTheirOwnPixels) 
 }
 
 TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
-    startSession({.outputs = {{800, 600, 1.0}}});
+    if (!startSession({.outputs = {{800, 600, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#22aa44"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x22, 0xaa, 0x44)));
     // Its stderr, where it also writes its toasts, into a file the test reads.
@@ -190,7 +181,7 @@ TEST_F(WaylandCaptureTest, TheRunningAppCapturesOnItsWorkerThreads) {
 }
 
 TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
-    startSession({});
+    if (!startSession({})) return;
     const auto expectFailure = [&](const std::vector<std::string>& args, const std::string& sentence) {
         const ProcessOutput out = pictavia(args);
         EXPECT_EQ(out.exitCode, 1) << sentence;
@@ -226,7 +217,7 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
 }
 
 TEST_F(WaylandCaptureTest, WindowsAreListedFromTheCompositorAndCapturedWhileShown) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x33, 0x66, 0xcc)));
     // Floating and without borders, a window has the size it asks for, centred on the output.
@@ -276,7 +267,7 @@ TEST_F(WaylandCaptureTest, WindowsAreListedFromTheCompositorAndCapturedWhileShow
 }
 
 TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#884422"});
     ASSERT_TRUE(showing(session->outputNames(), qRgb(0x88, 0x44, 0x22)));
 
@@ -311,7 +302,7 @@ TEST_F(WaylandCaptureTest, ACopyPutsAPngOnTheClipboardOrSaysWhyNot) {
 }
 
 TEST_F(WaylandCaptureTest, AWindowOnADoubleScaleOutputIsListedAndCapturedInItsPixels) {
-    startSession({.outputs = {{640, 480, 1.0}, {640, 480, 2.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}, {640, 480, 2.0}}})) return;
     session->startProcess("swaybg",
                           {"-o", "HEADLESS-1", "-c", "#3366cc", "-o", "HEADLESS-2", "-c", "#cc6633"});
     ASSERT_TRUE(showing({"HEADLESS-2"}, qRgb(0xcc, 0x66, 0x33)));

@@ -11,7 +11,7 @@
 #include "FrameCollector.h"
 #include "MovieFrames.h"
 #include "WaitUntil.h"
-#include "WaylandSession.h"
+#include "WaylandSessionTest.h"
 
 #include "platform/media/FfmpegMediaReader.h"
 #include "platform/wayland/pipewire/PipeWireFrameStream.h"
@@ -45,17 +45,11 @@ const Environment portalOnly = {{"PICTAVIA_NO_SCREENCOPY", "1"}};
 // A session bus nobody answers on: no portal can take part in what still works.
 const Environment noBus = {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}};
 
-class WaylandRecordingTest : public ::testing::Test {
+class WaylandRecordingTest : public WaylandSessionTest {
 protected:
-    void startSession(const WaylandSession::Options& options) {
-        std::string whyNot;
-        session = WaylandSession::start(options, &whyNot);
-        if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
-        program = session->reachable(PICTAVIA_BIN);
-        if (program.empty()) GTEST_SKIP() << "the session's user cannot run " << PICTAVIA_BIN;
-        const ProcessOutput prefs = session->writePreferences(
-            "copyToClipboard = false\ncaptureSound = false\nrecFPS = 30\nrecShowClicks = false\n");
-        ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
+    [[nodiscard]] bool startSession(const WaylandSession::Options& options) {
+        return WaylandSessionTest::startSession(
+            options, "copyToClipboard = false\ncaptureSound = false\nrecFPS = 30\nrecShowClicks = false\n");
     }
 
     std::string variable(const std::string& name) const {
@@ -129,13 +123,11 @@ protected:
         return log.open(QIODevice::ReadOnly) ? log.readAll().toStdString() : std::string();
     }
 
-    std::unique_ptr<WaylandSession> session;
-    std::string program;
     platform::media::FfmpegMediaReader reader;
 };
 
 TEST_F(WaylandRecordingTest, AStillScreenForFiveSecondsIsAMovieAtTheFrameRateInItsColour) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     ASSERT_TRUE(showing(blue));
 
@@ -153,7 +145,7 @@ TEST_F(WaylandRecordingTest, AStillScreenForFiveSecondsIsAMovieAtTheFrameRateInI
 }
 
 TEST_F(WaylandRecordingTest, AnAreaIsCutFromTheOutputAndFollowsWhatChanges) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     // Four quadrants, so that a misplaced cut shows.
     QImage quadrants(640, 480, QImage::Format_RGB32);
     QPainter painter(&quadrants);
@@ -188,7 +180,7 @@ TEST_F(WaylandRecordingTest, AnAreaIsCutFromTheOutputAndFollowsWhatChanges) {
 }
 
 TEST_F(WaylandRecordingTest, TheDesktopsAnswerIsKeptAndOfferedAgain) {
-    startSession({.outputs = {{320, 240, 1.0}}});
+    if (!startSession({.outputs = {{320, 240, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     ASSERT_TRUE(showing(blue));
     ASSERT_FALSE(QFile::exists(tokenFile()));
@@ -216,7 +208,7 @@ TEST_F(WaylandRecordingTest, TheDesktopsAnswerIsKeptAndOfferedAgain) {
 }
 
 TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
-    startSession({.outputs = {{320, 240, 1.0}}});
+    if (!startSession({.outputs = {{320, 240, 1.0}}})) return;
     const std::string testWindow = session->reachable(TEST_WINDOW_BIN);
     ASSERT_FALSE(testWindow.empty());
     session->startProcess(testWindow, {"--title", "Recorded", "--pattern", "#22aa44", "--size", "200x100"},
@@ -325,7 +317,7 @@ protected:
 };
 
 TEST_F(PipeWireFrameStreamTest, OnePictureIsRepeatedAsFramesWithItsPixelsExact) {
-    startSession({.outputs = {{320, 240, 1.0}}});
+    if (!startSession({.outputs = {{320, 240, 1.0}}})) return;
     // Three pictures in a tenth of a second, then nothing: a still screen.
     const uint32_t node = startSource({"--size", "320x240", "--frames", "3"});
     ASSERT_NE(node, 0u);
@@ -350,7 +342,7 @@ TEST_F(PipeWireFrameStreamTest, OnePictureIsRepeatedAsFramesWithItsPixelsExact) 
 }
 
 TEST_F(PipeWireFrameStreamTest, AnAreaIsCutAndThePointerDrawnInWhereAsked) {
-    startSession({.outputs = {{320, 240, 1.0}}});
+    if (!startSession({.outputs = {{320, 240, 1.0}}})) return;
     const uint32_t node = startSource({"--size", "320x240", "--frames", "-1", "--pointer", "200,50"});
     ASSERT_NE(node, 0u);
     // Across the middle of the top half: red on the left, green on the right, the pointer at
@@ -379,7 +371,7 @@ TEST_F(PipeWireFrameStreamTest, AnAreaIsCutAndThePointerDrawnInWhereAsked) {
 }
 
 TEST_F(PipeWireFrameStreamTest, TheEndOfTheSourceIsReportedOnceAndNoPictureIsAFailure) {
-    startSession({.outputs = {{320, 240, 1.0}}});
+    if (!startSession({.outputs = {{320, 240, 1.0}}})) return;
     const uint32_t node = startSource({"--size", "320x240", "--frames", "-1"});
     ASSERT_NE(node, 0u);
     const auto stream = streams.create();

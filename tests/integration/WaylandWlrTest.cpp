@@ -6,7 +6,7 @@
 
 #include "PatternMatching.h"
 #include "WaitUntil.h"
-#include "WaylandSession.h"
+#include "WaylandSessionTest.h"
 #include "platform/wayland/WaylandConnection.h"
 
 #include <QFile>
@@ -32,24 +32,21 @@ using namespace testsupport;
 const QRgb leftBackground = qRgb(0x33, 0x66, 0xcc);
 const QRgb rightBackground = qRgb(0xcc, 0x66, 0x33);
 
-class WaylandWlrTest : public ::testing::Test {
+class WaylandWlrTest : public WaylandSessionTest {
 protected:
-    void startSession(const WaylandSession::Options& options) {
-        std::string whyNot;
-        session = WaylandSession::start(options, &whyNot);
-        if (!session) GTEST_SKIP() << "no headless Wayland session: " << whyNot;
-        program = session->reachable(PICTAVIA_BIN);
+    [[nodiscard]] bool startSession(const WaylandSession::Options& options) {
+        if (!WaylandSessionTest::startSession(
+                options, "copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n"))
+            return false;
         page = session->reachable(SCROLL_PAGE_BIN);
-        if (program.empty() || page.empty())
-            GTEST_SKIP() << "the session's user cannot run the build's programs";
-        const ProcessOutput prefs = session->writePreferences(
-            "copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n");
-        ASSERT_EQ(prefs.exitCode, 0) << prefs.err;
+        EXPECT_FALSE(page.empty()) << "the session's user cannot run " << SCROLL_PAGE_BIN;
+        if (page.empty()) return false;
         // Pages float at the size they ask for, centred on the focused output, borderless.
         const ProcessOutput rules = session->run(
             "swaymsg", {"default_border none; default_floating_border none; for_window [title=\"^Scroll "
                         "page$\"] floating enable"});
-        ASSERT_EQ(rules.exitCode, 0) << rules.out << rules.err;
+        EXPECT_EQ(rules.exitCode, 0) << rules.out << rules.err;
+        return rules.exitCode == 0;
     }
 
     // Pictavia run with `assignments` ("NAME=value") put before it by the shell.
@@ -66,15 +63,6 @@ protected:
         const QString file = QString::fromStdString(out.out).trimmed();
         EXPECT_TRUE(QFileInfo(file).isFile()) << out.out;
         return QImage(file).convertToFormat(QImage::Format_RGB32);
-    }
-
-    // An output as grim copies it, in its own pixels.
-    QImage grim(const std::string& output) {
-        const ProcessOutput shot = session->run("grim", {"-o", output, "-t", "ppm", "-"});
-        QImage image;
-        EXPECT_EQ(shot.exitCode, 0) << shot.err;
-        image.loadFromData(QByteArray::fromStdString(shot.out), "PPM");
-        return image.convertToFormat(QImage::Format_RGB32);
     }
 
     // Shows a scroll page on `output` and returns its frame in Pictavia's pixels once drawn.
@@ -100,15 +88,6 @@ protected:
         return frame;
     }
 
-    static int differingPixels(const QImage& a, const QImage& b) {
-        if (a.size() != b.size()) return a.width() * a.height() + 1;
-        int differing = 0;
-        for (int y = 0; y < a.height(); ++y)
-            for (int x = 0; x < a.width(); ++x)
-                differing += a.pixel(x, y) != b.pixel(x, y);
-        return differing;
-    }
-
     static std::string rectArgument(const QRect& r) {
         return QStringLiteral("%1,%2,%3,%4")
             .arg(r.x())
@@ -118,13 +97,11 @@ protected:
             .toStdString();
     }
 
-    std::unique_ptr<WaylandSession> session;
-    std::string program; // pictavia and scroll_page, where the session's user can run them
     std::string page;
 };
 
 TEST_F(WaylandWlrTest, OutputsAndAreasAtScalesOneAndTwoAreCopiedPixelForPixel) {
-    startSession({.outputs = {{800, 600, 1.0}, {1280, 960, 2.0}}});
+    if (!startSession({.outputs = {{800, 600, 1.0}, {1280, 960, 2.0}}})) return;
     session->startProcess("swaybg",
                           {"-o", "HEADLESS-1", "-c", "#3366cc", "-o", "HEADLESS-2", "-c", "#cc6633"});
     // Text and edges at each output's own pixels: any scaling or shift shows.
@@ -150,7 +127,7 @@ TEST_F(WaylandWlrTest, OutputsAndAreasAtScalesOneAndTwoAreCopiedPixelForPixel) {
 }
 
 TEST_F(WaylandWlrTest, ThePortalTakesOverWhereScreencopyIsOffOrCannotCopy) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     showPage("HEADLESS-1", leftBackground, {"--lines", "60", "--size", "400x300"});
     const QImage shown = grim("HEADLESS-1");
@@ -185,7 +162,7 @@ TEST_F(WaylandWlrTest, ThePortalTakesOverWhereScreencopyIsOffOrCannotCopy) {
 }
 
 TEST_F(WaylandWlrTest, RotatedAndMirroredOutputsComeBackAsTheyAreSeen) {
-    startSession({.outputs = {{640, 480, 1.0}}});
+    if (!startSession({.outputs = {{640, 480, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     showPage("HEADLESS-1", leftBackground, {"--lines", "60", "--size", "400x300"});
     for (const char* transform : {"90", "180", "270", "flipped", "flipped-90"}) {
@@ -205,7 +182,7 @@ TEST_F(WaylandWlrTest, RotatedAndMirroredOutputsComeBackAsTheyAreSeen) {
 }
 
 TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) {
-    startSession({.outputs = {{1024, 768, 1.0}}});
+    if (!startSession({.outputs = {{1024, 768, 1.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     const std::string reference = session->directory() + "/page.png";
     ASSERT_EQ(session->run(page, {"--lines", "160", "--render", reference}).exitCode, 0);
@@ -236,7 +213,7 @@ TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) 
 }
 
 TEST_F(WaylandWlrTest, AtDoubleScaleThePageComesOutInTwiceItsPixels) {
-    startSession({.outputs = {{1280, 960, 2.0}}});
+    if (!startSession({.outputs = {{1280, 960, 2.0}}})) return;
     session->startProcess("swaybg", {"-c", "#3366cc"});
     const std::string reference = session->directory() + "/page.png";
     ASSERT_EQ(session->run(page, {"--lines", "60", "--size", "400x300", "--render", reference}).exitCode, 0);

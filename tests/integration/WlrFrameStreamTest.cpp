@@ -5,7 +5,7 @@
 
 #include "FrameCollector.h"
 #include "WaitUntil.h"
-#include "WaylandSession.h"
+#include "WaylandSessionTest.h"
 
 #include "platform/wayland/WlrFrameStream.h"
 
@@ -56,7 +56,7 @@ public:
     int windowsStarted = 0;
 };
 
-class WlrFrameStreamTest : public ::testing::Test {
+class WlrFrameStreamTest : public WaylandSessionTest {
 protected:
     void startSession(const WaylandSession::Options& options) {
         std::string whyNot;
@@ -126,23 +126,6 @@ protected:
         return received.frames.isEmpty() ? QImage() : received.frames.back();
     }
 
-    QImage grim(const std::string& output) {
-        const ProcessOutput shot = session->run("grim", {"-o", output, "-t", "ppm", "-"});
-        QImage image;
-        EXPECT_EQ(shot.exitCode, 0) << shot.err;
-        image.loadFromData(QByteArray::fromStdString(shot.out), "PPM");
-        return image.convertToFormat(QImage::Format_RGB32);
-    }
-
-    static int differingPixels(const QImage& a, const QImage& b) {
-        if (a.size() != b.size()) return a.width() * a.height() + 1;
-        int differing = 0;
-        for (int y = 0; y < a.height(); ++y)
-            for (int x = 0; x < a.width(); ++x)
-                differing += a.pixel(x, y) != b.pixel(x, y);
-        return differing;
-    }
-
     // A background of four colours on `output`, so that a misplaced cut shows.
     void showQuadrants(const std::string& output, const QSize& pixels) {
         QImage quadrants(pixels, QImage::Format_RGB32);
@@ -165,7 +148,6 @@ protected:
         }));
     }
 
-    std::unique_ptr<WaylandSession> session;
     std::vector<std::pair<std::string, QByteArray>> saved;
     FrameCollector received;
     PortalStreams* portalStreams = nullptr;

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "WaylandSession.h"
+
+#include <QImage>
+
+#include <gtest/gtest.h>
+
+namespace testsupport {
+
+// A test on a headless Wayland session of its own, with Pictavia where the session's user can
+// run it. Where this machine cannot start a session the test is skipped.
+class WaylandSessionTest : public ::testing::Test {
+protected:
+    // Starts the session and writes Pictavia's `preferences` ("key = value" lines). False, with
+    // the test skipped or failed, where there is nothing to test on: the caller returns.
+    [[nodiscard]] bool startSession(const WaylandSession::Options& options, const std::string& preferences) {
+        std::string whyNot;
+        session = WaylandSession::start(options, &whyNot);
+        // GTEST_SKIP returns from the function it stands in: a lambda, so that this one can
+        // tell the test to return too.
+        const auto skip = [](const std::string& why) { GTEST_SKIP() << why; };
+        if (!session) {
+            skip("no headless Wayland session: " + whyNot);
+            return false;
+        }
+        program = session->reachable(PICTAVIA_BIN);
+        if (program.empty()) {
+            skip(std::string("the session's user cannot run ") + PICTAVIA_BIN);
+            return false;
+        }
+        const ProcessOutput prefs = session->writePreferences(preferences);
+        EXPECT_EQ(prefs.exitCode, 0) << prefs.err;
+        return prefs.exitCode == 0;
+    }
+
+    // An output as grim copies it, in its own pixels.
+    QImage grim(const std::string& output) {
+        const ProcessOutput shot = session->run("grim", {"-o", output, "-t", "ppm", "-"});
+        QImage image;
+        EXPECT_EQ(shot.exitCode, 0) << shot.err;
+        image.loadFromData(QByteArray::fromStdString(shot.out), "PPM");
+        return image.convertToFormat(QImage::Format_RGB32);
+    }
+
+    // How many pixels differ; more than there are where the sizes differ.
+    static int differingPixels(const QImage& a, const QImage& b) {
+        if (a.size() != b.size()) return a.width() * a.height() + 1;
+        int differing = 0;
+        for (int y = 0; y < a.height(); ++y)
+            for (int x = 0; x < a.width(); ++x)
+                differing += a.pixel(x, y) != b.pixel(x, y);
+        return differing;
+    }
+
+    std::unique_ptr<WaylandSession> session;
+    std::string program; // pictavia, where the session's user can run it
+};
+
+} // namespace testsupport
