@@ -20,8 +20,8 @@ build=$(realpath "${1:-/work/main/build}")
 runs=${RUNS:-15}
 output=${OUTPUT:-1920x1080@1}
 
+source "$(dirname "$(realpath "$0")")/wayland_session.sh"
 if [ -z "${PICTAVIA_BENCH_SESSION:-}" ]; then
-  source "$(dirname "$0")/wayland_session.sh"
   echo "== $output, headless sway, median of $runs interleaved runs =="
   run_in_wayland_session wayland_capture "$build" "$output" "$(realpath "$0")" RUNS="$runs"
 fi
@@ -44,13 +44,7 @@ mkdir -p "$XDG_CONFIG_HOME/pictavia"
 printf 'copyToClipboard = false\ncaptureSound = false\nshowQuickAccess = false\n' \
   >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
 
-"$build/bench/scene" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
-scene_pid=$!
-for _ in $(seq 600); do
-  [ -s "$work/ready" ] && break
-  sleep 0.1
-done
-[ -s "$work/ready" ] || { echo "wayland_capture: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
+start_scene wayland_capture "$build" "$work"
 
 # timing CASE: the tools' medians in interleaved rounds; CASE names the round.
 timing() {

@@ -21,11 +21,11 @@ seconds=${SECONDS_RECORDED:-20}
 output=${OUTPUT:-1920x1080@1}
 fps=30
 
+source "$(dirname "$(realpath "$0")")/wayland_session.sh"
 if [ -z "${PICTAVIA_BENCH_SESSION:-}" ]; then
   for tool in wf-recorder grim ffmpeg ffprobe bc; do
     command -v "$tool" >/dev/null || { echo "wayland_record: $tool is missing (see scripts/deps.sh)" >&2; exit 1; }
   done
-  source "$(dirname "$0")/wayland_session.sh"
   echo "== $output, headless sway, $fps fps for $seconds s =="
   run_in_wayland_session wayland_record "$build" "$output" "$(realpath "$0")" SECONDS_RECORDED="$seconds"
 fi
@@ -43,13 +43,7 @@ mkdir -p "$XDG_CONFIG_HOME/pictavia"
 printf 'copyToClipboard = false\ncaptureSound = false\nrecFPS = %s\nrecMaxResolution = native\nrecShowClicks = false\n' \
   "$fps" >"$XDG_CONFIG_HOME/pictavia/pictavia.conf"
 
-"$build/bench/scene" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
-scene_pid=$!
-for _ in $(seq 600); do
-  [ -s "$work/ready" ] && break
-  sleep 0.1
-done
-[ -s "$work/ready" ] || { echo "wayland_record: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
+start_scene wayland_record "$build" "$work"
 sleep 1
 grim "$work/reference.png"
 

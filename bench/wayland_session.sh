@@ -17,3 +17,16 @@ run_in_wayland_session() {
   [ "$status" -ne 77 ] || echo "$name: no headless Wayland session here (see above)" >&2
   exit "$status"
 }
+
+# Inside the session: start_scene NAME BUILD WORK starts the benchmark scene full screen and
+# waits until it is drawn; its pid is left in scene_pid.
+start_scene() {
+  local name=$1 build=$2 work=$3
+  "$build/bench/scene" --ready-file "$work/ready" >"$work/scene.log" 2>&1 &
+  scene_pid=$!
+  for _ in $(seq 600); do
+    [ -s "$work/ready" ] && break
+    sleep 0.1
+  done
+  [ -s "$work/ready" ] || { echo "$name: the scene did not come up" >&2; cat "$work/scene.log" >&2; exit 1; }
+}
