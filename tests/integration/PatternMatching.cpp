@@ -2,6 +2,8 @@
 
 #include "../helpers/TestPattern.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdlib>
 
@@ -46,6 +48,14 @@ RowComparison compareRows(const QImage& result, const QImage& reference, int wid
     const double mse = squared / (3.0 * width * a.height());
     c.psnr = mse == 0 ? 99 : 10 * std::log10(255.0 * 255.0 / mse);
     return c;
+}
+
+void expectWholePage(const QImage& stitched, const QImage& page, int width) {
+    const RowComparison c = compareRows(stitched, page, width);
+    ASSERT_TRUE(c.sameSize) << "stitched " << stitched.width() << "x" << stitched.height() << ", page "
+                            << page.width() << "x" << page.height();
+    EXPECT_EQ(c.differingRows, 0);
+    EXPECT_GT(c.psnr, 40);
 }
 
 } // namespace testsupport

@@ -21,6 +21,10 @@ struct RowComparison {
 // Rows differ where a pixel of columns [0, width) is off by more than `tolerance` in a channel.
 RowComparison compareRows(const QImage& result, const QImage& reference, int width, int tolerance = 8);
 
+// Expects a scrolling capture to be the page rendered whole: the same size, every row alike in
+// columns [0, width), and close in PSNR. Call through ASSERT_NO_FATAL_FAILURE.
+void expectWholePage(const QImage& stitched, const QImage& page, int width);
+
 // Where `subject` (in root coordinates) lies within an image of `captured` (also root
 // coordinates): the rectangle to compare.
 inline QRect within(const QRect& subject, const QRect& captured) {

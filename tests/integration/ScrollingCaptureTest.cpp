@@ -85,11 +85,7 @@ TEST_F(ScrollingCaptureTest, AQtPageComesOutRowForRowWithItsHeaderAndFooterOnce)
     const QImage result = scrollingCapture(client);
     const QImage whole(QString::fromStdString(reference));
     // The scroll bar's column (the rightmost 20 pixels) is not part of the page.
-    const RowComparison c = compareRows(result, whole, whole.width() - 20);
-    ASSERT_TRUE(c.sameSize) << "stitched " << result.width() << "x" << result.height() << ", page "
-                            << whole.width() << "x" << whole.height();
-    EXPECT_EQ(c.differingRows, 0);
-    EXPECT_GT(c.psnr, 40);
+    ASSERT_NO_FATAL_FAILURE(expectWholePage(result, whole, whole.width() - 20));
 }
 
 TEST_F(ScrollingCaptureTest, APageThatScrollsSidewaysIsFollowedSideways) {
@@ -249,11 +245,7 @@ TEST_F(ScrollingCaptureTest, ChromiumWithAStickyHeaderMatchesItsOwnFullPageRende
         << "the page did not show";
 
     const QImage result = scrollingCapture(area);
-    const RowComparison c = compareRows(result, whole, width);
-    ASSERT_TRUE(c.sameSize) << "stitched " << result.width() << "x" << result.height() << ", page "
-                            << whole.width() << "x" << whole.height();
-    EXPECT_EQ(c.differingRows, 0);
-    EXPECT_GT(c.psnr, 40);
+    ASSERT_NO_FATAL_FAILURE(expectWholePage(result, whole, width));
 }
 
 } // namespace

@@ -194,11 +194,7 @@ TEST_F(WaylandWlrTest, AQtPageIsScrolledThroughAVirtualPointerAndComesOutWhole) 
     const QImage result(QString::fromStdString(out.out).trimmed());
     const QImage whole(QString::fromStdString(reference));
     // The scroll bar's column (the rightmost 20 pixels) is not part of the page.
-    const RowComparison c = compareRows(result, whole, whole.width() - 20);
-    ASSERT_TRUE(c.sameSize) << "stitched " << result.width() << "x" << result.height() << ", page "
-                            << whole.width() << "x" << whole.height();
-    EXPECT_EQ(c.differingRows, 0);
-    EXPECT_GT(c.psnr, 40);
+    ASSERT_NO_FATAL_FAILURE(expectWholePage(result, whole, whole.width() - 20));
 
     // A second page at its top, over the first: aimed at by its id from the compositor's
     // tree, it comes out the same.

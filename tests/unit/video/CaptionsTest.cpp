@@ -1,10 +1,13 @@
 #include "video/Captions.h"
 
+#include "../support/CaptionLines.h"
+
 #include <gtest/gtest.h>
 
 namespace {
 
 using platform::HeardWord;
+using testsupport::captionLine;
 
 // Words of `length` letters, one after another, each `duration` long with `gap` between them.
 QList<HeardWord> words(int count, double start, double duration, double gap, int length = 3) {
@@ -19,14 +22,6 @@ QStringList texts(const QList<CaptionLine>& lines) {
     for (const CaptionLine& line : lines)
         out << line.text;
     return out;
-}
-
-CaptionLine caption(double start, double end, const QString& text) {
-    CaptionLine line;
-    line.start = start;
-    line.end = end;
-    line.text = text;
-    return line;
 }
 
 TEST(CaptionsGroupTest, APauseLongerThanSevenTenthsOfASecondStartsANewLine) {
@@ -85,23 +80,23 @@ TEST(CaptionsGroupTest, EndsStretchUpToTheNextLineAndEmptyWordsAreSkipped) {
 }
 
 TEST(CaptionsTextTest, TheTranscriptStampsEachLineWithMinutesAndSeconds) {
-    const CaptionLine a = caption(75.9, 75.9, QStringLiteral("Welcome back"));
-    const CaptionLine b = caption(3, 3, QStringLiteral("again"));
+    const CaptionLine a = captionLine(75.9, 75.9, QStringLiteral("Welcome back"));
+    const CaptionLine b = captionLine(3, 3, QStringLiteral("again"));
     EXPECT_EQ(Captions::transcript({a, b}), "[1:15] Welcome back\n[0:03] again");
     EXPECT_EQ(Captions::transcript({}), "");
 }
 
 TEST(CaptionsTextTest, SubRipCoversOnlyTheRangeAndTimesFromItsStart) {
-    const CaptionLine before = caption(58, 61, QStringLiteral("before"));
-    const CaptionLine inside = caption(62.5, 64.0, QStringLiteral("inside"));
-    const CaptionLine after = caption(63.5, 65, QStringLiteral("after"));
-    const CaptionLine gone = caption(10, 20, QStringLiteral("gone"));
+    const CaptionLine before = captionLine(58, 61, QStringLiteral("before"));
+    const CaptionLine inside = captionLine(62.5, 64.0, QStringLiteral("inside"));
+    const CaptionLine after = captionLine(63.5, 65, QStringLiteral("after"));
+    const CaptionLine gone = captionLine(10, 20, QStringLiteral("gone"));
     EXPECT_EQ(Captions::srt({gone, before, inside, after}, 60, 63),
               "1\n00:00:00,000 --> 00:00:01,000\nbefore\n\n"
               "2\n00:00:02,500 --> 00:00:03,000\ninside\n\n");
     EXPECT_EQ(Captions::srt({gone}, 60, 63), "");
 
-    const CaptionLine hour = caption(3723.0004, 3724.9996, QStringLiteral("late"));
+    const CaptionLine hour = captionLine(3723.0004, 3724.9996, QStringLiteral("late"));
     EXPECT_EQ(Captions::srt({hour}, 0, 1e9), "1\n01:02:03,000 --> 01:02:05,000\nlate\n\n");
 }
 

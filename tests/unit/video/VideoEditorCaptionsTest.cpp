@@ -4,6 +4,7 @@
 #include "video/RecordingCaptions.h"
 #include "video/VideoEditorModel.h"
 
+#include "../support/CaptionLines.h"
 #include "../support/EventLoop.h"
 #include "../support/FakePlatform.h"
 #include "../support/FakeSpeech.h"
@@ -16,14 +17,6 @@ namespace {
 
 using namespace testsupport;
 using Edge = VideoEditorModel::CaptionEdge;
-
-CaptionLine line(double start, double end, const QString& text) {
-    CaptionLine l;
-    l.start = start;
-    l.end = end;
-    l.text = text;
-    return l;
-}
 
 class VideoEditorCaptionsTest : public PlatformTest {
 protected:
@@ -53,7 +46,7 @@ protected:
 };
 
 TEST_F(VideoEditorCaptionsTest, SplitMergeAddAndDeleteKeepTheLinesInOrder) {
-    auto model = modelWith({line(1, 3, "hello there my friend"), line(4, 5, "bye")});
+    auto model = modelWith({captionLine(1, 3, "hello there my friend"), captionLine(4, 5, "bye")});
     const QUuid first = model->captions()[0].id;
 
     // Divided at the space nearest the middle; the time in proportion to the characters.
@@ -97,7 +90,7 @@ TEST_F(VideoEditorCaptionsTest, SplitMergeAddAndDeleteKeepTheLinesInOrder) {
 }
 
 TEST_F(VideoEditorCaptionsTest, NudgedEdgesStopAtTheNeighboursTheMovieAndTheLineItself) {
-    auto model = modelWith({line(0.05, 1, "a"), line(2, 3, "b"), line(3.5, 9.95, "c")});
+    auto model = modelWith({captionLine(0.05, 1, "a"), captionLine(2, 3, "b"), captionLine(3.5, 9.95, "c")});
     const QUuid a = model->captions()[0].id;
     const QUuid b = model->captions()[1].id;
     const QUuid c = model->captions()[2].id;
@@ -119,14 +112,14 @@ TEST_F(VideoEditorCaptionsTest, NudgedEdgesStopAtTheNeighboursTheMovieAndTheLine
     EXPECT_FALSE(model->nudge(c, Edge::end, 0.1));
 
     // Lines that overlap already are left as they are rather than pulled apart.
-    auto overlapping = modelWith({line(1, 3, "x"), line(2, 4, "y")});
+    auto overlapping = modelWith({captionLine(1, 3, "x"), captionLine(2, 4, "y")});
     EXPECT_FALSE(overlapping->nudge(overlapping->captions()[1].id, Edge::start, -0.1));
     EXPECT_EQ(overlapping->captions()[1].start, 2);
 }
 
 TEST_F(VideoEditorCaptionsTest, ReplacingCountsEveryOccurrenceAndTheCurrentLineFollowsThePlayhead) {
-    auto model =
-        modelWith({line(1, 2, "pictavia records pictavia"), line(2, 3, "Pictavia"), line(4, 5, "other")});
+    auto model = modelWith({captionLine(1, 2, "pictavia records pictavia"), captionLine(2, 3, "Pictavia"),
+                            captionLine(4, 5, "other")});
     EXPECT_EQ(model->replaceInCaptions("PICTAVIA", "Pictavia"), 3);
     EXPECT_EQ(model->captions()[0].text, "Pictavia records Pictavia");
     EXPECT_EQ(model->replaceInCaptions("nowhere", "x"), 0);
@@ -148,7 +141,7 @@ TEST_F(VideoEditorCaptionsTest, EditsAreSavedAfterAQuietMomentKeepingWhatElseThe
     recorded.clicksTracked = true;
     recorded.studio = true;
     recorded.captionsLanguage = "de-DE";
-    recorded.captions = {line(1, 2, "hallo")};
+    recorded.captions = {captionLine(1, 2, "hallo")};
     ASSERT_TRUE(TimelineStore::save(recorded, file));
 
     VideoEditorModel model(file, false);
@@ -182,7 +175,7 @@ TEST_F(VideoEditorCaptionsTest, EditsAreSavedAfterAQuietMomentKeepingWhatElseThe
     damaged.write("{broken");
     damaged.close();
     VideoEditorModel broken(file, false);
-    broken.setCaptions({line(0, 1, "x")});
+    broken.setCaptions({captionLine(0, 1, "x")});
     EXPECT_FALSE(broken.saveCaptions());
     ASSERT_FALSE(toasts->shown.isEmpty());
     EXPECT_TRUE(toasts->shown.last().startsWith("Could not save captions: "))
@@ -196,7 +189,7 @@ TEST_F(VideoEditorCaptionsTest, TranscribingReplacesTheLinesAndKeepsThemWithThei
     model.loadCaptionLanguages();
     EXPECT_EQ(model.captionLanguages(), QStringList{"en-US"});
     EXPECT_EQ(model.captionLanguage(), "en-US");
-    model.setCaptions({line(0, 1, "old")});
+    model.setCaptions({captionLine(0, 1, "old")});
     QStringList finished;
     QObject::connect(&model, &VideoEditorModel::transcribeFinished,
                      [&](const QString& error) { finished << error; });
@@ -223,7 +216,7 @@ TEST_F(VideoEditorCaptionsTest, ATranscriptionThatFailsOrIsCancelledSaysWhyAndKe
     FakeSpeech speech;
     speech.recognizer->failure = Error{"The speech model is damaged."};
     VideoEditorModel model(file, false);
-    model.setCaptions({line(0, 1, "kept")});
+    model.setCaptions({captionLine(0, 1, "kept")});
     QStringList finished;
     QObject::connect(&model, &VideoEditorModel::transcribeFinished,
                      [&](const QString& error) { finished << error; });
@@ -258,7 +251,8 @@ TEST_F(VideoEditorCaptionsTest, ATranscriptionThatFailsOrIsCancelledSaysWhyAndKe
 }
 
 TEST_F(VideoEditorCaptionsTest, SubtitlesOfTheKeptRangeAndTheTranscriptGoWhereAsked) {
-    auto model = modelWith({line(1, 2, "before"), line(3.5, 5, "inside"), line(9, 9.5, "after")});
+    auto model =
+        modelWith({captionLine(1, 2, "before"), captionLine(3.5, 5, "inside"), captionLine(9, 9.5, "after")});
     model->setTrim(3, 8);
     const QString srt = home.filePath("talk.srt");
     EXPECT_TRUE(model->exportSRT(srt));
@@ -283,7 +277,7 @@ TEST_F(VideoEditorCaptionsTest, AnEditedTextIsDrawnAfreshNotFromTheCache) {
     StudioStyle style;
     style.captions = true;
     const CaptionCache cache(style);
-    CaptionLine edited = line(0, 1, "one");
+    CaptionLine edited = captionLine(0, 1, "one");
     const QImage before = cache.image(edited, QSize(640, 360));
     edited.text = "a much longer line of text";
     const QImage after = cache.image(edited, QSize(640, 360));
