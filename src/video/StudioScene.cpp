@@ -5,6 +5,7 @@
 #include "video/StudioCamera.h"
 #include "video/StudioLayout.h"
 #include "video/StudioPointer.h"
+#include "video/ZoomFollower.h"
 
 #include <QHash>
 #include <QPainter>
@@ -30,6 +31,7 @@ struct StudioScene::Parts {
     StudioStyle style;
     StudioInputs inputs;
     StudioPointer pointer;
+    ZoomFollower follower;
     CaptionCache captions;
     QImage backgroundImage;
 
@@ -41,6 +43,10 @@ struct StudioScene::Parts {
         if (inputs.timeline)
             pointer =
                 StudioPointer(*inputs.timeline, inputs.videoSize, inputs.duration, style.pointerSmoothing);
+        if (style.followPointer && !pointer.isEmpty())
+            follower = ZoomFollower(
+                inputs.zoom, [this](double time) { return pointer.calmPosition(time); }, inputs.videoSize,
+                inputs.duration);
         if (Backgrounds::isImageBacked(style.background) && !style.backgroundImage.isEmpty())
             backgroundImage = QImage(style.backgroundImage);
     }
@@ -106,7 +112,12 @@ void StudioScene::render(QImage& target, const QImage& picture, double time, con
     const ZoomTrack::State zoom = parts.inputs.zoom.state(time);
     const std::optional<QPointF> calm = parts.pointer.calmPosition(time);
     QPointF aim(zoom.center.x() * video.width(), zoom.center.y() * video.height());
-    if (style.followPointer && calm && zoom.progress > 0) aim = *calm;
+    if (style.followPointer && zoom.progress > 0) {
+        if (const auto followed = parts.follower.aim(time))
+            aim = *followed;
+        else if (calm)
+            aim = *calm;
+    }
     const QRectF view = StudioLayout::view(style, video, QSizeF(card.size()), zoom, calm, aim);
 
     QPainter painter(&target);
