@@ -5,20 +5,21 @@
 namespace platform {
 
 // The frame rate's slots for a stream's own thread: the time frames are due at and how many
-// were missed. A slot that passed while a frame was being taken or handed on is counted and
-// skipped, not made up for with a burst of frames.
+// were missed. A frame taken late (the machine was busy for a moment) leaves the next slot due
+// at once, so one hiccup costs no frame; slots gone by more than a whole interval are counted
+// and skipped, not made up for with a burst of frames.
 class FrameSlots {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit FrameSlots(int fps)
-        : m_interval(std::chrono::microseconds(1'000'000 / (fps > 0 ? fps : 1))), m_due(Clock::now()) {}
+    explicit FrameSlots(int fps, Clock::time_point start = Clock::now())
+        : m_interval(std::chrono::microseconds(1'000'000 / (fps > 0 ? fps : 1))), m_due(start) {}
 
-    // After a frame: the time the next one is due, and the missed slots counted.
-    Clock::time_point next() {
+    // After a frame: the time the next one is due (in the past: take it at once), and the
+    // missed slots counted.
+    Clock::time_point next(Clock::time_point now = Clock::now()) {
         m_due += m_interval;
-        const Clock::time_point now = Clock::now();
-        while (m_due < now) {
+        while (m_due + m_interval <= now) {
             m_due += m_interval;
             ++m_missed;
         }
