@@ -4,6 +4,8 @@
 #include "platform/AudioSource.h"
 #include "platform/Platform.h"
 
+#include <utility>
+
 RecordingCompanions::RecordingCompanions(RecordingRegion region, QRect screen,
                                          const RecordingOptions& options, bool gif,
                                          std::function<double()> elapsed, std::function<bool()> isRunning)
@@ -49,7 +51,13 @@ std::vector<uint32_t> RecordingCompanions::start(RecordingOverlayViews* views) {
             }
         } else {
             m_input.reset();
-            Toast::show(started.error().message);
+            // Said once a run: highlighting clicks is on by default, and a desktop that does not
+            // let programs watch the input (Wayland) would repeat it at every recording.
+            static bool told = false;
+            if (!std::exchange(told, true))
+                Toast::show(started.error().message +
+                            QStringLiteral(": recordings go on without click highlights, keystrokes or "
+                                           "zooms toward the clicks."));
         }
     }
     if (studio) {
