@@ -107,20 +107,9 @@ private:
     // The area's pixels through wlroots' screencopy where the compositor has it; nullopt
     // sends the grab to the portal. Why screencopy cannot be used is logged once.
     std::optional<QImage> screencopy(const DisplayInfo& display, const QRect& pixels) {
-        const QMutexLocker lock(&m_screencopyMutex);
-        if (!m_screencopyTried) {
-            m_screencopyTried = true;
-            if (qEnvironmentVariable("PICTAVIA_NO_SCREENCOPY") == u"1") return std::nullopt;
-            auto connected = WlrScreencopy::connect();
-            if (!connected) {
-                // Expected on GNOME and KDE: not worth a line on the terminal.
-                qCDebug(lcPictavia).noquote() << connected.error().message;
-                return std::nullopt;
-            }
-            m_screencopy = std::move(connected).value();
-        }
-        if (!m_screencopy) return std::nullopt;
-        Result<QImage> copied = m_screencopy->grab(display.name, display.geometry.size(), pixels);
+        WlrScreencopy* copier = screencopier();
+        if (!copier) return std::nullopt;
+        Result<QImage> copied = copier->grab(display.name, display.geometry.size(), pixels);
         if (copied) return std::move(copied).value();
         if (!m_screencopyFailureLogged) {
             m_screencopyFailureLogged = true;
@@ -128,6 +117,36 @@ private:
                 << copied.error().message << "Captures go through the desktop's screenshot portal instead.";
         }
         return std::nullopt;
+    }
+
+    // wlroots' screencopy, connected at the first use; null where it cannot be used.
+    WlrScreencopy* screencopier() {
+        const QMutexLocker lock(&m_screencopyMutex);
+        if (!m_screencopyTried) {
+            m_screencopyTried = true;
+            if (qEnvironmentVariable("PICTAVIA_NO_SCREENCOPY") == u"1") return nullptr;
+            auto connected = WlrScreencopy::connect();
+            if (!connected) {
+                // Expected on GNOME and KDE: not worth a line on the terminal.
+                qCDebug(lcPictavia).noquote() << connected.error().message;
+                return nullptr;
+            }
+            m_screencopy = std::move(connected).value();
+        }
+        return m_screencopy.get();
+    }
+
+    // Qt 6.4 rounds a fractional scale (1.5) up to the next whole one; where screencopy tells
+    // the outputs' modes, each output gets the scale of the pixels it really has.
+    QList<Output> withOwnScales(QList<Output> outputs) {
+        WlrScreencopy* copier = screencopier();
+        if (!copier) return outputs;
+        for (Output& output : outputs) {
+            const auto pixels = copier->outputPixels(output.name);
+            if (pixels && !pixels->isEmpty() && output.logical.width() > 0)
+                output.scale = double(pixels->width()) / output.logical.width();
+        }
+        return outputs;
     }
 
     // The compositor's windows where it lists them (sway and i3-compatible ones); none
@@ -154,7 +173,7 @@ private:
     WaylandLayout layout() {
         QCoreApplication* app = QCoreApplication::instance();
         if (!app || QThread::currentThread() == app->thread()) {
-            QList<Output> outputs = screenOutputs();
+            const QList<Output> outputs = withOwnScales(screenOutputs());
             const QMutexLocker lock(&m_mutex);
             m_outputs = outputs;
             return WaylandLayout(outputs);
@@ -166,6 +185,7 @@ private:
         QList<Output> outputs;
         QMetaObject::invokeMethod(
             app, [&] { outputs = screenOutputs(); }, Qt::BlockingQueuedConnection);
+        outputs = withOwnScales(outputs);
         const QMutexLocker lock(&m_mutex);
         m_outputs = outputs;
         return WaylandLayout(outputs);

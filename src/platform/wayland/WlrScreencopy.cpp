@@ -66,4 +66,12 @@ Result<QImage> WlrScreencopy::grab(const QString& outputName, const QSize& laidO
     return copied;
 }
 
+std::optional<QSize> WlrScreencopy::outputPixels(const QString& outputName) {
+    const QMutexLocker lock(&m_state->mutex);
+    if (!m_state->connection.outputs->update()) return std::nullopt;
+    const WaylandOutput* output = m_state->connection.outputs->named(outputName);
+    if (!output) return std::nullopt;
+    return output->transform % 2 == 1 ? output->pixels.transposed() : output->pixels;
+}
+
 } // namespace platform::wayland

@@ -31,6 +31,10 @@ public:
     Result<QImage> grab(const QString& outputName, const QSize& laidOut,
                         std::optional<QRect> region = std::nullopt);
 
+    // The pixels of the output named `outputName` (its mode, turned as the output is seen),
+    // where the compositor has that output.
+    std::optional<QSize> outputPixels(const QString& outputName);
+
 private:
     struct State;
     explicit WlrScreencopy(std::unique_ptr<State> state);
