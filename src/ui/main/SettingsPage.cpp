@@ -55,7 +55,7 @@ SettingsPage::SettingsPage(QWidget* parent)
             if (setting.section == section) rows->addWidget(makeRow(setting));
         if (section == QLatin1String(hotkeySection) && !platform::services().hotkeys &&
             DesktopKeyBindings::currentDesktop() == DesktopKeyBindings::Desktop::gnome)
-            rows->addWidget(makeGnomeShortcutsRow());
+            rows->addWidget(m_gnomeRow = makeGnomeShortcutsRow());
     }
     rows->addStretch(1);
     m_scroll->setWidget(content);
@@ -264,6 +264,7 @@ void SettingsPage::search(const QString& query) {
         m_rows.value(setting.key)->setVisible(shown);
         sectionShown[setting.section] |= shown;
     }
+    if (m_gnomeRow) m_gnomeRow->setVisible(sectionShown.value(QLatin1String(hotkeySection)));
     bool any = false;
     for (auto it = m_headers.begin(); it != m_headers.end(); ++it) {
         it.value()->setVisible(sectionShown.value(it.key()));

@@ -43,6 +43,7 @@ private:
     QScrollArea* m_scroll;
     QHash<QString, QWidget*> m_rows;     // by key
     QHash<QString, QLabel*> m_headers;   // by section
+    QWidget* m_gnomeRow = nullptr;       // GNOME's shortcuts button, shown with the hotkeys
     QHash<QString, QWidget*> m_controls; // by key
 };
 
