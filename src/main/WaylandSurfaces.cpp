@@ -9,22 +9,24 @@ namespace {
 
 class UnavailableWindowPicker final : public WindowPickerController {
 public:
+    explicit UnavailableWindowPicker(QString why) : m_why(std::move(why)) {}
+
     void start(Completion completion) override {
         // As a picker the user cancelled: the flow ends after start() has returned.
-        QTimer::singleShot(0, [completion = std::move(completion)] {
-            // Where the compositor lists its windows, they can be captured by id, but there is
-            // no overlay yet to pick one on screen.
-            Toast::show(PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture)
-                            .value_or(QStringLiteral(
-                                "Picking a window on screen is not available on Wayland yet: "
-                                "run \"pictavia windows\" and \"pictavia capture window --id N\".")));
+        QTimer::singleShot(0, [completion = std::move(completion), why = m_why] {
+            Toast::show(why);
             completion(std::nullopt);
         });
     }
+
+private:
+    QString m_why;
 };
 
 } // namespace
 
 std::unique_ptr<WindowPickerController> WaylandSurfaces::makeWindowPicker() {
-    return std::make_unique<UnavailableWindowPicker>();
+    if (const auto missing = PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture))
+        return std::make_unique<UnavailableWindowPicker>(*missing);
+    return ui::DesktopSurfaces::makeWindowPicker();
 }

@@ -2,9 +2,9 @@
 
 #include "ui/DesktopSurfaces.h"
 
-// The capture flows' windows in a Wayland session: those of the desktop, but for the window
-// picker, which has no window list to offer there yet and says so instead of showing an
-// empty screen to click on.
+// The capture flows' windows in a Wayland session: those of the desktop. The window picker
+// needs the compositor's window list (sway and other i3-compatible compositors give one);
+// where there is none it says so instead of showing a screen with nothing to pick.
 class WaylandSurfaces : public ui::DesktopSurfaces {
 public:
     std::unique_ptr<WindowPickerController> makeWindowPicker() override;

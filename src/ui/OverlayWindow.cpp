@@ -6,6 +6,7 @@
 #include "ui/WindowPlacement.h"
 
 #include <QCoreApplication>
+#include <QEnterEvent>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -114,7 +115,8 @@ QPointF OverlayWindow::rootOf(const QMouseEvent* event) const {
     const QPointF root = rootFromLocal(event->position());
     // Where Qt scales, its positions come in whole units of several pixels; the pointer's
     // own position, when it is still there, reaches every pixel.
-    if (m_pixelsPerUnit <= 1.0) return root;
+    // Wayland gives positions to fractions of a unit, and no pointer position of its own.
+    if (m_pixelsPerUnit <= 1.0 || placement::onWayland()) return root;
     auto* screen = platform::services().screen.get();
     if (!screen) return root;
     const QPointF exact(screen->pointerPosition());
@@ -188,6 +190,13 @@ void OverlayWindow::mouseReleaseEvent(QMouseEvent* event) {
 
 void OverlayWindow::keyPressEvent(QKeyEvent* event) {
     if (m_input) m_input->keyPressed(event->key(), event->modifiers());
+}
+
+void OverlayWindow::enterEvent(QEnterEvent* event) {
+    // Wayland tells no client where the pointer is until it comes over one of its surfaces:
+    // an overlay shown under a pointer that stays still learns its place from the entry.
+    if (m_input && placement::onWayland())
+        m_input->pointerMoved(rootFromLocal(event->position()), QGuiApplication::mouseButtons());
 }
 
 OverlaySession::~OverlaySession() {

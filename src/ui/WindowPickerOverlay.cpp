@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "ui/OverlayStyle.h"
+#include "ui/WindowPlacement.h"
 
 #include <QCoreApplication>
 #include <QFontMetricsF>
@@ -157,7 +158,8 @@ void WindowPickerOverlayController::start(Completion completion) {
         const auto id = uint32_t(window->winId());
         m_candidates.removeIf([id](const platform::WindowInfo& w) { return w.id == id; });
     }
-    m_hovered = windowAt(m_pointer);
+    // Under Wayland the pointer's place is known only once it moves over an overlay.
+    m_hovered = placement::onWayland() ? -1 : windowAt(m_pointer);
     refresh();
     m_session->show(m_pointer);
 }

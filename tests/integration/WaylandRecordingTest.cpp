@@ -220,8 +220,10 @@ TEST_F(WaylandRecordingTest, WhatTheDesktopCannotShareIsSaidPlainly) {
             if (each["title"].toString() == "Recorded") id = std::to_string(each["id"].toInteger());
         return !id.empty();
     }));
+    // Through the portal: with screencopy, sway's windows are cut from their outputs.
     const ProcessOutput window =
-        session->run(program, {"record", "window", "--id", id, "--duration", "1", "--no-audio"});
+        session->run(program, {"record", "window", "--id", id, "--duration", "1", "--no-audio"},
+                     {.environment = portalOnly});
     EXPECT_EQ(window.exitCode, 1);
     EXPECT_NE(window.err.find("Window recordings are not available on this desktop"), std::string::npos)
         << window.err;

@@ -1,10 +1,13 @@
 #include "platform/wayland/SwayTree.h"
 
+#include "platform/wayland/SwayIpc.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <algorithm>
+#include <cmath>
 
 namespace platform::wayland {
 
@@ -16,6 +19,7 @@ constexpr int maxDepth = 64;
 
 struct Place {
     QString output;
+    QRect outputRect;
     QString workspace;
     bool floating = false;
 };
@@ -54,7 +58,10 @@ void collect(const QJsonObject& node, Place place, int depth, QList<SwayWindow>&
     if (depth > maxDepth) return;
     const QString type = node.value(u"type").toString();
     const QString name = node.value(u"name").toString();
-    if (type == u"output") place.output = name;
+    if (type == u"output") {
+        place.output = name;
+        place.outputRect = rectOf(node);
+    }
     if (type == u"workspace") place.workspace = name;
     if (type == u"floating_con") place.floating = true;
 
@@ -73,6 +80,7 @@ void collect(const QJsonObject& node, Place place, int depth, QList<SwayWindow>&
             window.appId = node.value(u"window_properties").toObject().value(u"class").toString();
         window.title = name;
         window.output = place.output;
+        window.outputRect = place.outputRect;
         window.workspace = place.workspace;
         window.rect = rectOf(node);
         window.visible = node.value(u"visible").toBool();
@@ -105,6 +113,31 @@ Result<QList<SwayWindow>> parseSwayTree(const QByteArray& json) {
     QList<SwayWindow> windows;
     collect(root, {}, 0, windows);
     return windows;
+}
+
+Result<QList<SwayWindow>> requestSwayWindows() {
+    const QString socket = swaySocketPath();
+    if (socket.isEmpty()) return QList<SwayWindow>();
+    const Result<QByteArray> reply = requestSwayTree(socket);
+    if (!reply) return reply.error();
+    return parseSwayTree(*reply);
+}
+
+std::optional<QRect> pixelsOnOutput(const SwayWindow& window, const QSize& outputPixels) {
+    const QRect output = window.outputRect;
+    const QRect part = window.rect.intersected(output);
+    if (part.isEmpty() || outputPixels.isEmpty()) return std::nullopt;
+    // Edges are scaled, not sizes, so that neighbouring windows share their edge pixels.
+    const double sx = double(outputPixels.width()) / output.width();
+    const double sy = double(outputPixels.height()) / output.height();
+    const QPoint from = part.topLeft() - output.topLeft();
+    const QPoint to = from + QPoint(part.width(), part.height());
+    const QPoint topLeft(int(std::lround(from.x() * sx)), int(std::lround(from.y() * sy)));
+    const QPoint bottomRight(int(std::lround(to.x() * sx)), int(std::lround(to.y() * sy)));
+    const QRect pixels =
+        QRect(topLeft, bottomRight - QPoint(1, 1)).intersected(QRect(QPoint(), outputPixels));
+    if (pixels.isEmpty()) return std::nullopt;
+    return pixels;
 }
 
 } // namespace platform::wayland

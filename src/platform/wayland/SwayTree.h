@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 
 namespace platform::wayland {
 
@@ -17,7 +18,8 @@ struct SwayWindow {
     qint64 pid = 0;
     QString appId; // app_id, or the X class of an XWayland window
     QString title;
-    QString output; // the output its workspace is on
+    QString output;   // the output its workspace is on
+    QRect outputRect; // that output, in layout units
     QString workspace;
     QRect rect;           // the whole container, borders and title bar included, in layout units
     bool visible = false; // on a workspace that is shown, and not hidden behind tabs or a full-screen window
@@ -29,5 +31,14 @@ struct SwayWindow {
 // before tiled ones of the same workspace, and otherwise the most recently focused first.
 // Fails with a sentence when the reply is not a tree.
 Result<QList<SwayWindow>> parseSwayTree(const QByteArray& json);
+
+// The windows of the compositor this session runs, asked over its IPC socket (see SwayIpc.h);
+// none where it has no such socket. Fails with a sentence when the compositor cannot be asked.
+Result<QList<SwayWindow>> requestSwayWindows();
+
+// The part of `window` on its output, in that output's pixels from its top-left corner, for an
+// output of `outputPixels` as it is seen (turned where the output is): rounded as the screen
+// backend rounds a window's frame. Nullopt where none of the window is on the output.
+std::optional<QRect> pixelsOnOutput(const SwayWindow& window, const QSize& outputPixels);
 
 } // namespace platform::wayland

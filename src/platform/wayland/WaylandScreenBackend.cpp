@@ -56,7 +56,7 @@ public:
     // desktop, so only a window that is shown whole can be captured truthfully.
     Result<QImage> grabWindow(uint32_t windowId) override {
         if (const auto missing = windowsUnavailable(WindowFlow::capture)) return Error{*missing, {}, 2};
-        const Result<QList<SwayWindow>> tree = swayTree();
+        const Result<QList<SwayWindow>> tree = requestSwayWindows();
         if (!tree) return tree.error();
         const QList<SwayWindow>& all = *tree;
         const auto found =
@@ -149,19 +149,9 @@ private:
         return outputs;
     }
 
-    // The compositor's windows where it lists them (sway and i3-compatible ones); none
-    // elsewhere.
-    static Result<QList<SwayWindow>> swayTree() {
-        const QString socket = swaySocketPath();
-        if (socket.isEmpty()) return QList<SwayWindow>();
-        const Result<QByteArray> reply = requestSwayTree(socket);
-        if (!reply) return reply.error();
-        return parseSwayTree(*reply);
-    }
-
     // The same, with none and a logged sentence when the compositor's answer cannot be read.
     static QList<SwayWindow> swayWindows() {
-        Result<QList<SwayWindow>> tree = swayTree();
+        Result<QList<SwayWindow>> tree = requestSwayWindows();
         if (!tree) {
             qCWarning(lcPictavia).noquote() << tree.error().message;
             return {};

@@ -16,9 +16,14 @@ namespace platform::wayland {
 // permission is asked and no GPU is needed. Areas are in the screen backend's pixels (see
 // WaylandLayout), given by `displays`.
 //
+// A window is cut from the copies of its output where the compositor tells where its windows
+// are (sway's IPC): followed as it moves, at most a tenth of a second late, and from whatever
+// output it moves to; while it is not shown no frames come, and its closing ends the stream.
+// What covers it is recorded with it, as the screen shows it.
+//
 // Where the compositor does not offer screencopy (GNOME, KDE), or PICTAVIA_NO_SCREENCOPY=1,
 // every stream is one of `portal` (the desktop's screen-cast portal and PipeWire); window
-// recordings always are, since screencopy copies outputs only.
+// recordings are where the compositor lists no windows, since screencopy copies outputs only.
 class WlrFrameStreams final : public FrameStreams {
 public:
     using Displays = std::function<QList<DisplayInfo>()>;

@@ -7,6 +7,7 @@
 namespace {
 
 using platform::wayland::parseSwayTree;
+using platform::wayland::pixelsOnOutput;
 using platform::wayland::SwayWindow;
 
 // A tree as sway sends it, written by hand: one output with a tiled split (a Wayland
@@ -35,6 +36,7 @@ TEST(SwayTreeTest, ViewsComeFrontToBackWithWhatTheTreeSaysOfThem) {
     EXPECT_EQ(browser.output, "eDP-1");
     EXPECT_EQ(browser.workspace, "1");
     EXPECT_EQ(browser.rect, QRect(960, 0, 960, 1080));
+    EXPECT_EQ(browser.outputRect, QRect(0, 0, 1920, 1080));
     EXPECT_TRUE(browser.visible);
     EXPECT_TRUE(browser.focused);
     EXPECT_FALSE(browser.floating);
@@ -74,6 +76,26 @@ TEST(SwayTreeTest, OddValuesAndDeepNestingGiveWindowsOrNone) {
     const auto nested = parseSwayTree(deep);
     ASSERT_TRUE(nested.ok());
     EXPECT_TRUE(nested->isEmpty());
+}
+
+TEST(SwayTreeTest, AWindowsPixelsAreThoseOfItsOutputAtItsScale) {
+    SwayWindow window;
+    window.outputRect = QRect(640, 0, 640, 360); // 1280x720 pixels at scale 2, right of another
+    window.rect = QRect(860, 105, 200, 150);
+    EXPECT_EQ(pixelsOnOutput(window, QSize(1280, 720)), QRect(440, 210, 400, 300));
+    // Reaching past the output's edge: the part on it.
+    window.rect = QRect(1220, 300, 200, 150);
+    EXPECT_EQ(pixelsOnOutput(window, QSize(1280, 720)), QRect(1160, 600, 120, 120));
+    // At 1.5 the edges are rounded, not the size: a window between two others keeps its share.
+    window.outputRect = QRect(0, 0, 1280, 720);
+    window.rect = QRect(1, 1, 3, 3);
+    EXPECT_EQ(pixelsOnOutput(window, QSize(1920, 1080)), QRect(2, 2, 4, 4));
+    // Nothing of it on its output (the scratchpad's windows are listed with no place).
+    window.rect = QRect(2000, 0, 100, 100);
+    EXPECT_EQ(pixelsOnOutput(window, QSize(1920, 1080)), std::nullopt);
+    window.outputRect = QRect();
+    window.rect = QRect(0, 0, 100, 100);
+    EXPECT_EQ(pixelsOnOutput(window, QSize(1920, 1080)), std::nullopt);
 }
 
 } // namespace
