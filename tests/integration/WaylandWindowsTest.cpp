@@ -176,10 +176,11 @@ protected:
         pointer("move " + std::to_string(logical.x()) + " " + std::to_string(logical.y()));
     }
 
-    // The picker's backdrop: the output's picture darkened.
+    // Whether `shown` is the picker's backdrop over `original`: black at 56/255 over it.
     static bool dimmed(QRgb shown, QRgb original) {
-        return qRed(shown) < qRed(original) - 8 || qGreen(shown) < qGreen(original) - 8 ||
-               qBlue(shown) < qBlue(original) - 8;
+        const auto near = [](int shown, int original) { return std::abs(shown - original * 199 / 255) <= 3; };
+        return near(qRed(shown), qRed(original)) && near(qGreen(shown), qGreen(original)) &&
+               near(qBlue(shown), qBlue(original));
     }
 
     // The bottom-right corner of an output: background, away from the windows and the pointer.
@@ -216,7 +217,6 @@ TEST_F(WaylandWindowsTest, ThePickerCapturesTheWindowClickedInItsPixelsAtEitherS
     startApp();
     startPointer();
 
-    int taken = 0;
     for (const Listed& window : {right, left}) {
         SCOPED_TRACE(window.output);
         // Away from both windows, so that neither is highlighted as the picker comes up.
@@ -237,12 +237,15 @@ TEST_F(WaylandWindowsTest, ThePickerCapturesTheWindowClickedInItsPixelsAtEitherS
         })) << "the window under the pointer is not highlighted";
 
         // The pointer goes as it clicks: the compositor draws it into the output's pixels.
+        const QStringList before = captures();
         pointer("click-remove left");
-        ASSERT_TRUE(waitUntil([&] { return captures().size() > taken; })) << log();
-        ++taken;
+        ASSERT_TRUE(waitUntil([&] { return captures().size() > before.size(); })) << log();
+        QStringList added = captures();
+        added.removeIf([&](const QString& name) { return before.contains(name); });
+        ASSERT_EQ(added.size(), 1);
         const QImage captured(QString::fromStdString(session->directory() + "/data/Pictavia/History/") +
-                              captures().last());
-        ASSERT_EQ(captured.size(), window.pixels.size()) << captures().last().toStdString();
+                              added.first());
+        ASSERT_EQ(captured.size(), window.pixels.size()) << added.first().toStdString();
         EXPECT_EQ(differingPixels(captured.convertToFormat(QImage::Format_RGB32), shown), 0);
         EXPECT_TRUE(pickerGone());
     }
@@ -297,7 +300,8 @@ TEST_F(WaylandWindowsTest, AWindowRecordingFollowsTheWindowWhereItIsMoved) {
     EXPECT_EQ(moved.exitCode, 0) << moved.out << moved.err;
     const ProcessOutput out = recording.get();
     ASSERT_EQ(out.exitCode, 0) << out.err;
-    EXPECT_EQ(out.err, "");
+    // A machine this busy may drop a frame, which is said; nothing else is.
+    EXPECT_TRUE(out.err.empty() || out.err.find("frames were dropped") != std::string::npos) << out.err;
     const QString movie = QString::fromStdString(out.out).trimmed();
     platform::media::FfmpegMediaReader reader;
     const auto info = reader.info(movie);
@@ -322,6 +326,20 @@ TEST_F(WaylandWindowsTest, AWindowRecordingFollowsTheWindowWhereItIsMoved) {
     const QImage there = grim("HEADLESS-1");
     EXPECT_EQ(there.pixel(window.pixels.center()), background) << "the window did not move";
     EXPECT_EQ(there.pixel(520, 395), colour) << "the window is not where it was moved";
+
+    // Its closing ends the recording, with what was recorded kept.
+    auto closed = std::async(std::launch::async, [&] {
+        return session->run(program,
+                            {"record", "window", "--id", window.id, "--duration", "30", "--no-audio"});
+    });
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const ProcessOutput killed = session->run("swaymsg", {"[app_id=\"^probeMoving\"]", "kill"});
+    EXPECT_EQ(killed.exitCode, 0) << killed.out << killed.err;
+    const ProcessOutput ended = closed.get();
+    ASSERT_EQ(ended.exitCode, 0) << ended.err;
+    const auto cut = reader.info(QString::fromStdString(ended.out).trimmed());
+    ASSERT_TRUE(cut) << cut.error().message.toStdString();
+    EXPECT_LT(cut->duration, 20.0);
 }
 
 } // namespace

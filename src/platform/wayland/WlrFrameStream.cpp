@@ -4,6 +4,7 @@
 #include "platform/wayland/ScreencopyFrame.h"
 #include "platform/wayland/SwayIpc.h"
 #include "platform/wayland/SwayTree.h"
+#include "platform/wayland/SwayWindowWatch.h"
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandOutputs.h"
 
@@ -25,10 +26,6 @@ using Clock = std::chrono::steady_clock;
 // A copy the compositor refuses this many times in a row while its output is still there
 // will not come back: the recording ends.
 constexpr int refusalsToEnd = 3;
-
-// How often a recorded window's place is asked of the compositor: sway reports no move of a
-// floating window, and a tree a frame would cost more than the copy.
-constexpr std::chrono::milliseconds windowPlaceInterval{100};
 
 // An output's pixels as they are seen: a turned output's mode is the other way round.
 QSize seenPixels(const WaylandOutput& output) {
@@ -108,30 +105,23 @@ private:
         bool skipped = false;
     };
 
-    // Where the recorded window is now: its output and its part of that output's pixels, or
-    // nullopt while it is not shown (another workspace, behind a full-screen window). Fails
-    // when the window is gone or the compositor cannot be asked.
+    // Where a window is: its output and its part of that output's pixels, or nullopt while it
+    // is not shown (another workspace, behind a full-screen window).
     struct WindowPlace {
-        QString output;
+        const WaylandOutput* output = nullptr;
         QRect region;
     };
-    Result<std::optional<WindowPlace>> placeOfWindow(ScreencopyConnection& connection) const {
-        const Result<QList<SwayWindow>> windows = requestSwayWindows();
-        if (!windows) return windows.error();
-        const auto found = std::find_if(windows->begin(), windows->end(),
-                                        [&](const SwayWindow& w) { return w.id == *m_windowId; });
-        if (found == windows->end()) return Error{QStringLiteral("The window being recorded is gone")};
-        if (!found->visible) return std::optional<WindowPlace>();
-        const WaylandOutput* output = connection.outputs->named(found->output);
+    static std::optional<WindowPlace> placeOf(const SwayWindow& window, ScreencopyConnection& connection) {
+        if (!window.visible) return std::nullopt;
+        const WaylandOutput* output = connection.outputs->named(window.output);
         if (!output) {
             // An output that came since the connection listed them.
-            if (auto current = connection.outputs->update(); !current) return current.error();
-            output = connection.outputs->named(found->output);
+            if (connection.outputs->update()) output = connection.outputs->named(window.output);
+            if (!output) return std::nullopt;
         }
-        if (!output) return std::optional<WindowPlace>();
-        const std::optional<QRect> region = pixelsOnOutput(*found, seenPixels(*output));
-        if (!region) return std::optional<WindowPlace>();
-        return std::optional(WindowPlace{found->output, *region});
+        const std::optional<QRect> region = pixelsOnOutput(window, seenPixels(*output));
+        if (!region) return std::nullopt;
+        return WindowPlace{output, *region};
     }
 
     // The stream's thread: connects, takes the first frame (start() returns once it is
@@ -142,17 +132,22 @@ private:
             started.set_value(opened.error());
             return;
         }
+        std::optional<SwayWindowWatch> watch;
         if (m_windowId) {
-            const Result<std::optional<WindowPlace>> place = placeOfWindow(connection);
-            if (!place || !*place) {
-                started.set_value(place
-                                      ? Error{QStringLiteral("That window is not on screen: it is on another "
-                                                             "workspace or hidden. Show it first.")}
-                                      : place.error());
+            Result<SwayWindow> window = findSwayWindow(*m_windowId);
+            if (!window) {
+                started.set_value(window.error());
                 return;
             }
-            m_outputName = (*place)->output;
-            m_region = (*place)->region;
+            const std::optional<WindowPlace> place = placeOf(*window, connection);
+            if (!place) {
+                started.set_value(Error{QStringLiteral(
+                    "That window is not on screen: it is on another workspace or hidden. Show it first.")});
+                return;
+            }
+            m_outputName = place->output->name;
+            m_region = place->region;
+            watch.emplace(*m_windowId, std::move(window).value());
         }
         const WaylandOutput* output = connection.outputs->named(m_outputName);
         if (!output) {
@@ -169,33 +164,27 @@ private:
         }
         ScreencopyArea area = *planned;
 
-        // A recorded window is followed: its place is asked now and then, and the copy aimed
-        // anew where it moved. What covers it is in the picture, as on the screen.
-        Clock::time_point placed = Clock::now();
-        bool windowShown = true;
+        // A recorded window is followed: each copy is aimed where the watch last saw it. What
+        // covers it is in the picture, as on the screen.
         const auto followWindow = [&]() -> std::optional<Copy> {
-            if (!m_windowId || Clock::now() - placed < windowPlaceInterval) return std::nullopt;
-            placed = Clock::now();
-            const Result<std::optional<WindowPlace>> place = placeOfWindow(connection);
-            if (!place) return Copy{place.error(), true};
-            windowShown = place->has_value();
-            if (!windowShown) return std::nullopt;
-            const WindowPlace& now = **place;
-            if (now.output == m_outputName && now.region == m_region) return std::nullopt;
-            const WaylandOutput* moved = connection.outputs->named(now.output);
-            if (!moved) return std::nullopt;
-            Result<ScreencopyArea> aimed = screencopyArea(*moved, seenPixels(*moved), now.region);
+            if (!watch) return std::nullopt;
+            const Result<SwayWindow> window = watch->latest();
+            if (!window) return Copy{window.error(), true};
+            const std::optional<WindowPlace> place = placeOf(*window, connection);
+            if (!place) return Copy{Error{QString()}, false, true};
+            if (place->output->name == m_outputName && place->region == m_region) return std::nullopt;
+            Result<ScreencopyArea> aimed =
+                screencopyArea(*place->output, seenPixels(*place->output), place->region);
             if (!aimed) return Copy{aimed.error(), false};
-            output = moved;
+            output = place->output;
             area = *aimed;
-            m_outputName = now.output;
-            m_region = now.region;
+            m_outputName = place->output->name;
+            m_region = place->region;
             return std::nullopt;
         };
 
         const auto copy = [&]() -> Copy {
-            if (std::optional<Copy> failed = followWindow()) return std::move(*failed);
-            if (!windowShown) return {Error{QString()}, false, true};
+            if (std::optional<Copy> unfollowed = followWindow()) return std::move(*unfollowed);
             Result<ScreencopyPicture> picture =
                 connection.copier->copy(*output, area.logical, m_settings.showCursor);
             if (!picture) {
