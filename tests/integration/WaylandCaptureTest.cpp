@@ -188,7 +188,7 @@ TEST_F(WaylandCaptureTest, WhatWaylandCannotDoYetIsSaidPlainly) {
     };
     // A compositor that does not list its windows, as GNOME and KDE do not.
     const auto expectRefused = [&](const std::vector<std::string>& args, const std::string& sentence) {
-        const ProcessOutput out = pictaviaWith("SWAYSOCK= I3SOCK=", args);
+        const ProcessOutput out = pictaviaWith("SWAYSOCK= I3SOCK= PICTAVIA_NO_TOPLEVEL_LIST=1", args);
         EXPECT_EQ(out.exitCode, 1) << sentence;
         EXPECT_EQ(out.out, "");
         EXPECT_NE(out.err.find(sentence), std::string::npos) << out.err;

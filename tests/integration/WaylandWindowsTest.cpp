@@ -276,13 +276,37 @@ TEST_F(WaylandWindowsTest, EscapeOrARightClickLeavesThePickerWithoutACapture) {
     EXPECT_TRUE(captures().isEmpty()) << captures().join(' ').toStdString();
 }
 
-TEST_F(WaylandWindowsTest, WithoutTheCompositorsWindowListThePickerSaysWhy) {
+// Other wlroots compositors tell only the titles and app ids of their windows (the foreign
+// toplevel list, which sway has too): listed, but neither picked nor captured, and said so.
+TEST_F(WaylandWindowsTest, WhereOnlyTitlesAreToldWindowsAreListedButNeitherPickedNorCaptured) {
     if (!session) return;
+    openWindow("Listed", "HEADLESS-1", "#cc3344");
+    const auto withoutSway = [&](const std::vector<std::string>& args) {
+        std::vector<std::string> all = {"-c", "SWAYSOCK= I3SOCK= exec \"$0\" \"$@\"", program};
+        all.insert(all.end(), args.begin(), args.end());
+        return session->run("sh", all);
+    };
+    const ProcessOutput listing = withoutSway({"windows", "--json"});
+    ASSERT_EQ(listing.exitCode, 0) << listing.err;
+    EXPECT_EQ(listing.err, "");
+    std::optional<QJsonObject> listed;
+    for (const QJsonValue& each : QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array())
+        if (each["title"].toString() == "Listed") listed = each.toObject();
+    ASSERT_TRUE(listed) << listing.out;
+    EXPECT_EQ((*listed)["app"].toString(), "probeListed");
+    EXPECT_EQ((*listed)["frame"].toObject()["width"].toInt(), 0);
+
+    const std::string why =
+        "Window captures are not available on this desktop: it tells other programs which "
+        "windows are open but not where they are.";
+    const ProcessOutput capture =
+        withoutSway({"capture", "window", "--id", std::to_string((*listed)["id"].toInteger())});
+    EXPECT_EQ(capture.exitCode, 1);
+    EXPECT_NE(capture.err.find(why), std::string::npos) << capture.err;
+
     startApp("SWAYSOCK= I3SOCK=");
     EXPECT_EQ(session->run(program, {"pictavia://capture-window"}).exitCode, 0);
-    EXPECT_TRUE(waitUntil([&] {
-        return log().find("Window captures are not available on this desktop") != std::string::npos;
-    })) << log();
+    EXPECT_TRUE(waitUntil([&] { return log().find(why) != std::string::npos; })) << log();
 }
 
 TEST_F(WaylandWindowsTest, AWindowRecordingFollowsTheWindowWhereItIsMoved) {

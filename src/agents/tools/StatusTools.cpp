@@ -21,6 +21,8 @@
 #include <QFileInfo>
 #include <QFontDatabase>
 
+#include <algorithm>
+
 using namespace ToolSchema;
 
 namespace {
@@ -207,7 +209,10 @@ QList<platform::WindowInfo> windows() {
 std::optional<QString> windowsUnavailable() {
     const auto& screen = platform::services().screen;
     if (!screen) return QStringLiteral("No display is available.");
-    if (!screen->windows().isEmpty()) return std::nullopt;
+    // Windows without a place (a desktop that tells only their titles) cannot be targeted.
+    const QList<platform::WindowInfo> all = screen->windows();
+    if (std::any_of(all.begin(), all.end(), [](const platform::WindowInfo& w) { return !w.frame.isEmpty(); }))
+        return std::nullopt;
     // A backend without a window list refuses every window grab with its reason, where a
     // missing window is just "Window not found"; 0 is never a window's number.
     const auto refused = screen->grabWindow(0);

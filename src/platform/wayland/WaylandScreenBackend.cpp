@@ -1,6 +1,7 @@
 #include "platform/wayland/WaylandScreenBackend.h"
 
 #include "common/Log.h"
+#include "platform/wayland/ForeignToplevels.h"
 #include "platform/wayland/PortalScreenshot.h"
 #include "platform/wayland/SwayIpc.h"
 #include "platform/wayland/SwayTree.h"
@@ -77,6 +78,7 @@ public:
     }
 
     QList<WindowInfo> windows() override {
+        if (listsToplevelsOnly()) return toplevelWindows();
         const WaylandLayout current = layout();
         QList<WindowInfo> list;
         for (const SwayWindow& window : swayWindows()) {
@@ -95,6 +97,12 @@ public:
     }
 
     std::optional<uint32_t> activeWindow() override {
+        if (listsToplevelsOnly()) {
+            const QList<ForeignToplevel> all = toplevels();
+            for (qsizetype i = 0; i < all.size(); ++i)
+                if (all[i].activated) return uint32_t(i + 1);
+            return std::nullopt;
+        }
         for (const SwayWindow& window : swayWindows())
             if (window.focused) return window.id;
         return std::nullopt;
@@ -104,6 +112,34 @@ public:
     QPoint pointerPosition() override { return {}; }
 
 private:
+    // Where only the foreign toplevel list tells of windows (wlroots desktops other than sway),
+    // they are listed by title and app id, numbered in the compositor's order, with no place:
+    // nothing can be picked or captured.
+    static bool listsToplevelsOnly() { return swaySocketPath().isEmpty() && toplevelListOffered(); }
+
+    static QList<ForeignToplevel> toplevels() {
+        Result<QList<ForeignToplevel>> listed = listForeignToplevels();
+        if (!listed) {
+            qCWarning(lcPictavia).noquote() << listed.error().message;
+            return {};
+        }
+        return std::move(listed).value();
+    }
+
+    static QList<WindowInfo> toplevelWindows() {
+        const QList<ForeignToplevel> all = toplevels();
+        QList<WindowInfo> list;
+        for (qsizetype i = 0; i < all.size(); ++i) {
+            if (all[i].minimized) continue;
+            WindowInfo info;
+            info.id = uint32_t(i + 1);
+            info.ownerName = all[i].appId;
+            info.title = all[i].title;
+            list.append(info);
+        }
+        return list;
+    }
+
     // The area's pixels through wlroots' screencopy where the compositor has it; nullopt
     // sends the grab to the portal. Why screencopy cannot be used is logged once.
     std::optional<QImage> screencopy(const DisplayInfo& display, const QRect& pixels) {
@@ -198,11 +234,22 @@ QString socketPath() {
 
 } // namespace
 
+bool toplevelListOffered() {
+    if (qEnvironmentVariable("PICTAVIA_NO_TOPLEVEL_LIST") == u"1") return false;
+    return foreignToplevelsOffered();
+}
+
 std::optional<QString> windowsUnavailable(WindowFlow flow) {
     if (!swaySocketPath().isEmpty()) return std::nullopt;
+    if (toplevelListOffered()) {
+        if (flow == WindowFlow::list) return std::nullopt;
+        return QStringLiteral(
+            "Window captures are not available on this desktop: it tells other programs "
+            "which windows are open but not where they are. Capture the window's area instead.");
+    }
     const QString what =
         flow == WindowFlow::list ? QStringLiteral("Window lists") : QStringLiteral("Window captures");
-    return QStringLiteral("%1 are not available on this desktop: only sway and other i3-compatible "
+    return QStringLiteral("%1 are not available on this desktop: only sway and other wlroots "
                           "compositors tell other programs their windows.")
         .arg(what);
 }

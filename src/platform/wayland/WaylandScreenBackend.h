@@ -19,12 +19,17 @@ Result<bool> checkCompositor();
 // elsewhere or when a copy fails (PICTAVIA_NO_SCREENCOPY=1 takes the portal always, as on
 // a desktop without screencopy; the tests use it to check that path). Windows come from the compositor's IPC
 // where it is sway or another i3-compatible one, and a window is captured by cutting it from the desktop's
-// screenshot while it is shown whole; elsewhere the list is empty and window grabs are refused with the
-// sentence windowsUnavailable() gives.
+// screenshot while it is shown whole. Other wlroots compositors list their windows by title and app id
+// only (the foreign toplevel protocol), numbered in their order, without places. Elsewhere the list is
+// empty; window grabs are refused with the sentence windowsUnavailable() gives wherever places are unknown.
 Result<std::unique_ptr<ScreenBackend>> connect();
 
 // Why this session's compositor cannot list or capture windows, or nullopt where it can.
 enum class WindowFlow { list, capture };
 std::optional<QString> windowsUnavailable(WindowFlow flow);
+
+// Whether the compositor lists its windows through wlroots' foreign toplevel protocol (titles
+// and app ids only); PICTAVIA_NO_TOPLEVEL_LIST=1 says no, as on GNOME or KDE: the tests use it.
+bool toplevelListOffered();
 
 } // namespace platform::wayland
