@@ -117,14 +117,7 @@ private:
     // nothing can be picked or captured.
     static bool listsToplevelsOnly() { return swaySocketPath().isEmpty() && toplevelListOffered(); }
 
-    static QList<ForeignToplevel> toplevels() {
-        Result<QList<ForeignToplevel>> listed = listForeignToplevels();
-        if (!listed) {
-            qCWarning(lcPictavia).noquote() << listed.error().message;
-            return {};
-        }
-        return std::move(listed).value();
-    }
+    static QList<ForeignToplevel> toplevels() { return orNone(listForeignToplevels()); }
 
     static QList<WindowInfo> toplevelWindows() {
         const QList<ForeignToplevel> all = toplevels();
@@ -185,14 +178,16 @@ private:
         return outputs;
     }
 
-    // The same, with none and a logged sentence when the compositor's answer cannot be read.
-    static QList<SwayWindow> swayWindows() {
-        Result<QList<SwayWindow>> tree = requestSwayWindows();
-        if (!tree) {
-            qCWarning(lcPictavia).noquote() << tree.error().message;
+    // The compositor's windows where it lists them (sway and i3-compatible ones).
+    static QList<SwayWindow> swayWindows() { return orNone(requestSwayWindows()); }
+
+    // A list, or none with a logged sentence when the compositor's answer cannot be read.
+    template <typename T> static QList<T> orNone(Result<QList<T>> list) {
+        if (!list) {
+            qCWarning(lcPictavia).noquote() << list.error().message;
             return {};
         }
-        return std::move(tree).value();
+        return std::move(list).value();
     }
 
     // Qt's screens belong to its main thread: read there, remembered for the other threads.

@@ -74,6 +74,25 @@ TEST_F(AgentToolGroupsTest, WindowsAreFilteredByApp) {
     EXPECT_EQ(json(run("list_windows", {{"app", "pictavia"}}))["windows"][0]["id"].toInt(), 14);
 }
 
+// A desktop that tells its windows' titles but not where they are, and so captures none.
+class TitlesOnlyScreen : public FakeScreen {
+public:
+    static inline const QString why = QStringLiteral("Window captures are not available on this desktop.");
+    Result<QImage> grabWindow(uint32_t) override { return Error{why, {}, 2}; }
+};
+
+TEST_F(AgentToolGroupsTest, WindowsWithoutPlacesAreNoneToTargetAndTheToolsSayWhy) {
+    auto titles = std::make_unique<TitlesOnlyScreen>();
+    titles->displayList = screen->displayList;
+    titles->windowList = {{1, 0, "foot", "~/src", 0, QRect()}};
+    platform::services().screen = std::move(titles);
+    const QJsonObject listed = json(run("list_windows"));
+    EXPECT_TRUE(listed["windows"].toArray().isEmpty());
+    EXPECT_EQ(listed["note"].toString(), TitlesOnlyScreen::why);
+    EXPECT_EQ(failure(run("take_screenshot", {{"target", "window"}, {"app", "foot"}})),
+              TitlesOnlyScreen::why);
+}
+
 TEST_F(AgentToolGroupsTest, ScreenshotsOfAnAreaAreStoredAndPreviewed) {
     Prefs::setLastArea(Prefs::Area{QRectF(0, 0, 30, 20), 7});
     const ToolOutcome outcome = run("take_screenshot", {{"rect", QJsonArray{10, 10, 100, 50}}});
