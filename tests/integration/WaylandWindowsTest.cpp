@@ -56,7 +56,8 @@ protected:
     void SetUp() override {
         if (!startSession({.outputs = {{640, 480, 1.0}, {1280, 720, 2.0}}},
                           "copyToClipboard = false\ncaptureSound = false\nwindowShadow = false\n"
-                          "showQuickAccess = false\nrecShowClicks = false\n"))
+                          "showQuickAccess = false\nrecShowClicks = false\nrecCountdown = 0\nrecFPS = 10\n"
+                          "recSystemAudio = false\nrecMic = false\n"))
             return;
         session->startProcess("swaybg", {"-c", "#3366cc"});
         // Floating, a window has the size it asks for, centred on the output that has the focus.
@@ -204,6 +205,19 @@ protected:
         });
     }
 
+    // The share of a movie frame's pixels that are not `colour`: movies are compressed, so
+    // colours come back close, not exact.
+    static double shareNotOf(const QImage& image, QRgb colour) {
+        qint64 wrong = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb p = image.pixel(x, y);
+                wrong += std::abs(qRed(p) - qRed(colour)) > 12 || std::abs(qGreen(p) - qGreen(colour)) > 12 ||
+                         std::abs(qBlue(p) - qBlue(colour)) > 12;
+            }
+        return double(wrong) / std::max(1, image.width() * image.height());
+    }
+
     std::string pointerLog;
     int pointerInput = -1;
     int pointerCommands = 0;
@@ -276,6 +290,39 @@ TEST_F(WaylandWindowsTest, EscapeOrARightClickLeavesThePickerWithoutACapture) {
     EXPECT_TRUE(captures().isEmpty()) << captures().join(' ').toStdString();
 }
 
+TEST_F(WaylandWindowsTest, AWindowPickedForRecordingIsRecordedInItsOwnPixels) {
+    if (!session) return;
+    const Listed window = openWindow("Filmed", "HEADLESS-2", "#cc3344");
+    startApp();
+    startPointer();
+    moveTo(QPointF(5, 5));
+    ASSERT_EQ(session->run(program, {"pictavia://record?mode=window"}).exitCode, 0);
+    ASSERT_TRUE(pickerShown("HEADLESS-2")) << log();
+    moveTo(window.logicalCentre);
+    pointer("click-remove left");
+    ASSERT_TRUE(pickerGone()) << log();
+    // Past the two seconds of the toast that tells the size of a recording on a scale-2 output:
+    // screencopy copies it into the frames where it covers the window.
+    std::this_thread::sleep_for(std::chrono::seconds(4));
+    const ProcessOutput stopped = session->run(program, {"pictavia://stop"});
+    ASSERT_EQ(stopped.exitCode, 0) << stopped.err << log();
+    QString movie;
+    ASSERT_TRUE(waitUntil([&] {
+        for (const QString& name : captures())
+            if (name.endsWith(".mov")) movie = name;
+        return !movie.isEmpty();
+    })) << log();
+    const QString path = QString::fromStdString(session->directory() + "/data/Pictavia/History/") + movie;
+    platform::media::FfmpegMediaReader reader;
+    const auto info = reader.info(path);
+    ASSERT_TRUE(info) << info.error().message.toStdString();
+    // A 200x150 window on the scale-2 output, in that output's pixels.
+    EXPECT_EQ(info->size, QSize(400, 300));
+    const QList<QImage> frames = movieFrames(path, info->size);
+    ASSERT_GT(frames.size(), 5);
+    EXPECT_LT(shareNotOf(frames.last(), qRgb(0xcc, 0x33, 0x44)), 0.01);
+}
+
 // Other wlroots compositors tell only the titles and app ids of their windows (the foreign
 // toplevel list, which sway has too): listed, but neither picked nor captured, and said so.
 TEST_F(WaylandWindowsTest, WhereOnlyTitlesAreToldWindowsAreListedButNeitherPickedNorCaptured) {
@@ -333,20 +380,10 @@ TEST_F(WaylandWindowsTest, AWindowRecordingFollowsTheWindowWhereItIsMoved) {
     ASSERT_EQ(info->size, QSize(200, 150));
     const QList<QImage> frames = movieFrames(movie, info->size);
     ASSERT_GT(frames.size(), 60);
-    // The movie is compressed: colours come back close, not exact.
-    const auto shareNotOf = [&](const QImage& image) {
-        qint64 wrong = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x) {
-                const QRgb p = image.pixel(x, y);
-                wrong += std::abs(qRed(p) - qRed(colour)) > 12 || std::abs(qGreen(p) - qGreen(colour)) > 12 ||
-                         std::abs(qBlue(p) - qBlue(colour)) > 12;
-            }
-        return double(wrong) / (image.width() * image.height());
-    };
-    EXPECT_LT(shareNotOf(frames.first()), 0.01);
-    EXPECT_LT(shareNotOf(frames[frames.size() / 4]), 0.01);
-    EXPECT_LT(shareNotOf(frames.last()), 0.01) << "the window's old place was recorded after it moved";
+    EXPECT_LT(shareNotOf(frames.first(), colour), 0.01);
+    EXPECT_LT(shareNotOf(frames[frames.size() / 4], colour), 0.01);
+    EXPECT_LT(shareNotOf(frames.last(), colour), 0.01)
+        << "the window's old place was recorded after it moved";
     const QImage there = grim("HEADLESS-1");
     EXPECT_EQ(there.pixel(window.pixels.center()), background) << "the window did not move";
     EXPECT_EQ(there.pixel(520, 395), colour) << "the window is not where it was moved";
