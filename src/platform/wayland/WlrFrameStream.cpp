@@ -171,7 +171,9 @@ private:
             const Result<SwayWindow> window = watch->latest();
             if (!window) return Copy{window.error(), true};
             const std::optional<WindowPlace> place = placeOf(*window, connection);
-            if (!place) return Copy{Error{QString()}, false, true};
+            if (!place)
+                return Copy{Error{QStringLiteral("The window being recorded is not on screen.")}, false,
+                            true};
             if (place->output->name == m_outputName && place->region == m_region) return std::nullopt;
             Result<ScreencopyArea> aimed =
                 screencopyArea(*place->output, seenPixels(*place->output), place->region);
