@@ -394,6 +394,24 @@ TEST_F(WaylandWindowsTest, AWindowRecordingFollowsTheWindowWhereItIsMoved) {
     EXPECT_EQ(there.pixel(window.pixels.center()), background) << "the window did not move";
     EXPECT_EQ(there.pixel(520, 395), colour) << "the window is not where it was moved";
 
+    // Sent to a workspace that is not shown and back, it is recorded again once it is back.
+    auto away = std::async(std::launch::async, [&] {
+        return session->run(program,
+                            {"record", "window", "--id", window.id, "--duration", "5", "--no-audio"});
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(session->run("swaymsg", {"[app_id=\"^probeMoving\"]", "move", "to", "workspace", "9"}).exitCode,
+              0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(session->run("swaymsg", {"[app_id=\"^probeMoving\"]", "move", "to", "workspace", "1"}).exitCode,
+              0);
+    const ProcessOutput back = away.get();
+    ASSERT_EQ(back.exitCode, 0) << back.err;
+    const QString backMovie = QString::fromStdString(back.out).trimmed();
+    const QList<QImage> backFrames = movieFrames(backMovie, QSize(200, 150));
+    ASSERT_FALSE(backFrames.isEmpty());
+    EXPECT_LT(shareNotOf(backFrames.last(), colour), 0.01);
+
     // Its closing ends the recording, with what was recorded kept.
     auto closed = std::async(std::launch::async, [&] {
         return session->run(program,
