@@ -53,11 +53,11 @@ std::vector<uint32_t> RecordingCompanions::start(RecordingOverlayViews* views) {
             m_input.reset();
             // Said once a run: highlighting clicks is on by default, and a desktop that does not
             // let programs watch the input (Wayland) would repeat it at every recording.
-            static bool told = false;
-            if (!std::exchange(told, true))
-                Toast::show(started.error().message +
-                            QStringLiteral(": recordings go on without click highlights, keystrokes or "
-                                           "zooms toward the clicks."));
+            static QString said;
+            const QString sentence = started.error().message +
+                                     QStringLiteral(": recordings go on without click highlights, keystrokes "
+                                                    "or zooms toward the clicks.");
+            if (std::exchange(said, sentence) != sentence) Toast::show(sentence);
         }
     }
     if (studio) {

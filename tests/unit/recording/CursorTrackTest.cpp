@@ -149,10 +149,19 @@ TEST_F(CursorTrackTest, WithoutInputMonitoringTheRecordingGoesOnAndSaysClicksWer
     RecordingCompanions companions(
         region, QRect(0, 0, 800, 600), options, false, [this] { return clock; }, [this] { return running; });
     companions.start(nullptr);
-    EXPECT_TRUE(toasts->shown.contains(QStringLiteral("No XInput")));
+    const QString sentence = QStringLiteral(
+        "No XInput: recordings go on without click highlights, keystrokes or zooms toward the clicks.");
+    EXPECT_EQ(toasts->shown, QStringList{sentence});
     const RecordingCompanions::Tracked tracked = companions.stop();
     EXPECT_FALSE(tracked.clicksTracked);
     EXPECT_FALSE(tracked.cursor.samples.isEmpty()); // the studio pointer track still ran
+
+    // Said once: the next recording goes on without repeating it.
+    RecordingCompanions next(
+        region, QRect(0, 0, 800, 600), options, false, [this] { return clock; }, [this] { return running; });
+    next.start(nullptr);
+    next.stop();
+    EXPECT_EQ(toasts->shown, QStringList{sentence});
 }
 
 } // namespace
