@@ -1,7 +1,7 @@
 // A window with a known picture, for the integration tests to find and capture.
 //
 //   test_window --title T --pattern quadrants|#rrggbb [--size WxH] [--pos X,Y] [--class C] [--above|--below]
-//               [--type normal|desktop] [--text TEXT] [--counter] [--report-presses]
+//               [--type normal|desktop] [--text TEXT] [--counter] [--report-presses] [--fullscreen]
 //
 // Prints its X window id as a decimal line once the window has been painted, then stays
 // until killed. --class sets the class part of WM_CLASS (the application name), and the app
@@ -9,6 +9,7 @@
 // below others; --type desktop makes it a desktop window (_NET_WM_WINDOW_TYPE_DESKTOP), like
 // a file manager's icons.
 // --report-presses prints "press X,Y" (client coordinates) for every mouse press it gets.
+// --fullscreen covers the whole output, panels and all, where the desktop has them.
 //
 //   test_window --print-clipboard       prints the clipboard's text, or "image WxH", and exits
 //   test_window --take-clipboard TEXT   owns the clipboard with TEXT, prints "taken", stays
@@ -162,7 +163,10 @@ int main(int argc, char** argv) {
                                      QStringLiteral("Shows its frame number, 30 frames a second."));
     const QCommandLineOption presses(QStringLiteral("report-presses"),
                                      QStringLiteral("Prints each mouse press as \"press X,Y\"."));
-    parser.addOptions({title, pattern, size, pos, wmClass, above, below, type, text, counter, presses});
+    const QCommandLineOption fullScreen(QStringLiteral("fullscreen"),
+                                        QStringLiteral("Covers the whole output."));
+    parser.addOptions(
+        {title, pattern, size, pos, wmClass, above, below, type, text, counter, presses, fullScreen});
     parser.addHelpOption();
     parser.process(app);
 
@@ -191,6 +195,9 @@ int main(int argc, char** argv) {
     if (parser.isSet(presses)) window.reportPresses();
     window.resize(*windowSize);
     if (parser.isSet(pos)) window.move(*position);
-    window.show();
+    if (parser.isSet(fullScreen))
+        window.showFullScreen();
+    else
+        window.show();
     return app.exec();
 }

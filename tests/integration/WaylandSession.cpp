@@ -21,6 +21,21 @@ namespace {
 
 const char* const userName = "pictavia-test";
 const char* const libexec = "/usr/libexec/";
+// Debian installs KDE's portal under the multiarch folder, and it is a Qt 5 program.
+const char* const kdePortal = "/usr/lib/x86_64-linux-gnu/libexec/xdg-desktop-portal-kde";
+const char* const kdeQtWayland = "/usr/lib/x86_64-linux-gnu/qt5/plugins/platforms/libqwayland-generic.so";
+
+const char* desktopName(WaylandSession::Desktop desktop) {
+    switch (desktop) {
+    case WaylandSession::Desktop::gnome:
+        return "GNOME";
+    case WaylandSession::Desktop::kde:
+        return "KDE";
+    case WaylandSession::Desktop::sway:
+        break;
+    }
+    return "sway";
+}
 
 bool executable(const std::string& program) {
     if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
@@ -60,30 +75,47 @@ bool ensureUser(int* uid, int* gid, std::string* whyNot) {
     return true;
 }
 
+// What each desktop's session needs beyond the bus, PipeWire and xdg-desktop-portal; empty
+// where all is there, else the sentence saying what is missing.
+std::string missingFor(WaylandSession::Desktop desktop) {
+    std::vector<std::string> programs{"dbus-daemon",
+                                      "dbus-send",
+                                      "pipewire",
+                                      "wireplumber",
+                                      std::string(libexec) + "xdg-desktop-portal",
+                                      std::string(libexec) + "xdg-permission-store"};
+    switch (desktop) {
+    case WaylandSession::Desktop::sway:
+        programs.insert(programs.end(),
+                        {"sway", "swaymsg", "grim", std::string(libexec) + "xdg-desktop-portal-wlr"});
+        break;
+    case WaylandSession::Desktop::gnome:
+        programs.insert(programs.end(),
+                        {"gnome-shell", "dbus-monitor", std::string(libexec) + "xdg-desktop-portal-gnome"});
+        break;
+    case WaylandSession::Desktop::kde:
+        programs.insert(programs.end(), {"kwin_wayland", "dbus-monitor", kdePortal});
+        break;
+    }
+    for (const std::string& program : programs)
+        if (!executable(program))
+            return program + " is not installed (scripts/deps.sh installs the Wayland sessions' packages)";
+    if (desktop == WaylandSession::Desktop::sway &&
+        !QFile::exists(QStringLiteral("/usr/share/xdg-desktop-portal/portals/gtk.portal")))
+        // xdg-desktop-portal 1.16 offers its Screenshot interface only where some backend
+        // implements the Access dialog, which the wlroots backend does not.
+        return "xdg-desktop-portal-gtk is not installed: without it xdg-desktop-portal offers no "
+               "Screenshot interface";
+    if (desktop == WaylandSession::Desktop::kde && !QFile::exists(QString::fromLatin1(kdeQtWayland)))
+        return "qtwayland5 is not installed: xdg-desktop-portal-kde (Qt 5) cannot open its dialogs";
+    return {};
+}
+
 } // namespace
 
 std::unique_ptr<WaylandSession> WaylandSession::start(const Options& options, std::string* whyNot) {
-    const std::vector<std::string> programs{"dbus-daemon",
-                                            "dbus-send",
-                                            "sway",
-                                            "swaymsg",
-                                            "pipewire",
-                                            "wireplumber",
-                                            "grim",
-                                            std::string(libexec) + "xdg-desktop-portal",
-                                            std::string(libexec) + "xdg-desktop-portal-wlr",
-                                            std::string(libexec) + "xdg-permission-store"};
-    for (const std::string& program : programs) {
-        if (!executable(program)) {
-            *whyNot = program + " is not installed (scripts/deps.sh installs the Wayland session's packages)";
-            return nullptr;
-        }
-    }
-    // xdg-desktop-portal 1.16 offers its Screenshot interface only where some backend
-    // implements the Access dialog, which the wlroots backend does not.
-    if (!QFile::exists(QStringLiteral("/usr/share/xdg-desktop-portal/portals/gtk.portal"))) {
-        *whyNot = "xdg-desktop-portal-gtk is not installed: without it xdg-desktop-portal offers no "
-                  "Screenshot interface";
+    if (const std::string missing = missingFor(options.desktop); !missing.empty()) {
+        *whyNot = missing;
         return nullptr;
     }
     std::unique_ptr<WaylandSession> session(new WaylandSession);
@@ -113,10 +145,12 @@ std::unique_ptr<WaylandSession> WaylandSession::start(const Options& options, st
                               {"XDG_DATA_HOME", dir + "/data"},
                               {"XDG_CACHE_HOME", dir + "/cache"},
                               {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + dir + "/bus"},
-                              {"XDG_CURRENT_DESKTOP", "sway"},
+                              {"XDG_CURRENT_DESKTOP", desktopName(options.desktop)},
                               {"XDG_SESSION_TYPE", "wayland"},
                               {"QT_QPA_PLATFORM", "wayland"}};
+    session->m_desktop = options.desktop;
     session->startBus();
+    if (options.desktop != Desktop::sway) session->startSystemBus();
     session->startCompositor(options);
     session->startMedia();
     session->startPortals();
@@ -128,6 +162,7 @@ WaylandSession::~WaylandSession() {
     while (!m_services.empty())
         m_services.pop_back();
     m_compositor.reset();
+    m_systemBus.reset();
     m_bus.reset();
 }
 
@@ -168,24 +203,39 @@ std::string WaylandSession::logTail(const std::string& name) const {
     return all.right(1500).toStdString();
 }
 
-void WaylandSession::startBus() {
+std::unique_ptr<ChildProcess> WaylandSession::startBusDaemon(const std::string& name, const std::string& type,
+                                                             const std::string& socket) {
     // A bus that starts nothing by itself: every service of the session is started here and
     // stopped by pid.
-    const std::string config = directory() + "/bus.conf";
+    const std::string config = directory() + "/" + name + ".conf";
     QFile file(QString::fromStdString(config));
     if (!file.open(QIODevice::WriteOnly))
-        throw std::runtime_error("cannot write the session bus's configuration");
-    file.write(("<busconfig><type>session</type><listen>unix:path=" + directory() +
-                "/bus</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
+        throw std::runtime_error("cannot write the " + name + "'s configuration");
+    file.write(("<busconfig><type>" + type + "</type><listen>unix:path=" + directory() + "/" + socket +
+                "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
                 "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
                    .c_str());
     file.close();
-    m_bus = startDaemon("dbus", "dbus-daemon", {"--config-file=" + config, "--nofork", "--nopidfile"});
-    if (!waitUntil([&] { return QFile::exists(QString::fromStdString(directory() + "/bus")); }))
-        throw std::runtime_error("the session bus did not come up: " + logTail("dbus"));
+    auto bus = startDaemon(name, "dbus-daemon", {"--config-file=" + config, "--nofork", "--nopidfile"});
+    if (!waitUntil([&] { return QFile::exists(QString::fromStdString(directory() + "/" + socket)); }))
+        throw std::runtime_error("the " + name + " did not come up: " + logTail(name));
+    return bus;
+}
+
+void WaylandSession::startBus() {
+    m_bus = startBusDaemon("dbus", "session", "bus");
+}
+
+// gnome-shell looks for logind on the system bus and stops without one; KWin asks it too. A
+// bus of the session's own, where nobody answers, is enough for both.
+void WaylandSession::startSystemBus() {
+    m_systemBus = startBusDaemon("system-bus", "system", "system_bus");
+    m_environment.emplace_back("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory() + "/system_bus");
 }
 
 void WaylandSession::startCompositor(const Options& options) {
+    if (options.desktop == Desktop::gnome) return startGnomeShell(options);
+    if (options.desktop == Desktop::kde) return startKWin(options);
     const std::string config = directory() + "/sway.conf";
     QFile file(QString::fromStdString(config));
     if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("cannot write sway's configuration");
@@ -227,6 +277,91 @@ void WaylandSession::startCompositor(const Options& options) {
     }
 }
 
+void WaylandSession::startGnomeShell(const Options& options) {
+    if (options.outputs.size() != 1 || options.outputs.front().scale != 1.0)
+        throw std::runtime_error("the GNOME session has one virtual monitor, at scale 1");
+    const Output& output = options.outputs.front();
+    // Settings as a user keeps them, through dconf: no animations, so that dialogs stand still
+    // when they are answered, and no hot corner for the pointer to open the overview in.
+    m_services.push_back(startDaemon("dconf", "/usr/libexec/dconf-service", {}));
+    if (!waitUntil([&] { return busNameOwned("ca.desrt.dconf"); }))
+        throw std::runtime_error("dconf did not come up: " + logTail("dconf"));
+    for (const char* key : {"enable-animations", "enable-hot-corners"}) {
+        const ProcessOutput set = run("gsettings", {"set", "org.gnome.desktop.interface", key, "false"});
+        if (set.exitCode != 0)
+            throw std::runtime_error("gsettings could not set " + std::string(key) + ": " + set.err);
+    }
+    m_compositor = startDaemon("gnome-shell", "gnome-shell",
+                               {"--headless", "--wayland", "--no-x11", "--virtual-monitor",
+                                std::to_string(output.width) + "x" + std::to_string(output.height)},
+                               {{"GTK_A11Y", "none"}});
+    std::string display;
+    // The shell logs when its start is complete, overview and all.
+    const bool up = waitUntil(
+        [&] {
+            display = findEntry(directory(), QStringLiteral("wayland-"), QStringLiteral(".lock"));
+            return (!display.empty() &&
+                    logTail("gnome-shell").find("GNOME Shell started at") != std::string::npos) ||
+                   !m_compositor->isRunning();
+        },
+        60s);
+    if (!up || display.empty() || !m_compositor->isRunning())
+        throw std::runtime_error("gnome-shell did not come up: " + logTail("gnome-shell"));
+    m_environment.emplace_back("WAYLAND_DISPLAY", display);
+    // The shell starts in its overview, where windows are small pictures of themselves.
+    const auto overview = [&](const std::string& call, const std::vector<std::string>& args) {
+        std::vector<std::string> all{"--session",
+                                     "--print-reply",
+                                     "--dest=org.gnome.Shell",
+                                     "/org/gnome/Shell",
+                                     "org.freedesktop.DBus.Properties." + call,
+                                     "string:org.gnome.Shell",
+                                     "string:OverviewActive"};
+        all.insert(all.end(), args.begin(), args.end());
+        return run("dbus-send", all, {.timeout = 10s}).out;
+    };
+    if (!waitUntil([&] {
+            overview("Set", {"variant:boolean:false"});
+            return overview("Get", {}).find("boolean false") != std::string::npos;
+        }))
+        throw std::runtime_error("gnome-shell kept its overview open: " + logTail("gnome-shell"));
+    m_outputNames = {"Meta-0"};
+}
+
+void WaylandSession::startKWin(const Options& options) {
+    const Output& output = options.outputs.front();
+    for (const Output& each : options.outputs)
+        if (each.width != output.width || each.height != output.height || each.scale != output.scale)
+            throw std::runtime_error("the KDE session's outputs share one size and scale");
+    // Debian gives kwin_wayland the file capability CAP_SYS_RESOURCE, and where the capability
+    // bounding set lacks it, as in most containers, the kernel refuses to run the file at all.
+    // A copy carries no capability; KWin does without.
+    const QString kwin = m_dir.path() + QStringLiteral("/kwin_wayland");
+    if (!QFile::copy(QStandardPaths::findExecutable(QStringLiteral("kwin_wayland")), kwin))
+        throw std::runtime_error("cannot copy kwin_wayland into the session's folder");
+    char scale[32];
+    std::snprintf(scale, sizeof scale, "%g", output.scale);
+    m_compositor = startDaemon("kwin", kwin.toStdString(),
+                               {"--virtual", "--no-lockscreen", "--width", std::to_string(output.width),
+                                "--height", std::to_string(output.height), "--scale", scale, "--output-count",
+                                std::to_string(options.outputs.size())},
+                               // The tests' own look at the screen (kwin_screenshot) goes around the
+                               // portal, which KWin otherwise allows only to programs it knows.
+                               {{"KWIN_SCREENSHOT_NO_PERMISSION_CHECKS", "1"}});
+    std::string display;
+    const bool up = waitUntil(
+        [&] {
+            display = findEntry(directory(), QStringLiteral("wayland-"), QStringLiteral(".lock"));
+            return (!display.empty() && busNameOwned("org.kde.KWin")) || !m_compositor->isRunning();
+        },
+        60s);
+    if (!up || display.empty() || !m_compositor->isRunning())
+        throw std::runtime_error("kwin_wayland did not come up: " + logTail("kwin"));
+    m_environment.emplace_back("WAYLAND_DISPLAY", display);
+    for (size_t i = 0; i < options.outputs.size(); ++i)
+        m_outputNames.push_back("Virtual-" + std::to_string(i));
+}
+
 // Before the portals: xdg-desktop-portal-wlr exits at start when it cannot reach PipeWire,
 // screenshots and all.
 void WaylandSession::startMedia() {
@@ -246,6 +381,13 @@ bool WaylandSession::busNameOwned(const std::string& name) {
 }
 
 void WaylandSession::startPortals() {
+    choosePortals();
+    if (m_desktop == Desktop::gnome)
+        return startDesktopPortals("portal-gnome", std::string(libexec) + "xdg-desktop-portal-gnome",
+                                   "org.freedesktop.impl.portal.desktop.gnome", {{"GTK_A11Y", "none"}});
+    if (m_desktop == Desktop::kde)
+        return startDesktopPortals("portal-kde", kdePortal, "org.freedesktop.impl.portal.desktop.kde",
+                                   {{"QT_QPA_PLATFORM", "wayland"}});
     // Screen casts go to the first output without a chooser; screenshots need no answer.
     const std::string config = directory() + "/xdpw.conf";
     QFile file(QString::fromStdString(config));
@@ -258,6 +400,46 @@ void WaylandSession::startPortals() {
     if (!waitUntil([&] { return busNameOwned("org.freedesktop.impl.portal.desktop.wlr"); }))
         throw std::runtime_error("xdg-desktop-portal-wlr did not come up: " + logTail("portal-wlr"));
     m_services.push_back(startDaemon("portal", std::string(libexec) + "xdg-desktop-portal", {}));
+    if (!waitUntil([&] { return busNameOwned("org.freedesktop.portal.Desktop"); }))
+        throw std::runtime_error("xdg-desktop-portal did not come up: " + logTail("portal"));
+}
+
+// xdg-desktop-portal 1.16 gives an interface that no backend of this desktop has to any
+// installed backend that has it: under sway, with KDE's backend installed, GlobalShortcuts
+// would go to a KDE that is not there. The session's portal sees only this desktop's.
+void WaylandSession::choosePortals() {
+    const QString folder = m_dir.path() + QStringLiteral("/portals");
+    QDir().mkpath(folder);
+    QStringList names;
+    switch (m_desktop) {
+    case Desktop::sway:
+        names = {QStringLiteral("wlr.portal"), QStringLiteral("gtk.portal")};
+        break;
+    case Desktop::gnome:
+        names = {QStringLiteral("gnome.portal"), QStringLiteral("gnome-shell.portal")};
+        break;
+    case Desktop::kde:
+        names = {QStringLiteral("kde.portal")};
+        break;
+    }
+    for (const QString& name : std::as_const(names))
+        if (!QFile::copy(QStringLiteral("/usr/share/xdg-desktop-portal/portals/") + name,
+                         folder + u'/' + name))
+            throw std::runtime_error("cannot copy the portal description " + name.toStdString());
+    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                                      QFileDevice::ReadOther | QFileDevice::ExeOther);
+    m_environment.emplace_back("XDG_DESKTOP_PORTAL_DIR", folder.toStdString());
+}
+
+// The desktop's own portal backend, with its dialogs on the session's compositor, and
+// xdg-desktop-portal in front of it; the front logs what it asks and restores (portal.log).
+void WaylandSession::startDesktopPortals(const std::string& name, const std::string& program,
+                                         const std::string& busName, const Environment& extra) {
+    m_services.push_back(startDaemon("permission-store", std::string(libexec) + "xdg-permission-store", {}));
+    m_services.push_back(startDaemon(name, program, {}, extra));
+    if (!waitUntil([&] { return busNameOwned(busName); }, 60s))
+        throw std::runtime_error(program + " did not come up: " + logTail(name));
+    m_services.push_back(startDaemon("portal", std::string(libexec) + "xdg-desktop-portal", {"--verbose"}));
     if (!waitUntil([&] { return busNameOwned("org.freedesktop.portal.Desktop"); }))
         throw std::runtime_error("xdg-desktop-portal did not come up: " + logTail("portal"));
 }
@@ -282,6 +464,13 @@ ChildProcess& WaylandSession::startProcess(const std::string& program, const std
                                              .out = ChildProcess::Stream::Discard,
                                              .err = ChildProcess::Stream::Discard}));
     return *m_clients.back();
+}
+
+std::unique_ptr<ChildProcess> WaylandSession::startReading(const std::string& program,
+                                                           const std::vector<std::string>& args) {
+    std::vector<std::string> command = asUser(program, args, {});
+    return ChildProcess::start(command.front(), {command.begin() + 1, command.end()},
+                               {.environment = m_environment, .err = ChildProcess::Stream::Discard});
 }
 
 bool WaylandSession::canExecute(const std::string& path) {

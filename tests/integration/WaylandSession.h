@@ -14,7 +14,10 @@ namespace testsupport {
 
 // A private headless Wayland session for one test: its own D-Bus session bus, sway on
 // wlroots' headless backend, PipeWire with WirePlumber, and xdg-desktop-portal with the
-// wlroots backend set to answer without asking (no chooser, the first output).
+// wlroots backend set to answer without asking (no chooser, the first output). Asked for,
+// GNOME (gnome-shell on a virtual monitor, with xdg-desktop-portal-gnome) or KDE (kwin_wayland
+// on virtual outputs, with xdg-desktop-portal-kde) instead: their portals ask the user, as
+// they do on a real desktop, and the tests answer them.
 //
 //     std::string whyNot;
 //     auto session = WaylandSession::start({.outputs = {{1280, 720, 1.0}}}, &whyNot);
@@ -36,8 +39,12 @@ public:
         double scale = 1.0;
     };
 
+    enum class Desktop { sway, gnome, kde };
+
     struct Options {
         std::vector<Output> outputs = {Output{}}; // laid out left to right, tops aligned
+        // GNOME takes one output at scale 1; KDE outputs of one size and scale.
+        Desktop desktop = Desktop::sway;
     };
 
     struct RunOptions {
@@ -60,7 +67,8 @@ public:
     const Environment& environment() const { return m_environment; }
     // The session's folder: XDG_RUNTIME_DIR, with HOME and the XDG homes under it.
     std::string directory() const { return m_dir.path().toStdString(); }
-    // "HEADLESS-1", ...: the outputs in the order of Options::outputs.
+    // "HEADLESS-1", ... (sway), "Meta-0" (GNOME), "Virtual-0", ... (KDE): the outputs in the
+    // order of Options::outputs.
     const std::vector<std::string>& outputNames() const { return m_outputNames; }
 
     // Runs a program to its end as the session's user: a helper such as swaymsg, or the
@@ -84,6 +92,11 @@ public:
     ChildProcess& startProcess(const std::string& program, const std::vector<std::string>& args,
                                const Environment& environment = {});
 
+    // Starts a program whose stdout the test reads line by line (readLine), such as
+    // dbus-monitor watching for a dialog's call; stopped when the returned process goes.
+    std::unique_ptr<ChildProcess> startReading(const std::string& program,
+                                               const std::vector<std::string>& args);
+
     // Whether the session's user can execute `path`: a build tree under a private home is
     // out of its reach.
     bool canExecute(const std::string& path);
@@ -103,16 +116,26 @@ private:
     std::string logTail(const std::string& name) const;
     bool busNameOwned(const std::string& name);
     void startBus();
+    void startSystemBus();
     void startCompositor(const Options& options);
+    void startGnomeShell(const Options& options);
+    void startKWin(const Options& options);
     void startMedia();
     void startPortals();
+    void choosePortals();
+    void startDesktopPortals(const std::string& name, const std::string& program, const std::string& busName,
+                             const Environment& extra);
+    std::unique_ptr<ChildProcess> startBusDaemon(const std::string& name, const std::string& type,
+                                                 const std::string& socket);
 
     QTemporaryDir m_dir;
     int m_uid = -1; // the session's user, when the test runs as root
     int m_gid = -1;
     Environment m_environment;
     std::vector<std::string> m_outputNames;
+    Desktop m_desktop = Desktop::sway;
     std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<ChildProcess> m_systemBus; // GNOME and KDE: a system bus of the session's own
     std::unique_ptr<ChildProcess> m_compositor;
     std::vector<std::unique_ptr<ChildProcess>> m_services; // PipeWire and the portals, in start order
     std::list<std::unique_ptr<ChildProcess>> m_clients;

@@ -1,0 +1,251 @@
+// Captures and recordings on GNOME: gnome-shell on a headless virtual monitor, with
+// xdg-desktop-portal-gnome. Unlike the sway session's portal, GNOME's asks the user: the shell's
+// "Allow" dialog before the first screenshot, and the portal's "Screen Share" window before a
+// recording it has no restore token for. The tests answer both as a user would, with keys and
+// clicks through mutter's remote desktop interface, then check that the answer is not asked
+// for again and that the pixels come back exactly.
+
+#include "MovieFrames.h"
+#include "WaitUntil.h"
+#include "WaylandSessionTest.h"
+
+#include "platform/media/FfmpegMediaReader.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <future>
+
+namespace {
+
+using namespace testsupport;
+
+// Far from every colour of the shell and of GTK's dialogs, so that a dialog left on screen shows.
+constexpr QRgb known = qRgb(0xcc, 0x33, 0x66);
+// GTK's colour for the button that does what a dialog is for ("Share").
+constexpr QRgb suggestedAction = qRgb(0x35, 0x84, 0xe4);
+
+class WaylandGnomeTest : public WaylandSessionTest {
+protected:
+    [[nodiscard]] bool startGnome() {
+        if (!startSession(
+                {.outputs = {{640, 480, 1.0}}, .desktop = WaylandSession::Desktop::gnome},
+                "copyToClipboard = false\ncaptureSound = false\nrecFPS = 30\nrecShowClicks = false\n"))
+            return false;
+        const std::string window = session->reachable(TEST_WINDOW_BIN);
+        keys = session->reachable(MUTTER_KEYS_BIN);
+        EXPECT_FALSE(window.empty());
+        EXPECT_FALSE(keys.empty());
+        // The output's whole picture in one colour: the shell's top bar goes under it.
+        session->startProcess(window, {"--title", "Known", "--pattern", "#cc3366", "--fullscreen"},
+                              {{"QT_QPA_PLATFORM", "wayland"}});
+        return !window.empty() && !keys.empty();
+    }
+
+    // One `pictavia capture fullscreen`: the picture, or a null image with the failure recorded.
+    QImage captured() {
+        const ProcessOutput out = session->run(program, {"capture", "fullscreen"});
+        EXPECT_EQ(out.exitCode, 0) << out.err;
+        EXPECT_EQ(out.err, "");
+        return QImage(QString::fromStdString(out.out).trimmed());
+    }
+
+    // The first screenshot, with the shell's question answered: the dialog's buttons are
+    // "Deny" (focused) and "Allow", so Tab and Return allow. The keys go only once the portal
+    // has asked the shell, so they cannot land anywhere else.
+    QImage firstScreenshotAllowed() {
+        auto monitor = session->startReading(
+            "dbus-monitor",
+            {"--session", "interface='org.freedesktop.impl.portal.Access',member='AccessDialog'"});
+        auto capture = std::async(std::launch::async, [&] {
+            return session->run(program, {"capture", "fullscreen"});
+        });
+        bool asked = false;
+        while (!asked)
+            if (const auto line = monitor->readLine(60s)) {
+                asked = line->find("member=AccessDialog") != std::string::npos;
+            } else {
+                break;
+            }
+        EXPECT_TRUE(asked) << "the portal did not ask before the first screenshot";
+        if (asked) pressKeys({"0xff09", "0xff0d"});
+        const ProcessOutput out = capture.get();
+        EXPECT_EQ(out.exitCode, 0) << out.err;
+        return QImage(QString::fromStdString(out.out).trimmed());
+    }
+
+    void pressKeys(std::vector<std::string> args) {
+        const ProcessOutput pressed = session->run(keys, args);
+        EXPECT_EQ(pressed.exitCode, 0) << pressed.err;
+    }
+
+    // A click at `at` (output pixels): mutter's relative moves start from the bottom-right corner.
+    void click(QPoint at, QSize output) {
+        const QPoint from(output.width() - 1, output.height() - 1);
+        pressKeys({"--click", std::to_string(at.x() - from.x()) + "," + std::to_string(at.y() - from.y())});
+    }
+
+    // The middle of the widest patch of `colour` (within `tolerance` per channel), by its rows:
+    // a button rather than a check box of the same colour beside it. Null where no row has
+    // `least` such pixels.
+    static std::optional<QPoint> middleOf(const QImage& image, QRgb colour, int tolerance, int least) {
+        const auto matches = [&](QRgb p) {
+            return std::abs(qRed(p) - qRed(colour)) <= tolerance &&
+                   std::abs(qGreen(p) - qGreen(colour)) <= tolerance &&
+                   std::abs(qBlue(p) - qBlue(colour)) <= tolerance;
+        };
+        std::vector<int> perRow(size_t(image.height()), 0);
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                perRow[size_t(y)] += matches(image.pixel(x, y));
+        const int widest = *std::max_element(perRow.begin(), perRow.end());
+        if (widest < least) return std::nullopt;
+        qint64 sumX = 0, sumY = 0, count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            if (perRow[size_t(y)] * 2 < widest) continue;
+            for (int x = 0; x < image.width(); ++x)
+                if (matches(image.pixel(x, y))) {
+                    sumX += x;
+                    sumY += y;
+                    ++count;
+                }
+        }
+        return QPoint(int(sumX / count), int(sumY / count));
+    }
+
+    static int pixelsNotOf(const QImage& image, QRgb colour) {
+        int wrong = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                wrong += image.pixel(x, y) != colour;
+        return wrong;
+    }
+
+    static double shareNotOf(const QImage& image, QRgb colour, int tolerance = 12) {
+        qint64 wrong = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb p = image.pixel(x, y);
+                wrong += std::abs(qRed(p) - qRed(colour)) > tolerance ||
+                         std::abs(qGreen(p) - qGreen(colour)) > tolerance ||
+                         std::abs(qBlue(p) - qBlue(colour)) > tolerance;
+            }
+        return double(wrong) / std::max<qint64>(1, qint64(image.width()) * image.height());
+    }
+
+    // Answers the portal's "Screen Share" window, found in screenshots: the monitor's row (the
+    // one white card) is chosen, then "Share" (the one suggested-action button) pressed.
+    bool shareTheMonitor() {
+        QImage screen;
+        std::optional<QPoint> row;
+        if (!waitUntil(
+                [&] {
+                    screen =
+                        QImage(QString::fromStdString(session->run(program, {"capture", "fullscreen"}).out)
+                                   .trimmed());
+                    row = screen.isNull() ? std::nullopt : middleOf(screen, qRgb(0xff, 0xff, 0xff), 0, 100);
+                    return row.has_value();
+                },
+                60s))
+            return false;
+        click(*row, screen.size());
+        std::optional<QPoint> share;
+        if (!waitUntil([&] {
+                screen = QImage(
+                    QString::fromStdString(session->run(program, {"capture", "fullscreen"}).out).trimmed());
+                share = screen.isNull() ? std::nullopt : middleOf(screen, suggestedAction, 6, 30);
+                return share.has_value();
+            }))
+            return false;
+        click(*share, screen.size());
+        return true;
+    }
+
+    std::string portalLog() const {
+        QFile log(QString::fromStdString(session->directory() + "/portal.log"));
+        return log.open(QIODevice::ReadOnly) ? log.readAll().toStdString() : std::string();
+    }
+
+    QString savedToken() const {
+        std::string dataHome;
+        for (const auto& [key, value] : session->environment())
+            if (key == "XDG_DATA_HOME") dataHome = value;
+        QFile file(QString::fromStdString(dataHome) + "/Pictavia/ScreenCast.json");
+        if (!file.open(QIODevice::ReadOnly)) return {};
+        return QJsonDocument::fromJson(file.readAll()).object().value("screenCastRestoreToken").toString();
+    }
+
+    std::string keys; // mutter_keys, where the session's user can run it
+    platform::media::FfmpegMediaReader reader;
+};
+
+TEST_F(WaylandGnomeTest, TheFirstScreenshotIsAllowedOnceAndEveryOneHasTheKnownPixels) {
+    if (!startGnome()) return;
+    const QImage first = firstScreenshotAllowed();
+    ASSERT_EQ(first.size(), QSize(640, 480));
+
+    // The answer is kept in the permission store: no question, no key pressed, and once the
+    // window is up, its pixels exactly.
+    QImage second;
+    EXPECT_TRUE(waitUntil([&] {
+        second = captured();
+        return pixelsNotOf(second, known) == 0;
+    })) << "pixels not of the window: "
+        << pixelsNotOf(second, known);
+    ASSERT_EQ(second.size(), QSize(640, 480));
+    const ProcessOutput stored = session->run(
+        "dbus-send",
+        {"--session", "--print-reply", "--dest=org.freedesktop.impl.portal.PermissionStore",
+         "/org/freedesktop/impl/portal/PermissionStore", "org.freedesktop.impl.portal.PermissionStore.Lookup",
+         "string:screenshot", "string:screenshot"});
+    EXPECT_NE(stored.out.find("\"yes\""), std::string::npos) << stored.out << stored.err;
+
+    // An area is cut from the same picture.
+    const ProcessOutput area = session->run(program, {"capture", "area", "--rect", "10,20,100,50"});
+    ASSERT_EQ(area.exitCode, 0) << area.err;
+    const QImage cut(QString::fromStdString(area.out).trimmed());
+    EXPECT_EQ(cut.size(), QSize(100, 50));
+    EXPECT_EQ(pixelsNotOf(cut, known), 0);
+}
+
+TEST_F(WaylandGnomeTest, ARecordingIsSharedOnceAndTheRestoreTokenSkipsTheQuestion) {
+    if (!startGnome()) return;
+    // The screenshots that find the portal's window need the screenshot permission first.
+    ASSERT_FALSE(firstScreenshotAllowed().isNull());
+
+    auto first = std::async(std::launch::async, [&] {
+        return session->run(program, {"record", "fullscreen", "--duration", "2", "--no-audio"},
+                            {.timeout = 180s});
+    });
+    ASSERT_TRUE(shareTheMonitor()) << "the portal's Screen Share window did not show";
+    const ProcessOutput answered = first.get();
+    ASSERT_EQ(answered.exitCode, 0) << answered.err;
+    ASSERT_FALSE(savedToken().isEmpty());
+    const std::size_t logged = portalLog().size();
+
+    // Five seconds more, without a question: the portal restores the earlier answer.
+    const ProcessOutput again =
+        session->run(program, {"record", "fullscreen", "--duration", "5", "--no-audio"}, {.timeout = 60s});
+    ASSERT_EQ(again.exitCode, 0) << again.err;
+    EXPECT_NE(portalLog().substr(logged).find("Replacing 'restore_token' with portal-specific data"),
+              std::string::npos);
+    const QString movie = QString::fromStdString(again.out).trimmed();
+    const auto info = reader.info(movie);
+    ASSERT_TRUE(info) << info.error().message.toStdString();
+    EXPECT_EQ(info->size, QSize(640, 480));
+    EXPECT_NEAR(info->duration, 5.0, 0.5);
+    const QList<QImage> frames = movieFrames(movie, QSize(640, 480));
+    EXPECT_NEAR(frames.size(), 150, 15);
+    ASSERT_FALSE(frames.isEmpty());
+    for (const qsizetype i : {qsizetype(0), frames.size() / 2, frames.size() - 1})
+        EXPECT_LT(shareNotOf(frames[i], known), 0.01) << "frame " << i;
+}
+
+} // namespace
