@@ -19,6 +19,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 
 namespace {
@@ -28,16 +29,28 @@ int fail(const QString& why) {
     return 1;
 }
 
-// Everything KWin writes to the pipe, until it closes its end.
-QByteArray readAll(int fd) {
+// The picture's bytes as KWin writes them to the pipe: as many as its answer announces (KWin
+// may keep its end open well after writing), read while the answer is still on its way so that
+// a full pipe never stalls KWin.
+QByteArray readPicture(int fd, QDBusPendingReply<QVariantMap>& reply) {
     QByteArray data;
     char chunk[65536];
-    for (;;) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < deadline) {
         pollfd p{fd, POLLIN, 0};
-        if (poll(&p, 1, 30000) <= 0) break;
-        const ssize_t n = read(fd, chunk, sizeof chunk);
-        if (n <= 0) break;
-        data.append(chunk, n);
+        if (poll(&p, 1, 50) > 0) {
+            const ssize_t n = read(fd, chunk, sizeof chunk);
+            if (n <= 0) break;
+            data.append(chunk, n);
+        }
+        QCoreApplication::processEvents();
+        if (reply.isFinished()) {
+            if (reply.isError()) break;
+            const QVariantMap info = reply.value();
+            const qsizetype needed = qsizetype(info.value(QStringLiteral("stride")).toInt()) *
+                                     info.value(QStringLiteral("height")).toInt();
+            if (needed > 0 && data.size() >= needed) break;
+        }
     }
     return data;
 }
@@ -55,7 +68,7 @@ int main(int argc, char** argv) {
         QVariant::fromValue(QDBusUnixFileDescriptor(pipeFds[1])));
     // KWin holds its own copy of the write end: ours must go for the reading to end.
     close(pipeFds[1]);
-    const QByteArray data = readAll(pipeFds[0]);
+    const QByteArray data = readPicture(pipeFds[0], reply);
     close(pipeFds[0]);
     reply.waitForFinished();
     if (reply.isError())

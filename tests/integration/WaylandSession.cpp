@@ -341,13 +341,15 @@ void WaylandSession::startKWin(const Options& options) {
         throw std::runtime_error("cannot copy kwin_wayland into the session's folder");
     char scale[32];
     std::snprintf(scale, sizeof scale, "%g", output.scale);
-    m_compositor = startDaemon("kwin", kwin.toStdString(),
-                               {"--virtual", "--no-lockscreen", "--width", std::to_string(output.width),
-                                "--height", std::to_string(output.height), "--scale", scale, "--output-count",
-                                std::to_string(options.outputs.size())},
-                               // The tests' own look at the screen (kwin_screenshot) goes around the
-                               // portal, which KWin otherwise allows only to programs it knows.
-                               {{"KWIN_SCREENSHOT_NO_PERMISSION_CHECKS", "1"}});
+    m_compositor = startDaemon(
+        "kwin", kwin.toStdString(),
+        {"--virtual", "--no-lockscreen", "--width", std::to_string(output.width), "--height",
+         std::to_string(output.height), "--scale", scale, "--output-count",
+         std::to_string(options.outputs.size())},
+        // The tests' own look at the screen (kwin_screenshot) and hand on the
+        // pointer (kwin_click) go around the portal, which KWin otherwise
+        // allows only to programs it knows.
+        {{"KWIN_SCREENSHOT_NO_PERMISSION_CHECKS", "1"}, {"KWIN_WAYLAND_NO_PERMISSION_CHECKS", "1"}});
     std::string display;
     const bool up = waitUntil(
         [&] {
