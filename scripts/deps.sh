@@ -61,6 +61,15 @@ packages=(
   sway swaybg pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk grim
   # tests: a virtual keyboard for the headless sway session
   wtype
+  # tests: a headless GNOME session (gnome-shell on a virtual monitor, software rendering) with
+  # GNOME's portal; its settings through dconf
+  gnome-shell xdg-desktop-portal-gnome dconf-service libglib2.0-bin
+  # tests: a headless KDE session (kwin_wayland on virtual outputs) with KDE's portal, a Qt 5
+  # program whose dialogs need Qt 5's Wayland plugin, the QML modules they import and Plasma's
+  # dialog component
+  kwin-wayland xdg-desktop-portal-kde qtwayland5 plasma-workspace qml-module-org-kde-kirigami2
+  qml-module-qtquick-controls2 qml-module-qtquick-layouts qml-module-qtquick2 qml-module-qtquick-window2
+  qml-module-org-kde-pipewire
   # tests: GNOME's shortcut schema, for adding our hotkeys to it through the real gsettings
   gnome-settings-daemon-common
   # tests: running the Wayland session as an unprivileged user when the tests run as root

@@ -120,26 +120,6 @@ protected:
         return QPoint(int(sumX / count), int(sumY / count));
     }
 
-    static int pixelsNotOf(const QImage& image, QRgb colour) {
-        int wrong = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                wrong += image.pixel(x, y) != colour;
-        return wrong;
-    }
-
-    static double shareNotOf(const QImage& image, QRgb colour, int tolerance = 12) {
-        qint64 wrong = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x) {
-                const QRgb p = image.pixel(x, y);
-                wrong += std::abs(qRed(p) - qRed(colour)) > tolerance ||
-                         std::abs(qGreen(p) - qGreen(colour)) > tolerance ||
-                         std::abs(qBlue(p) - qBlue(colour)) > tolerance;
-            }
-        return double(wrong) / std::max<qint64>(1, qint64(image.width()) * image.height());
-    }
-
     // Answers the portal's "Screen Share" window, found in screenshots: the monitor's row (the
     // one white card) is chosen, then "Share" (the one suggested-action button) pressed.
     bool shareTheMonitor() {
@@ -166,20 +146,6 @@ protected:
             return false;
         click(*share, screen.size());
         return true;
-    }
-
-    std::string portalLog() const {
-        QFile log(QString::fromStdString(session->directory() + "/portal.log"));
-        return log.open(QIODevice::ReadOnly) ? log.readAll().toStdString() : std::string();
-    }
-
-    QString savedToken() const {
-        std::string dataHome;
-        for (const auto& [key, value] : session->environment())
-            if (key == "XDG_DATA_HOME") dataHome = value;
-        QFile file(QString::fromStdString(dataHome) + "/Pictavia/ScreenCast.json");
-        if (!file.open(QIODevice::ReadOnly)) return {};
-        return QJsonDocument::fromJson(file.readAll()).object().value("screenCastRestoreToken").toString();
     }
 
     std::string keys; // mutter_keys, where the session's user can run it
@@ -227,14 +193,14 @@ TEST_F(WaylandGnomeTest, ARecordingIsSharedOnceAndTheRestoreTokenSkipsTheQuestio
     ASSERT_TRUE(shareTheMonitor()) << "the portal's Screen Share window did not show";
     const ProcessOutput answered = first.get();
     ASSERT_EQ(answered.exitCode, 0) << answered.err;
-    ASSERT_FALSE(savedToken().isEmpty());
-    const std::size_t logged = portalLog().size();
+    ASSERT_FALSE(savedRestoreToken().isEmpty());
+    const std::size_t logged = sessionLog("portal").size();
 
     // Five seconds more, without a question: the portal restores the earlier answer.
     const ProcessOutput again =
         session->run(program, {"record", "fullscreen", "--duration", "5", "--no-audio"}, {.timeout = 60s});
     ASSERT_EQ(again.exitCode, 0) << again.err;
-    EXPECT_NE(portalLog().substr(logged).find("Replacing 'restore_token' with portal-specific data"),
+    EXPECT_NE(sessionLog("portal").substr(logged).find("Replacing 'restore_token' with portal-specific data"),
               std::string::npos);
     const QString movie = QString::fromStdString(again.out).trimmed();
     const auto info = reader.info(movie);

@@ -60,14 +60,6 @@ protected:
         EXPECT_EQ(clicked.exitCode, 0) << clicked.err;
     }
 
-    static int pixelsNotOf(const QImage& image, QRgb colour) {
-        int wrong = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                wrong += image.pixel(x, y) != colour;
-        return wrong;
-    }
-
     // A failure as Pictavia must fail: exit 1, nothing on stdout, one sentence on stderr as
     // its last line (a recording's notices may come before it).
     static void expectOneSentence(const ProcessOutput& out) {
@@ -78,23 +70,6 @@ protected:
         EXPECT_EQ(sentence.rfind("pictavia: ", 0), 0u) << out.err;
         EXPECT_EQ(std::count(sentence.begin(), sentence.end(), '\n'), 1) << out.err;
         EXPECT_EQ(out.err.find("pictavia: "), out.err.size() - sentence.size()) << out.err;
-    }
-
-    std::string portalLog() const {
-        QFile log(QString::fromStdString(session->directory() + "/portal.log"));
-        return log.open(QIODevice::ReadOnly) ? log.readAll().toStdString() : std::string();
-    }
-
-    bool tokenSaved() const {
-        std::string dataHome;
-        for (const auto& [key, value] : session->environment())
-            if (key == "XDG_DATA_HOME") dataHome = value;
-        QFile file(QString::fromStdString(dataHome) + "/Pictavia/ScreenCast.json");
-        return file.open(QIODevice::ReadOnly) && !QJsonDocument::fromJson(file.readAll())
-                                                      .object()
-                                                      .value("screenCastRestoreToken")
-                                                      .toString()
-                                                      .isEmpty();
     }
 
     std::string look; // kwin_screenshot
@@ -144,14 +119,14 @@ TEST_F(WaylandKdeTest, ARecordingIsSharedOnceAndTheRestoreTokenSkipsTheQuestion)
     click(centre + QPoint(139, 247));
     const ProcessOutput answered = first.get();
     ASSERT_FALSE(answered.timedOut) << "the Screen Sharing window was not answered";
-    EXPECT_TRUE(tokenSaved());
-    const std::size_t logged = portalLog().size();
+    EXPECT_FALSE(savedRestoreToken().isEmpty());
+    const std::size_t logged = sessionLog("portal").size();
 
     // No question the second time: the recording ends without a click.
     const ProcessOutput again =
         session->run(program, {"record", "fullscreen", "--duration", "2", "--no-audio"}, {.timeout = 60s});
     ASSERT_FALSE(again.timedOut) << "the portal asked again";
-    EXPECT_NE(portalLog().substr(logged).find("Replacing 'restore_token' with portal-specific data"),
+    EXPECT_NE(sessionLog("portal").substr(logged).find("Replacing 'restore_token' with portal-specific data"),
               std::string::npos);
     if (again.exitCode == 0) {
         const QList<QImage> frames = movieFrames(QString::fromStdString(again.out).trimmed(), outputSize);

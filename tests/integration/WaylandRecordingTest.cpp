@@ -94,20 +94,6 @@ protected:
         });
     }
 
-    // The share of pixels further than `tolerance` from `colour` in some channel (movies are
-    // compressed, so colours come back close, not exact).
-    static double shareNotOf(const QImage& image, QRgb colour, int tolerance = 12) {
-        qint64 wrong = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x) {
-                const QRgb p = image.pixel(x, y);
-                wrong += std::abs(qRed(p) - qRed(colour)) > tolerance ||
-                         std::abs(qGreen(p) - qGreen(colour)) > tolerance ||
-                         std::abs(qBlue(p) - qBlue(colour)) > tolerance;
-            }
-        return double(wrong) / std::max<qint64>(1, qint64(image.width()) * image.height());
-    }
-
     QString tokenFile() const {
         return QString::fromStdString(variable("XDG_DATA_HOME")) + "/Pictavia/ScreenCast.json";
     }

@@ -2,9 +2,15 @@
 
 #include "WaylandSession.h"
 
+#include <QFile>
 #include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
 
 namespace testsupport {
 
@@ -41,6 +47,45 @@ protected:
         EXPECT_EQ(shot.exitCode, 0) << shot.err;
         image.loadFromData(QByteArray::fromStdString(shot.out), "PPM");
         return image.convertToFormat(QImage::Format_RGB32);
+    }
+
+    // How many pixels are not exactly `colour`.
+    static int pixelsNotOf(const QImage& image, QRgb colour) {
+        int wrong = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                wrong += image.pixel(x, y) != colour;
+        return wrong;
+    }
+
+    // The share of pixels further than `tolerance` from `colour` in some channel (movies are
+    // compressed, so colours come back close, not exact).
+    static double shareNotOf(const QImage& image, QRgb colour, int tolerance = 12) {
+        qint64 wrong = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb p = image.pixel(x, y);
+                wrong += std::abs(qRed(p) - qRed(colour)) > tolerance ||
+                         std::abs(qGreen(p) - qGreen(colour)) > tolerance ||
+                         std::abs(qBlue(p) - qBlue(colour)) > tolerance;
+            }
+        return double(wrong) / std::max<qint64>(1, qint64(image.width()) * image.height());
+    }
+
+    // What one of the session's programs logged ("portal", "gnome-shell", ...).
+    std::string sessionLog(const std::string& name) const {
+        QFile log(QString::fromStdString(session->directory() + "/" + name + ".log"));
+        return log.open(QIODevice::ReadOnly) ? log.readAll().toStdString() : std::string();
+    }
+
+    // The screen-cast restore token Pictavia kept, empty where it kept none.
+    QString savedRestoreToken() const {
+        std::string dataHome;
+        for (const auto& [key, value] : session->environment())
+            if (key == "XDG_DATA_HOME") dataHome = value;
+        QFile file(QString::fromStdString(dataHome) + "/Pictavia/ScreenCast.json");
+        if (!file.open(QIODevice::ReadOnly)) return {};
+        return QJsonDocument::fromJson(file.readAll()).object().value("screenCastRestoreToken").toString();
     }
 
     // How many pixels differ; more than there are where the sizes differ.
