@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -172,6 +173,15 @@ TEST_F(WaylandGnomeTest, TheFirstScreenshotIsAllowedOnceAndEveryOneHasTheKnownPi
          "/org/freedesktop/impl/portal/PermissionStore", "org.freedesktop.impl.portal.PermissionStore.Lookup",
          "string:screenshot", "string:screenshot"});
     EXPECT_NE(stored.out.find("\"yes\""), std::string::npos) << stored.out << stored.err;
+
+    // The virtual monitor is the one display, by its connector's name.
+    const ProcessOutput listing = session->run(program, {"displays", "--json"});
+    ASSERT_EQ(listing.exitCode, 0) << listing.err;
+    const QJsonArray displays = QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array();
+    ASSERT_EQ(displays.size(), 1) << listing.out;
+    EXPECT_EQ(displays[0]["name"].toString().toStdString(), session->outputNames().front());
+    EXPECT_EQ(displays[0]["frame"]["width"].toInt(), 640) << listing.out;
+    EXPECT_EQ(displays[0]["scale"].toDouble(), 1.0);
 
     // An area is cut from the same picture.
     const ProcessOutput area = session->run(program, {"capture", "area", "--rect", "10,20,100,50"});

@@ -85,6 +85,7 @@ TEST_F(WaylandKdeTest, TheOutputIsListedAndAScreenshotIsTheKnownPixelsOrOneSente
     ASSERT_EQ(listing.exitCode, 0) << listing.err;
     const QJsonArray displays = QJsonDocument::fromJson(QByteArray::fromStdString(listing.out)).array();
     ASSERT_EQ(displays.size(), 1) << listing.out;
+    EXPECT_EQ(displays[0]["name"].toString().toStdString(), session->outputNames().front());
     EXPECT_EQ(displays[0]["frame"]["width"].toInt(), outputSize.width()) << listing.out;
     EXPECT_EQ(displays[0]["frame"]["height"].toInt(), outputSize.height()) << listing.out;
 
