@@ -1,9 +1,11 @@
-// Presses keys on a GNOME (mutter) session as its keyboard would, through mutter's remote
-// desktop interface on the session bus: for tests that answer a dialog of the desktop's own.
+// Presses keys and clicks on a GNOME (mutter) session as its keyboard and pointer would, through
+// mutter's remote desktop interface on the session bus: for tests that answer a dialog of the
+// desktop's own.
 //
-//   mutter_keys KEYSYM...      e.g. mutter_keys 0xff0d   (Return)
+//   mutter_keys KEYSYM...           e.g. mutter_keys 0xff09 0xff0d   (Tab, Return)
+//   mutter_keys --click DX,DY       a left click DX,DY pixels from the output's bottom-right corner
 //
-// Each key goes down and up in turn. The remote desktop session lives as long as this
+// Each key goes down and up in turn, after the click. The remote desktop session lives as long as this
 // program's bus connection, so it is made, used and stopped here in one run. Exits 1 with
 // one sentence on stderr where mutter does not answer.
 
