@@ -10,6 +10,7 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/wayland/ScreenCastStill.h"
 #include "platform/wayland/WaylandFrameStream.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/wayland/WlClipboard.h"
@@ -55,7 +56,11 @@ Result<bool> install(Presentation presentation) {
         services.toasts = std::make_unique<platform::qt::StderrToasts>();
         services.namePrompt = std::make_unique<platform::qt::TerminalNamePrompt>();
     }
-    auto screen = wayland ? platform::wayland::connect() : platform::x11::connect();
+    // Stills through the screen-cast portal use the recordings' streams, made below.
+    const auto screenCastStill = [](const QRect& pixels) {
+        return platform::wayland::screenCastStill(*platform::services().frameStreams, pixels);
+    };
+    auto screen = wayland ? platform::wayland::connect(screenCastStill) : platform::x11::connect();
     if (!screen) {
         platform::install(std::move(services));
         return screen.error();

@@ -222,6 +222,21 @@ TEST_F(WaylandGnomeTest, ARecordingIsSharedOnceAndTheRestoreTokenSkipsTheQuestio
     ASSERT_FALSE(frames.isEmpty());
     for (const qsizetype i : {qsizetype(0), frames.size() / 2, frames.size() - 1})
         EXPECT_LT(shareNotOf(frames[i], known), 0.01) << "frame " << i;
+
+    // A still taken from the shared screen, as on desktops that ask before every screenshot:
+    // the kept answer again, and the known pixels exactly.
+    const std::size_t beforeStill = sessionLog("portal").size();
+    const ProcessOutput still =
+        session->run("sh", {"-c", "PICTAVIA_STILLS_FROM_SCREENCAST=1 exec \"$0\" \"$@\"", program, "capture",
+                            "area", "--rect", "10,20,100,50"});
+    ASSERT_EQ(still.exitCode, 0) << still.err;
+    EXPECT_EQ(still.err, "");
+    EXPECT_NE(
+        sessionLog("portal").substr(beforeStill).find("Replacing 'restore_token' with portal-specific data"),
+        std::string::npos);
+    const QImage cut(QString::fromStdString(still.out).trimmed());
+    EXPECT_EQ(cut.size(), QSize(100, 50));
+    EXPECT_EQ(pixelsNotOf(cut, known), 0);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "common/Log.h"
 #include "platform/wayland/ForeignToplevels.h"
 #include "platform/wayland/PortalScreenshot.h"
+#include "platform/wayland/ScreenCastStill.h"
 #include "platform/wayland/SwayIpc.h"
 #include "platform/wayland/SwayTree.h"
 #include "platform/wayland/WaylandLayout.h"
@@ -14,6 +15,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <sys/socket.h>
@@ -26,6 +28,9 @@ namespace {
 
 class WaylandScreenBackend final : public ScreenBackend {
 public:
+    explicit WaylandScreenBackend(ScreenCastStill screenCastStill)
+        : m_screenCastStill(std::move(screenCastStill)) {}
+
     QList<DisplayInfo> displays() override { return layout().displays(); }
 
     Result<QImage> grabArea(const QRect& rect) override {
@@ -34,6 +39,7 @@ public:
         if (rect.isEmpty() || !index) return Error{QStringLiteral("That area is off screen")};
         const DisplayInfo& display = current.displays()[*index];
         if (auto copied = screencopy(display, rect.translated(-display.geometry.topLeft()))) return *copied;
+        if (auto cast = screenCast(rect)) return *cast;
         Result<QImage> picture = takePortalScreenshot();
         if (!picture) return picture.error();
         const QRectF source = current.pictureSource(*index, rect, current.pictureScale(picture->width()));
@@ -148,6 +154,18 @@ private:
         return std::nullopt;
     }
 
+    // The area from the screen-cast portal where stills go there; nullopt sends the grab to the
+    // screenshot portal. Why the screen cast could not give it is logged once.
+    std::optional<QImage> screenCast(const QRect& rect) {
+        if (!m_screenCastStill || !stillsFromScreenCast()) return std::nullopt;
+        Result<QImage> still = m_screenCastStill(rect);
+        if (still) return std::move(still).value();
+        if (!m_screenCastFailureLogged.exchange(true))
+            qCWarning(lcPictavia).noquote()
+                << still.error().message << "Captures go through the desktop's screenshot portal instead.";
+        return std::nullopt;
+    }
+
     // wlroots' screencopy, connected at the first use; null where it cannot be used.
     WlrScreencopy* screencopier() {
         const QMutexLocker lock(&m_screencopyMutex);
@@ -212,6 +230,8 @@ private:
         return WaylandLayout(outputs);
     }
 
+    const ScreenCastStill m_screenCastStill;
+    std::atomic<bool> m_screenCastFailureLogged = false;
     QMutex m_mutex;
     QList<Output> m_outputs;
     // Grabs take turns inside WlrScreencopy; this guards only its making.
@@ -268,9 +288,9 @@ Result<bool> checkCompositor() {
     return true;
 }
 
-Result<std::unique_ptr<ScreenBackend>> connect() {
+Result<std::unique_ptr<ScreenBackend>> connect(ScreenCastStill screenCastStill) {
     if (const auto reached = checkCompositor(); !reached) return reached.error();
-    return std::unique_ptr<ScreenBackend>(std::make_unique<WaylandScreenBackend>());
+    return std::unique_ptr<ScreenBackend>(std::make_unique<WaylandScreenBackend>(std::move(screenCastStill)));
 }
 
 } // namespace platform::wayland

@@ -3,6 +3,10 @@
 #include "common/Result.h"
 #include "platform/ScreenBackend.h"
 
+#include <QImage>
+#include <QRect>
+
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,7 +26,12 @@ Result<bool> checkCompositor();
 // screenshot while it is shown whole. Other wlroots compositors list their windows by title and app id
 // only (the foreign toplevel protocol), numbered in their order, without places. Elsewhere the list is
 // empty; window grabs are refused with the sentence windowsUnavailable() gives wherever places are unknown.
-Result<std::unique_ptr<ScreenBackend>> connect();
+//
+// `screenCastStill`, where given, takes a picture of an area through the desktop's screen-cast
+// portal: still captures go there first on desktops whose screenshot portal asks every time
+// (see stillsFromScreenCast()), so that the user answers once.
+using ScreenCastStill = std::function<Result<QImage>(const QRect& pixels)>;
+Result<std::unique_ptr<ScreenBackend>> connect(ScreenCastStill screenCastStill = {});
 
 // Why this session's compositor cannot list or capture windows, or nullopt where it can.
 enum class WindowFlow { list, capture };
