@@ -60,6 +60,16 @@ protected:
         EXPECT_EQ(clicked.exitCode, 0) << clicked.err;
     }
 
+    // Answers the portal's "Screen Sharing" window, centred: this output's card right of the
+    // "New Virtual Output" one, and "Share" at the bottom, where KWin places them on 1280×720.
+    void shareThisOutput() {
+        const QPoint centre(outputSize.width() / 2, outputSize.height() / 2);
+        ASSERT_TRUE(waitUntil([&] { return screen().pixel(centre) != known; }, 60s))
+            << "no question was asked";
+        click(centre + QPoint(127, -30));
+        click(centre + QPoint(139, 247));
+    }
+
     // A failure as Pictavia must fail: exit 1, nothing on stdout, one sentence on stderr as
     // its last line (a recording's notices may come before it).
     static void expectOneSentence(const ProcessOutput& out) {
@@ -89,7 +99,15 @@ TEST_F(WaylandKdeTest, TheOutputIsListedAndAScreenshotIsTheKnownPixelsOrOneSente
     EXPECT_EQ(displays[0]["frame"]["width"].toInt(), outputSize.width()) << listing.out;
     EXPECT_EQ(displays[0]["frame"]["height"].toInt(), outputSize.height()) << listing.out;
 
-    const ProcessOutput shot = session->run(program, {"capture", "fullscreen"});
+    // KDE's screenshot portal asks before every screenshot: stills come from the shared screen,
+    // whose question is asked once.
+    auto first = std::async(std::launch::async, [&] {
+        return session->run(program, {"capture", "fullscreen"}, {.timeout = 100s});
+    });
+    shareThisOutput();
+    const ProcessOutput shot = first.get();
+    ASSERT_FALSE(shot.timedOut) << "the Screen Sharing window was not answered";
+    EXPECT_FALSE(savedRestoreToken().isEmpty());
     if (shot.exitCode == 0) {
         const QImage image(QString::fromStdString(shot.out).trimmed());
         ASSERT_EQ(image.size(), outputSize);
@@ -98,8 +116,9 @@ TEST_F(WaylandKdeTest, TheOutputIsListedAndAScreenshotIsTheKnownPixelsOrOneSente
     }
     // Never a black or empty picture: a sentence.
     expectOneSentence(shot);
-    GTEST_SKIP() << "xdg-desktop-portal-kde 5.27 takes a screenshot only through its \"Request screenshot\" "
-                    "dialog, which does not open in this session; Pictavia said: "
+    GTEST_SKIP() << "KWin 5.27 without a GPU sends the shared screen no frame, and xdg-desktop-portal-kde "
+                    "5.27's \"Request screenshot\" dialog, the way left, does not open in this session; "
+                    "Pictavia said: "
                  << shot.err;
 }
 
@@ -112,12 +131,7 @@ TEST_F(WaylandKdeTest, ARecordingIsSharedOnceAndTheRestoreTokenSkipsTheQuestion)
         return session->run(program, {"record", "fullscreen", "--duration", "2", "--no-audio"},
                             {.timeout = 100s});
     });
-    // The portal's "Screen Sharing" window, centred: this output's card right of the "New
-    // Virtual Output" one, and "Share" at the bottom, where KWin places them on 1280×720.
-    const QPoint centre(outputSize.width() / 2, outputSize.height() / 2);
-    ASSERT_TRUE(waitUntil([&] { return screen().pixel(centre) != known; }, 60s)) << "no question was asked";
-    click(centre + QPoint(127, -30));
-    click(centre + QPoint(139, 247));
+    shareThisOutput();
     const ProcessOutput answered = first.get();
     ASSERT_FALSE(answered.timedOut) << "the Screen Sharing window was not answered";
     EXPECT_FALSE(savedRestoreToken().isEmpty());

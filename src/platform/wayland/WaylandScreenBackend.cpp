@@ -155,14 +155,14 @@ private:
     }
 
     // The area from the screen-cast portal where stills go there; nullopt sends the grab to the
-    // screenshot portal. Why the screen cast could not give it is logged once.
+    // screenshot portal, whose own question the user then sees (so the reason is only a debug
+    // line: a failed capture says one sentence, the screenshot portal's).
     std::optional<QImage> screenCast(const QRect& rect) {
         if (!m_screenCastStill || !stillsFromScreenCast()) return std::nullopt;
         Result<QImage> still = m_screenCastStill(rect);
         if (still) return std::move(still).value();
-        if (!m_screenCastFailureLogged.exchange(true))
-            qCWarning(lcPictavia).noquote()
-                << still.error().message << "Captures go through the desktop's screenshot portal instead.";
+        qCDebug(lcPictavia).noquote()
+            << still.error().message << "The capture goes through the desktop's screenshot portal instead.";
         return std::nullopt;
     }
 
@@ -231,7 +231,6 @@ private:
     }
 
     const ScreenCastStill m_screenCastStill;
-    std::atomic<bool> m_screenCastFailureLogged = false;
     QMutex m_mutex;
     QList<Output> m_outputs;
     // Grabs take turns inside WlrScreencopy; this guards only its making.
