@@ -1,0 +1,103 @@
+#include "ui/OwnWindowsOutOfRecordings.h"
+
+#include "platform/Platform.h"
+#include "ui/FloatingChrome.h"
+#include "ui/PinWindow.h"
+#include "ui/QuickAccessOverlay.h"
+#include "ui/RecordedArea.h"
+#include "ui/ToastWindow.h"
+
+#include <QApplication>
+#include <QThread>
+
+namespace ui {
+
+namespace {
+
+// Runs `work` on the GUI thread and waits for it.
+template <typename Work> void onGui(Work work) {
+    if (QThread::currentThread() == QCoreApplication::instance()->thread())
+        work();
+    else
+        QMetaObject::invokeMethod(QCoreApplication::instance(), work, Qt::BlockingQueuedConnection);
+}
+
+// Where a recording's frames come from, in root pixels, as it is now: a window recording
+// follows its window.
+recordedArea::Area areaOf(const platform::FrameSource& source) {
+    if (source.rootRect) return [rect = *source.rootRect] { return std::optional<QRect>(rect); };
+    const uint32_t id = source.windowId.value_or(0);
+    return [id]() -> std::optional<QRect> {
+        auto& screen = platform::services().screen;
+        if (!screen) return std::nullopt;
+        for (const platform::WindowInfo& window : screen->windows())
+            if (window.id == id) return window.frame;
+        return std::nullopt;
+    };
+}
+
+// Takes those of our windows off the recorded area that do not belong in the picture; true
+// when one was there.
+bool keepOut() {
+    bool changed = false;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (!window->isVisible()) continue;
+        // A message up as the recording starts has said its piece: out of the picture, back
+        // after the recording if its time has not run out.
+        const bool toast = qobject_cast<ToastWindow*>(window);
+        const bool card = qobject_cast<QuickAccessOverlay*>(window);
+        const bool pin = qobject_cast<PinWindow*>(window);
+        if (!toast && !card && !pin) continue;
+        if (!recordedArea::covers(chrome::rootRect(window->screen(), window->frameGeometry()))) continue;
+        recordedArea::hold(window);
+        changed = true;
+    }
+    return changed;
+}
+
+class KeptOutStream final : public platform::FrameStream {
+public:
+    KeptOutStream(std::unique_ptr<platform::FrameStream> stream, const std::function<void()>& settled)
+        : m_stream(std::move(stream)), m_settled(settled) {}
+    ~KeptOutStream() override { stop(); }
+
+    Result<bool> start(const platform::FrameSource& source, const platform::FrameStreamSettings& settings,
+                       FrameHandler onFrame, ErrorHandler onError) override {
+        onGui([&] {
+            recordedArea::begin(areaOf(source));
+            m_begun = true;
+            if (keepOut() && m_settled) m_settled();
+        });
+        Result<bool> started = m_stream->start(source, settings, std::move(onFrame), std::move(onError));
+        if (!started) stop();
+        return started;
+    }
+
+    void stop() override {
+        m_stream->stop();
+        // At the program's end the windows are gone already.
+        if (!std::exchange(m_begun, false) || !QCoreApplication::instance()) return;
+        if (QThread::currentThread() == QCoreApplication::instance()->thread())
+            recordedArea::end();
+        else
+            QMetaObject::invokeMethod(QCoreApplication::instance(), [] { recordedArea::end(); });
+    }
+
+    int missedFrames() const override { return m_stream->missedFrames(); }
+
+private:
+    std::unique_ptr<platform::FrameStream> m_stream;
+    const std::function<void()>& m_settled;
+    bool m_begun = false;
+};
+
+} // namespace
+
+Result<std::unique_ptr<platform::FrameStream>> OwnWindowsOutOfRecordings::create() {
+    Result<std::unique_ptr<platform::FrameStream>> stream = m_streams->create();
+    if (!stream) return stream.error();
+    return std::unique_ptr<platform::FrameStream>(
+        std::make_unique<KeptOutStream>(std::move(stream).value(), m_settled));
+}
+
+} // namespace ui
