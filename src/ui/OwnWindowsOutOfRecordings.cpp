@@ -8,6 +8,8 @@
 #include "ui/ToastWindow.h"
 
 #include <QApplication>
+#include <QList>
+#include <QPointer>
 #include <QThread>
 
 namespace ui {
@@ -36,23 +38,33 @@ recordedArea::Area areaOf(const platform::FrameSource& source) {
     };
 }
 
-// Takes those of our windows off the recorded area that do not belong in the picture; true
-// when one was there.
-bool keepOut() {
+// Takes those of our windows off the recorded area that do not belong in the picture, the
+// toasts among them into `toasts`; true when one was there.
+bool keepOut(QList<QPointer<ToastWindow>>& toasts) {
     bool changed = false;
     for (QWidget* window : QApplication::topLevelWidgets()) {
         if (!window->isVisible()) continue;
-        // A message up as the recording starts has said its piece: out of the picture, back
-        // after the recording if its time has not run out.
-        const bool toast = qobject_cast<ToastWindow*>(window);
+        auto* toast = qobject_cast<ToastWindow*>(window);
         const bool card = qobject_cast<QuickAccessOverlay*>(window);
         const bool pin = qobject_cast<PinWindow*>(window);
         if (!toast && !card && !pin) continue;
         if (!recordedArea::covers(chrome::rootRect(window->screen(), window->frameGeometry()))) continue;
         recordedArea::hold(window);
+        if (toast) toasts.append(toast);
         changed = true;
     }
     return changed;
+}
+
+// Messages that were up as the recording started come back beside it where there is room,
+// for what is left of their time: a window moved while it shows could still be copied at
+// its old place, a window shown anew is not.
+void showBeside(const QList<QPointer<ToastWindow>>& toasts) {
+    for (const QPointer<ToastWindow>& toast : toasts) {
+        if (!toast || !recordedArea::moveOutside(*toast)) continue;
+        recordedArea::letGo(toast);
+        toast->show();
+    }
 }
 
 class KeptOutStream final : public platform::FrameStream {
@@ -63,13 +75,18 @@ public:
 
     Result<bool> start(const platform::FrameSource& source, const platform::FrameStreamSettings& settings,
                        FrameHandler onFrame, ErrorHandler onError) override {
+        QList<QPointer<ToastWindow>> toasts;
         onGui([&] {
             recordedArea::begin(areaOf(source));
             m_begun = true;
-            if (keepOut() && m_settled) m_settled();
+            if (keepOut(toasts) && m_settled) m_settled();
         });
         Result<bool> started = m_stream->start(source, settings, std::move(onFrame), std::move(onError));
-        if (!started) stop();
+        if (!started) {
+            stop();
+            return started;
+        }
+        if (!toasts.isEmpty()) onGui([&] { showBeside(toasts); });
         return started;
     }
 
