@@ -2,7 +2,7 @@
 // shown: a pin and a quick access card over what is recorded are not in any frame and come
 // back once the recording ends; toasts shown meanwhile go beside the recorded area, to a display
 // the recording leaves out, or wait for its end; the recording controls go to that display
-// too. The running app gets its pin from an agent through pictavia-mcp, the card from a
+// too; a window recording's toast goes beside the window. The running app gets its pin from an agent through pictavia-mcp, the card from a
 // capture, and the toasts from the recording's start (the size of a scale-2 recording, the
 // clicks that cannot be watched) and from a command that cannot be done.
 
@@ -15,6 +15,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <gtest/gtest.h>
 
@@ -241,6 +244,55 @@ TEST_F(WaylandOwnWindowsTest, AToastGoesBesideTheRecordedAreaOrWaitsForTheRecord
     const ProcessOutput wholeDone = whole.get();
     ASSERT_NE(wholeDone.out.find("\"result\""), std::string::npos) << wholeDone.out << wholeDone.err << log();
     expectBareFrames(newMovie({QFileInfo(first).fileName()}), QSize(1280, 720));
+}
+
+// The toast that tells the size of a recording on a scale-2 output, where it would cover the
+// window recorded: it goes beside the window, and no frame holds it.
+TEST_F(WaylandOwnWindowsTest, AWindowRecordingsToastGoesBesideTheWindow) {
+    if (!startSession({{1280, 720, 2.0}}, false)) return;
+    // In the top-left corner, where the toasts of a pointer Qt has not seen show.
+    const ProcessOutput rule = session->run("swaymsg", {"for_window [app_id=\"^probe\"] floating enable"});
+    ASSERT_EQ(rule.exitCode, 0) << rule.out << rule.err;
+    startApp();
+    const std::string output = session->outputNames().front();
+    session->startProcess(
+        session->reachable(TEST_WINDOW_BIN),
+        {"--title", "Filmed", "--class", "probe", "--pattern", "#cc3344", "--size", "300x200"},
+        {{"QT_QPA_PLATFORM", "wayland"}});
+    std::string id;
+    ASSERT_TRUE(waitUntil(
+        [&] { return session->run("swaymsg", {"[app_id=\"^probe\"] move position 0 0"}).exitCode == 0; }));
+    ASSERT_TRUE(waitUntil([&] {
+        const ProcessOutput out = session->run(program, {"windows", "--json"});
+        for (const QJsonValue& each : QJsonDocument::fromJson(QByteArray::fromStdString(out.out)).array())
+            if (each["title"].toString() == u"Filmed") id = std::to_string(each["id"].toInteger());
+        return !id.empty() && grim(output).pixel(100, 100) == qRgb(0xcc, 0x33, 0x44);
+    })) << "the window did not show";
+
+    // The window's border is dark too.
+    const QRect below(0, 400, 640, 200);
+    const int darkBefore = toastDark(grim(output), below);
+
+    auto recording = std::async(std::launch::async, [&] {
+        return agent("record_screen", R"({"target":"window","window_id":)" + id + R"(,"duration_seconds":3})",
+                     7);
+    });
+    ASSERT_TRUE(waitUntil([&] { return log().find("Recording 600×400 at 10 fps") != std::string::npos; }))
+        << log();
+    // Below the window.
+    EXPECT_TRUE(waitUntil([&] { return toastDark(grim(output), below) > darkBefore + 2000; }))
+        << "no toast below the window";
+    const ProcessOutput done = recording.get();
+    ASSERT_NE(done.out.find("\"result\""), std::string::npos) << done.out << done.err << log();
+    const QString movie = newMovie();
+    ASSERT_FALSE(movie.isEmpty()) << log();
+    const QList<QImage> frames = movieFrames(movie, QSize(600, 400));
+    ASSERT_GT(frames.size(), 10);
+    for (qsizetype i = 0; i < frames.size(); ++i) {
+        const int wrong = toastDark(frames[i], frames[i].rect());
+        EXPECT_EQ(wrong, 0) << "frame " << i << " of " << frames.size() << " holds the toast";
+        if (wrong != 0) break;
+    }
 }
 
 } // namespace
