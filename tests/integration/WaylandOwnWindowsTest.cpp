@@ -2,9 +2,9 @@
 // shown: a pin and a quick access card over what is recorded are not in any frame and come
 // back once the recording ends; toasts shown meanwhile go beside the recorded area, to a display
 // the recording leaves out, or wait for its end; the recording controls go to that display
-// too; a window recording's toast goes beside the window. The running app gets its pin from an agent through pictavia-mcp, the card from a
-// capture, and the toasts from the recording's start (the size of a scale-2 recording, the
-// clicks that cannot be watched) and from a command that cannot be done.
+// too; a window recording's toast goes beside the window. The running app gets its pin from an agent through
+// pictavia-mcp, the card from a capture, and the toasts from the recording's start (the size of a scale-2
+// recording, the clicks that cannot be watched) and from a command that cannot be done.
 
 #include "MovieFrames.h"
 #include "WaitUntil.h"
