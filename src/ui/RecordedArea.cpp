@@ -64,8 +64,9 @@ bool covers(const QRect& root) {
     if (!state()) return false;
     // Where the compositor places our windows, any of them may land on the recorded area.
     if (placement::byCompositor()) return true;
+    // A recorded window the compositor does not place for us (KDE lists none) may be anywhere.
     const std::optional<QRect> area = state()->area();
-    return area && area->intersects(root);
+    return !area || area->intersects(root);
 }
 
 bool moveOutside(QWidget& window) {

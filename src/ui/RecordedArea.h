@@ -24,12 +24,13 @@ class QWidget;
 // - our ordinary windows (editors, the main window) stay: the user arranges them like any
 //   program's, and on a tiling desktop hiding one would rearrange the very windows recorded.
 // Where the compositor places our windows itself (Wayland without the layer shell) none of
-// them can be kept to a place, so every toast waits and every card and pin hides.
+// them can be kept to a place, and where it does not tell where a recorded window is (KDE)
+// no place is known to be clear: there every toast waits and every card and pin hides.
 //
 // GUI thread only.
 namespace ui::recordedArea {
 
-// Root pixels; none while the recorded window is not known.
+// Root pixels; none where the recorded window's place is not known, which then may be anywhere.
 using Area = std::function<std::optional<QRect>()>;
 
 // A recording of `area` begins; its first frame follows once the windows are out of the way.
