@@ -62,25 +62,7 @@ protected:
             << "something of the app stays";
     }
 
-    std::string log() const {
-        QFile file(QString::fromStdString(session->directory() + "/app.log"));
-        return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
-    }
-
-    // Pixels of `image` (within `part`, if given) that are not the background, with the
-    // tolerance a compressed movie needs.
-    static int notBackground(const QImage& image, QRect part = {}) {
-        if (part.isEmpty()) part = image.rect();
-        int count = 0;
-        for (int y = part.top(); y <= part.bottom(); ++y)
-            for (int x = part.left(); x <= part.right(); ++x) {
-                const QRgb p = image.pixel(x, y);
-                count += std::abs(qRed(p) - qRed(background)) > 12 ||
-                         std::abs(qGreen(p) - qGreen(background)) > 12 ||
-                         std::abs(qBlue(p) - qBlue(background)) > 12;
-            }
-        return count;
-    }
+    std::string log() const { return sessionLog("app"); }
 
     // Pixels of `part` of `image` dark as a toast: none of our other windows is.
     static int toastDark(const QImage& image, QRect part) {
@@ -95,7 +77,7 @@ protected:
 
     bool bare() {
         for (const std::string& output : session->outputNames())
-            if (notBackground(grim(output)) != 0) return false;
+            if (pixelsNotOf(grim(output), background) != 0) return false;
         return true;
     }
 
@@ -138,7 +120,7 @@ protected:
             const QPoint middle(shot.width() / 2, shot.height() / 2);
             const QRect corner(shot.width() - shot.width() / 4, shot.height() - shot.height() / 4,
                                shot.width() / 4, shot.height() / 4);
-            return shot.pixel(middle) == pinned && notBackground(shot, corner) > 1000;
+            return shot.pixel(middle) == pinned && shareNotOf(shot.copy(corner), background) > 0.01;
         });
     }
 
@@ -163,9 +145,9 @@ protected:
         const QList<QImage> frames = movieFrames(movie, size);
         ASSERT_GT(frames.size(), 10);
         for (qsizetype i = 0; i < frames.size(); ++i) {
-            const int shown = notBackground(frames[i]);
-            EXPECT_EQ(shown, 0) << "frame " << i << " of " << frames.size() << " holds " << shown
-                                << " pixels of ours";
+            const double shown = shareNotOf(frames[i], background);
+            EXPECT_EQ(shown, 0.0) << "frame " << i << " of " << frames.size() << " is " << shown * 100
+                                  << "% ours";
             if (shown != 0) {
                 frames[i].save(QString::fromStdString(session->directory()) + "/frame.png");
                 break;
