@@ -12,6 +12,8 @@
 #include <QPointer>
 #include <QThread>
 
+#include <optional>
+
 namespace ui {
 
 namespace {
@@ -77,8 +79,7 @@ public:
                        FrameHandler onFrame, ErrorHandler onError) override {
         QList<QPointer<ToastWindow>> toasts;
         onGui([&] {
-            recordedArea::begin(areaOf(source));
-            m_begun = true;
+            m_recording = recordedArea::begin(areaOf(source));
             if (keepOut(toasts) && m_settled) m_settled();
         });
         Result<bool> started = m_stream->start(source, settings, std::move(onFrame), std::move(onError));
@@ -93,11 +94,13 @@ public:
     void stop() override {
         m_stream->stop();
         // At the program's end the windows are gone already.
-        if (!std::exchange(m_begun, false) || !QCoreApplication::instance()) return;
+        const std::optional<int> recording = std::exchange(m_recording, std::nullopt);
+        if (!recording || !QCoreApplication::instance()) return;
         if (QThread::currentThread() == QCoreApplication::instance()->thread())
-            recordedArea::end();
+            recordedArea::end(*recording);
         else
-            QMetaObject::invokeMethod(QCoreApplication::instance(), [] { recordedArea::end(); });
+            QMetaObject::invokeMethod(QCoreApplication::instance(),
+                                      [recording] { recordedArea::end(*recording); });
     }
 
     int missedFrames() const override { return m_stream->missedFrames(); }
@@ -105,7 +108,7 @@ public:
 private:
     std::unique_ptr<platform::FrameStream> m_stream;
     const std::function<void()>& m_settled;
-    bool m_begun = false;
+    std::optional<int> m_recording; // while it keeps our windows out
 };
 
 } // namespace

@@ -20,10 +20,12 @@ namespace ui::recordedArea {
 namespace {
 
 struct State {
-    Area area;
+    QList<std::pair<int, Area>> areas; // by the number begin() gave
     QList<QPointer<QWidget>> held;
     QList<std::function<void()>> afterwards;
 };
+
+int lastNumber = 0;
 
 std::optional<State>& state() {
     static std::optional<State> s;
@@ -43,12 +45,16 @@ QRect controlsOn(const QScreen* screen) {
 
 } // namespace
 
-void begin(Area area) {
-    state() = State{std::move(area), {}, {}};
+int begin(Area area) {
+    if (!state()) state().emplace();
+    state()->areas.append({++lastNumber, std::move(area)});
+    return lastNumber;
 }
 
-void end() {
+void end(int recording) {
     if (!state()) return;
+    state()->areas.removeIf([recording](const auto& entry) { return entry.first == recording; });
+    if (!state()->areas.isEmpty()) return;
     State ended = std::exchange(state(), std::nullopt).value();
     for (const QPointer<QWidget>& window : std::as_const(ended.held))
         if (window && !window->isVisible()) window->show();
@@ -65,8 +71,10 @@ bool covers(const QRect& root) {
     // Where the compositor places our windows, any of them may land on the recorded area.
     if (placement::byCompositor()) return true;
     // A recorded window the compositor does not place for us (KDE lists none) may be anywhere.
-    const std::optional<QRect> area = state()->area();
-    return !area || area->intersects(root);
+    return std::any_of(state()->areas.begin(), state()->areas.end(), [&root](const auto& entry) {
+        const std::optional<QRect> area = entry.second();
+        return !area || area->intersects(root);
+    });
 }
 
 bool moveOutside(QWidget& window) {
@@ -75,14 +83,20 @@ bool moveOutside(QWidget& window) {
     if (!own) own = window.screen();
     if (!covers(chrome::rootRect(own, logical))) return true;
     if (placement::byCompositor()) return false;
-    const std::optional<QRect> area = state()->area();
-    if (!area) return false;
+    QList<QRect> areas;
+    for (const auto& entry : std::as_const(state()->areas)) {
+        const std::optional<QRect> area = entry.second();
+        if (!area) return false;
+        areas.append(*area);
+    }
     QList<QScreen*> screens = QGuiApplication::screens();
     // Its own display first: nearest to where the user looks.
     if (screens.removeOne(own)) screens.prepend(own);
     for (QScreen* screen : std::as_const(screens)) {
         const QRect room = screen->availableGeometry();
-        const QRect recorded = chrome::logicalRect(screen, *area).toAlignedRect() & screen->geometry();
+        QRect recorded;
+        for (const QRect& area : std::as_const(areas))
+            recorded |= chrome::logicalRect(screen, area).toAlignedRect() & screen->geometry();
         QRect place;
         if (recorded.isEmpty()) {
             // A display the recording does not reach: as near to the wanted place as it allows.

@@ -34,9 +34,12 @@ namespace ui::recordedArea {
 using Area = std::function<std::optional<QRect>()>;
 
 // A recording of `area` begins; its first frame follows once the windows are out of the way.
-void begin(Area area);
-// The recording has ended: the held windows come back, then `afterwards` work runs.
-void end();
+// Streams may overlap (a still taken through the screen-cast portal while a recording runs):
+// each begin() returns the number its end() takes.
+int begin(Area area);
+// That recording has ended. After the last, the held windows come back, then the `afterwards`
+// work runs.
+void end(int recording);
 bool active();
 
 // Whether a window of ours at `root` (root pixels) would be in the recorded picture.
