@@ -29,12 +29,14 @@
 #include "platform/Platform.h"
 #include "platform/wayland/LayerShell.h"
 #include "platform/wayland/PortalGlobalShortcuts.h"
+#include "platform/wayland/QtWaylandSync.h"
 #include "platform/x11/X11DesktopCover.h"
 #include "platform/x11/X11GlobalHotkeys.h"
 #include "recording/ScreenRecorder.h"
 #include "ui/AppIcon.h"
 #include "ui/DesktopSurfaces.h"
 #include "ui/OwnWindowsOffScreen.h"
+#include "ui/OwnWindowsOutOfRecordings.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessOverlay.h"
 #include "ui/RecordingOverlayWindows.h"
@@ -119,6 +121,10 @@ void installPlatformExtras() {
                          "pictavia: This desktop lets no program bind global shortcuts: bind \"pictavia "
                          "pictavia://capture-area\" and the like in its keyboard settings (Settings, "
                          "Keyboard Shortcuts shows each command)\n");
+        // The compositor copies the screen as it is shown: our windows keep off what is recorded.
+        if (auto& streams = platform::services().frameStreams)
+            extras.frameStreams = std::make_unique<ui::OwnWindowsOutOfRecordings>(
+                std::move(streams), &platform::wayland::syncQtWindows);
     } else if (auto hotkeys = platform::x11::connectHotkeys()) {
         extras.hotkeys = std::move(hotkeys).value();
     } else {

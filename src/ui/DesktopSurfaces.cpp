@@ -1,12 +1,14 @@
 #include "ui/DesktopSurfaces.h"
 
 #include "app/FloatingLayout.h"
+#include "platform/Platform.h"
 #include "ui/AreaSelectionOverlay.h"
 #include "ui/CountdownWindow.h"
 #include "ui/PinWindow.h"
 #include "ui/RecorderHUDPanel.h"
 #include "ui/ScrollingCapturePanel.h"
 #include "ui/WindowPickerOverlay.h"
+#include "ui/WindowPlacement.h"
 
 #include <QPointer>
 
@@ -52,8 +54,19 @@ std::unique_ptr<RecorderHUD> DesktopSurfaces::makeRecorderHUD(ScreenRecorder& re
     auto* panel =
         new RecorderHUDPanel(std::make_unique<RecorderHUDModel>(recorder, request.gif, request.restart));
     const QSize rootSize = (QSizeF(panel->sizeHint()) * request.display.scale).toSize();
-    panel->showAt(FloatingLayout::hud::place(request.recordedRootRect, request.display.geometry, rootSize,
-                                             request.display.scale));
+    QRect place = FloatingLayout::hud::place(request.recordedRootRect, request.display.geometry, rootSize,
+                                             request.display.scale);
+    // A Wayland recording copies the screen as shown: a panel with no room beside what is
+    // recorded goes to the foot of a display the recording leaves out, where there is one.
+    // Without one it stays where it is: the controls matter more than a clean corner.
+    if (placement::onWayland() && place.intersects(request.recordedRootRect) && platform::services().screen)
+        for (const platform::DisplayInfo& other : platform::services().screen->displays()) {
+            if (other.geometry.intersects(request.recordedRootRect)) continue;
+            const QSize size = (QSizeF(panel->sizeHint()) * other.scale).toSize();
+            place = FloatingLayout::hud::place(other.geometry, other.geometry, size, other.scale);
+            break;
+        }
+    panel->showAt(place);
     return std::make_unique<RecorderHUDWindow>(panel);
 }
 

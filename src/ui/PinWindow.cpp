@@ -4,6 +4,7 @@
 #include "app/QuickActions.h"
 #include "capture/FileNamer.h"
 #include "capture/SaveFolder.h"
+#include "ui/RecordedArea.h"
 #include "ui/WindowPlacement.h"
 
 #include <QCloseEvent>
@@ -57,6 +58,11 @@ PinWindow* PinWindow::show(const QImage& image, double scale, const QRect& nearR
                                    screen ? QRectF(screen->availableGeometry()) : QRectF());
     pin->m_zoom = placement.zoom;
     pin->place(placement.rect);
+    // Out of a running recording's picture: it shows when the recording ends.
+    if (recordedArea::covers(chrome::rootRect(screen, pin->frameGeometry()))) {
+        recordedArea::hold(pin);
+        return pin;
+    }
     pin->QWidget::show();
     pin->raise();
     pin->activateWindow();

@@ -4,6 +4,7 @@
 #include "capture/ScreenCaptureService.h"
 #include "ui/PinWindow.h"
 #include "ui/QuickAccessCard.h"
+#include "ui/RecordedArea.h"
 #include "ui/WindowPlacement.h"
 
 #include <QCursor>
@@ -147,6 +148,7 @@ QuickAccessOverlay::QuickAccessOverlay(QScreen* screen)
 void QuickAccessOverlay::arrange(const QList<std::pair<QuickAccessCard*, QPointF>>& cards) {
     m_cards.clear();
     if (cards.isEmpty()) {
+        recordedArea::letGo(this);
         hide();
         m_behind.release();
         return;
@@ -177,6 +179,10 @@ void QuickAccessOverlay::arrange(const QList<std::pair<QuickAccessCard*, QPointF
         shape += QRegion(close.toAlignedRect(), QRegion::Ellipse);
     }
     setMask(shape);
+    // Out of a running recording's picture: the cards show when it ends.
+    if (recordedArea::holds(this)) return;
+    if (!isVisible() && recordedArea::covers(chrome::rootRect(screen(), window)))
+        return recordedArea::hold(this);
     if (!isVisible()) show();
     bringToFront();
 }

@@ -1,4 +1,5 @@
 #include "ui/ToastWindow.h"
+#include "ui/RecordedArea.h"
 #include "ui/WindowPlacement.h"
 
 #include <QCursor>
@@ -74,9 +75,29 @@ void ToastWindow::paintEvent(QPaintEvent*) {
 void WindowToasts::show(const QString& text, double seconds) {
     // Also on stderr, for the session's log and for scripts that started us.
     std::fprintf(stderr, "pictavia: %s\n", qPrintable(text));
+    present(text, seconds);
+}
+
+void WindowToasts::present(const QString& text, double seconds) {
     if (m_current) m_current->close();
     m_current = new ToastWindow(text, seconds);
+    if (recordedArea::active() && !recordedArea::moveOutside(*m_current)) {
+        m_current->close();
+        m_waiting.append({text, seconds});
+        if (m_waiting.size() == 1) recordedArea::afterwards([this] { presentWaiting(); });
+        return;
+    }
     m_current->show();
+}
+
+void WindowToasts::presentWaiting() {
+    if (m_waiting.isEmpty()) return;
+    // Another recording began meanwhile: they wait for its end too.
+    if (recordedArea::active()) return recordedArea::afterwards([this] { presentWaiting(); });
+    const auto [text, seconds] = m_waiting.takeFirst();
+    present(text, seconds);
+    if (!m_waiting.isEmpty())
+        QTimer::singleShot(static_cast<int>(seconds * 1000), [this] { presentWaiting(); });
 }
 
 void WindowToasts::dismiss() {
