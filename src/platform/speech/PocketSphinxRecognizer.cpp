@@ -146,8 +146,8 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
                 std::lrint(std::clamp(samples[size_t(stretch.begin) + i] * gain, -1.0f, 1.0f) * 32767.0f));
         return pcm;
     };
-    if (progress && !progress(0))
-        return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+    const Error cancelled = failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+    if (progress && !progress(0)) return cancelled;
 
     // With adaptation the work is a first decoding, the adaptation to the speaker and a second
     // decoding with the adapted model, which take about 45, 10 and 45 % of the time.
@@ -159,17 +159,16 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
     Decoding first = decode(args, stretches, pcmOf, rate, part(0, adapting ? 0.45 : 1.0));
     if (first.outcome == Decoding::Unloadable) return unloadable;
     if (first.outcome == Decoding::Broken) return failure(QStringLiteral("Speech recognition failed."));
-    if (first.outcome == Decoding::Cancelled)
-        return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+    if (first.outcome == Decoding::Cancelled) return cancelled;
 
     // Adaptation that fails for any reason but cancelling leaves the first decoding's words.
     const Decoding* result = &first;
     Decoding second;
     if (adapting) {
-        bool cancelled = false;
+        bool stopped = false;
         const auto keepGoing = [&] {
-            if (progress && !progress(0.45)) cancelled = true;
-            return !cancelled;
+            if (progress && !progress(0.45)) stopped = true;
+            return !stopped;
         };
         QTemporaryDir work(QDir::tempPath() + QStringLiteral("/pictavia-speaker-XXXXXX"));
         std::vector<AdaptationUtterance> utterances(stretches.size());
@@ -180,15 +179,13 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
         const auto transform = work.isValid()
                                    ? SpeakerAdaptation::estimate(*model, utterances, work.path(), keepGoing)
                                    : Result<QString>(failure(QStringLiteral("No temporary folder.")));
-        if (cancelled) return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+        if (stopped) return cancelled;
         if (transform) {
-            if (progress && !progress(0.55))
-                return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+            if (progress && !progress(0.55)) return cancelled;
             QByteArrayList adapted = args;
             setOption(adapted, "-mllr", QFile::encodeName(*transform));
             second = decode(adapted, stretches, pcmOf, rate, part(0.55, 1.0));
-            if (second.outcome == Decoding::Cancelled)
-                return failure(QStringLiteral("Speech recognition was cancelled."), Cancelled);
+            if (second.outcome == Decoding::Cancelled) return cancelled;
             if (second.outcome == Decoding::Done) result = &second;
         }
     }
