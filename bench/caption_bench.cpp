@@ -1,6 +1,9 @@
 // Runs Pictavia's speech recogniser on sound files, for bench/captions.sh:
-//   caption_bench [--clean] [--segments NAME=VALUE]... [-OPTION VALUE]... FILE...
-// --clean first takes the noise out with the voice cleaner; --segments changes how the sound
+//   caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]...
+//                 [-OPTION VALUE]... FILE...
+// --clean first takes the noise out with the voice cleaner; --no-adapt keeps the first
+// decoding (no adaptation to the speaker); --adapt-posterior adapts only to the words heard
+// with at least that posterior probability; --segments changes how the sound
 // is split into utterances (pause, padding, rise, share, shortest, longest); -OPTION VALUE pairs
 // go to PocketSphinx after Pictavia's own. Prints one line per file: the file, the seconds of
 // sound, the seconds recognition took on the clock (reading and cleaning included) and the
@@ -56,6 +59,10 @@ int main(int argc, char** argv) {
     for (qsizetype i = 0; i < args.size(); ++i) {
         if (args[i] == QLatin1String("--clean")) {
             clean = true;
+        } else if (args[i] == QLatin1String("--no-adapt")) {
+            tuning.adaptToSpeaker = false;
+        } else if (args[i] == QLatin1String("--adapt-posterior") && i + 1 < args.size()) {
+            tuning.adaptationPosterior = args[++i].toFloat();
         } else if (args[i] == QLatin1String("--segments") && i + 1 < args.size()) {
             if (!setSegments(tuning.segments, args[++i])) {
                 std::fprintf(stderr, "caption_bench: unknown segment setting %s\n", qPrintable(args[i]));
@@ -70,7 +77,9 @@ int main(int argc, char** argv) {
     }
     if (files.isEmpty()) {
         std::fprintf(
-            stderr, "usage: caption_bench [--clean] [--segments NAME=VALUE]... [-OPTION VALUE]... FILE...\n");
+            stderr,
+            "usage: caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]... "
+            "[-OPTION VALUE]... FILE...\n");
         return 2;
     }
     platform::Services services;

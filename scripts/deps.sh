@@ -41,8 +41,10 @@ packages=(
   libimagequant-dev libgif-dev
   # recording sound from the PulseAudio (or PipeWire) server
   libpulse-dev
-  # captions: speech recognised on this machine, with the US English model
-  libpocketsphinx-dev pocketsphinx-en-us
+  # captions: speech recognised on this machine, with the US English model; the model adapted
+  # to each recording's speaker with the trainer's tools (bw, mllr_solve; sphinx_fe) and
+  # pocketsphinx_mdef_convert
+  libpocketsphinx-dev pocketsphinx-en-us sphinxtrain sphinxbase-utils pocketsphinx
   # tests: reading the Codex configuration the agent installer writes
   libtomlplusplus-dev
   # tests: a real X server, a window manager and a pointer driver

@@ -9,7 +9,8 @@ namespace platform::speech {
 
 // Speech recognition with PocketSphinx and the acoustic and language models Debian installs
 // under /usr/share/pocketsphinx/model (or the user's own, see SphinxModels.h). The sound is
-// split at pauses and each utterance decoded whole, one decoder per call.
+// split at pauses and each utterance decoded whole, one decoder per call; then, where the
+// trainer's tools are installed, decoded again with the model adapted to the speaker.
 class PocketSphinxRecognizer : public SpeechRecognizer {
 public:
     // How the decoder searches and where utterances split. The defaults were measured with
@@ -18,6 +19,11 @@ public:
         SegmenterSettings segments;
         // Decoder options as PocketSphinx spells them ("-beam", "1e-60", ...), after the defaults.
         QByteArrayList options;
+        // Whether the model is adapted to the speaker between a first and a second decoding
+        // (when the trainer's tools are installed), and how sure the first decoding must be of
+        // a word (its posterior probability) for the adaptation to rely on it; 0 takes all.
+        bool adaptToSpeaker = true;
+        float adaptationPosterior = 0;
     };
 
     explicit PocketSphinxRecognizer(QStringList modelRoots = {}, Tuning tuning = defaultTuning());
@@ -32,6 +38,17 @@ public:
                                        const Progress& progress) override;
 
 private:
+    // The words of one decoding of all the stretches: as heard, and as the dictionary spells
+    // them where they are sure enough to adapt to.
+    struct Decoding {
+        enum Outcome { Done, Unloadable, Broken, Cancelled } outcome = Done;
+        std::vector<QList<HeardWord>> heard;
+        std::vector<QByteArrayList> said;
+    };
+    using PcmOf = std::function<std::vector<short>(const Stretch&)>;
+    Decoding decode(const QByteArrayList& args, const std::vector<Stretch>& stretches, const PcmOf& pcmOf,
+                    int rate, const Progress& progress) const;
+
     QStringList m_roots;
     Tuning m_tuning;
 };

@@ -5,6 +5,7 @@
 #include "platform/speech/PocketSphinxRecognizer.h"
 #include "platform/Platform.h"
 #include "platform/media/FfmpegMovieSound.h"
+#include "platform/speech/SpeakerAdaptation.h"
 #include "platform/speech/SpeechSegmenter.h"
 #include "platform/speech/SphinxModels.h"
 #include "video/Captions.h"
@@ -19,7 +20,9 @@
 #include <cmath>
 
 using platform::HeardWord;
+using platform::speech::AdaptationUtterance;
 using platform::speech::PocketSphinxRecognizer;
+using platform::speech::SpeakerAdaptation;
 
 namespace {
 
@@ -133,6 +136,91 @@ TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
     }
     ASSERT_FALSE(done.empty());
     EXPECT_EQ(done.back(), 1.0);
+}
+
+// Enough sentences for the model to be adapted to their speaker.
+const QStringList adaptationSentences = {QStringLiteral("Open the settings and turn on dark mode."),
+                                         QStringLiteral("Click the save button in the top right corner."),
+                                         QStringLiteral("Now drag the file into the folder on the left."),
+                                         QStringLiteral("Scroll down until you see the privacy section.")};
+
+TEST(PocketSphinxRecognizerTest, LongerSpeechIsDecodedAgainAdaptedToTheSpeaker) {
+    if (!haveVoiceAndModel() || !SpeakerAdaptation::available())
+        GTEST_SKIP() << "a voice, pocketsphinx-en-us, sphinxtrain or sphinxbase-utils is not installed";
+    QTemporaryDir dir;
+    std::vector<float> samples;
+    silence(samples, 0.5);
+    for (const QString& sentence : adaptationSentences) {
+        const std::vector<float> spoken = speak(sentence, dir);
+        ASSERT_FALSE(spoken.empty());
+        samples.insert(samples.end(), spoken.begin(), spoken.end());
+        silence(samples, 1.0);
+    }
+    std::vector<double> done;
+    const auto words = PocketSphinxRecognizer().recognize(samples, QStringLiteral("en-US"), [&](double d) {
+        done.push_back(d);
+        return true;
+    });
+    ASSERT_TRUE(words) << words.error().message.toStdString();
+    QStringList texts;
+    for (const HeardWord& word : *words)
+        texts << word.text;
+    const auto at =
+        inOrder(*words, {QStringLiteral("settings"), QStringLiteral("dark"), QStringLiteral("save"),
+                         QStringLiteral("button"), QStringLiteral("file"), QStringLiteral("folder"),
+                         QStringLiteral("privacy"), QStringLiteral("section")});
+    EXPECT_GE(std::count_if(at.begin(), at.end(), [](qsizetype i) { return i >= 0; }), 7)
+        << texts.join(' ').toStdString();
+    // Progress rises through both decodings to the end.
+    ASSERT_FALSE(done.empty());
+    EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+    EXPECT_TRUE(std::any_of(done.begin(), done.end(), [](double d) { return d > 0.55 && d < 1.0; }));
+    EXPECT_EQ(done.back(), 1.0);
+
+    // Cancelling between the two decodings stops the whole of it.
+    const auto cancelled = PocketSphinxRecognizer().recognize(samples, QStringLiteral("en-US"),
+                                                              [](double d) { return d < 0.45 || d >= 0.46; });
+    ASSERT_FALSE(cancelled);
+    EXPECT_EQ(cancelled.error().code, platform::SpeechRecognizer::Cancelled);
+}
+
+TEST(SpeakerAdaptationTest, OneTransformIsSolvedFromSpeechAndItsWords) {
+    if (!haveVoiceAndModel() || !SpeakerAdaptation::available())
+        GTEST_SKIP() << "a voice, pocketsphinx-en-us, sphinxtrain or sphinxbase-utils is not installed";
+    const auto model =
+        platform::speech::findModel(platform::speech::defaultModelRoots(), QStringLiteral("en-US"));
+    ASSERT_TRUE(model);
+    QTemporaryDir dir;
+    std::vector<AdaptationUtterance> utterances;
+    for (const QString& sentence : adaptationSentences) {
+        AdaptationUtterance utterance;
+        for (const float sample : speak(sentence, dir))
+            utterance.pcm.push_back(int16_t(std::lrint(std::clamp(sample, -1.0f, 1.0f) * 32767)));
+        ASSERT_FALSE(utterance.pcm.empty());
+        utterance.words = sentence.toLower().remove(QLatin1Char('.')).toUtf8().split(' ');
+        utterances.push_back(utterance);
+    }
+    QTemporaryDir work;
+    const auto transform = SpeakerAdaptation::estimate(*model, utterances, work.path(), {});
+    ASSERT_TRUE(transform) << transform.error().message.toStdString();
+    // One regression class; for each of the model's three feature streams a 13 x 13 matrix
+    // and a shift, near the identity for a voice the model knows.
+    QFile file(*transform);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QStringList numbers = QString::fromUtf8(file.readAll()).simplified().split(QLatin1Char(' '));
+    ASSERT_GE(numbers.size(), 3);
+    EXPECT_EQ(numbers.mid(0, 3),
+              (QStringList{QStringLiteral("1"), QStringLiteral("3"), QStringLiteral("13")}));
+    EXPECT_NEAR(numbers[3].toDouble(), 1.0, 0.5);
+
+    // Too few words, or a stop asked for, fail with a sentence and leave the first decoding be.
+    const std::vector<AdaptationUtterance> one = {utterances.front()};
+    const auto few = SpeakerAdaptation::estimate(*model, one, work.path(), {});
+    ASSERT_FALSE(few);
+    EXPECT_EQ(few.error().message, QStringLiteral("Too few words were heard to adapt to the speaker."));
+    const auto stopped = SpeakerAdaptation::estimate(*model, utterances, work.path(), [] { return false; });
+    ASSERT_FALSE(stopped);
+    EXPECT_EQ(stopped.error().message, QStringLiteral("Speaker adaptation was cancelled."));
 }
 
 TEST(PocketSphinxRecognizerTest, CancellingStopsIt) {
