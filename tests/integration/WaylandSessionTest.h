@@ -1,6 +1,8 @@
 #pragma once
 
+#include "MovieFrames.h"
 #include "WaylandSession.h"
+#include "platform/media/FfmpegMediaReader.h"
 
 #include <QFile>
 #include <QImage>
@@ -70,6 +72,20 @@ protected:
                          std::abs(qBlue(p) - qBlue(colour)) > tolerance;
             }
         return double(wrong) / std::max<qint64>(1, qint64(image.width()) * image.height());
+    }
+
+    // A recording of a still screen: `seconds` long at 30 frames a second, `size`, and its first,
+    // middle and last frames all `colour`.
+    static void expectStillMovie(const QString& movie, QSize size, double seconds, QRgb colour) {
+        const auto info = platform::media::FfmpegMediaReader().info(movie);
+        ASSERT_TRUE(info) << info.error().message.toStdString();
+        EXPECT_EQ(info->size, size);
+        EXPECT_NEAR(info->duration, seconds, 0.5);
+        const QList<QImage> frames = movieFrames(movie, size);
+        EXPECT_NEAR(frames.size(), 30 * seconds, 15);
+        ASSERT_FALSE(frames.isEmpty());
+        for (const qsizetype i : {qsizetype(0), frames.size() / 2, frames.size() - 1})
+            EXPECT_LT(shareNotOf(frames[i], colour), 0.01) << "frame " << i;
     }
 
     // What one of the session's programs logged ("portal", "gnome-shell", ...).

@@ -82,6 +82,27 @@ void silence(std::vector<float>& samples, double seconds) {
     samples.insert(samples.end(), size_t(seconds * rate), 0.0f);
 }
 
+// The words heard in `samples`, every progress report kept in `done`, and the words as one text.
+struct Heard {
+    Result<QList<HeardWord>> words;
+    std::vector<double> done;
+    QString text;
+};
+Heard recognizeAll(const std::vector<float>& samples) {
+    Heard heard{QList<HeardWord>(), {}, {}};
+    heard.words = PocketSphinxRecognizer().recognize(samples, QStringLiteral("en-US"), [&](double d) {
+        heard.done.push_back(d);
+        return true;
+    });
+    if (heard.words) {
+        QStringList texts;
+        for (const HeardWord& word : *heard.words)
+            texts << word.text;
+        heard.text = texts.join(u' ');
+    }
+    return heard;
+}
+
 } // namespace
 
 TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
@@ -100,21 +121,15 @@ TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
     const double secondEnd = double(samples.size()) / rate;
     silence(samples, 1.0);
 
-    PocketSphinxRecognizer recognizer;
-    std::vector<double> done;
-    const auto words = recognizer.recognize(samples, QStringLiteral("en-US"), [&](double d) {
-        done.push_back(d);
-        return true;
-    });
+    const Heard heard = recognizeAll(samples);
+    const auto& words = heard.words;
+    const auto& done = heard.done;
     ASSERT_TRUE(words) << words.error().message.toStdString();
-    QStringList texts;
-    for (const HeardWord& word : *words)
-        texts << word.text;
     const auto at =
         inOrder(*words, {QStringLiteral("open"), QStringLiteral("settings"), QStringLiteral("dark"),
                          QStringLiteral("mode"), QStringLiteral("save"), QStringLiteral("button")});
     EXPECT_GE(std::count_if(at.begin(), at.end(), [](qsizetype i) { return i >= 0; }), 5)
-        << texts.join(' ').toStdString();
+        << heard.text.toStdString();
 
     // No fillers or alternate pronunciations; times rise and lie where the speech was.
     double previous = -1;
@@ -156,21 +171,16 @@ TEST(PocketSphinxRecognizerTest, LongerSpeechIsDecodedAgainAdaptedToTheSpeaker) 
         samples.insert(samples.end(), spoken.begin(), spoken.end());
         silence(samples, 1.0);
     }
-    std::vector<double> done;
-    const auto words = PocketSphinxRecognizer().recognize(samples, QStringLiteral("en-US"), [&](double d) {
-        done.push_back(d);
-        return true;
-    });
+    const Heard heard = recognizeAll(samples);
+    const auto& words = heard.words;
+    const auto& done = heard.done;
     ASSERT_TRUE(words) << words.error().message.toStdString();
-    QStringList texts;
-    for (const HeardWord& word : *words)
-        texts << word.text;
     const auto at =
         inOrder(*words, {QStringLiteral("settings"), QStringLiteral("dark"), QStringLiteral("save"),
                          QStringLiteral("button"), QStringLiteral("file"), QStringLiteral("folder"),
                          QStringLiteral("privacy"), QStringLiteral("section")});
     EXPECT_GE(std::count_if(at.begin(), at.end(), [](qsizetype i) { return i >= 0; }), 7)
-        << texts.join(' ').toStdString();
+        << heard.text.toStdString();
     // Progress rises through both decodings to the end.
     ASSERT_FALSE(done.empty());
     EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
