@@ -8,7 +8,6 @@
 #include "WaitUntil.h"
 #include "WaylandSessionTest.h"
 
-
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
