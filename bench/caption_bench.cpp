@@ -1,11 +1,12 @@
 // Runs Pictavia's speech recogniser on sound files, for bench/captions.sh:
 //   caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]...
-//                 [-OPTION VALUE]... FILE...
+//                 [-OPTION VALUE]... [--second -OPTION VALUE]... FILE...
 // --clean first takes the noise out with the voice cleaner; --no-adapt keeps the first
 // decoding (no adaptation to the speaker); --adapt-posterior adapts only to the words heard
 // with at least that posterior probability; --segments changes how the sound
 // is split into utterances (pause, padding, rise, share, shortest, longest); -OPTION VALUE pairs
-// go to PocketSphinx after Pictavia's own. Prints one line per file: the file, the seconds of
+// go to PocketSphinx after Pictavia's own, --second ones to the decoding with the adapted model
+// only. Prints one line per file: the file, the seconds of
 // sound, the seconds recognition took on the clock (reading and cleaning included) and the
 // words heard, separated by tabs. "cleaning not available" replaces the words when the voice
 // cleaner fails.
@@ -68,6 +69,9 @@ int main(int argc, char** argv) {
                 std::fprintf(stderr, "caption_bench: unknown segment setting %s\n", qPrintable(args[i]));
                 return 2;
             }
+        } else if (args[i] == QLatin1String("--second") && i + 2 < args.size()) {
+            const QByteArray name = args[++i].toUtf8();
+            setOption(tuning.secondPassOptions, name, args[++i].toUtf8());
         } else if (args[i].startsWith(QLatin1Char('-')) && i + 1 < args.size()) {
             const QByteArray name = args[i].toUtf8();
             setOption(tuning.options, name, args[++i].toUtf8());
@@ -79,7 +83,7 @@ int main(int argc, char** argv) {
         std::fprintf(
             stderr,
             "usage: caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]... "
-            "[-OPTION VALUE]... FILE...\n");
+            "[-OPTION VALUE]... [--second -OPTION VALUE]... FILE...\n");
         return 2;
     }
     platform::Services services;

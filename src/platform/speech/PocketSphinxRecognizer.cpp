@@ -183,6 +183,8 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
         if (transform) {
             if (progress && !progress(0.55)) return cancelled;
             QByteArrayList adapted = args;
+            for (qsizetype at = 0; at + 1 < m_tuning.secondPassOptions.size(); at += 2)
+                setOption(adapted, m_tuning.secondPassOptions[at], m_tuning.secondPassOptions[at + 1]);
             setOption(adapted, "-mllr", QFile::encodeName(*transform));
             second = decode(adapted, stretches, pcmOf, rate, part(0.55, 1.0));
             if (second.outcome == Decoding::Cancelled) return cancelled;
