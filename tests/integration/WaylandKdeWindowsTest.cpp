@@ -2,8 +2,9 @@
 // runs inside it. Two test windows, the second opened over the first, are listed front to
 // back with their titles, app ids and frames; the screen as KWin itself copies it
 // (kwin_screenshot) shows each window's colour exactly where its frame and the frame above it
-// leave room for it; the covered window is refused a capture naming the one over it; and KWin
-// keeps no script of ours afterwards. Window pictures themselves cannot be checked here: KWin
+// leave room for it; the covered window is refused a capture naming the one over it; the
+// running app tells an agent the same windows; and KWin keeps no script of ours afterwards,
+// nor the folder for temporary files a script file. Window pictures themselves cannot be checked here: KWin
 // without a GPU sends the shared screen no frame (see WaylandKdeTest.cpp).
 
 #include "WaitUntil.h"
@@ -11,6 +12,7 @@
 
 #include <QColor>
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -44,8 +46,11 @@ Probe probe(const std::string& title, QRgb colour, QSize size) {
 class WaylandKdeWindowsTest : public WaylandSessionTest {
 protected:
     [[nodiscard]] bool startKde() {
-        if (!startSession({.outputs = {{1280, 720, 1.0}}, .desktop = WaylandSession::Desktop::kde},
-                          "copyToClipboard = false\ncaptureSound = false\n"))
+        if (!startSession(
+                {.outputs = {{1280, 720, 1.0}}, .desktop = WaylandSession::Desktop::kde},
+                "copyToClipboard = false\ncaptureSound = false\n"
+                R"(agentApprovedClients = [{"key":"kde-windows-test","name":"kde-windows-test","approvedAt":"2026-01-01T00:00:00Z"}])"
+                "\n"))
             return false;
         window = session->reachable(TEST_WINDOW_BIN);
         look = session->reachable(KWIN_SCREENSHOT_BIN);
@@ -128,6 +133,36 @@ protected:
         return wrong;
     }
 
+    // The windows the resident app lists to an agent (the list_windows tool, through pictavia-mcp).
+    QJsonArray agentWindows() {
+        session->startProcess("sh",
+                              {"-c", "exec \"$0\" --background 2>>\"$XDG_RUNTIME_DIR/app.log\"", program},
+                              {{"TMPDIR", scripts}});
+        const QString socket = QString::fromStdString(session->directory() + "/pictavia/instance");
+        EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(socket); }));
+        const std::string bridge = session->reachable(PICTAVIA_MCP_BIN);
+        EXPECT_FALSE(bridge.empty());
+        const std::string lines =
+            R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-03-26",)"
+            R"("capabilities":{},"clientInfo":{"name":"kde-windows-test","version":"1"}}})"
+            "\n"
+            R"({"jsonrpc":"2.0","method":"notifications/initialized"})"
+            "\n"
+            R"({"jsonrpc":"2.0","id":2,"method":"tools/call","params":{"name":"list_windows","arguments":{}}})"
+            "\n";
+        // The bridge relays what comes while its input stays open.
+        const ProcessOutput out =
+            session->run("sh", {"-c", "(printf '%s' \"$1\"; sleep 3) | \"$0\"", bridge, lines});
+        for (const QString& line : QString::fromStdString(out.out).split(u'\n')) {
+            const QJsonObject reply = QJsonDocument::fromJson(line.toUtf8()).object();
+            if (reply["id"].toInt() != 2) continue;
+            const QString text = reply["result"]["content"][0]["text"].toString();
+            return QJsonDocument::fromJson(text.toUtf8()).object()["windows"].toArray();
+        }
+        ADD_FAILURE() << "no answer to list_windows: " << out.out << out.err;
+        return {};
+    }
+
     // Scripts KWin still holds: its objects for them are numbers ("/0") or, in newer KWin,
     // under /Scripting ("/Scripting/Script0").
     int loadedScripts() {
@@ -191,6 +226,30 @@ TEST_F(WaylandKdeWindowsTest, TwoWindowsAreListedFrontToBackWhereTheScreenShowsT
     EXPECT_EQ(covered.out, "");
     EXPECT_NE(covered.err.find("partly covered by \"B\""), std::string::npos) << covered.err;
 
+    EXPECT_EQ(loadedScripts(), 0);
+    EXPECT_TRUE(QDir(QString::fromStdString(scripts))
+                    .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+}
+
+// The running app asks KWin in the same way for the windows it lists to agents.
+TEST_F(WaylandKdeWindowsTest, AnAgentIsToldTheSameWindows) {
+    if (!startKde()) return;
+    Probe below = probe("A", qRgb(0xcc, 0x33, 0x66), QSize(200, 150));
+    Probe above = probe("B", qRgb(0x33, 0xcc, 0x66), QSize(300, 100));
+    open(below);
+    open(above);
+    const QJsonArray fromCommand = listed();
+    ASSERT_EQ(fromCommand.size(), 2) << QJsonDocument(fromCommand).toJson().toStdString();
+    const QJsonArray toAgent = agentWindows();
+    ASSERT_EQ(toAgent.size(), 2) << QJsonDocument(toAgent).toJson().toStdString();
+    for (qsizetype i = 0; i < 2; ++i) {
+        SCOPED_TRACE(fromCommand[i]["title"].toString().toStdString());
+        EXPECT_EQ(toAgent[i]["id"], fromCommand[i]["id"]);
+        EXPECT_EQ(toAgent[i]["title"], fromCommand[i]["title"]);
+        EXPECT_EQ(toAgent[i]["app"], fromCommand[i]["app"]);
+        // At scale 1 an agent's points are the listing's pixels.
+        EXPECT_EQ(toAgent[i]["frame"], fromCommand[i]["frame"]);
+    }
     EXPECT_EQ(loadedScripts(), 0);
     EXPECT_TRUE(QDir(QString::fromStdString(scripts))
                     .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
