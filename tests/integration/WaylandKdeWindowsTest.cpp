@@ -1,10 +1,11 @@
-// Windows on KDE: kwin_wayland on a virtual output tells its windows to a script Pictavia
-// runs inside it. Two test windows, the second opened over the first, are listed front to
-// back with their titles, app ids and frames; the screen as KWin itself copies it
-// (kwin_screenshot) shows each window's colour exactly where its frame and the frame above it
-// leave room for it; the covered window is refused a capture naming the one over it; the
-// running app tells an agent the same windows; and KWin keeps no script of ours afterwards,
-// nor the folder for temporary files a script file. Window pictures themselves cannot be checked here: KWin
+// Windows on KDE: kwin_wayland on two virtual outputs at scale 2 tells its windows to a script
+// Pictavia runs inside it. Three test windows, the second opened over the first and the third
+// on the other output, are listed front to back with their titles, app ids and frames in the
+// displays' pixels; the screen as KWin itself copies it (kwin_screenshot, in layout units)
+// shows each window's colour exactly where its frame and the frames above it leave room for
+// it; the covered window is refused a capture naming the one over it; the running app tells
+// an agent the same windows; and KWin keeps no script of ours afterwards, nor the folder for
+// temporary files a script file. Window pictures themselves cannot be checked here: KWin
 // without a GPU sends the shared screen no frame (see WaylandKdeTest.cpp).
 
 #include "WaitUntil.h"
@@ -19,6 +20,9 @@
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -47,18 +51,29 @@ class WaylandKdeWindowsTest : public WaylandSessionTest {
 protected:
     [[nodiscard]] bool startKde() {
         if (!startSession(
-                {.outputs = {{1280, 720, 1.0}}, .desktop = WaylandSession::Desktop::kde},
+                {.outputs = {{1280, 720, 2.0}, {1280, 720, 2.0}}, .desktop = WaylandSession::Desktop::kde},
                 "copyToClipboard = false\ncaptureSound = false\n"
                 R"(agentApprovedClients = [{"key":"kde-windows-test","name":"kde-windows-test","approvedAt":"2026-01-01T00:00:00Z"}])"
                 "\n"))
             return false;
         window = session->reachable(TEST_WINDOW_BIN);
         look = session->reachable(KWIN_SCREENSHOT_BIN);
-        EXPECT_FALSE(window.empty() || look.empty());
+        hand = session->reachable(KWIN_CLICK_BIN);
+        EXPECT_FALSE(window.empty() || look.empty() || hand.empty());
         // Where Pictavia writes its script for KWin: a folder of the session's, to find it empty after.
         scripts = session->directory() + "/tmp";
         EXPECT_EQ(session->run("mkdir", {scripts}).exitCode, 0);
-        return !window.empty() && !look.empty();
+        return !window.empty() && !look.empty() && !hand.empty();
+    }
+
+    // A and B on the first output, B opened over A, and C on the second: KWin opens a window
+    // centred on the output the pointer is on.
+    void openThree() {
+        open(probes[0]);
+        open(probes[1]);
+        const ProcessOutput clicked = session->run(hand, {"1920,360"});
+        EXPECT_EQ(clicked.exitCode, 0) << clicked.err;
+        open(probes[2]);
     }
 
     QJsonArray listed() {
@@ -100,31 +115,42 @@ protected:
         return image.convertToFormat(QImage::Format_RGB32);
     }
 
-    // What the window draws, inside its frame: KWin's decoration adds a title bar above it and
-    // borders of one width on the other three sides (none, in Breeze's default).
-    static QRect drawn(const Probe& probe) {
-        const int border = (probe.frame.width() - probe.size.width()) / 2;
-        return {probe.frame.left() + border, probe.frame.bottom() - border - probe.size.height() + 1,
-                probe.size.width(), probe.size.height()};
+    // Where a frame listed in the displays' pixels is in KWin's layout: both outputs are at
+    // scale 2, side by side, so the displays' pixels are twice the layout's units.
+    static QRect logical(const QRect& pixels) {
+        return {pixels.x() / 2, pixels.y() / 2, pixels.width() / 2, pixels.height() / 2};
     }
 
-    // The window's frame and the one-pixel outline Breeze draws around it.
-    static QRect outlined(const Probe& probe) { return probe.frame.adjusted(-1, -1, 1, 1); }
+    // What the window draws, inside its frame, in layout units: KWin's decoration adds a title
+    // bar above it and borders of one width on the other three sides (none, in Breeze's default).
+    static QRect drawn(const Probe& probe) {
+        const QRect frame = logical(probe.frame);
+        const int border = (frame.width() - probe.size.width()) / 2;
+        return {frame.left() + border, frame.bottom() - border - probe.size.height() + 1, probe.size.width(),
+                probe.size.height()};
+    }
 
-    // The pixels of the screen that contradict the listed frames: a window's colour missing
-    // where its drawing is not under the frame above it, or found anywhere else. The first
-    // of them goes to `first`.
-    static int contradictions(const QImage& image, const Probe& below, const Probe& above,
+    // The window's frame and the outline Breeze draws around it, which at scale 2 shades the
+    // second unit out too.
+    static QRect outlined(const Probe& probe) { return logical(probe.frame).adjusted(-2, -2, 2, 2); }
+
+    // The pixels of the screen (in layout units) that contradict the listed frames: a window's
+    // colour missing where its drawing is not under a frame listed before it, or found anywhere
+    // else. The first of them goes to `first`.
+    static int contradictions(const QImage& image, std::vector<const Probe*> frontToBack,
                               std::string* first = nullptr) {
         int wrong = 0;
         for (int y = 0; y < image.height(); ++y)
             for (int x = 0; x < image.width(); ++x) {
                 const QPoint at(x, y);
                 const QRgb pixel = image.pixel(at);
-                const bool aboveShows = drawn(above).contains(at);
-                const bool belowShows = drawn(below).contains(at) && !outlined(above).contains(at);
-                const int here =
-                    ((pixel == above.colour) != aboveShows) + ((pixel == below.colour) != belowShows);
+                bool covered = false;
+                int here = 0;
+                for (const Probe* probe : frontToBack) {
+                    const bool shows = !covered && drawn(*probe).contains(at);
+                    here += (pixel == probe->colour) != shows;
+                    covered = covered || outlined(*probe).contains(at);
+                }
                 if (here && !wrong && first)
                     *first = std::to_string(x) + "," + std::to_string(y) + " is " +
                              QColor(pixel).name().toStdString();
@@ -180,48 +206,62 @@ protected:
 
     std::string window;  // test_window
     std::string look;    // kwin_screenshot
+    std::string hand;    // kwin_click
     std::string scripts; // TMPDIR for Pictavia
+    Probe probes[3] = {probe("A", qRgb(0xcc, 0x33, 0x66), QSize(200, 150)),
+                       probe("B", qRgb(0x33, 0xcc, 0x66), QSize(300, 100)),
+                       probe("C", qRgb(0x66, 0x33, 0xcc), QSize(160, 120))};
 };
 
-TEST_F(WaylandKdeWindowsTest, TwoWindowsAreListedFrontToBackWhereTheScreenShowsThem) {
+TEST_F(WaylandKdeWindowsTest, WindowsAreListedFrontToBackWhereTheScreenShowsThem) {
     if (!startKde()) return;
-    Probe below = probe("A", qRgb(0xcc, 0x33, 0x66), QSize(200, 150));
-    Probe above = probe("B", qRgb(0x33, 0xcc, 0x66), QSize(300, 100));
-    open(below);
-    open(above);
-    ASSERT_GE(above.rank, 0);
-    ASSERT_GE(below.rank, 0);
+    openThree();
+    Probe& a = probes[0];
+    Probe& b = probes[1];
+    Probe& c = probes[2];
 
-    // Listed again once both are drawn and KWin's opening effects are over.
+    // Listed again once all are drawn and KWin's opening effects are over.
     QImage image;
+    std::vector<const Probe*> frontToBack;
     const bool agreed = waitUntil([&] {
-        if (!find(listed(), below) || !find(listed(), above)) return false;
+        const QJsonArray list = listed();
+        if (!find(list, a) || !find(list, b) || !find(list, c)) return false;
+        frontToBack = {&a, &b, &c};
+        std::sort(frontToBack.begin(), frontToBack.end(),
+                  [](const Probe* x, const Probe* y) { return x->rank < y->rank; });
         image = screen();
-        return contradictions(image, below, above) == 0;
+        return contradictions(image, frontToBack) == 0;
     });
     std::string first;
+    std::string frames;
+    for (const Probe* probe : {&a, &b, &c})
+        frames += " " + probe->title + " " + std::to_string(probe->frame.x()) + "," +
+                  std::to_string(probe->frame.y()) + " " + std::to_string(probe->frame.width()) + "x" +
+                  std::to_string(probe->frame.height());
     EXPECT_TRUE(agreed) << "the screen contradicts the listed frames in "
-                        << contradictions(image, below, above, &first) << " pixels (" << first << "); "
-                        << below.title << " at " << below.frame.x() << "," << below.frame.y() << " "
-                        << below.frame.width() << "x" << below.frame.height() << ", " << above.title << " at "
-                        << above.frame.x() << "," << above.frame.y() << " " << above.frame.width() << "x"
-                        << above.frame.height();
-    // The later window is in front, and both overlap: KWin centres new windows.
-    EXPECT_LT(above.rank, below.rank);
-    EXPECT_TRUE(above.frame.intersects(below.frame));
-    for (const Probe* probe : {&below, &above}) {
+                        << contradictions(image, frontToBack, &first) << " pixels (" << first
+                        << "); listed:" << frames;
+    // The later window is in front of the one it covers; C has the other output to itself.
+    EXPECT_LT(b.rank, a.rank);
+    EXPECT_TRUE(b.frame.intersects(a.frame));
+    const QRect firstDisplay(0, 0, 2560, 1440);
+    const QRect secondDisplay(2560, 0, 2560, 1440);
+    EXPECT_TRUE(firstDisplay.contains(a.frame));
+    EXPECT_TRUE(firstDisplay.contains(b.frame));
+    EXPECT_TRUE(secondDisplay.contains(c.frame));
+    for (const Probe* probe : {&a, &b, &c}) {
+        SCOPED_TRACE(probe->title);
         EXPECT_EQ(probe->app, "probe" + probe->title);
         EXPECT_NE(probe->id, 0);
-        EXPECT_TRUE(QRect(0, 0, 1280, 720).contains(probe->frame)) << probe->title;
-        // A frame is what the window draws and KWin's decoration: a title bar at least.
-        EXPECT_GT(probe->frame.height(), probe->size.height()) << probe->title;
-        EXPECT_GE(probe->frame.width(), probe->size.width()) << probe->title;
+        // A frame is what the window draws at scale 2 and KWin's decoration: a title bar at least.
+        EXPECT_GT(probe->frame.height(), 2 * probe->size.height());
+        EXPECT_GE(probe->frame.width(), 2 * probe->size.width());
     }
-    EXPECT_NE(above.id, below.id);
+    EXPECT_NE(a.id, b.id);
+    EXPECT_NE(b.id, c.id);
 
     // The window below cannot be cut from the screen whole: it is refused, saying what covers it.
-    const ProcessOutput covered =
-        session->run(program, {"capture", "window", "--id", std::to_string(below.id)});
+    const ProcessOutput covered = session->run(program, {"capture", "window", "--id", std::to_string(a.id)});
     EXPECT_EQ(covered.exitCode, 1) << covered.out;
     EXPECT_EQ(covered.out, "");
     EXPECT_NE(covered.err.find("partly covered by \"B\""), std::string::npos) << covered.err;
@@ -231,24 +271,24 @@ TEST_F(WaylandKdeWindowsTest, TwoWindowsAreListedFrontToBackWhereTheScreenShowsT
                     .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
 }
 
-// The running app asks KWin in the same way for the windows it lists to agents.
-TEST_F(WaylandKdeWindowsTest, AnAgentIsToldTheSameWindows) {
+// The running app asks KWin in the same way for the windows it lists to agents, in points:
+// KWin's own layout units.
+TEST_F(WaylandKdeWindowsTest, AnAgentIsToldTheSameWindowsInPoints) {
     if (!startKde()) return;
-    Probe below = probe("A", qRgb(0xcc, 0x33, 0x66), QSize(200, 150));
-    Probe above = probe("B", qRgb(0x33, 0xcc, 0x66), QSize(300, 100));
-    open(below);
-    open(above);
+    openThree();
     const QJsonArray fromCommand = listed();
-    ASSERT_EQ(fromCommand.size(), 2) << QJsonDocument(fromCommand).toJson().toStdString();
+    ASSERT_EQ(fromCommand.size(), 3) << QJsonDocument(fromCommand).toJson().toStdString();
     const QJsonArray toAgent = agentWindows();
-    ASSERT_EQ(toAgent.size(), 2) << QJsonDocument(toAgent).toJson().toStdString();
-    for (qsizetype i = 0; i < 2; ++i) {
+    ASSERT_EQ(toAgent.size(), 3) << QJsonDocument(toAgent).toJson().toStdString();
+    for (qsizetype i = 0; i < 3; ++i) {
         SCOPED_TRACE(fromCommand[i]["title"].toString().toStdString());
         EXPECT_EQ(toAgent[i]["id"], fromCommand[i]["id"]);
         EXPECT_EQ(toAgent[i]["title"], fromCommand[i]["title"]);
         EXPECT_EQ(toAgent[i]["app"], fromCommand[i]["app"]);
-        // At scale 1 an agent's points are the listing's pixels.
-        EXPECT_EQ(toAgent[i]["frame"], fromCommand[i]["frame"]);
+        const QJsonObject pixels = fromCommand[i]["frame"].toObject();
+        const QJsonObject points = toAgent[i]["frame"].toObject();
+        for (const char* key : {"x", "y", "width", "height"})
+            EXPECT_EQ(points[key].toDouble() * 2, pixels[key].toDouble()) << key;
     }
     EXPECT_EQ(loadedScripts(), 0);
     EXPECT_TRUE(QDir(QString::fromStdString(scripts))
