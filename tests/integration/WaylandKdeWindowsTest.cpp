@@ -3,10 +3,11 @@
 // on the other output, are listed front to back with their titles, app ids and frames in the
 // displays' pixels; the screen as KWin itself copies it (kwin_screenshot, in layout units)
 // shows each window's colour exactly where its frame and the frames above it leave room for
-// it; the covered window is refused a capture naming the one over it; the running app tells
-// an agent the same windows; and KWin keeps no script of ours afterwards, nor the folder for
-// temporary files a script file. Window pictures themselves cannot be checked here: KWin
-// without a GPU sends the shared screen no frame (see WaylandKdeTest.cpp).
+// it; the covered window is refused a capture naming the one over it; a minimised one is not
+// listed, and is refused saying it is not on screen; the running app tells an agent the same
+// windows; and KWin keeps no script of ours afterwards, nor the folder for temporary files a
+// script file. Window pictures themselves cannot be checked here: KWin without a GPU sends the
+// shared screen no frame (see WaylandKdeTest.cpp).
 
 #include "WaitUntil.h"
 #include "WaylandSessionTest.h"
@@ -189,6 +190,31 @@ protected:
         return {};
     }
 
+    // Minimises the window titled `title`, as its title bar's button would: through a script of
+    // the test's own, unloaded again.
+    void minimise(const std::string& title) {
+        const std::string file = session->directory() + "/minimise.js";
+        const std::string script = "var all = workspace.clientList();\n"
+                                   "for (var i = 0; i < all.length; ++i)\n"
+                                   "    if (all[i].caption === \"" +
+                                   title + "\") all[i].minimized = true;\n";
+        ASSERT_EQ(session->run("sh", {"-c", "printf '%s' \"$1\" > \"$0\"", file, script}).exitCode, 0);
+        const auto scripting = [&](const std::string& path, const std::string& method,
+                                   const std::vector<std::string>& arguments) {
+            std::vector<std::string> call{"--session", "--print-reply", "--dest=org.kde.KWin", path, method};
+            call.insert(call.end(), arguments.begin(), arguments.end());
+            const ProcessOutput out = session->run("dbus-send", call);
+            EXPECT_EQ(out.exitCode, 0) << method << ": " << out.err;
+            return out.out;
+        };
+        const std::string loaded = scripting("/Scripting", "org.kde.kwin.Scripting.loadScript",
+                                             {"string:" + file, "string:test-minimise"});
+        const std::size_t number = loaded.find("int32 ");
+        ASSERT_NE(number, std::string::npos) << loaded;
+        scripting("/" + std::to_string(std::stoi(loaded.substr(number + 6))), "org.kde.kwin.Script.run", {});
+        scripting("/Scripting", "org.kde.kwin.Scripting.unloadScript", {"string:test-minimise"});
+    }
+
     // Scripts KWin still holds: its objects for them are numbers ("/0") or, in newer KWin,
     // under /Scripting ("/Scripting/Script0").
     int loadedScripts() {
@@ -265,6 +291,14 @@ TEST_F(WaylandKdeWindowsTest, WindowsAreListedFrontToBackWhereTheScreenShowsThem
     EXPECT_EQ(covered.exitCode, 1) << covered.out;
     EXPECT_EQ(covered.out, "");
     EXPECT_NE(covered.err.find("partly covered by \"B\""), std::string::npos) << covered.err;
+
+    // Minimised, a window is no longer listed, and capturing it says why.
+    minimise("B");
+    EXPECT_TRUE(waitUntil([&] { return !find(listed(), b); })) << "a minimised window is listed";
+    EXPECT_TRUE(find(listed(), a));
+    const ProcessOutput hidden = session->run(program, {"capture", "window", "--id", std::to_string(b.id)});
+    EXPECT_EQ(hidden.exitCode, 1) << hidden.out;
+    EXPECT_NE(hidden.err.find("That window is not on screen"), std::string::npos) << hidden.err;
 
     EXPECT_EQ(loadedScripts(), 0);
     EXPECT_TRUE(QDir(QString::fromStdString(scripts))
