@@ -69,8 +69,9 @@ Result<QList<KWinWindow>> parseKWinWindows(const QByteArray& json) {
     if (error.error != QJsonParseError::NoError || !document.isObject() ||
         !document.object().value(u"windows").isArray())
         return Error{QStringLiteral("KWin's window list is not readable.")};
+    const QJsonArray entries = document.object().value(u"windows").toArray();
     QList<std::pair<qint64, KWinWindow>> stacked;
-    for (const QJsonValue& each : document.object().value(u"windows").toArray()) {
+    for (const auto& each : entries) {
         const QJsonObject entry = each.toObject();
         KWinWindow window;
         window.internalId = entry.value(u"id").toString();
