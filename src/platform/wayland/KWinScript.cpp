@@ -29,9 +29,10 @@ class ReplyReceiver : public QObject {
 public:
     bool answered = false;
     QString text;
+    QString failure; // KWin's message for an error that stopped the script
 
     void wait(std::chrono::milliseconds timeout) {
-        if (answered) return;
+        if (answered || !failure.isEmpty()) return;
         QTimer::singleShot(timeout, &m_loop, &QEventLoop::quit);
         // On the GUI thread (the window picker asks there) no click may act meanwhile.
         m_loop.exec(QEventLoop::ExcludeUserInputEvents);
@@ -41,6 +42,11 @@ public slots:
     Q_SCRIPTABLE void reply(const QString& replyText) {
         answered = true;
         text = replyText;
+        m_loop.quit();
+    }
+
+    Q_SCRIPTABLE void fail(const QString& why) {
+        failure = why.isEmpty() ? QStringLiteral("an error") : why;
         m_loop.quit();
     }
 
@@ -67,15 +73,19 @@ bool runLoadedScript(QDBusConnection& bus, int id, std::chrono::milliseconds tim
     return false;
 }
 
-// What the script is given before its body: how to send its answer back to `path` on our
-// connection.
-QString prelude(const QString& service, const QString& path) {
+// The script as KWin runs it: `body` after a function that sends its answer back to `path` on
+// our connection, and an error in it sent back too, so that it is not waited for in vain.
+QString wrapped(const QString& body, const QString& service, const QString& path) {
     return QStringLiteral(
                "function sendReply(text) {\n"
                "    callDBus(\"%1\", \"%2\", \"com.corvanta.pictavia.KWinScriptReply\", \"reply\", "
                "String(text));\n"
+               "}\n"
+               "try {\n%3\n} catch (error) {\n"
+               "    callDBus(\"%1\", \"%2\", \"com.corvanta.pictavia.KWinScriptReply\", \"fail\", "
+               "String(error));\n"
                "}\n")
-        .arg(service, path);
+        .arg(service, path, body);
 }
 
 } // namespace
@@ -101,7 +111,7 @@ Result<QString> runKWinScript(const QString& body, std::chrono::milliseconds tim
     // KWin reads the file when the script starts, after loadScript has returned: it stays
     // until the answer is in.
     QTemporaryFile file(QDir::tempPath() + QStringLiteral("/pictavia-kwin-XXXXXX.js"));
-    if (!file.open() || file.write((prelude(bus.baseService(), path) + body).toUtf8()) < 0 || !file.flush())
+    if (!file.open() || file.write(wrapped(body, bus.baseService(), path).toUtf8()) < 0 || !file.flush())
         return Error{QStringLiteral("Cannot write the script for KWin.")};
 
     ReplyReceiver receiver;
@@ -119,7 +129,10 @@ Result<QString> runKWinScript(const QString& body, std::chrono::milliseconds tim
         answer = Error{QStringLiteral("KWin did not run Pictavia's script.")};
     else {
         receiver.wait(timeout);
-        if (receiver.answered) answer = receiver.text;
+        if (receiver.answered)
+            answer = receiver.text;
+        else if (!receiver.failure.isEmpty())
+            answer = Error{QStringLiteral("Pictavia's script failed inside KWin: %1").arg(receiver.failure)};
     }
     if (loaded.isValid() && loaded.value() >= 0)
         callScripting(bus, scriptingPath, scriptingInterface, QStringLiteral("unloadScript"), {name},
