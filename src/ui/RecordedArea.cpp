@@ -70,7 +70,7 @@ bool covers(const QRect& root) {
     if (!state()) return false;
     // Where the compositor places our windows, any of them may land on the recorded area.
     if (placement::byCompositor()) return true;
-    // A recorded window the compositor does not place for us (KDE lists none) may be anywhere.
+    // A recorded window the compositor does not place for us (GNOME lists none) may be anywhere.
     return std::any_of(state()->areas.begin(), state()->areas.end(), [&root](const auto& entry) {
         const std::optional<QRect> area = entry.second();
         return !area || area->intersects(root);

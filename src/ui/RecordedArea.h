@@ -24,7 +24,7 @@ class QWidget;
 // - our ordinary windows (editors, the main window) stay: the user arranges them like any
 //   program's, and on a tiling desktop hiding one would rearrange the very windows recorded.
 // Where the compositor places our windows itself (Wayland without the layer shell) none of
-// them can be kept to a place, and where it does not tell where a recorded window is (KDE)
+// them can be kept to a place, and where it does not tell where a recorded window is (GNOME)
 // no place is known to be clear: there every toast waits and every card and pin hides.
 //
 // GUI thread only.

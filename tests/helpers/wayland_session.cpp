@@ -2,9 +2,11 @@
 // see tests/integration/WaylandSession.h) and stops the session when it ends: for trying the
 // Wayland backend by hand and for benchmarks against other Wayland tools.
 //
-//   wayland_session [--output WxH@SCALE]... [--background #rrggbb] -- COMMAND [ARGS...]
+//   wayland_session [--desktop sway|gnome|kde] [--output WxH@SCALE]... [--background #rrggbb]
+//                   -- COMMAND [ARGS...]
 //
-// Without --output, one 1280x720 output at scale 1. The command runs as the session's user
+// Without --desktop, sway; without --output, one 1280x720 output at scale 1 (--background is
+// sway's only). The command runs as the session's user
 // (pictavia-test when run as root) with the session's variables; its output is passed on and
 // its exit code is wayland_session's. Exit code 77 when this machine cannot run the session.
 
@@ -31,6 +33,11 @@ int main(int argc, char** argv) {
         std::smatch output;
         if (option == "--output" && std::regex_match(value, output, std::regex(R"((\d+)x(\d+)@([0-9.]+))"))) {
             options.outputs.push_back({std::stoi(output[1]), std::stoi(output[2]), std::stod(output[3])});
+            ++i;
+        } else if (option == "--desktop" && (value == "sway" || value == "gnome" || value == "kde")) {
+            options.desktop = value == "kde"     ? WaylandSession::Desktop::kde
+                              : value == "gnome" ? WaylandSession::Desktop::gnome
+                                                 : WaylandSession::Desktop::sway;
             ++i;
         } else if (option == "--background" && !value.empty()) {
             background = value;

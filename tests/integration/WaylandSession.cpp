@@ -339,6 +339,11 @@ void WaylandSession::startKWin(const Options& options) {
     const QString kwin = m_dir.path() + QStringLiteral("/kwin_wayland");
     if (!QFile::copy(QStandardPaths::findExecutable(QStringLiteral("kwin_wayland")), kwin))
         throw std::runtime_error("cannot copy kwin_wayland into the session's folder");
+    // Windows without shadows: a window's pixels beside or below another stay its own but for
+    // the thin outline Breeze draws around every frame.
+    const ProcessOutput decorations = run("sh", {"-c", "printf '[Common]\\nShadowSize=ShadowNone\\n' > "
+                                                       "\"$XDG_CONFIG_HOME/breezerc\""});
+    if (decorations.exitCode != 0) throw std::runtime_error("cannot write breezerc: " + decorations.err);
     char scale[32];
     std::snprintf(scale, sizeof scale, "%g", output.scale);
     m_compositor = startDaemon(

@@ -79,6 +79,19 @@ std::optional<QRect> WaylandLayout::pixelsOf(const QString& outputName, const QR
     return std::nullopt;
 }
 
+std::optional<QString> WaylandLayout::outputShowingMostOf(const QRect& logical) const {
+    std::optional<QString> most;
+    qint64 largest = 0;
+    for (const Output& output : m_outputs) {
+        const QRect part = logical.intersected(output.logical);
+        const qint64 area = qint64(part.width()) * part.height();
+        if (part.isEmpty() || area <= largest) continue;
+        largest = area;
+        most = output.name;
+    }
+    return most;
+}
+
 double WaylandLayout::pictureScale(int pictureWidth) const {
     return m_bounds.width() > 0 ? double(pictureWidth) / m_bounds.width() : 1.0;
 }

@@ -48,6 +48,10 @@ public:
     // space, cut to the output named `outputName`; nullopt when no such output holds any of it.
     std::optional<QRect> pixelsOf(const QString& outputName, const QRect& logical) const;
 
+    // The output that shows the largest part of `logical` (the compositor's layout), where
+    // one shows any of it: for windows whose compositor does not say which output they are on.
+    std::optional<QString> outputShowingMostOf(const QRect& logical) const;
+
     // How many pixels per logical unit a picture of the whole layout of this width has.
     double pictureScale(int pictureWidth) const;
 

@@ -2,6 +2,8 @@
 
 #include "common/Log.h"
 #include "platform/wayland/ForeignToplevels.h"
+#include "platform/wayland/KWinScript.h"
+#include "platform/wayland/KWinWindows.h"
 #include "platform/wayland/PortalScreenshot.h"
 #include "platform/wayland/ScreenCastStill.h"
 #include "platform/wayland/SwayIpc.h"
@@ -63,11 +65,12 @@ public:
     // desktop, so only a window that is shown whole can be captured truthfully.
     Result<QImage> grabWindow(uint32_t windowId) override {
         if (const auto missing = windowsUnavailable(WindowFlow::capture)) return Error{*missing, {}, 2};
-        const Result<QList<SwayWindow>> tree = requestSwayWindows();
-        if (!tree) return tree.error();
-        const QList<SwayWindow>& all = *tree;
+        const WaylandLayout current = layout();
+        const Result<QList<PlacedWindow>> listed = placedWindows(current);
+        if (!listed) return listed.error();
+        const QList<PlacedWindow>& all = *listed;
         const auto found =
-            std::find_if(all.begin(), all.end(), [&](const SwayWindow& w) { return w.id == windowId; });
+            std::find_if(all.begin(), all.end(), [&](const PlacedWindow& w) { return w.id == windowId; });
         if (found == all.end()) return Error{QStringLiteral("Window not found"), {}, 2};
         if (!found->visible)
             return Error{QStringLiteral("That window is not on screen: it is on another workspace or hidden "
@@ -78,7 +81,7 @@ public:
                     QStringLiteral("That window is partly covered by \"%1\": bring it to the front first.")
                         .arg(front->title)};
         }
-        const auto pixels = layout().pixelsOf(found->output, found->rect);
+        const auto pixels = current.pixelsOf(found->output, found->rect);
         if (!pixels) return Error{QStringLiteral("That window is off screen.")};
         return grabArea(*pixels);
     }
@@ -87,7 +90,7 @@ public:
         if (listsToplevelsOnly()) return toplevelWindows();
         const WaylandLayout current = layout();
         QList<WindowInfo> list;
-        for (const SwayWindow& window : swayWindows()) {
+        for (const PlacedWindow& window : orNone(placedWindows(current))) {
             if (!window.visible) continue;
             const auto pixels = current.pixelsOf(window.output, window.rect);
             if (!pixels) continue;
@@ -109,7 +112,7 @@ public:
                 if (all[i].activated) return uint32_t(i + 1);
             return std::nullopt;
         }
-        for (const SwayWindow& window : swayWindows())
+        for (const PlacedWindow& window : orNone(placedWindows(layout())))
             if (window.focused) return window.id;
         return std::nullopt;
     }
@@ -121,7 +124,9 @@ private:
     // Where only the foreign toplevel list tells of windows (wlroots desktops other than sway),
     // they are listed by title and app id, numbered in the compositor's order, with no place:
     // nothing can be picked or captured.
-    static bool listsToplevelsOnly() { return swaySocketPath().isEmpty() && toplevelListOffered(); }
+    static bool listsToplevelsOnly() {
+        return swaySocketPath().isEmpty() && !kwinScriptingOffered() && toplevelListOffered();
+    }
 
     static QList<ForeignToplevel> toplevels() { return orNone(listForeignToplevels()); }
 
@@ -196,8 +201,38 @@ private:
         return outputs;
     }
 
-    // The compositor's windows where it lists them (sway and i3-compatible ones).
-    static QList<SwayWindow> swayWindows() { return orNone(requestSwayWindows()); }
+    // A window whose place the compositor tells.
+    struct PlacedWindow {
+        uint32_t id = 0;
+        qint64 pid = 0;
+        QString appId;
+        QString title;
+        QString output;       // the output it is on
+        QRect rect;           // decorations included, in layout units
+        bool visible = false; // on a workspace that is shown, not minimised nor hidden behind tabs
+        bool focused = false;
+    };
+
+    // The windows front to back where the compositor tells their places: sway and
+    // i3-compatible ones through their IPC, KWin through a script; none elsewhere.
+    static Result<QList<PlacedWindow>> placedWindows(const WaylandLayout& current) {
+        QList<PlacedWindow> placed;
+        if (!swaySocketPath().isEmpty()) {
+            const Result<QList<SwayWindow>> tree = requestSwayWindows();
+            if (!tree) return tree.error();
+            for (const SwayWindow& w : *tree)
+                placed.append({w.id, w.pid, w.appId, w.title, w.output, w.rect, w.visible, w.focused});
+        } else if (kwinScriptingOffered()) {
+            const Result<QList<KWinWindow>> listed = requestKWinWindows();
+            if (!listed) return listed.error();
+            // KWin's script names no output: a window belongs to the one showing most of it.
+            for (const KWinWindow& w : *listed)
+                placed.append({w.id, w.pid, w.appId, w.title,
+                               current.outputShowingMostOf(w.rect).value_or(QString()), w.rect, w.visible,
+                               w.focused});
+        }
+        return placed;
+    }
 
     // A list, or none with a logged sentence when the compositor's answer cannot be read.
     template <typename T> static QList<T> orNone(Result<QList<T>> list) {
@@ -254,7 +289,7 @@ bool toplevelListOffered() {
 }
 
 std::optional<QString> windowsUnavailable(WindowFlow flow) {
-    if (!swaySocketPath().isEmpty()) return std::nullopt;
+    if (!swaySocketPath().isEmpty() || kwinScriptingOffered()) return std::nullopt;
     if (toplevelListOffered()) {
         if (flow == WindowFlow::list) return std::nullopt;
         return QStringLiteral(
@@ -263,7 +298,7 @@ std::optional<QString> windowsUnavailable(WindowFlow flow) {
     }
     const QString what =
         flow == WindowFlow::list ? QStringLiteral("Window lists") : QStringLiteral("Window captures");
-    return QStringLiteral("%1 are not available on this desktop: only sway and other wlroots "
+    return QStringLiteral("%1 are not available on this desktop: only KDE, sway and other wlroots "
                           "compositors tell other programs their windows.")
         .arg(what);
 }

@@ -21,11 +21,13 @@ Result<bool> checkCompositor();
 // QGuiApplication on Qt's Wayland plugin by the time it asks), pixels through wlroots'
 // screencopy where the compositor offers it and through the desktop's screenshot portal
 // elsewhere or when a copy fails (PICTAVIA_NO_SCREENCOPY=1 takes the portal always, as on
-// a desktop without screencopy; the tests use it to check that path). Windows come from the compositor's IPC
-// where it is sway or another i3-compatible one, and a window is captured by cutting it from the desktop's
-// screenshot while it is shown whole. Other wlroots compositors list their windows by title and app id
-// only (the foreign toplevel protocol), numbered in their order, without places. Elsewhere the list is
-// empty; window grabs are refused with the sentence windowsUnavailable() gives wherever places are unknown.
+// a desktop without screencopy; the tests use it to check that path). Windows come from the
+// compositor's IPC where it is sway or another i3-compatible one, and from a script run inside
+// KWin on KDE; a window is captured by cutting it from the desktop's screenshot while it is
+// shown whole. Other wlroots compositors list their windows by title and app id only (the
+// foreign toplevel protocol), numbered in their order, without places. Elsewhere the list is
+// empty; window grabs are refused with the sentence windowsUnavailable() gives wherever places
+// are unknown.
 //
 // `screenCastStill`, where given, takes a picture of an area through the desktop's screen-cast
 // portal: still captures go there first on desktops whose screenshot portal asks every time

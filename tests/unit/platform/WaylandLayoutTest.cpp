@@ -75,6 +75,15 @@ TEST(WaylandLayoutTest, WindowRectanglesLandInTheirOutputsPixels) {
     EXPECT_EQ(layout.pixelsOf(QStringLiteral("eDP-1"), QRect(1500, 0, 10, 10)), std::nullopt);
 }
 
+// A window whose compositor does not name its output belongs to the one showing most of it.
+TEST(WaylandLayoutTest, AWindowAcrossOutputsBelongsToTheOneShowingMostOfIt) {
+    const WaylandLayout layout = mixedScales();
+    EXPECT_EQ(layout.outputShowingMostOf(QRect(1200, 0, 200, 100)), QStringLiteral("HDMI-A-1"));
+    EXPECT_EQ(layout.outputShowingMostOf(QRect(1100, 0, 200, 100)), QStringLiteral("eDP-1"));
+    // Below the panel, beside the monitor: on no output.
+    EXPECT_EQ(layout.outputShowingMostOf(QRect(0, 900, 100, 100)), std::nullopt);
+}
+
 } // namespace
 
 namespace {
