@@ -171,6 +171,9 @@ void CaptureCoordinator::startScrolling(const QRectF& rect, const SelectionTarge
         rect, target, axis,
         [self, done = std::move(done)](std::optional<QImage> image) {
             if (!self) return;
+            // The desktop would not let the wheel turn: the user hears why.
+            if (self->m_scrolling && !self->m_scrolling->failure().isEmpty())
+                Toast::show(self->m_scrolling->failure());
             self->retire(self->m_scrolling);
             self->m_scrollingPanel.reset();
             done(std::move(image));

@@ -58,6 +58,7 @@ void run(const Area& area, ScrollAxis axis, QObject* receiver, StillCapture::Don
         [receiver, done, scale, preparation, context = area.context,
          controller](std::optional<QImage> image) {
             (*controller)->deleteLater();
+            if (!image && !(*controller)->failure().isEmpty()) return done(Error{(*controller)->failure()});
             if (!image) return done(Error{QStringLiteral("Nothing could be captured in that area")});
             QtConcurrent::run([image = *image, scale, preparation] {
                 return OutputPipeline::prepare(image, scale, preparation);

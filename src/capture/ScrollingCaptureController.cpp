@@ -72,10 +72,13 @@ void ScrollingCaptureController::begin() {
     if (auto& hotkeys = platform::services().hotkeys)
         if (const auto handle = hotkeys->bind(QKeySequence(Qt::Key_Escape), [this] { requestStop(); }))
             m_monitors.append(*handle);
-    // The wheel reaches the window under the pointer.
+    // The wheel reaches the window under the pointer. Placing it may ask the user first.
     if (auto& scroller = platform::services().scrollSynthesizer) {
         const QPoint centre = target.display.geometry.topLeft() + (rect.center() * scale()).toPoint();
-        scroller->movePointer(centre);
+        if (auto placed = scroller->movePointer(centre); !placed) {
+            m_failure = placed.error().message;
+            return finish();
+        }
     }
     QTimer::singleShot(m_timing.firstGrab, this, [this] { grabFirst(); });
 }
@@ -133,15 +136,21 @@ void ScrollingCaptureController::step() {
         notches = std::max(1, int(stepPixels / m_pixelsPerNotch));
         expected = int(std::lround(notches * m_pixelsPerNotch));
     }
-    postScroll(notches);
+    if (!postScroll(notches)) return;
     ++m_steps;
     QTimer::singleShot(m_timing.settle, this,
                        [this, notches, expected] { grabAfterScroll(notches, expected, false); });
 }
 
-void ScrollingCaptureController::postScroll(int notches) {
-    if (auto& scroller = platform::services().scrollSynthesizer) scroller->turnWheel(notches, horizontal());
+bool ScrollingCaptureController::postScroll(int notches) {
     lastScroll = QDateTime::currentDateTime();
+    if (auto& scroller = platform::services().scrollSynthesizer)
+        if (auto turned = scroller->turnWheel(notches, horizontal()); !turned) {
+            // The desktop took the pointer back: what came before is kept, with the reason.
+            finish(turned.error().message);
+            return false;
+        }
+    return true;
 }
 
 void ScrollingCaptureController::grabAfterScroll(int notches, int expected, bool recheck) {
@@ -170,7 +179,7 @@ void ScrollingCaptureController::judge(Frame frame, ScrollOffset::Measurement me
     if (!rechecked && measured.kind == Kind::still) {
         // One more notch before this counts as the end: a list of identical rows scrolled by
         // a whole number of rows looks as if it had not moved at all.
-        postScroll(1);
+        if (!postScroll(1)) return;
         const int probed = expected > 0 ? int(std::lround(expected + m_pixelsPerNotch)) : 0;
         return QTimer::singleShot(m_timing.settle, this,
                                   [this, notches, probed] { grabAfterScroll(notches + 1, probed, true); });

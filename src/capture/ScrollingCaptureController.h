@@ -46,6 +46,9 @@ public:
     void begin();
     // Esc or the panel's Done: the frames taken so far are stitched and delivered.
     void requestStop();
+    // Why the capture ended before its first frame, for the completion to tell: the desktop
+    // did not let the wheel turn (the user said no, or it has no way). Empty otherwise.
+    const QString& failure() const { return m_failure; }
 
     // The distance of one scroll step in points, for an area `length` points long along
     // the axis on a display of `scale` pixels per point.
@@ -88,9 +91,11 @@ private:
     void accept(Frame frame, const ScrollOffset::Measurement& measured, int notches, int expected);
     int stitchedLength() const;
     void finish(const QString& toast = {});
-    void postScroll(int notches);
+    // False when the wheel could not turn, and the capture is finishing.
+    bool postScroll(int notches);
 
     Completion m_completion;
+    QString m_failure;
     Timing m_timing;
     QList<int> m_monitors; // the Esc key's grab
     bool m_stopRequested = false;

@@ -10,6 +10,7 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/wayland/PortalScrollSynthesizer.h"
 #include "platform/wayland/ScreenCastStill.h"
 #include "platform/wayland/WaylandFrameStream.h"
 #include "platform/wayland/WaylandScreenBackend.h"
@@ -74,8 +75,12 @@ Result<bool> install(Presentation presentation) {
     // that renders without one). Elsewhere, and for windows, they go through the desktop's
     // screen-cast portal and PipeWire.
     if (wayland) {
+        // The compositor's own virtual pointer asks nobody; the remote desktop portal asks the
+        // user at the first scrolling capture.
         if (auto scroller = platform::wayland::connectScrollSynthesizer())
             services.scrollSynthesizer = std::move(scroller).value();
+        else if (auto portal = platform::wayland::connectPortalScrollSynthesizer())
+            services.scrollSynthesizer = std::move(portal).value();
         const auto displays = [] { return platform::services().screen->displays(); };
         services.frameStreams = std::make_unique<platform::wayland::WlrFrameStreams>(
             displays, std::make_unique<platform::wayland::WaylandFrameStreams>(

@@ -6,7 +6,7 @@
 // for again and that the pixels come back exactly.
 
 #include "WaitUntil.h"
-#include "WaylandSessionTest.h"
+#include "WaylandGnomeSessionTest.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -27,24 +27,20 @@ using namespace testsupport;
 
 // Far from every colour of the shell and of GTK's dialogs, so that a dialog left on screen shows.
 constexpr QRgb known = qRgb(0xcc, 0x33, 0x66);
-// GTK's colour for the button that does what a dialog is for ("Share").
-constexpr QRgb suggestedAction = qRgb(0x35, 0x84, 0xe4);
 
-class WaylandGnomeTest : public WaylandSessionTest {
+class WaylandGnomeTest : public WaylandGnomeSessionTest {
 protected:
     [[nodiscard]] bool startGnome() {
-        if (!startSession(
-                {.outputs = {{640, 480, 1.0}}, .desktop = WaylandSession::Desktop::gnome},
+        if (!WaylandGnomeSessionTest::startGnome(
+                QSize(640, 480),
                 "copyToClipboard = false\ncaptureSound = false\nrecFPS = 30\nrecShowClicks = false\n"))
             return false;
         const std::string window = session->reachable(TEST_WINDOW_BIN);
-        keys = session->reachable(MUTTER_KEYS_BIN);
         EXPECT_FALSE(window.empty());
-        EXPECT_FALSE(keys.empty());
         // The output's whole picture in one colour: the shell's top bar goes under it.
         session->startProcess(window, {"--title", "Known", "--pattern", "#cc3366", "--fullscreen"},
                               {{"QT_QPA_PLATFORM", "wayland"}});
-        return !window.empty() && !keys.empty();
+        return !window.empty();
     }
 
     // One `pictavia capture fullscreen`: the picture, or a null image with the failure recorded.
@@ -54,99 +50,6 @@ protected:
         EXPECT_EQ(out.err, "");
         return QImage(QString::fromStdString(out.out).trimmed());
     }
-
-    // The first screenshot, with the shell's question answered: the dialog's buttons are
-    // "Deny" (focused) and "Allow", so Tab and Return allow. The keys go only once the portal
-    // has asked the shell, so they cannot land anywhere else.
-    QImage firstScreenshotAllowed() {
-        auto monitor = session->startReading(
-            "dbus-monitor",
-            {"--session", "interface='org.freedesktop.impl.portal.Access',member='AccessDialog'"});
-        auto capture = std::async(std::launch::async, [&] {
-            return session->run(program, {"capture", "fullscreen"});
-        });
-        bool asked = false;
-        while (!asked)
-            if (const auto line = monitor->readLine(60s)) {
-                asked = line->find("member=AccessDialog") != std::string::npos;
-            } else {
-                break;
-            }
-        EXPECT_TRUE(asked) << "the portal did not ask before the first screenshot";
-        if (asked) pressKeys({"0xff09", "0xff0d"});
-        const ProcessOutput out = capture.get();
-        EXPECT_EQ(out.exitCode, 0) << out.err;
-        return QImage(QString::fromStdString(out.out).trimmed());
-    }
-
-    void pressKeys(std::vector<std::string> args) {
-        const ProcessOutput pressed = session->run(keys, args);
-        EXPECT_EQ(pressed.exitCode, 0) << pressed.err;
-    }
-
-    // A click at `at` (output pixels): mutter's relative moves start from the bottom-right corner.
-    void click(QPoint at, QSize output) {
-        const QPoint from(output.width() - 1, output.height() - 1);
-        pressKeys({"--click", std::to_string(at.x() - from.x()) + "," + std::to_string(at.y() - from.y())});
-    }
-
-    // The middle of the widest patch of `colour` (within `tolerance` per channel), by its rows:
-    // a button rather than a check box of the same colour beside it. Null where no row has
-    // `least` such pixels.
-    static std::optional<QPoint> middleOf(const QImage& image, QRgb colour, int tolerance, int least) {
-        const auto matches = [&](QRgb p) {
-            return std::abs(qRed(p) - qRed(colour)) <= tolerance &&
-                   std::abs(qGreen(p) - qGreen(colour)) <= tolerance &&
-                   std::abs(qBlue(p) - qBlue(colour)) <= tolerance;
-        };
-        std::vector<int> perRow(size_t(image.height()), 0);
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                perRow[size_t(y)] += matches(image.pixel(x, y));
-        const int widest = *std::max_element(perRow.begin(), perRow.end());
-        if (widest < least) return std::nullopt;
-        qint64 sumX = 0, sumY = 0, count = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            if (perRow[size_t(y)] * 2 < widest) continue;
-            for (int x = 0; x < image.width(); ++x)
-                if (matches(image.pixel(x, y))) {
-                    sumX += x;
-                    sumY += y;
-                    ++count;
-                }
-        }
-        return QPoint(int(sumX / count), int(sumY / count));
-    }
-
-    // Answers the portal's "Screen Share" window, found in screenshots: the monitor's row (the
-    // one white card) is chosen, then "Share" (the one suggested-action button) pressed.
-    bool shareTheMonitor() {
-        QImage screen;
-        std::optional<QPoint> row;
-        if (!waitUntil(
-                [&] {
-                    screen =
-                        QImage(QString::fromStdString(session->run(program, {"capture", "fullscreen"}).out)
-                                   .trimmed());
-                    row = screen.isNull() ? std::nullopt : middleOf(screen, qRgb(0xff, 0xff, 0xff), 0, 100);
-                    return row.has_value();
-                },
-                60s))
-            return false;
-        click(*row, screen.size());
-        std::optional<QPoint> share;
-        if (!waitUntil([&] {
-                screen = QImage(
-                    QString::fromStdString(session->run(program, {"capture", "fullscreen"}).out).trimmed());
-                share = screen.isNull() ? std::nullopt : middleOf(screen, suggestedAction, 6, 30);
-                return share.has_value();
-            }))
-            return false;
-        click(*share, screen.size());
-        return true;
-    }
-
-    std::string keys; // mutter_keys, where the session's user can run it
 };
 
 TEST_F(WaylandGnomeTest, TheFirstScreenshotIsAllowedOnceAndEveryOneHasTheKnownPixels) {

@@ -722,8 +722,9 @@ std::vector<AgentTool> AgentToolGroups::capture() {
          QStringLiteral(
              "Captures a long page by scrolling a region and stitching the frames, for web pages, documents "
              "and chats. Aim it at a window (app/window_id), a rect, or let the user select. Needs "
-             "Accessibility access (synthesised input: the X server's XTEST extension, or on sway and other "
-             "wlroots Wayland desktops the compositor's virtual-pointer protocol). Moves the mouse pointer "
+             "Accessibility access (synthesised input: the X server's XTEST extension, on sway and other "
+             "wlroots Wayland desktops the compositor's virtual-pointer protocol, on GNOME and KDE the "
+             "desktop's remote desktop portal, which asks the user once per run). Moves the mouse pointer "
              "into the region while it runs."),
          false, false, object(scrollingProperties), scrollingCapture},
         {QStringLiteral("extract_text"), QStringLiteral("Read text (OCR)"),

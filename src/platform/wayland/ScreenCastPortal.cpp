@@ -78,6 +78,10 @@ Error failure(const PortalAnswer& answer, const QString& step) {
 
 } // namespace
 
+QList<ScreenCastStream> screenCastStreams(const QVariant& value) {
+    return parseStreams(value);
+}
+
 Result<ScreenCastOffer> screenCastOffer() {
     QDBusConnection bus = sessionBus();
     if (!bus.isConnected())

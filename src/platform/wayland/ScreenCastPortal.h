@@ -34,6 +34,9 @@ struct ScreenCastStream {
     uint sourceType = 0;
 };
 
+// The streams of a Start answer's "streams" entry, a(ua{sv}); none where it is not one.
+QList<ScreenCastStream> screenCastStreams(const QVariant& value);
+
 struct ScreenCastRequest {
     uint sourceTypes = ScreenCastOffer::monitor;
     uint cursorMode = ScreenCastOffer::hidden;

@@ -130,7 +130,8 @@ private:
 QString scrollingUnavailable() {
     return QStringLiteral("Scrolling captures are not available on this desktop: Pictavia scrolls other "
                           "windows through the virtual-pointer protocol of sway and other wlroots "
-                          "compositors, and this compositor does not offer it.");
+                          "compositors or through the desktop's remote desktop portal, and this desktop "
+                          "offers neither.");
 }
 
 Result<std::unique_ptr<ScrollSynthesizer>> connectScrollSynthesizer() {

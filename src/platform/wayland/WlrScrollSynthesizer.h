@@ -7,8 +7,8 @@
 
 namespace platform::wayland {
 
-// Why scrolling captures cannot be had on a Wayland desktop without the compositor's
-// virtual-pointer protocol.
+// Why scrolling captures cannot be had on a Wayland desktop with neither the compositor's
+// virtual-pointer protocol nor a remote desktop portal.
 QString scrollingUnavailable();
 
 // Connects to the compositor and fails with scrollingUnavailable() where it does not offer

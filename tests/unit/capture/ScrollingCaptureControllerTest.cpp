@@ -50,16 +50,21 @@ public:
     explicit PageScroller(ScrolledPage& shown) : m_shown(shown) {}
     Result<bool> available() override { return true; }
     Result<bool> movePointer(const QPoint& point) override {
+        if (!refusal.isEmpty()) return Error{refusal};
         pointer = point;
         return true;
     }
     Result<bool> turnWheel(int notches, bool) override {
+        if (turnsLeft && (*turnsLeft)-- == 0)
+            return Error{QStringLiteral("The desktop took the pointer back.")};
         m_shown.notches.append(notches);
         m_shown.top = std::clamp(m_shown.top + notches * m_shown.pixelsPerNotch, 0,
                                  m_shown.page.height() - m_shown.viewport);
         return true;
     }
     QPoint pointer;
+    QString refusal;              // the desktop will not let the pointer move
+    std::optional<int> turnsLeft; // the wheel turns this many times, then fails
 
 private:
     ScrolledPage& m_shown;
@@ -102,10 +107,12 @@ protected:
         if (adjust) adjust(controller);
         controller.begin();
         EXPECT_TRUE(waitUntil([&] { return finished; }, 20000));
+        failure = controller.failure();
         return result;
     }
 
     ScrolledPage shown;
+    QString failure; // the last capture's
     PageScroller* wheel = nullptr;
 };
 
@@ -156,6 +163,23 @@ TEST_F(ScrollingCaptureControllerTest, AnUnexpectedChangeStopsWithAToastAndKeeps
     ASSERT_TRUE(image);
     EXPECT_TRUE(alike(*image, shown.page.copy(0, 0, 300, 400 + 51 + 204), 0));
     EXPECT_TRUE(toasts->shown.contains("Scrolling capture stopped. The page moved unexpectedly"));
+}
+
+TEST_F(ScrollingCaptureControllerTest, APointerTheDesktopWillNotMoveEndsTheCaptureWithTheReason) {
+    wheel->refusal = QStringLiteral("The user said no.");
+    EXPECT_FALSE(capture());
+    EXPECT_EQ(failure, "The user said no.");
+    EXPECT_TRUE(shown.notches.isEmpty());
+    EXPECT_TRUE(hotkeys->bound.isEmpty()) << "Esc is given back";
+}
+
+TEST_F(ScrollingCaptureControllerTest, AWheelTakenAwayMidwayKeepsWhatCameBeforeWithTheReason) {
+    wheel->turnsLeft = 2;
+    const auto image = capture();
+    ASSERT_TRUE(image);
+    EXPECT_TRUE(alike(*image, shown.page.copy(0, 0, 300, 400 + 51 + 204), 0));
+    EXPECT_TRUE(toasts->shown.contains("The desktop took the pointer back."));
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ScrollingCaptureControllerTest, EscFinishesWithTheFramesSoFar) {

@@ -55,12 +55,16 @@ struct Surfaces : CaptureSurfaces {
 // pixels a notch.
 struct Wheel : platform::ScrollSynthesizer {
     bool works = true;
+    QString refusal; // the desktop asks the user at the first move, who says no
     int* top = nullptr;
     Result<bool> available() override {
         if (!works) return Error{QStringLiteral("no XTEST")};
         return true;
     }
-    Result<bool> movePointer(const QPoint&) override { return true; }
+    Result<bool> movePointer(const QPoint&) override {
+        if (!refusal.isEmpty()) return Error{refusal};
+        return true;
+    }
     Result<bool> turnWheel(int notches, bool) override {
         *top = std::clamp(*top + notches * 40, 0, 1200 - 300);
         return true;
@@ -134,6 +138,17 @@ TEST_F(ScrollingFlowsTest, TheOverlayLeadsToOneLongCaptureInTheHistory) {
     ASSERT_EQ(files.size(), 1);
     const QImage stored(HistoryManager::directory() + "/" + files[0]);
     EXPECT_TRUE(alike(stored, shown->page, 0)) << stored.width() << "x" << stored.height();
+}
+
+TEST_F(ScrollingFlowsTest, AUserWhoWillNotLetThePointerMoveHearsWhyAndNothingIsKept) {
+    wheel->refusal = QStringLiteral("Scrolling capture was not allowed.");
+    coordinator->scrollingCapture();
+    std::exchange(surfaces->finishSelection, nullptr)(
+        {SelectionOutcome::Kind::selected, SelectionAction::capture, QRectF(100, 50, 200, 300), target()});
+    ASSERT_TRUE(waitUntil([&] { return !coordinator->busy(); }, 20000));
+    EXPECT_EQ(toasts->shown.last(), "Scrolling capture was not allowed.");
+    EXPECT_FALSE(surfaces->panelUp);
+    EXPECT_TRUE(history().isEmpty());
 }
 
 TEST_F(ScrollingFlowsTest, WithoutSynthesisedInputItSaysWhyAndTheBarHasNoScroll) {
