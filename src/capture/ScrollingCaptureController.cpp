@@ -68,11 +68,8 @@ double ScrollingCaptureController::scale() const {
 
 void ScrollingCaptureController::begin() {
     m_clock.start();
-    Toast::show(runningToast, runningToastSeconds);
-    if (auto& hotkeys = platform::services().hotkeys)
-        if (const auto handle = hotkeys->bind(QKeySequence(Qt::Key_Escape), [this] { requestStop(); }))
-            m_monitors.append(*handle);
-    // The wheel reaches the window under the pointer. Placing it may ask the user first.
+    // The wheel reaches the window under the pointer. Placing it may ask the user first, so
+    // the toast and Esc come after the answer.
     if (auto& scroller = platform::services().scrollSynthesizer) {
         const QPoint centre = target.display.geometry.topLeft() + (rect.center() * scale()).toPoint();
         if (auto placed = scroller->movePointer(centre); !placed) {
@@ -80,6 +77,10 @@ void ScrollingCaptureController::begin() {
             return finish();
         }
     }
+    Toast::show(runningToast, runningToastSeconds);
+    if (auto& hotkeys = platform::services().hotkeys)
+        if (const auto handle = hotkeys->bind(QKeySequence(Qt::Key_Escape), [this] { requestStop(); }))
+            m_monitors.append(*handle);
     QTimer::singleShot(m_timing.firstGrab, this, [this] { grabFirst(); });
 }
 

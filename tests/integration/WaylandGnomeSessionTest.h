@@ -106,9 +106,10 @@ protected:
         return QPoint(int(sumX / count), int(sumY / count));
     }
 
-    // Answers the portal's window that asks which monitor to share ("Screen Share", or
-    // "Remote Desktop" with its monitors), found in screenshots: the monitor's row (the one
-    // white card) is chosen, then "Share" (the one suggested-action button) pressed.
+    // Answers the portal's window that asks which monitor to share, found in screenshots: the
+    // one white card is clicked, then "Share" (the one suggested-action button) pressed. In
+    // "Screen Share" that card is the monitor's row; in "Remote desktop", whose one monitor
+    // comes chosen, it is "Allow remote interaction", switched on.
     bool shareTheMonitor() {
         QImage screen;
         std::optional<QPoint> row;

@@ -33,7 +33,7 @@ Error failure(const PortalAnswer& answer, const QString& step) {
         break;
     }
     if (answer.code == 1)
-        return Error{QStringLiteral("The desktop's question whether Pictavia may control the pointer was "
+        return Error{QStringLiteral("the desktop's question whether Pictavia may control the pointer was "
                                     "declined."),
                      RemoteDesktopSession::refusedDomain};
     return Error{QStringLiteral("The desktop could not %1 for Pictavia's pointer.").arg(step)};
@@ -95,8 +95,11 @@ Result<std::unique_ptr<RemoteDesktopSession>> RemoteDesktopSession::open(std::ch
     const PortalAnswer started = callPortalRequest(bus, remoteDesktopInterface, QStringLiteral("Start"),
                                                    {handle, QString()}, {}, timeout);
     if (!answeredYes(started)) return failure(started, QStringLiteral("start the session"));
+    // GNOME's window shares the screens with remote interaction off unless the user turns it on.
     if (!(started.results.value(QStringLiteral("devices")).toUInt() & RemoteDesktopOffer::pointer))
-        return Error{QStringLiteral("The desktop shared no pointer with Pictavia.")};
+        return Error{QStringLiteral("the desktop shared the screen but not the pointer (remote interaction "
+                                    "was left off)."),
+                     RemoteDesktopSession::refusedDomain};
     session->m_streams = screenCastStreams(started.results.value(QStringLiteral("streams")));
     if (session->m_streams.isEmpty())
         return Error{QStringLiteral("The desktop shared no screen to place Pictavia's pointer on.")};

@@ -30,7 +30,8 @@ class RemoteDesktopSession {
 public:
     enum class Axis : uint { vertical = 0, horizontal = 1 };
 
-    // The domain of open()'s error where the user said no.
+    // The domain of open()'s error where the user said no; its message is the end of a
+    // sentence ("Scrolling capture was not allowed: " goes before it).
     static inline const QString refusedDomain =
         QStringLiteral("org.freedesktop.portal.RemoteDesktop.refused");
 
