@@ -92,6 +92,7 @@ namespace {
 
 struct Grabbed {
     std::optional<QImage> image;
+    QString failure; // why there is no image
     ScrollSamples samples;
     ScrollOffset::Measurement measured;
     qint64 measuringNs = 0; // the samples and the offset search, for the timing log
@@ -102,7 +103,10 @@ Grabbed grabAndMeasure(const QRectF& rect, const platform::DisplayInfo& display,
                        const ScrollSamples* previous, int expected) {
     Grabbed grabbed;
     auto image = ScreenCaptureService::shared().captureArea(rect, display);
-    if (!image) return grabbed;
+    if (!image) {
+        grabbed.failure = image.error().message;
+        return grabbed;
+    }
     grabbed.image = std::move(image).value();
     QElapsedTimer clock;
     clock.start();
@@ -120,7 +124,10 @@ void ScrollingCaptureController::grabFirst() {
     QtConcurrent::run([rect = rect, display = target.display, horizontal = horizontal()] {
         return grabAndMeasure(rect, display, horizontal, nullptr, 0);
     }).then(this, [this](const Grabbed& grabbed) {
-        if (!grabbed.image) return finish();
+        if (!grabbed.image) {
+            m_failure = grabbed.failure;
+            return finish();
+        }
         m_measuringNs += grabbed.measuringNs;
         m_frames.append({*grabbed.image, grabbed.samples});
         emit lengthChanged(stitchedLength());

@@ -47,7 +47,8 @@ public:
     // Esc or the panel's Done: the frames taken so far are stitched and delivered.
     void requestStop();
     // Why the capture ended before its first frame, for the completion to tell: the desktop
-    // did not let the wheel turn (the user said no, or it has no way). Empty otherwise.
+    // did not let the wheel turn (the user said no, or it has no way), or the area could not
+    // be grabbed. Empty otherwise.
     const QString& failure() const { return m_failure; }
 
     // The distance of one scroll step in points, for an area `length` points long along

@@ -29,12 +29,14 @@ struct ScrolledPage {
     QList<int> notches;
     std::optional<QImage> replacement; // shown instead from `replaceAfter` notches on
     int replaceAfter = 0;
+    QString grabFailure; // the screen cannot be grabbed, and says why
 };
 
 class PageScreen : public FakeScreen {
 public:
     explicit PageScreen(ScrolledPage& shown) : m_shown(shown) {}
     Result<QImage> grabArea(const QRect& rootRect) override {
+        if (!m_shown.grabFailure.isEmpty()) return Error{m_shown.grabFailure};
         const QImage& page = m_shown.replacement && m_shown.notches.size() >= m_shown.replaceAfter
                                  ? *m_shown.replacement
                                  : m_shown.page;
@@ -171,6 +173,13 @@ TEST_F(ScrollingCaptureControllerTest, APointerTheDesktopWillNotMoveEndsTheCaptu
     EXPECT_EQ(failure, "The user said no.");
     EXPECT_TRUE(shown.notches.isEmpty());
     EXPECT_TRUE(hotkeys->bound.isEmpty()) << "Esc is given back";
+}
+
+TEST_F(ScrollingCaptureControllerTest, AnAreaThatCannotBeGrabbedEndsTheCaptureWithTheReason) {
+    shown.grabFailure = QStringLiteral("The shared screen sent no picture.");
+    EXPECT_FALSE(capture());
+    EXPECT_EQ(failure, "The shared screen sent no picture.");
+    EXPECT_TRUE(shown.notches.isEmpty());
 }
 
 TEST_F(ScrollingCaptureControllerTest, AWheelTakenAwayMidwayKeepsWhatCameBeforeWithTheReason) {
