@@ -1,7 +1,8 @@
 // Scrolling captures on GNOME, where no compositor protocol lets a program move the pointer:
-// the wheel turns through the remote desktop portal, whose "Remote Desktop" window asks the
-// user which screen to share with the pointer. The test answers it as a user would, then
-// compares the stitched page with the page rendered whole; and a user who says no hears why.
+// the wheel turns through the remote desktop portal, whose "Remote desktop" window asks the
+// user which screen to share, and whether to allow remote interaction. The tests answer it as a
+// user would, then compare the stitched page with the page rendered whole, check that one
+// answer serves a whole run, and that a user who says no hears why.
 
 #include "PatternMatching.h"
 #include "WaitUntil.h"
@@ -97,6 +98,35 @@ TEST_F(WaylandGnomeScrollTest, APageScrolledThroughTheRemoteDesktopPortalComesOu
     const QImage whole(QString::fromStdString(reference));
     // The scroll bar's column (the rightmost 20 pixels) is not part of the page.
     ASSERT_NO_FATAL_FAILURE(expectWholePage(result, whole, whole.width() - 20));
+}
+
+TEST_F(WaylandGnomeScrollTest, OneAnswerServesEveryTurnOfTheWheelInARun) {
+    if (!startGnome()) return;
+    const std::string wheel = session->reachable(PORTAL_WHEEL_BIN);
+    ASSERT_FALSE(wheel.empty());
+    const QRect client = showPage({"--lines", "160"}, QSize(520, 420));
+    ASSERT_FALSE(client.isEmpty());
+    const QImage before = screenshot().copy(client);
+
+    auto questions = session->startReading(
+        "dbus-monitor",
+        {"--session", "interface='org.freedesktop.impl.portal.RemoteDesktop',member='Start'"});
+    const std::string at = std::to_string(client.center().x()) + "," + std::to_string(client.center().y());
+    auto turns = std::async(std::launch::async, [&] {
+        return session->run(wheel, {at + ":2", at + ":2", at + ":2"}, {.timeout = 120s});
+    });
+    EXPECT_TRUE(shareTheMonitor()) << "the portal did not ask";
+    const ProcessOutput turned = turns.get();
+    ASSERT_EQ(turned.exitCode, 0) << turned.err;
+    EXPECT_EQ(turned.out, "turned\nturned\nturned\n");
+    int asked = 0;
+    while (const auto line = questions->readLine(2s))
+        asked += line->find("member=Start") != std::string::npos;
+    EXPECT_EQ(asked, 1);
+    // The page moved under its fixed header: six notches down.
+    const QImage after = screenshot().copy(client);
+    EXPECT_EQ(after.copy(0, 0, client.width(), 36), before.copy(0, 0, client.width(), 36));
+    EXPECT_NE(after.copy(0, 36, client.width(), 300), before.copy(0, 36, client.width(), 300));
 }
 
 TEST_F(WaylandGnomeScrollTest, AUserWhoDeclinesOrLeavesInteractionOffHearsWhy) {
