@@ -9,10 +9,12 @@
 #include "main/CommandOutput.h"
 #include "main/PlatformSetup.h"
 #include "main/StandaloneHistory.h"
+#include "platform/BackendChoice.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
 #include <QRectF>
+#include <QtConcurrent>
 
 namespace {
 
@@ -27,7 +29,10 @@ Kinds:
   fullscreen [--display N]                  a whole display
   area --rect X,Y,W,H [--display N] [--copy] a rectangle, in points from the
                                             display's top-left corner
-  window (--id N | --app NAME)              one window with its frame
+  window (--id N | --app NAME)              one window with its frame; on desktops
+                                            that list no windows (GNOME), without
+                                            either: the window picked in the desktop's
+                                            own window chooser
   scrolling (--rect X,Y,W,H [--display N] | --id N) [--direction D]
                                             a page longer than the screen: scrolls
                                             the area (or window) to its end and
@@ -50,6 +55,11 @@ std::optional<QRectF> parseRect(const QString& text) {
     const auto rect = Prefs::decodeRect(text);
     if (!rect || rect->width() <= 0 || rect->height() <= 0) return std::nullopt;
     return rect;
+}
+
+// A window capture that names no window: the one the user picks in the desktop's chooser.
+bool pickedInDesktop(const CaptureRequest& request) {
+    return request.kind == CaptureRequest::Kind::window && !request.windowID && request.appName.isEmpty();
 }
 
 Error noWindowOf(const QString& appName) {
@@ -142,10 +152,13 @@ std::variant<int, CaptureRequest> window(const QStringList& arguments) {
         return *code;
     const bool byId = parser.isSet(QStringLiteral("id"));
     const bool byApp = parser.isSet(QStringLiteral("app"));
-    if (byId == byApp)
+    // Under Wayland, neither: the window is picked in the desktop's chooser where it has one.
+    const bool picked = !byId && !byApp && BackendChoice::current() == BackendChoice::Backend::wayland;
+    if (byId == byApp && !picked)
         return CommandLine::usageError(QStringLiteral("capture window needs either --id N or --app NAME"));
     CaptureRequest request;
     request.kind = CaptureRequest::Kind::window;
+    if (picked) return request;
     if (byApp) {
         request.appName = parser.value(QStringLiteral("app"));
     } else if (!(request.windowID = parseNumber(parser.value(QStringLiteral("id"))))) {
@@ -200,12 +213,17 @@ std::variant<int, CaptureRequest> scrolling(const QStringList& arguments) {
 }
 
 // Why this run cannot take a capture of this kind at all, if it cannot.
-std::optional<Error> unavailable(CaptureRequest::Kind kind) {
+std::optional<Error> unavailable(const CaptureRequest& request) {
     std::optional<QString> missing;
-    if (kind == CaptureRequest::Kind::window)
+    if (request.kind == CaptureRequest::Kind::window) {
+        if (pickedInDesktop(request) && PlatformSetup::windowsChosenInDesktop()) return std::nullopt;
         missing = PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture);
-    else if (kind == CaptureRequest::Kind::scrolling)
+        // A desktop that lists its windows needs to be told which.
+        if (!missing && pickedInDesktop(request))
+            missing = QStringLiteral("capture window needs either --id N or --app NAME on this desktop");
+    } else if (request.kind == CaptureRequest::Kind::scrolling) {
         missing = PlatformSetup::notAvailable(PlatformSetup::Flow::scrollingCapture);
+    }
     if (!missing) return std::nullopt;
     return Error{*missing};
 }
@@ -251,13 +269,18 @@ QString CaptureRequest::usageEvent() const {
 }
 
 Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
-    if (auto missing = unavailable(request.kind)) return *missing;
+    if (auto missing = unavailable(request)) return *missing;
     switch (request.kind) {
     case CaptureRequest::Kind::fullscreen:
         return StillCapture::fullscreen(request.display);
     case CaptureRequest::Kind::area:
         return StillCapture::rect(request.rect, request.display, request.copyOnly);
     case CaptureRequest::Kind::window: {
+        if (pickedInDesktop(request)) {
+            const Result<uint32_t> picked = PlatformSetup::chooseWindowInDesktop();
+            if (!picked) return picked.error();
+            return StillCapture::window(*picked);
+        }
         const auto id = request.windowID ? request.windowID : StillCapture::windowOfApp(request.appName);
         if (!id) return noWindowOf(request.appName);
         return StillCapture::window(*id);
@@ -278,13 +301,23 @@ Result<OutputPipeline::Delivered> takeCapture(const CaptureRequest& request) {
 }
 
 void takeCapture(const CaptureRequest& request, QObject* receiver, StillCapture::Done done) {
-    if (auto missing = unavailable(request.kind)) return done(*missing);
+    if (auto missing = unavailable(request)) return done(*missing);
     switch (request.kind) {
     case CaptureRequest::Kind::fullscreen:
         return StillCapture::fullscreen(request.display, receiver, std::move(done));
     case CaptureRequest::Kind::area:
         return StillCapture::rect(request.rect, request.display, request.copyOnly, receiver, std::move(done));
     case CaptureRequest::Kind::window: {
+        if (pickedInDesktop(request)) {
+            // The chooser waits for the user on a worker thread; this thread goes on meanwhile.
+            QtConcurrent::run([] {
+                return PlatformSetup::chooseWindowInDesktop();
+            }).then(receiver, [receiver, done = std::move(done)](const Result<uint32_t>& picked) mutable {
+                if (!picked) return done(picked.error());
+                StillCapture::window(*picked, receiver, std::move(done));
+            });
+            return;
+        }
         const auto id = request.windowID ? request.windowID : StillCapture::windowOfApp(request.appName);
         if (!id) return done(noWindowOf(request.appName));
         return StillCapture::window(*id, receiver, std::move(done));

@@ -10,8 +10,10 @@
 #include "platform/qt/QtClipboard.h"
 #include "platform/qt/TerminalPresenters.h"
 #include "platform/sound/CanberraSound.h"
+#include "platform/wayland/ChosenWindows.h"
 #include "platform/wayland/PortalScrollSynthesizer.h"
 #include "platform/wayland/ScreenCastStill.h"
+#include "platform/wayland/ScreenCastWords.h"
 #include "platform/wayland/WaylandFrameStream.h"
 #include "platform/wayland/WaylandScreenBackend.h"
 #include "platform/wayland/WlClipboard.h"
@@ -110,6 +112,27 @@ std::optional<QString> notAvailable(Flow flow) {
         return platform::wayland::scrollingUnavailable();
     }
     return std::nullopt;
+}
+
+bool windowsChosenInDesktop() {
+    return BackendChoice::current() == BackendChoice::Backend::wayland &&
+           platform::wayland::windowChooserOffered();
+}
+
+Result<uint32_t> chooseWindowInDesktop() {
+    const Result<platform::wayland::PipeWireStreams*> pipeWire = platform::modules::pipeWireStreams();
+    if (!pipeWire) return pipeWire.error();
+    const auto chosen = platform::wayland::ChosenWindows::shared().choose(**pipeWire);
+    if (!chosen) {
+        if (chosen.error().message == platform::wayland::ScreenCastWords::refused())
+            return Error{windowNotPicked()};
+        return chosen.error();
+    }
+    return chosen->id;
+}
+
+QString windowNotPicked() {
+    return QStringLiteral("No window was picked.");
 }
 
 } // namespace PlatformSetup

@@ -28,4 +28,13 @@ enum class Flow { windowList, windowCapture, scrollingCapture };
 // Why this run's backend cannot carry out `flow`; nullopt where it can.
 std::optional<QString> notAvailable(Flow flow);
 
+// Whether windows are picked in the desktop's own window chooser, the compositor listing none.
+bool windowsChosenInDesktop();
+
+// Opens that chooser and waits for the user's pick: the number under which the capture and
+// recording flows find the window, used once. Blocks the calling thread, which must be a Qt
+// thread. Fails with windowNotPicked() where the user closed the chooser.
+Result<uint32_t> chooseWindowInDesktop();
+QString windowNotPicked();
+
 } // namespace PlatformSetup

@@ -30,7 +30,9 @@ Kinds:
   fullscreen [--display N]        a whole display
   area --rect X,Y,W,H [--display N] a rectangle, in points from the display's
                                   top-left corner
-  window --id N                   one window, followed as it moves
+  window --id N                   one window, followed as it moves; on desktops
+                                  that list no windows (GNOME), without --id:
+                                  the window picked in the desktop's own chooser
 
 Options:
   --gif           an animated GIF instead of a movie
@@ -92,8 +94,15 @@ std::variant<int, RecordRequest> parse(const QStringList& arguments) {
 // What the request names.
 Result<RecordingSource> resolve(const CaptureRequest& request) {
     switch (request.kind) {
-    case CaptureRequest::Kind::window:
-        return RecordingSource::window(*request.windowID);
+    case CaptureRequest::Kind::window: {
+        if (request.windowID) return RecordingSource::window(*request.windowID);
+        if (!PlatformSetup::windowsChosenInDesktop())
+            return Error{PlatformSetup::notAvailable(PlatformSetup::Flow::windowCapture)
+                             .value_or(QStringLiteral("record window needs --id N on this desktop"))};
+        const Result<uint32_t> picked = PlatformSetup::chooseWindowInDesktop();
+        if (!picked) return picked.error();
+        return RecordingSource::window(*picked);
+    }
     case CaptureRequest::Kind::area:
         return RecordingSource::area(request.rect, request.display);
     case CaptureRequest::Kind::scrolling:

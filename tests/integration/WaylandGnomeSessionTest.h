@@ -106,32 +106,47 @@ protected:
         return QPoint(int(sumX / count), int(sumY / count));
     }
 
-    // Answers the portal's window that asks which monitor to share, found in screenshots: the
-    // one white card is clicked, then "Share" (the one suggested-action button) pressed. In
-    // "Screen Share" that card is the monitor's row; in "Remote desktop", whose one monitor
-    // comes chosen, it is "Allow remote interaction", switched on.
-    bool shareTheMonitor() {
-        QImage screen;
+    // Where the portal's window that asks what to share offers its one row (the one white card:
+    // a monitor, a window, or "Allow remote interaction"), found in screenshots, and the
+    // screenshot it was found in; null where the window did not show.
+    std::optional<QPoint> chooserRow(QImage* screen) {
         std::optional<QPoint> row;
-        if (!waitUntil(
-                [&] {
-                    screen = screenshot();
-                    row = screen.isNull() ? std::nullopt : middleOf(screen, qRgb(0xff, 0xff, 0xff), 0, 100);
-                    return row.has_value();
-                },
-                60s))
-            return false;
-        click(*row, screen.size());
-        std::optional<QPoint> share;
-        if (!waitUntil([&] {
-                screen = screenshot();
-                share = screen.isNull() ? std::nullopt : middleOf(screen, suggestedAction, 6, 30);
-                return share.has_value();
-            }))
-            return false;
-        click(*share, screen.size());
-        return true;
+        waitUntil(
+            [&] {
+                *screen = screenshot();
+                row = screen->isNull() ? std::nullopt : middleOf(*screen, qRgb(0xff, 0xff, 0xff), 0, 100);
+                return row.has_value();
+            },
+            60s);
+        return row;
     }
+
+    // Clicks that one row: where the window's "Share" button (the one suggested-action button)
+    // then is, and the screenshot it was found in; null where either did not show.
+    std::optional<QPoint> chooseTheOneRow(QImage* screen) {
+        const std::optional<QPoint> row = chooserRow(screen);
+        if (!row) return std::nullopt;
+        click(*row, screen->size());
+        std::optional<QPoint> share;
+        waitUntil([&] {
+            *screen = screenshot();
+            share = screen->isNull() ? std::nullopt : middleOf(*screen, suggestedAction, 6, 30);
+            return share.has_value();
+        });
+        return share;
+    }
+
+    // Answers the portal's window that asks what to share: its one row clicked, then "Share"
+    // pressed. In "Screen Share" that row is the monitor's, or the one window's where a window
+    // is asked for; in "Remote desktop", whose one monitor comes chosen, it is "Allow remote
+    // interaction", switched on.
+    bool shareTheOneRow() {
+        QImage screen;
+        const std::optional<QPoint> share = chooseTheOneRow(&screen);
+        if (share) click(*share, screen.size());
+        return share.has_value();
+    }
+    bool shareTheMonitor() { return shareTheOneRow(); }
 
     std::string keys; // mutter_keys, where the session's user can run it
 };

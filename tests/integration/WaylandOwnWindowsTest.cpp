@@ -81,22 +81,8 @@ protected:
         return true;
     }
 
-    // What the app answered an agent that called `tool` with `arguments` (JSON) through
-    // pictavia-mcp, given `seconds` to answer.
     ProcessOutput agent(const std::string& tool, const std::string& arguments, int seconds = 3) {
-        const std::string bridge = session->reachable(PICTAVIA_MCP_BIN);
-        EXPECT_FALSE(bridge.empty());
-        const std::string lines =
-            R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-03-26",)"
-            R"("capabilities":{},"clientInfo":{"name":"ownwindows-test","version":"1"}}})"
-            "\n"
-            R"({"jsonrpc":"2.0","method":"notifications/initialized"})"
-            "\n"
-            R"({"jsonrpc":"2.0","id":2,"method":"tools/call","params":{"name":")" +
-            tool + R"(","arguments":)" + arguments + "}}\n";
-        // The bridge relays what comes while its input stays open.
-        return session->run("sh", {"-c", "(printf '%s' \"$1\"; sleep \"$2\") | \"$0\"", bridge, lines,
-                                   std::to_string(seconds)});
+        return askAgentTool("ownwindows-test", tool, arguments, seconds);
     }
 
     // A pin of a red picture, asked for by an agent: centred on the first display.

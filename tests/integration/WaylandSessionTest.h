@@ -88,6 +88,27 @@ protected:
             EXPECT_LT(shareNotOf(frames[i], colour), 0.01) << "frame " << i;
     }
 
+    // What the running app answered an agent, `client` (as its preferences approve it), that
+    // called `tool` with `arguments` (JSON) through pictavia-mcp, given `seconds` to answer.
+    ProcessOutput askAgentTool(const std::string& client, const std::string& tool,
+                               const std::string& arguments, int seconds = 3) {
+        const std::string bridge = session->reachable(PICTAVIA_MCP_BIN);
+        EXPECT_FALSE(bridge.empty());
+        const std::string lines =
+            R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-03-26",)"
+            R"("capabilities":{},"clientInfo":{"name":")" +
+            client +
+            R"(","version":"1"}}})"
+            "\n"
+            R"({"jsonrpc":"2.0","method":"notifications/initialized"})"
+            "\n"
+            R"({"jsonrpc":"2.0","id":2,"method":"tools/call","params":{"name":")" +
+            tool + R"(","arguments":)" + arguments + "}}\n";
+        // The bridge relays what comes while its input stays open.
+        return session->run("sh", {"-c", "(printf '%s' \"$1\"; sleep \"$2\") | \"$0\"", bridge, lines,
+                                   std::to_string(seconds)});
+    }
+
     // What one of the session's programs logged ("portal", "gnome-shell", ...).
     std::string sessionLog(const std::string& name) const {
         QFile log(QString::fromStdString(session->directory() + "/" + name + ".log"));

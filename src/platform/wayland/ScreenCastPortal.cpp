@@ -130,7 +130,8 @@ Result<std::unique_ptr<ScreenCastSession>> ScreenCastSession::open(const ScreenC
     QVariantMap selection{{QStringLiteral("types"), request.sourceTypes},
                           {QStringLiteral("multiple"), false},
                           {QStringLiteral("cursor_mode"), request.cursorMode}};
-    if (request.persist) selection.insert(QStringLiteral("persist_mode"), 2u);
+    if (request.persist)
+        selection.insert(QStringLiteral("persist_mode"), request.persistWhileRunning ? 1u : 2u);
     if (!request.restoreToken.isEmpty())
         selection.insert(QStringLiteral("restore_token"), request.restoreToken);
     const PortalAnswer selected = callPortalRequest(bus, screenCastInterface, QStringLiteral("SelectSources"),
@@ -146,15 +147,22 @@ Result<std::unique_ptr<ScreenCastSession>> ScreenCastSession::open(const ScreenC
     session->m_restoreToken = started.results.value(QStringLiteral("restore_token")).toString();
     if (session->m_streams.isEmpty()) return Error{QStringLiteral("The desktop shared nothing to record.")};
 
+    if (const Result<bool> opened = session->openPipeWire(timeout); !opened) return opened.error();
+    return session;
+}
+
+Result<bool> ScreenCastSession::openPipeWire(std::chrono::milliseconds timeout) {
     QDBusMessage remote = QDBusMessage::createMethodCall(portalService, portalPath, screenCastInterface,
                                                          QStringLiteral("OpenPipeWireRemote"));
-    remote << handle << QVariantMap();
-    const QDBusReply<QDBusUnixFileDescriptor> fd = bus.call(remote, QDBus::Block, int(timeout.count()));
+    remote << QVariant::fromValue(QDBusObjectPath(m_handle)) << QVariantMap();
+    const QDBusReply<QDBusUnixFileDescriptor> fd =
+        sessionBus().call(remote, QDBus::Block, int(timeout.count()));
     if (!fd.isValid() || !fd.value().isValid()) return Error{ScreenCastWords::noPipeWire()};
+    if (m_fd >= 0) close(m_fd);
     // The reply's descriptor closes with it: ours is a copy.
-    session->m_fd = fcntl(fd.value().fileDescriptor(), F_DUPFD_CLOEXEC, 0);
-    if (session->m_fd < 0) return Error{ScreenCastWords::noPipeWire()};
-    return session;
+    m_fd = fcntl(fd.value().fileDescriptor(), F_DUPFD_CLOEXEC, 0);
+    if (m_fd < 0) return Error{ScreenCastWords::noPipeWire()};
+    return true;
 }
 
 ScreenCastSession::~ScreenCastSession() {

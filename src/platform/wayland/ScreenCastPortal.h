@@ -43,6 +43,8 @@ struct ScreenCastRequest {
     // Whether the desktop may remember the user's answer, and the token of an earlier
     // answer to restore (empty for none).
     bool persist = false;
+    // With `persist`: the answer is remembered only while this program runs.
+    bool persistWhileRunning = false;
     QString restoreToken;
 };
 
@@ -63,6 +65,8 @@ public:
     const QString& restoreToken() const { return m_restoreToken; }
     // The PipeWire connection, handed over once (-1 afterwards): its taker closes it.
     int takePipeWireFd();
+    // Another PipeWire connection to the same streams, for the next taker of the one above.
+    Result<bool> openPipeWire(std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 private:
     ScreenCastSession() = default;

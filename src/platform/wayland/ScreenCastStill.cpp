@@ -1,5 +1,7 @@
 #include "platform/wayland/ScreenCastStill.h"
 
+#include "platform/wayland/ScreenCastWords.h"
+
 #include <QtGlobal>
 
 #include <condition_variable>
@@ -8,12 +10,8 @@
 
 namespace platform::wayland {
 
-Result<QImage> screenCastStill(FrameStreams& streams, const QRect& pixels,
-                               std::chrono::milliseconds timeout) {
-    auto created = streams.create();
-    if (!created) return created.error();
-    std::unique_ptr<FrameStream> stream = std::move(created).value();
-
+Result<QImage> firstPicture(const StreamStart& start, const std::function<void()>& stop,
+                            std::chrono::milliseconds timeout) {
     std::mutex mutex;
     std::condition_variable arrived;
     std::optional<Result<QImage>> outcome;
@@ -22,22 +20,36 @@ Result<QImage> screenCastStill(FrameStreams& streams, const QRect& pixels,
         if (!outcome) outcome = std::move(result);
         arrived.notify_all();
     };
-    FrameSource source;
-    source.rootRect = pixels;
-    FrameStreamSettings settings;
-    settings.showCursor = false; // a screenshot leaves the pointer out
-    const Result<bool> started = stream->start(
-        source, settings, [&](const QImage& frame, qint64) { settle(frame.copy()); },
-        [&](const Error& error) { settle(error); });
-    if (!started) return started.error();
+    const Result<bool> started = start([&](const QImage& frame, qint64) { settle(frame.copy()); },
+                                       [&](const Error& error) { settle(error); });
+    if (!started) {
+        stop();
+        return started.error();
+    }
     {
         std::unique_lock lock(mutex);
         arrived.wait_for(lock, timeout, [&] { return outcome.has_value(); });
     }
-    stream->stop();
+    stop();
     const std::lock_guard lock(mutex);
-    if (!outcome) return Error{QStringLiteral("The desktop's screen recording sent no picture.")};
+    if (!outcome) return Error{ScreenCastWords::noPicture()};
     return *outcome;
+}
+
+Result<QImage> screenCastStill(FrameStreams& streams, const QRect& pixels,
+                               std::chrono::milliseconds timeout) {
+    auto created = streams.create();
+    if (!created) return created.error();
+    std::unique_ptr<FrameStream> stream = std::move(created).value();
+    FrameSource source;
+    source.rootRect = pixels;
+    FrameStreamSettings settings;
+    settings.showCursor = false; // a screenshot leaves the pointer out
+    return firstPicture(
+        [&](FrameStream::FrameHandler onFrame, FrameStream::ErrorHandler onError) {
+            return stream->start(source, settings, std::move(onFrame), std::move(onError));
+        },
+        [&] { stream->stop(); }, timeout);
 }
 
 bool stillsFromScreenCast() {

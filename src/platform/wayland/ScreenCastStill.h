@@ -7,8 +7,15 @@
 #include <QRect>
 
 #include <chrono>
+#include <functional>
 
 namespace platform::wayland {
+
+// The first picture of a stream that `start` starts with these handlers; `stop` ends it, also
+// where it failed to start. Fails where no picture comes within `timeout`.
+using StreamStart = std::function<Result<bool>(FrameStream::FrameHandler, FrameStream::ErrorHandler)>;
+Result<QImage> firstPicture(const StreamStart& start, const std::function<void()>& stop,
+                            std::chrono::milliseconds timeout);
 
 // One picture of `pixels` (the screen backend's pixels) from a frame stream of the desktop's
 // screen-cast portal: the stream is opened with the answer the desktop keeps (no question once

@@ -16,6 +16,10 @@ inline QString refused() {
     return QStringLiteral("The screen recording was not allowed.");
 }
 
+inline QString noPicture() {
+    return QStringLiteral("The desktop's screen recording sent no picture.");
+}
+
 inline QString noPipeWire() {
     return QStringLiteral("The desktop's screen recording needs PipeWire, which is not running.");
 }

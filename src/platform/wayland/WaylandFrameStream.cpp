@@ -1,5 +1,6 @@
 #include "platform/wayland/WaylandFrameStream.h"
 
+#include "platform/wayland/ChosenWindows.h"
 #include "platform/wayland/ScreenCastChoice.h"
 #include "platform/wayland/ScreenCastPortal.h"
 
@@ -28,10 +29,18 @@ public:
         const Result<PipeWireStreams*> pipeWire = m_pipeWire();
         if (!pipeWire) return pipeWire.error();
 
-        Result<Shared> shared =
-            source.windowId ? shareWindow(*offer, settings) : shareArea(*offer, settings, *source.rootRect);
+        Result<Shared> shared = source.windowId ? shareWindow(*offer, settings, *source.windowId)
+                                                : shareArea(*offer, settings, *source.rootRect);
         if (!shared) return shared.error();
         Shared& share = shared.value();
+        if (source.windowId) {
+            Result<std::unique_ptr<PipeWireStream>> reader =
+                readWindow(*share.session, **pipeWire, settings, onFrame, onError);
+            if (!reader) return reader.error();
+            m_stream = std::move(reader).value();
+            m_session = std::move(share.session);
+            return true;
+        }
         share.target.fd = share.session->takePipeWireFd();
         std::unique_ptr<PipeWireStream> stream = (*pipeWire)->create();
         Result<bool> started = stream->start(share.target, settings, std::move(onFrame), std::move(onError));
@@ -89,9 +98,12 @@ private:
         }
     }
 
-    // A window the user picks in the desktop's own dialog, where the portal shares windows.
-    // That answer is not remembered: the next window recording may be of another window.
-    Result<Shared> shareWindow(const ScreenCastOffer& offer, const FrameStreamSettings& settings) {
+    // A window the user picks in the desktop's own dialog, where the portal shares windows:
+    // the one picked already for this recording (see ChosenWindows), shared again with the
+    // token of that pick, else asked for now. The answer is not remembered beyond that: the
+    // next window recording may be of another window.
+    Result<Shared> shareWindow(const ScreenCastOffer& offer, const FrameStreamSettings& settings,
+                               uint32_t windowId) {
         if (!(offer.sourceTypes & ScreenCastOffer::window))
             return Error{
                 QStringLiteral("Window recordings are not available on this desktop: its screen sharing "
@@ -101,6 +113,12 @@ private:
         ScreenCastRequest request;
         request.sourceTypes = ScreenCastOffer::window;
         request.cursorMode = cursorModeFor(offer, settings.showCursor);
+        if (const auto chosen = ChosenWindows::shared().take(windowId);
+            chosen && !chosen->restoreToken.isEmpty()) {
+            request.persist = true;
+            request.persistWhileRunning = true;
+            request.restoreToken = chosen->restoreToken;
+        }
         Result<std::unique_ptr<ScreenCastSession>> session = ScreenCastSession::open(request);
         if (!session) return session.error();
         Shared shared{std::move(session).value(), {}};

@@ -1,6 +1,7 @@
 #include "platform/wayland/WaylandScreenBackend.h"
 
 #include "common/Log.h"
+#include "platform/wayland/ChosenWindows.h"
 #include "platform/wayland/ForeignToplevels.h"
 #include "platform/wayland/KWinScript.h"
 #include "platform/wayland/KWinWindows.h"
@@ -64,6 +65,9 @@ public:
     // Wayland gives no client another's pixels: the window is cut from a screenshot of the
     // desktop, so only a window that is shown whole can be captured truthfully.
     Result<QImage> grabWindow(uint32_t windowId) override {
+        // A window picked in the desktop's chooser was shared on its own as it was picked.
+        if (listsNoWindows())
+            if (auto chosen = ChosenWindows::shared().take(windowId)) return std::move(chosen->picture);
         if (const auto missing = windowsUnavailable(WindowFlow::capture)) return Error{*missing, {}, 2};
         const WaylandLayout current = layout();
         const Result<QList<PlacedWindow>> listed = placedWindows(current);
@@ -89,6 +93,7 @@ public:
     QList<WindowInfo> windows() override {
         if (listsToplevelsOnly()) return toplevelWindows();
         const WaylandLayout current = layout();
+        if (listsNoWindows()) return chosenWindows(current);
         QList<WindowInfo> list;
         for (const PlacedWindow& window : orNone(placedWindows(current))) {
             if (!window.visible) continue;
@@ -128,6 +133,11 @@ private:
         return swaySocketPath().isEmpty() && !kwinScriptingOffered() && toplevelListOffered();
     }
 
+    // Where the compositor tells of no window at all (GNOME).
+    static bool listsNoWindows() {
+        return swaySocketPath().isEmpty() && !kwinScriptingOffered() && !toplevelListOffered();
+    }
+
     static QList<ForeignToplevel> toplevels() { return orNone(listForeignToplevels()); }
 
     static QList<WindowInfo> toplevelWindows() {
@@ -140,6 +150,22 @@ private:
             info.ownerName = all[i].appId;
             info.title = all[i].title;
             list.append(info);
+        }
+        return list;
+    }
+
+    // Where the compositor tells nothing of its windows, the ones the user picked in the
+    // desktop's chooser and no flow has used yet, so that the capture and recording flows find
+    // them. Their place is not known: they are put at the first display's top-left corner.
+    static QList<WindowInfo> chosenWindows(const WaylandLayout& current) {
+        const QPoint corner =
+            current.displays().isEmpty() ? QPoint() : current.displays().front().geometry.topLeft();
+        QList<WindowInfo> list;
+        for (const ChosenWindows::Chosen& chosen : ChosenWindows::shared().unused()) {
+            WindowInfo info;
+            info.id = chosen.id;
+            info.frame = QRect(corner, chosen.size);
+            list.prepend(info); // the newest pick in front
         }
         return list;
     }
@@ -295,6 +321,17 @@ std::optional<QString> windowsUnavailable(WindowFlow flow) {
         return QStringLiteral(
             "Window captures are not available on this desktop: it tells other programs "
             "which windows are open but not where they are. Capture the window's area instead.");
+    }
+    if (windowChooserOffered()) {
+        if (flow == WindowFlow::list)
+            return QStringLiteral(
+                "Window lists are not available on this desktop: it tells other programs nothing of its "
+                "windows. A window can still be captured or recorded by picking it in the desktop's own "
+                "window chooser.");
+        return QStringLiteral(
+            "Windows cannot be chosen by number or name on this desktop: it tells other programs nothing "
+            "of its windows. Pick the window in the desktop's own window chooser instead (capture window "
+            "or record window without --id or --app).");
     }
     const QString what =
         flow == WindowFlow::list ? QStringLiteral("Window lists") : QStringLiteral("Window captures");

@@ -25,9 +25,11 @@ Result<bool> checkCompositor();
 // compositor's IPC where it is sway or another i3-compatible one, and from a script run inside
 // KWin on KDE; a window is captured by cutting it from the desktop's screenshot while it is
 // shown whole. Other wlroots compositors list their windows by title and app id only (the
-// foreign toplevel protocol), numbered in their order, without places. Elsewhere the list is
-// empty; window grabs are refused with the sentence windowsUnavailable() gives wherever places
-// are unknown.
+// foreign toplevel protocol), numbered in their order, without places. Elsewhere (GNOME) the
+// list holds only the windows the user picked in the desktop's screen-cast chooser that no flow
+// has used yet (see ChosenWindows), whose capture is the picture shared as it was picked; other
+// window grabs are refused with the sentence windowsUnavailable() gives wherever places are
+// unknown.
 //
 // `screenCastStill`, where given, takes a picture of an area through the desktop's screen-cast
 // portal: still captures go there first on desktops whose screenshot portal asks every time

@@ -101,8 +101,7 @@ public:
         {
             std::unique_lock lock(m_mutex);
             m_changed.wait_for(lock, firstPictureTimeout, [&] { return !m_latest.isNull() || m_failure; });
-            if (!m_failure && m_latest.isNull())
-                m_failure = Error{QStringLiteral("The desktop's screen recording sent no picture.")};
+            if (!m_failure && m_latest.isNull()) m_failure = Error{ScreenCastWords::noPicture()};
             if (m_failure) {
                 const Error failure = *m_failure;
                 lock.unlock();
