@@ -15,6 +15,13 @@ constexpr double calmWindow = 0.6;
 
 const QColor rippleYellow(255, 204, 0);
 
+// A ripple's width in frame pixels, `progress` (0...1) through its life.
+double rippleDiameter(double progress, double pixelsPerPoint) {
+    return (ClickHighlighter::kDiameter +
+            (ClickHighlighter::kEndDiameter - ClickHighlighter::kDiameter) * progress) *
+           pixelsPerPoint;
+}
+
 // A plain arrow pointer for tracks that kept no pointer images: 12 × 19 points, tip at 0, 0.
 QImage drawnArrow(double scale) {
     const QSize size(int(std::ceil(14 * scale)), int(std::ceil(21 * scale)));
@@ -76,18 +83,29 @@ const StudioPointer::Shape& StudioPointer::shapeAt(double time) const {
     return m_shapes.back();
 }
 
-void StudioPointer::drawPointer(QPainter& painter, double time, const QTransform& toFrame, double zoom,
-                                double size) const {
+std::optional<QRectF> StudioPointer::pointerBox(double time, const QTransform& toFrame, double zoom,
+                                                double size) const {
     const auto place = position(time);
-    if (!place || m_shapes.empty()) return;
+    if (!place || m_shapes.empty()) return std::nullopt;
     const Shape& shape = shapeAt(time);
     const double scale = zoom * std::clamp(size, 0.6, 2.5);
     const QPointF tip = toFrame.map(*place);
-    const QRectF box(tip - shape.hot * scale, shape.size * scale);
+    return QRectF(tip - shape.hot * scale, shape.size * scale);
+}
+
+void StudioPointer::drawPointer(QPainter& painter, double time, const QTransform& toFrame, double zoom,
+                                double size) const {
+    const auto box = pointerBox(time, toFrame, zoom, size);
+    if (!box) return;
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.drawImage(box, shape.image);
+    painter.drawImage(*box, shapeAt(time).image);
     painter.restore();
+}
+
+QRectF StudioPointer::pointerBounds(double time, const QTransform& toFrame, double zoom, double size) const {
+    const auto box = pointerBox(time, toFrame, zoom, size);
+    return box ? box->adjusted(-1, -1, 1, 1) : QRectF();
 }
 
 void StudioPointer::drawRipples(QPainter& painter, double time, const QTransform& toFrame,
@@ -102,9 +120,7 @@ void StudioPointer::drawRipples(QPainter& painter, double time, const QTransform
             any = true;
         }
         const double progress = age / rippleSeconds;
-        const double diameter = (ClickHighlighter::kDiameter +
-                                 (ClickHighlighter::kEndDiameter - ClickHighlighter::kDiameter) * progress) *
-                                m_pointsToPixels * zoom;
+        const double diameter = rippleDiameter(progress, m_pointsToPixels * zoom);
         const QPointF center = toFrame.map(QPointF(click.x * m_video.width(), click.y * m_video.height()));
         QColor fill = rippleYellow;
         fill.setAlphaF(float(ClickHighlighter::kFillOpacity * (1 - progress)));
@@ -115,4 +131,18 @@ void StudioPointer::drawRipples(QPainter& painter, double time, const QTransform
         painter.drawEllipse(center, diameter / 2, diameter / 2);
     }
     if (any) painter.restore();
+}
+
+QRectF StudioPointer::rippleBounds(double time, const QTransform& toFrame, double zoom) const {
+    QRectF bounds;
+    for (const ClickMark& click : m_clicks) {
+        const double age = time - click.time;
+        if (age < 0 || age >= rippleSeconds) continue;
+        const double scale = m_pointsToPixels * zoom;
+        const double reach =
+            rippleDiameter(age / rippleSeconds, scale) / 2 + ClickHighlighter::kBorderWidth * scale / 2 + 1;
+        const QPointF center = toFrame.map(QPointF(click.x * m_video.width(), click.y * m_video.height()));
+        bounds |= QRectF(center - QPointF(reach, reach), QSizeF(2 * reach, 2 * reach));
+    }
+    return bounds;
 }

@@ -36,6 +36,10 @@ public:
     void drawPointer(QPainter& painter, double time, const QTransform& toFrame, double zoom,
                      double size) const;
     void drawRipples(QPainter& painter, double time, const QTransform& toFrame, double zoom) const;
+    // Where the two draw in the frame at `time` (empty when they draw nothing), antialiased
+    // edges included.
+    QRectF pointerBounds(double time, const QTransform& toFrame, double zoom, double size) const;
+    QRectF rippleBounds(double time, const QTransform& toFrame, double zoom) const;
 
 private:
     struct Shape {
@@ -44,6 +48,8 @@ private:
         QPointF hot; // in picture pixels from the image's top left
     };
     const Shape& shapeAt(double time) const;
+    // The pointer image's place in the frame, if it shows at `time`.
+    std::optional<QRectF> pointerBox(double time, const QTransform& toFrame, double zoom, double size) const;
 
     CursorPath m_path;
     CursorPath m_calm;

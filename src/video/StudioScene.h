@@ -7,10 +7,14 @@
 
 #include <QImage>
 #include <QList>
+#include <QRect>
+#include <QRectF>
 #include <QSize>
 
 #include <memory>
 #include <optional>
+
+class QPainter;
 
 // What a movie's styled frames are composed from besides its pictures and the look.
 struct StudioInputs {
@@ -47,6 +51,16 @@ public:
     // may be any size of frameSize()'s proportions; `picture` is the recording's frame at
     // that time and `camera` the camera movie's (null without one).
     void render(QImage& target, const QImage& picture, double time, const QImage& camera = {}) const;
+
+    // The frame's parts as render() puts them together, for composing it another way. A frame
+    // is the base (target's size and format; null: black), the `picture`'s view scaled into
+    // the card, then what paintOver() draws, which stays within paintedAreas().
+    QImage base(QSize target, QImage::Format format = QImage::Format_RGB32) const;
+    QRect card(QSize target) const;
+    // In the pixels of a picture of `picture`'s size.
+    QRectF view(QSize target, double time, QSize picture) const;
+    QList<QRect> paintedAreas(QSize target, double time, bool camera) const;
+    void paintOver(QPainter& painter, QSize target, double time, const QImage& camera) const;
 
 private:
     struct Parts;

@@ -3,6 +3,7 @@
 #include "app/Prefs.h"
 #include "platform/Platform.h"
 #include "recording/GIFEncoder.h"
+#include "video/StudioFrameLayers.h"
 #include "video/StudioScene.h"
 
 #include <QDir>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace VideoExport {
 
@@ -63,16 +65,20 @@ Result<QString> exportTrimmed(const QString& url, const TrimOptions& options, co
     request.volume = std::clamp(options.volume, 0.0, 2.0);
     request.mono = options.mono;
     platform::MovieExporter::Draw draw;
+    std::optional<StudioFrameLayers> layers;
     if (styled) {
         const StudioScene& scene = *options.studio;
         // The camera is read alongside only where the look shows it.
         if (scene.inputs().hasCamera && scene.style().camera && QFileInfo(options.webcam).isFile())
             request.camera = options.webcam;
+        layers.emplace(scene);
         draw = [&scene](QImage& target, const QImage& picture, double time, const QImage& camera) {
             scene.render(target, picture, time, camera);
         };
     }
-    const auto written = exporter->exportMovie(request, draw, progress);
+    auto* layered = dynamic_cast<platform::LayeredMovieExporter*>(exporter.get());
+    const auto written = layers && layered ? layered->exportLayered(request, *layers, progress)
+                                           : exporter->exportMovie(request, draw, progress);
     if (!written) {
         QFile::remove(request.destination);
         return written.error();

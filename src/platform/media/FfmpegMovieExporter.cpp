@@ -5,6 +5,7 @@
 #include "platform/media/FfmpegMovieSource.h"
 #include "platform/media/FfmpegPictureQueue.h"
 #include "platform/media/FfmpegSoundTrack.h"
+#include "platform/media/LayeredComposer.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -165,8 +166,8 @@ private:
 // One export: the reading thread fills the queue, the caller's thread empties it.
 class Export {
 public:
-    Export(const ExportRequest& request, const MovieExporter::Draw& draw)
-        : m_request(request), m_draw(draw), m_queue(queueLength) {}
+    Export(const ExportRequest& request, const MovieExporter::Draw& draw, const FrameLayers* layers = nullptr)
+        : m_request(request), m_draw(draw), m_layers(layers), m_queue(queueLength) {}
 
     ~Export() { stopReader(); }
     Export(const Export&) = delete;
@@ -236,7 +237,9 @@ private:
             }
         }
         if (auto started = startOutput(m_output.get(), m_request.destination); !started) return started;
-        if (m_draw) {
+        if (m_layers) {
+            m_composer.emplace(*m_layers, m_size);
+        } else if (m_draw) {
             m_target = QImage(m_size, QImage::Format_RGB32);
             m_target.fill(Qt::black);
         }
@@ -369,6 +372,10 @@ private:
         if (m_camera) picture.camera = m_camera->at(time);
         const Error unconvertible{
             QStringLiteral("Cannot convert the frames of %1").arg(shownName(m_request.source))};
+        if (m_layers) {
+            if (!toPlanar(decoded, picture.frame.get())) return unconvertible;
+            return picture;
+        }
         if (m_draw) {
             if (!m_toImage.convert(decoded, picture.image)) return unconvertible;
             return picture;
@@ -412,10 +419,34 @@ private:
         return picture;
     }
 
+    // `decoded` as limited-range 4:2:0 at its own size in `frame`: the decoder's picture itself
+    // where it is that already.
+    bool toPlanar(const AVFrame* decoded, AVFrame* frame) {
+        av_frame_unref(frame);
+        if (decoded->format == AV_PIX_FMT_YUV420P) return av_frame_ref(frame, decoded) >= 0;
+        frame->format = AV_PIX_FMT_YUV420P;
+        frame->width = decoded->width;
+        frame->height = decoded->height;
+        if (av_frame_get_buffer(frame, 0) < 0) return false;
+        m_scaler.reset(sws_getCachedContext(m_scaler.release(), decoded->width, decoded->height,
+                                            AVPixelFormat(decoded->format), decoded->width, decoded->height,
+                                            AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+        if (!m_scaler) return false;
+        sws_scale(m_scaler.get(), decoded->data, decoded->linesize, 0, decoded->height, frame->data,
+                  frame->linesize);
+        return true;
+    }
+
     // The encoding thread's part of one picture: drawn, converted and encoded.
     Result<bool> write(QueuedPicture& picture) {
         AVFrame* frame = picture.frame.get();
-        if (m_draw) {
+        if (m_composer) {
+            frame = m_converted.get();
+            if (const int code = av_frame_make_writable(frame); code < 0)
+                return writeFailed(m_request.destination, code);
+            m_composer->compose(frame, picture.frame.get(), picture.time, picture.camera);
+            av_frame_unref(picture.frame.get()); // the decoder's buffer goes back to it
+        } else if (m_draw) {
             m_draw(m_target, picture.image, picture.time, picture.camera);
             frame = m_converted.get();
             if (const int code = av_frame_make_writable(frame); code < 0)
@@ -456,6 +487,7 @@ private:
 
     const ExportRequest& m_request;
     const MovieExporter::Draw& m_draw;
+    const FrameLayers* m_layers;
     MovieSource m_source;
     std::optional<CameraFollower> m_camera;
     QSize m_size;
@@ -478,6 +510,7 @@ private:
     double m_lastTime = 0;
 
     // The encoding thread's.
+    std::optional<LayeredComposer> m_composer;
     QImage m_target;
     FrameHandle m_converted;
     PacketHandle m_packet;
@@ -494,6 +527,18 @@ Result<bool> FfmpegMovieExporter::exportMovie(const ExportRequest& request, cons
     Result<bool> done = true;
     {
         Export job(request, draw);
+        done = job.run(progress);
+    } // the file is closed before a failed one is removed
+    if (!done) QFile::remove(request.destination);
+    return done;
+}
+
+Result<bool> FfmpegMovieExporter::exportLayered(const ExportRequest& request, const FrameLayers& layers,
+                                                const Progress& progress) {
+    Result<bool> done = true;
+    {
+        const Draw none;
+        Export job(request, none, &layers);
         done = job.run(progress);
     } // the file is closed before a failed one is removed
     if (!done) QFile::remove(request.destination);

@@ -1,6 +1,6 @@
 // The factories of pictavia-media.so: movies and GIFs read and movies written with FFmpeg,
 // GIFs written with libimagequant palettes and giflib, movies drawn on, played and
-// exported, their sound read and replaced, voices cleaned, and cameras.
+// exported (layered frames composed in 4:2:0), their sound read and replaced, voices cleaned, and cameras.
 
 #include "platform/media/DenoisingVoiceIsolator.h"
 #include "platform/media/FfmpegCameras.h"
@@ -38,6 +38,10 @@ PICTAVIA_MODULE_EXPORT platform::MoviePlayers* pictavia_create_movie_players() {
 }
 
 PICTAVIA_MODULE_EXPORT platform::MovieExporter* pictavia_create_movie_exporter() {
+    return new platform::media::FfmpegMovieExporter;
+}
+
+PICTAVIA_MODULE_EXPORT platform::LayeredMovieExporter* pictavia_create_layered_movie_exporter() {
     return new platform::media::FfmpegMovieExporter;
 }
 

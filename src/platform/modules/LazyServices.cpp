@@ -1,5 +1,6 @@
 #include "platform/modules/LazyServices.h"
 
+#include "platform/LayeredExport.h"
 #include "platform/MovieRewriter.h"
 #include "platform/TestPatternCamera.h"
 #include "platform/document/DocumentFiles.h"
@@ -182,8 +183,20 @@ private:
                                            QStringLiteral("Editing movies is not available")};
 };
 
-class LazyMovieExporter final : public MovieExporter {
+class LazyMovieExporter final : public MovieExporter, public LayeredMovieExporter {
 public:
+    Result<bool> exportLayered(const ExportRequest& request, const FrameLayers& layers,
+                               const Progress& progress) override {
+        if (const auto exporter = m_layered.get(); exporter)
+            return (*exporter)->exportLayered(request, layers, progress);
+        // A module that cannot compose layers draws whole frames.
+        return exportMovie(
+            request,
+            [&layers](QImage& target, const QImage& picture, double time, const QImage& camera) {
+                layers.draw(target, picture, time, camera);
+            },
+            progress);
+    }
     Result<bool> exportMovie(const ExportRequest& request, const Draw& draw,
                              const Progress& progress) override {
         const auto exporter = m_exporter.get();
@@ -205,6 +218,9 @@ public:
 private:
     LazyInstance<MovieExporter> m_exporter{"pictavia-media.so", "pictavia_create_movie_exporter",
                                            QStringLiteral("Exporting movies is not available")};
+    LazyInstance<LayeredMovieExporter> m_layered{"pictavia-media.so",
+                                                 "pictavia_create_layered_movie_exporter",
+                                                 QStringLiteral("Exporting movies is not available")};
 };
 
 class LazyMoviePlayers final : public MoviePlayers {
