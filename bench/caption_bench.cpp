@@ -1,15 +1,15 @@
 // Runs Pictavia's speech recogniser on sound files, for bench/captions.sh:
-//   caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]...
+//   caption_bench [--clean] [--suppress-below DB] [--no-adapt] [--adapt-posterior P] [--segments
+//   NAME=VALUE]...
 //                 [-OPTION VALUE]... [--second -OPTION VALUE]... FILE...
-// --clean first takes the noise out with the voice cleaner; --no-adapt keeps the first
-// decoding (no adaptation to the speaker); --adapt-posterior adapts only to the words heard
-// with at least that posterior probability; --segments changes how the sound
-// is split into utterances (pause, padding, rise, share, shortest, longest); -OPTION VALUE pairs
-// go to PocketSphinx after Pictavia's own, --second ones to the decoding with the adapted model
-// only. Prints one line per file: the file, the seconds of
-// sound, the seconds recognition took on the clock (reading and cleaning included) and the
-// words heard, separated by tabs. "cleaning not available" replaces the words when the voice
-// cleaner fails.
+// --clean first takes the noise out with the voice cleaner; --suppress-below DB sets how
+// close (in dB) the pauses' noise must be to the speech for the recogniser to push it down; --no-adapt keeps
+// the first decoding (no adaptation to the speaker); --adapt-posterior adapts only to the words heard with at
+// least that posterior probability; --segments changes how the sound is split into utterances (pause,
+// padding, rise, share, shortest, longest); -OPTION VALUE pairs go to PocketSphinx after Pictavia's own,
+// --second ones to the decoding with the adapted model only. Prints one line per file: the file, the seconds
+// of sound, the seconds recognition took on the clock (reading and cleaning included) and the words heard,
+// separated by tabs. "cleaning not available" replaces the words when the voice cleaner fails.
 #include "platform/Platform.h"
 #include "platform/media/DenoisingVoiceIsolator.h"
 #include "platform/media/FfmpegMovieSound.h"
@@ -60,6 +60,8 @@ int main(int argc, char** argv) {
     for (qsizetype i = 0; i < args.size(); ++i) {
         if (args[i] == QLatin1String("--clean")) {
             clean = true;
+        } else if (args[i] == QLatin1String("--suppress-below") && i + 1 < args.size()) {
+            tuning.suppressNoiseBelowDb = args[++i].toDouble();
         } else if (args[i] == QLatin1String("--no-adapt")) {
             tuning.adaptToSpeaker = false;
         } else if (args[i] == QLatin1String("--adapt-posterior") && i + 1 < args.size()) {
@@ -80,10 +82,10 @@ int main(int argc, char** argv) {
         }
     }
     if (files.isEmpty()) {
-        std::fprintf(
-            stderr,
-            "usage: caption_bench [--clean] [--no-adapt] [--adapt-posterior P] [--segments NAME=VALUE]... "
-            "[-OPTION VALUE]... [--second -OPTION VALUE]... FILE...\n");
+        std::fprintf(stderr,
+                     "usage: caption_bench [--clean] [--suppress-below DB] [--no-adapt] [--adapt-posterior "
+                     "P] [--segments NAME=VALUE]... "
+                     "[-OPTION VALUE]... [--second -OPTION VALUE]... FILE...\n");
         return 2;
     }
     platform::Services services;

@@ -2,13 +2,15 @@
 """Runs Pictavia's recogniser (caption_bench) and the plain pocketsphinx_continuous on the
 corpus of caption_corpus.sh and prints their word error rates and real-time factors.
 
-    caption_score.py BUILD_DIR CORPUS_DIR [--sets tuning,judging] [--no-plain] [--no-clean]
-                     [-- CAPTION_BENCH_OPTIONS...]
+    caption_score.py BUILD_DIR CORPUS_DIR [--sets tuning,judging] [--kinds clean,noisy] [--no-plain]
+                     [--no-clean] [--jobs N] [-- CAPTION_BENCH_OPTIONS...]
 
 Word error rate: word-level edit distance (substitutions, insertions, deletions) over the number
 of words said, after both texts are brought to one form (lower case, no punctuation, numbers
 written as words). Real-time factor: processor seconds (user and system) per second of sound,
-each file in a process of its own so that both load their models once per file.
+each file in a process of its own so that both load their models once per file. Clock: seconds
+on the clock per second of sound, which only means something with --jobs 1 (the recogniser
+uses both processors itself).
 """
 
 import os
@@ -112,6 +114,9 @@ class Tally:
     def rtf(self):
         return self.cpu / self.sound if self.sound else float("nan")
 
+    def clock(self):
+        return self.wall / self.sound if self.sound else float("nan")
+
 
 def main():
     args = sys.argv[1:]
@@ -128,8 +133,9 @@ def main():
         kinds = args[args.index("--kinds") + 1].split(",")
     with_plain = "--no-plain" not in args
     with_clean = "--no-clean" not in args
+    jobs_at_once = int(args[args.index("--jobs") + 1]) if "--jobs" in args else 2
 
-    # Every recognition of every file, two at a time (this machine has two processors).
+    # Every recognition of every file, two at a time by default (this machine has two processors).
     jobs = []
     for s in sets:
         for voice in VOICES:
@@ -141,7 +147,7 @@ def main():
                 if with_clean and kind == "noisy" and s == "judging":
                     jobs.append((("cleaned", s, kind, voice),
                                  lambda b=base: ours(build, b + ".wav", options, clean=True)))
-    with ThreadPoolExecutor(max_workers=2) as pool:
+    with ThreadPoolExecutor(max_workers=jobs_at_once) as pool:
         results = list(pool.map(lambda job: (job[0], job[1]()), jobs))
 
     tallies = {}
@@ -168,16 +174,18 @@ def main():
     for s in sets:
         for kind in kinds:
             print("\n%s set, %s speech (%.0f s of sound per recogniser):" % (s, kind, total("ours", s, kind).sound))
-            print("  %-18s %8s %8s %8s %9s %9s" % ("voice", "WER ours", "plain", "ratio", "RTF ours", "plain"))
+            print("  %-18s %8s %8s %8s %9s %9s %9s" % ("voice", "WER ours", "plain", "ratio", "RTF ours", "plain",
+                                                       "clock"))
             for voice in VOICES + ["all"]:
                 selected = VOICES if voice == "all" else [voice]
                 o, p = total("ours", s, kind, selected), total("plain", s, kind, selected)
                 if with_plain:
                     ratio = o.wer() / p.wer() if p.wer() > 0 else float("nan")
-                    print("  %-18s %7.1f%% %7.1f%% %8.2f %9.3f %9.3f" %
-                          (voice, 100 * o.wer(), 100 * p.wer(), ratio, o.rtf(), p.rtf()))
+                    print("  %-18s %7.1f%% %7.1f%% %8.2f %9.3f %9.3f %9.3f" %
+                          (voice, 100 * o.wer(), 100 * p.wer(), ratio, o.rtf(), p.rtf(), o.clock()))
                 else:
-                    print("  %-18s %7.1f%% %8s %8s %9.3f" % (voice, 100 * o.wer(), "-", "-", o.rtf()))
+                    print("  %-18s %7.1f%% %8s %8s %9.3f %9s %9.3f" % (voice, 100 * o.wer(), "-", "-", o.rtf(), "-",
+                                                                     o.clock()))
     if with_clean and "judging" in sets:
         print("\nNoisy judging set, before and after voice cleaning (Pictavia's recogniser):")
         if not cleaning_available:

@@ -7,22 +7,16 @@
 
 namespace platform::media {
 
-namespace {
-
-constexpr int sampleRate = 48'000;
-constexpr int frameSize = sampleRate / 100; // 10 ms, the preprocessor's usual frame
-static_assert(SpeexDenoiser::delay == frameSize, "what comes out lags what goes in by one frame");
-
-} // namespace
-
-SpeexDenoiser::SpeexDenoiser(int suppression) : m_state(speex_preprocess_state_init(frameSize, sampleRate)) {
+SpeexDenoiser::SpeexDenoiser(int suppression, int rate)
+    : m_frameSize(rate / 100), m_state(speex_preprocess_state_init(m_frameSize, rate)),
+      m_given(-m_frameSize) {
     int on = 1;
     int off = 0; // the voice detector is off by default, and asking for that says so on stderr
     speex_preprocess_ctl(m_state, SPEEX_PREPROCESS_SET_DENOISE, &on);
     speex_preprocess_ctl(m_state, SPEEX_PREPROCESS_SET_NOISE_SUPPRESS, &suppression);
     speex_preprocess_ctl(m_state, SPEEX_PREPROCESS_SET_AGC, &off);
     speex_preprocess_ctl(m_state, SPEEX_PREPROCESS_SET_DEREVERB, &off);
-    m_frame.reserve(frameSize);
+    m_frame.reserve(size_t(m_frameSize));
 }
 
 SpeexDenoiser::~SpeexDenoiser() {
@@ -33,7 +27,7 @@ void SpeexDenoiser::add(const float* samples, qsizetype count, std::vector<float
     for (qsizetype i = 0; i < count; ++i) {
         // The preprocessor works on 16-bit samples.
         m_frame.push_back(int16_t(std::lrint(std::clamp(samples[i], -1.0f, 1.0f) * 32767.0f)));
-        if (int(m_frame.size()) == frameSize) run(out);
+        if (int(m_frame.size()) == m_frameSize) run(out);
     }
     m_taken += count;
 }
@@ -41,7 +35,7 @@ void SpeexDenoiser::add(const float* samples, qsizetype count, std::vector<float
 void SpeexDenoiser::finish(std::vector<float>& out) {
     // Silence pushes the last samples through the delay.
     while (m_given < m_taken) {
-        m_frame.resize(frameSize, 0);
+        m_frame.resize(size_t(m_frameSize), 0);
         run(out);
     }
     out.resize(out.size() - size_t(m_given - m_taken));

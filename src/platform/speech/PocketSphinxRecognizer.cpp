@@ -1,5 +1,7 @@
 #include "platform/speech/PocketSphinxRecognizer.h"
 
+#include "platform/media/SpeexDenoiser.h"
+
 #include "platform/speech/SpeakerAdaptation.h"
 #include "platform/speech/SphinxModels.h"
 
@@ -68,6 +70,19 @@ std::vector<char*> argvOf(QByteArrayList& args) {
     return argv;
 }
 
+// Steady background noise (a fan, a busy room) keeps the decoder's search wide and leads it
+// astray: pushed down first, fewer words come out wrong and the search costs less (noisy half
+// of the benchmark corpus). Clean speech is left alone: there the suppressor only took detail
+// from the voice.
+std::vector<float> withoutNoise(const std::vector<float>& samples, int rate) {
+    media::SpeexDenoiser denoiser(media::SpeexDenoiser::defaultSuppression, rate);
+    std::vector<float> cleaned;
+    cleaned.reserve(samples.size() + size_t(rate / 100));
+    denoiser.add(samples.data(), qsizetype(samples.size()), cleaned);
+    denoiser.finish(cleaned);
+    return cleaned;
+}
+
 // Quiet sound is raised before it becomes 16-bit samples, so its detail is not rounded away.
 float loudnessGain(const std::vector<float>& samples) {
     float peak = 0;
@@ -91,6 +106,9 @@ PocketSphinxRecognizer::Tuning PocketSphinxRecognizer::defaultTuning() {
     // keeps noisy sound from slowing the search down without bound.
     tuning.options = {"-beam", "1e-60", "-pbeam", "1e-60", "-wbeam",    "1e-40",
                       "-topn", "16",    "-lw",    "5.5",   "-maxhmmpf", "10000"};
+    // The model adapted to the speaker needs a narrower search: on the tuning half, noisy speech
+    // 23.7 -> 23.5 % wrong and a fifth less time in all, clean speech 6.8 -> 7.3 %.
+    tuning.secondPassOptions = {"-maxhmmpf", "3000", "-beam", "1e-50", "-pbeam", "1e-50"};
     return tuning;
 }
 
@@ -112,7 +130,7 @@ QString PocketSphinxRecognizer::howToAdd(const QString& language) {
         .arg(language, m_roots.first() + QLatin1Char('/') + folderOf(language));
 }
 
-Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<float>& samples,
+Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<float>& sound,
                                                            const QString& language,
                                                            const Progress& progress) {
     if (!knownLanguages().contains(language))
@@ -137,6 +155,9 @@ Result<QList<HeardWord>> PocketSphinxRecognizer::recognize(const std::vector<flo
                            QStringLiteral("com.corvanta.pictavia.speech"), 1};
 
     const int rate = sampleRate();
+    const bool noisy = loudnessSpread(sound, rate) < m_tuning.suppressNoiseBelowDb;
+    const std::vector<float> cleaned = noisy ? withoutNoise(sound, rate) : std::vector<float>{};
+    const std::vector<float>& samples = noisy ? cleaned : sound;
     const std::vector<Stretch> stretches = findSpeech(samples, rate, m_tuning.segments);
     const float gain = loudnessGain(samples);
     const auto pcmOf = [&](const Stretch& stretch) {

@@ -10,7 +10,8 @@ namespace platform::speech {
 // Speech recognition with PocketSphinx and the acoustic and language models Debian installs
 // under /usr/share/pocketsphinx/model (or the user's own, see SphinxModels.h). The sound is
 // split at pauses and each utterance decoded whole, one decoder per call; then, where the
-// trainer's tools are installed, decoded again with the model adapted to the speaker.
+// trainer's tools are installed, decoded again with the model adapted to the speaker. Steady
+// background noise is pushed down first where there is much of it.
 class PocketSphinxRecognizer : public SpeechRecognizer {
 public:
     // How the decoder searches and where utterances split. The defaults were measured with
@@ -26,6 +27,9 @@ public:
         // a word (its posterior probability) for the adaptation to rely on it; 0 takes all.
         bool adaptToSpeaker = true;
         float adaptationPosterior = 0;
+        // Steady background noise is pushed down before the sound is split and decoded where the
+        // speech stands fewer than this many decibels above the pauses (0: never).
+        double suppressNoiseBelowDb = 30;
     };
 
     explicit PocketSphinxRecognizer(QStringList modelRoots = {}, Tuning tuning = defaultTuning());

@@ -16,14 +16,10 @@ double percentile(std::vector<double> values, double share) {
     return *at;
 }
 
-} // namespace
-
-std::vector<Stretch> findSpeech(const std::vector<float>& samples, int rate,
-                                const SegmenterSettings& settings) {
-    const long long frame = std::max(1LL, std::llround(settings.frameSeconds * rate));
+// The loudness of each frame of `frame` samples, in decibels of full scale.
+std::vector<double> frameLoudness(const std::vector<float>& samples, long long frame) {
     const long long total = (long long)samples.size();
     const long long frames = (total + frame - 1) / frame;
-    if (frames == 0) return {};
     std::vector<double> loudness(size_t(frames), 0.0);
     for (long long f = 0; f < frames; ++f) {
         double sum = 0;
@@ -32,8 +28,30 @@ std::vector<Stretch> findSpeech(const std::vector<float>& samples, int rate,
             sum += double(samples[size_t(i)]) * samples[size_t(i)];
         loudness[size_t(f)] = 10.0 * std::log10(sum / double(to - from) + 1e-12);
     }
-    const double floor = percentile(loudness, 0.1);
-    const double loud = percentile(loudness, 0.95);
+    return loudness;
+}
+
+// The quiet and the loud end of the frames' loudness.
+constexpr double floorShare = 0.1, loudShare = 0.95;
+
+} // namespace
+
+double loudnessSpread(const std::vector<float>& samples, int rate, double frameSeconds) {
+    const std::vector<double> loudness =
+        frameLoudness(samples, std::max(1LL, std::llround(frameSeconds * rate)));
+    if (loudness.empty()) return 0;
+    return percentile(loudness, loudShare) - percentile(loudness, floorShare);
+}
+
+std::vector<Stretch> findSpeech(const std::vector<float>& samples, int rate,
+                                const SegmenterSettings& settings) {
+    const long long frame = std::max(1LL, std::llround(settings.frameSeconds * rate));
+    const long long total = (long long)samples.size();
+    const std::vector<double> loudness = frameLoudness(samples, frame);
+    const long long frames = (long long)loudness.size();
+    if (frames == 0) return {};
+    const double floor = percentile(loudness, floorShare);
+    const double loud = percentile(loudness, loudShare);
     if (loud < silentDb) return {};
 
     // Runs of voiced frames, as [first, last + 1).

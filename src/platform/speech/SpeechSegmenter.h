@@ -28,6 +28,10 @@ struct SegmenterSettings {
     double longest = 25.0;
 };
 
+// How many decibels the loud end of `samples` (its speech) stands above the quiet end (the
+// noise floor between words): small where steady noise fills the pauses.
+double loudnessSpread(const std::vector<float>& samples, int rate, double frameSeconds = 0.01);
+
 // The stretches of `samples` (mono, at `rate` Hz) that hold speech, in order, not overlapping.
 std::vector<Stretch> findSpeech(const std::vector<float>& samples, int rate,
                                 const SegmenterSettings& settings = {});

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 using platform::HeardWord;
 using platform::speech::AdaptationUtterance;
@@ -151,6 +152,65 @@ TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
     }
     ASSERT_FALSE(done.empty());
     EXPECT_EQ(done.back(), 1.0);
+}
+
+// Speech over steady noise ten decibels below it, as a fan makes: the recogniser
+// pushes the noise down first, so more of the words come back, still at their times.
+TEST(PocketSphinxRecognizerTest, SpeechOverSteadyNoiseIsHeardAtItsTimes) {
+    if (!haveVoiceAndModel()) GTEST_SKIP() << "festival or flite, or pocketsphinx-en-us, is not installed";
+    QTemporaryDir dir;
+    const std::vector<float> first = speak(QStringLiteral("Open the settings and turn on dark mode."), dir);
+    const std::vector<float> second = speak(QStringLiteral("Then click the save button."), dir);
+    ASSERT_FALSE(first.empty());
+    ASSERT_FALSE(second.empty());
+    std::vector<float> samples;
+    silence(samples, 1.0);
+    samples.insert(samples.end(), first.begin(), first.end());
+    silence(samples, 1.5);
+    const double secondStart = double(samples.size()) / rate;
+    samples.insert(samples.end(), second.begin(), second.end());
+    silence(samples, 1.0);
+    // A fan's rumble: white noise through a one-pole low-pass, scaled to 10 dB below the speech.
+    std::mt19937 random(11);
+    std::normal_distribution<double> white(0.0, 1.0);
+    std::vector<double> rumble(samples.size());
+    double low = 0, rumblePower = 0, speechPower = 0;
+    for (double& r : rumble) {
+        low = 0.95 * low + white(random);
+        r = low;
+        rumblePower += r * r;
+    }
+    for (const float s : first)
+        speechPower += double(s) * s;
+    const double scale =
+        std::sqrt(speechPower / double(first.size()) / 10.0 / (rumblePower / double(rumble.size())));
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] += float(rumble[i] * scale);
+
+    const QStringList wanted = {QStringLiteral("open"), QStringLiteral("settings"), QStringLiteral("dark"),
+                                QStringLiteral("mode"), QStringLiteral("save"),     QStringLiteral("button")};
+    const auto found = [&](const QList<HeardWord>& words) {
+        const auto at = inOrder(words, wanted);
+        return std::count_if(at.begin(), at.end(), [](qsizetype i) { return i >= 0; });
+    };
+    const Heard heard = recognizeAll(samples);
+    ASSERT_TRUE(heard.words) << heard.words.error().message.toStdString();
+    PocketSphinxRecognizer::Tuning unsuppressed = PocketSphinxRecognizer::defaultTuning();
+    unsuppressed.suppressNoiseBelowDb = 0;
+    const auto plain =
+        PocketSphinxRecognizer({}, unsuppressed).recognize(samples, QStringLiteral("en-US"), [](double) {
+            return true;
+        });
+    ASSERT_TRUE(plain);
+    EXPECT_GE(found(*heard.words), 2) << heard.text.toStdString();
+    EXPECT_GT(found(*heard.words), found(*plain));
+    const auto at = inOrder(*heard.words, wanted);
+    if (at[4] >= 0) {
+        EXPECT_NEAR((*heard.words)[at[4]].start, secondStart + 0.5, 0.6);
+    }
+    if (at[0] >= 0) {
+        EXPECT_NEAR((*heard.words)[at[0]].start, 1.0, 0.5);
+    }
 }
 
 // Enough sentences for the model to be adapted to their speaker.
