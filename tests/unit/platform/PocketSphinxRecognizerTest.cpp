@@ -104,23 +104,39 @@ Heard recognizeAll(const std::vector<float>& samples) {
     return heard;
 }
 
+// Two sentences: a second of silence, "Open the settings and turn on dark mode.", two seconds
+// of silence, "Then click the save button.", a second of silence. Empty when no voice speaks.
+struct TwoSentences {
+    std::vector<float> samples;
+    size_t firstEnd = 0; // the first sentence is [rate, firstEnd)
+    double secondStart = 0, secondEnd = 0;
+};
+TwoSentences twoSentences() {
+    QTemporaryDir dir;
+    const std::vector<float> first = speak(QStringLiteral("Open the settings and turn on dark mode."), dir);
+    const std::vector<float> second = speak(QStringLiteral("Then click the save button."), dir);
+    if (first.empty() || second.empty()) return {};
+    TwoSentences spoken;
+    std::vector<float>& samples = spoken.samples;
+    silence(samples, 1.0);
+    samples.insert(samples.end(), first.begin(), first.end());
+    spoken.firstEnd = samples.size();
+    silence(samples, 2.0);
+    spoken.secondStart = double(samples.size()) / rate;
+    samples.insert(samples.end(), second.begin(), second.end());
+    spoken.secondEnd = double(samples.size()) / rate;
+    silence(samples, 1.0);
+    return spoken;
+}
+
 } // namespace
 
 TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
     if (!haveVoiceAndModel()) GTEST_SKIP() << "festival or flite, or pocketsphinx-en-us, is not installed";
-    QTemporaryDir dir;
-    const std::vector<float> first = speak(QStringLiteral("Open the settings and turn on dark mode."), dir);
-    const std::vector<float> second = speak(QStringLiteral("Then click the save button."), dir);
-    ASSERT_FALSE(first.empty());
-    ASSERT_FALSE(second.empty());
-    std::vector<float> samples;
-    silence(samples, 1.0);
-    samples.insert(samples.end(), first.begin(), first.end());
-    silence(samples, 2.0);
-    const double secondStart = double(samples.size()) / rate;
-    samples.insert(samples.end(), second.begin(), second.end());
-    const double secondEnd = double(samples.size()) / rate;
-    silence(samples, 1.0);
+    const TwoSentences spoken = twoSentences();
+    ASSERT_FALSE(spoken.samples.empty());
+    const std::vector<float>& samples = spoken.samples;
+    const double secondStart = spoken.secondStart, secondEnd = spoken.secondEnd;
 
     const Heard heard = recognizeAll(samples);
     const auto& words = heard.words;
@@ -158,18 +174,10 @@ TEST(PocketSphinxRecognizerTest, SpokenSentencesComeBackInOrderAtTheirTimes) {
 // pushes the noise down first, so more of the words come back, still at their times.
 TEST(PocketSphinxRecognizerTest, SpeechOverSteadyNoiseIsHeardAtItsTimes) {
     if (!haveVoiceAndModel()) GTEST_SKIP() << "festival or flite, or pocketsphinx-en-us, is not installed";
-    QTemporaryDir dir;
-    const std::vector<float> first = speak(QStringLiteral("Open the settings and turn on dark mode."), dir);
-    const std::vector<float> second = speak(QStringLiteral("Then click the save button."), dir);
-    ASSERT_FALSE(first.empty());
-    ASSERT_FALSE(second.empty());
-    std::vector<float> samples;
-    silence(samples, 1.0);
-    samples.insert(samples.end(), first.begin(), first.end());
-    silence(samples, 1.5);
-    const double secondStart = double(samples.size()) / rate;
-    samples.insert(samples.end(), second.begin(), second.end());
-    silence(samples, 1.0);
+    TwoSentences spoken = twoSentences();
+    ASSERT_FALSE(spoken.samples.empty());
+    std::vector<float>& samples = spoken.samples;
+    const double secondStart = spoken.secondStart;
     // A fan's rumble: white noise through a one-pole low-pass, scaled to 10 dB below the speech.
     std::mt19937 random(11);
     std::normal_distribution<double> white(0.0, 1.0);
@@ -180,10 +188,10 @@ TEST(PocketSphinxRecognizerTest, SpeechOverSteadyNoiseIsHeardAtItsTimes) {
         r = low;
         rumblePower += r * r;
     }
-    for (const float s : first)
-        speechPower += double(s) * s;
-    const double scale =
-        std::sqrt(speechPower / double(first.size()) / 10.0 / (rumblePower / double(rumble.size())));
+    for (size_t i = size_t(rate); i < spoken.firstEnd; ++i)
+        speechPower += double(samples[i]) * samples[i];
+    const double scale = std::sqrt(speechPower / double(spoken.firstEnd - size_t(rate)) / 10.0 /
+                                   (rumblePower / double(rumble.size())));
     for (size_t i = 0; i < samples.size(); ++i)
         samples[i] += float(rumble[i] * scale);
 
