@@ -148,16 +148,26 @@ TEST_F(WaylandGnomeWindowTest, TheAppsWindowFlowsOpenTheDesktopsChooser) {
 
     ASSERT_EQ(session->run(program, {"pictavia://record?mode=window"}).exitCode, 0);
     ASSERT_TRUE(shareTheOneRow()) << "the portal's window chooser did not show: " << sessionLog("app");
+    // The pick is shared again before the first frame, which can take a while on a busy machine:
+    // until then there is no recording to stop.
     std::this_thread::sleep_for(2s);
-    ASSERT_EQ(session->run(program, {"pictavia://stop"}).exitCode, 0) << sessionLog("app");
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            if (session->run(program, {"pictavia://stop"}).exitCode == 0) return true;
+            std::this_thread::sleep_for(1s);
+            return false;
+        },
+        60s))
+        << sessionLog("app");
     QString movie;
     ASSERT_TRUE(waitUntil([&] {
         const QStringList movies = history.entryList({"*.mov"}, QDir::Files);
         if (!movies.isEmpty()) movie = history.filePath(movies.front());
         return !movie.isEmpty();
     })) << sessionLog("app");
+    // Its length depends on when sharing began; the picked window's recording test counts frames.
     const QList<QImage> frames = movieFrames(movie, windowSize);
-    ASSERT_GT(frames.size(), 10);
+    ASSERT_FALSE(frames.empty());
     for (const qsizetype i : {qsizetype(0), frames.size() / 2, frames.size() - 1})
         EXPECT_LT(shareNotOf(frames[i], known), 0.01) << "frame " << i;
 }
