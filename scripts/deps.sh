@@ -15,7 +15,7 @@ packages=(
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-xfixes0-dev
   libxcb-ewmh-dev libxcb-icccm4-dev libxcb-keysyms1-dev libxcb-xtest0-dev libxcb-xinput-dev
   # image codecs and sound
-  zlib1g-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
+  zlib1g-dev libisal-dev libpng-dev libturbojpeg0-dev libwebp-dev libheif-dev libcanberra-dev libcanberra-pulse
   # text recognition, barcodes and the patterns of the sensitive-data scanner
   libtesseract-dev tesseract-ocr tesseract-ocr-eng libzxing-dev libicu-dev fonts-dejavu-core
   # the text recognition benchmark's judging fonts (Noto would take over as the default sans and

@@ -5,6 +5,7 @@
 #include <QThread>
 #include <QtEndian>
 
+#include <isa-l/igzip_lib.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -46,19 +47,7 @@ struct Chunk {
     bool ok = false;
 };
 
-int zlibStrategy(PngEncoder::Strategy strategy) {
-    switch (strategy) {
-    case PngEncoder::Strategy::Rle:
-        return Z_RLE;
-    case PngEncoder::Strategy::Filtered:
-        return Z_FILTERED;
-    case PngEncoder::Strategy::Default:
-        break;
-    }
-    return Z_DEFAULT_STRATEGY;
-}
-
-void reserveOutput(Chunk& chunk, z_stream& zs) {
+void reserveOutput(Chunk& chunk, isal_zstream& zs) {
     chunk.size = size_t(zs.next_out - chunk.data.get());
     if (zs.avail_out >= 64) return;
     const size_t capacity = chunk.capacity + chunk.capacity / 2 + 4096;
@@ -67,60 +56,70 @@ void reserveOutput(Chunk& chunk, z_stream& zs) {
     chunk.data = std::move(grown);
     chunk.capacity = capacity;
     zs.next_out = chunk.data.get() + chunk.size;
-    zs.avail_out = uInt(capacity - chunk.size);
+    zs.avail_out = uint32_t(capacity - chunk.size);
 }
 
-// One thread's deflate stream and row buffers, reset from chunk to chunk rather than made
-// anew: a fresh stream faults in a quarter megabyte of new pages each time.
+uint32_t levelBufferSize(int level) {
+    switch (level) {
+    case 1:
+        return ISAL_DEF_LVL1_DEFAULT;
+    case 2:
+        return ISAL_DEF_LVL2_DEFAULT;
+    case 3:
+        return ISAL_DEF_LVL3_DEFAULT;
+    }
+    return 0;
+}
+
+// One thread's deflate state and buffers, reused from chunk to chunk: fresh ones would fault
+// in new pages each time.
 class ChunkCompressor {
 public:
     ChunkCompressor(const PngPixels& src, const PngEncoder::Options& options)
-        : src_(src), filter_(options.filter), rowBytes_(src.scanlineBytes()),
-          dictionaryRows_(int((kWindow + rowBytes_ - 1) / rowBytes_)),
+        : src_(src), filter_(options.filter), level_(std::clamp(options.level, 0, 3)),
+          rowBytes_(src.scanlineBytes()), dictionaryRows_(int((kWindow + rowBytes_ - 1) / rowBytes_)),
           batchRows_(std::max<int>(1, int(kBatchBytes / rowBytes_))), scratch_(size_t(src.width) * 4),
-          buffer_(size_t(std::max(batchRows_, dictionaryRows_)) * rowBytes_) {
-        ready_ =
-            deflateInit2(&zs_, options.level, Z_DEFLATED, -15, 8, zlibStrategy(options.strategy)) == Z_OK;
-    }
-    ~ChunkCompressor() {
-        if (ready_) deflateEnd(&zs_);
-    }
-    ChunkCompressor(const ChunkCompressor&) = delete;
-    ChunkCompressor& operator=(const ChunkCompressor&) = delete;
+          buffer_(size_t(std::max(batchRows_, dictionaryRows_)) * rowBytes_),
+          levelBuffer_(levelBufferSize(level_)) {}
 
     void compress(Chunk& chunk) {
-        if (!ready_ || (used_ && deflateReset(&zs_) != Z_OK)) return;
-        used_ = true;
+        isal_deflate_init(&zs_);
+        zs_.level = uint32_t(level_);
+        zs_.level_buf = levelBuffer_.empty() ? nullptr : levelBuffer_.data();
+        zs_.level_buf_size = uint32_t(levelBuffer_.size());
+        zs_.gzip_flag = IGZIP_DEFLATE;
         bool ok = true;
         if (chunk.firstRow > 0) ok = primeWithRowsBefore(chunk.firstRow);
 
         chunk.rawSize = size_t(chunk.endRow - chunk.firstRow) * rowBytes_;
-        chunk.capacity = deflateBound(&zs_, uLong(chunk.rawSize)) + 64;
+        chunk.capacity = compressBound(uLong(chunk.rawSize)) + 64;
         chunk.data = std::make_unique_for_overwrite<uint8_t[]>(chunk.capacity);
         zs_.next_out = chunk.data.get();
-        zs_.avail_out = uInt(chunk.capacity);
+        zs_.avail_out = uint32_t(chunk.capacity);
 
         chunk.adler = adler32(0, nullptr, 0);
         for (int y = chunk.firstRow; ok && y < chunk.endRow; y += batchRows_) {
-            const uInt length = filterRows(y, std::min(chunk.endRow, y + batchRows_));
+            const uint32_t length = filterRows(y, std::min(chunk.endRow, y + batchRows_));
             chunk.adler = adler32(chunk.adler, buffer_.data(), length);
             zs_.next_in = buffer_.data();
             zs_.avail_in = length;
             while (ok && zs_.avail_in > 0) {
                 reserveOutput(chunk, zs_);
-                ok = deflate(&zs_, Z_NO_FLUSH) == Z_OK;
+                ok = isal_deflate(&zs_) == COMP_OK;
             }
         }
 
-        // Z_SYNC_FLUSH ends on a byte boundary without closing the stream, so the next chunk's
+        // A sync flush ends on a byte boundary without closing the stream, so the next chunk's
         // data follows directly; only the last chunk finishes it.
-        const int flush = chunk.last ? Z_FINISH : Z_SYNC_FLUSH;
+        if (chunk.last)
+            zs_.end_of_stream = 1;
+        else
+            zs_.flush = SYNC_FLUSH;
+        const int done = chunk.last ? ZSTATE_END : ZSTATE_NEW_HDR;
         while (ok) {
             reserveOutput(chunk, zs_);
-            const int result = deflate(&zs_, flush);
-            if (result == Z_STREAM_END) break;
-            if (result != Z_OK && result != Z_BUF_ERROR) ok = false;
-            if (flush == Z_SYNC_FLUSH && zs_.avail_out > 0) break;
+            ok = isal_deflate(&zs_) == COMP_OK;
+            if (zs_.internal_state.state == done && zs_.avail_out > 0) break;
         }
         chunk.size = size_t(zs_.next_out - chunk.data.get());
         if (!ok) return;
@@ -130,30 +129,30 @@ public:
 
 private:
     // Filters rows [from, to) into the buffer; the byte count.
-    uInt filterRows(int from, int to) {
+    uint32_t filterRows(int from, int to) {
         uint8_t* out = buffer_.data();
         for (int y = from; y < to; ++y, out += rowBytes_)
             writeScanline(src_, y, filter_, scratch_.data(), out);
-        return uInt(out - buffer_.data());
+        return uint32_t(out - buffer_.data());
     }
 
     // The previous chunk's last 32 KiB as history, as if the stream had run on from it.
     bool primeWithRowsBefore(int row) {
         const size_t filled = filterRows(std::max(0, row - dictionaryRows_), row);
         const size_t length = std::min(filled, kWindow);
-        return deflateSetDictionary(&zs_, buffer_.data() + filled - length, uInt(length)) == Z_OK;
+        return isal_deflate_set_dict(&zs_, buffer_.data() + filled - length, uint32_t(length)) == COMP_OK;
     }
 
     const PngPixels& src_;
     const PngEncoder::Filter filter_;
+    const int level_;
     const size_t rowBytes_;
     const int dictionaryRows_;
     const int batchRows_;
     std::vector<uint8_t> scratch_;
     std::vector<uint8_t> buffer_;
-    z_stream zs_{};
-    bool ready_ = false;
-    bool used_ = false;
+    std::vector<uint8_t> levelBuffer_;
+    isal_zstream zs_{};
 };
 
 // Guided scheduling: chunks shrink as the rows run out, so whichever thread takes the last

@@ -5,24 +5,22 @@
 
 namespace platform::codecs {
 
-// A PNG writer tuned for screenshots: one fixed row filter, fast zlib, and the rows split
-// across cores as independent deflate chunks that join into one valid zlib stream.
+// A PNG writer tuned for screenshots: a cheap per-row filter choice, ISA-L's fast deflate, and
+// the rows split across cores as independent deflate chunks that join into one valid zlib stream.
 class PngEncoder {
 public:
     // The row filter. NoneOrAverage decides per row: None where pixels repeat their left
-    // neighbour (UI and text, whose glyphs then stay byte-identical for deflate to match),
-    // Average where they hardly do (photographs, whose grain two neighbours predict better
-    // than one).
-    enum class Filter { None, Sub, Up, Average, Paeth, NoneOrAverage };
-    enum class Strategy { Default, Rle, Filtered };
+    // neighbour (UI and text), Average where they hardly do (photographs, whose grain two
+    // neighbours predict better than one). SubOrUpOrAverage keeps Average for photographic
+    // rows and takes whichever of Sub and Up leaves the smaller residuals on the others: a
+    // deflate that looks for matches as little as ISA-L's does well on the runs of zeros they
+    // leave, where None's repeats would need long matches.
+    enum class Filter { None, Sub, Up, Average, Paeth, NoneOrAverage, SubOrUpOrAverage };
 
     struct Options {
-        // Measured on screenshots of text windows over a photo by bench/png_encode_bench.cpp:
-        // NoneOrAverage is 2-4% smaller than the best fixed filter (None at 1080p, Up at 4K)
-        // and as fast as None. Level 2 is 2% smaller than level 1 for 6-8% more time, enough to
-        // stay within the median size of other tools' PNGs at 4K; level 3 gains 2% for 35%.
-        Filter filter = Filter::NoneOrAverage;
-        Strategy strategy = Strategy::Default;
+        // Measured on screenshots of text windows over a photo by bench/png_encode_bench.cpp.
+        Filter filter = Filter::SubOrUpOrAverage;
+        // ISA-L's levels, 0 (fastest) to 3.
         int level = 2;
         // 0 means QThread::idealThreadCount(); small images always use one.
         int threads = 0;

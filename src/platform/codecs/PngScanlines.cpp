@@ -1,5 +1,6 @@
 #include "platform/codecs/PngScanlines.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -70,6 +71,74 @@ void averageResidual(const uint8_t* cur, const uint8_t* prev, size_t from, size_
         out[i] = uint8_t(cur[i] - ((cur[i - 4] + prev[i]) >> 1));
 }
 
+void subResidual(const uint8_t* cur, size_t n, uint8_t* out) {
+    std::memcpy(out, cur, 4);
+    size_t i = 4;
+#if defined(__SSE2__)
+    for (; i + 16 <= n; i += 16) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cur + i));
+        const __m128i left = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cur + i - 4));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi8(here, left));
+    }
+#endif
+    for (; i < n; ++i)
+        out[i] = uint8_t(cur[i] - cur[i - 4]);
+}
+
+void upResidual(const uint8_t* cur, const uint8_t* prev, size_t n, uint8_t* out) {
+    size_t i = 0;
+#if defined(__SSE2__)
+    for (; i + 16 <= n; i += 16) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cur + i));
+        const __m128i up = _mm_loadu_si128(reinterpret_cast<const __m128i*>(prev + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi8(here, up));
+    }
+#endif
+    for (; i < n; ++i)
+        out[i] = uint8_t(cur[i] - prev[i]);
+}
+
+unsigned magnitude(uint8_t residual) {
+    return std::min<unsigned>(residual, 256u - residual);
+}
+
+// Whether Up predicts the row better than Sub, by the sum of the residuals' magnitudes with
+// each byte read as signed (the measure libpng's adaptive filtering uses). One pass, nothing
+// written.
+bool upPredictsBetter(const uint8_t* cur, const uint8_t* prev, size_t n) {
+    uint64_t sub = 0, up = 0;
+    size_t i = 4;
+    for (size_t k = 0; k < 4; ++k) {
+        sub += magnitude(cur[k]);
+        up += magnitude(uint8_t(cur[k] - prev[k]));
+    }
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    __m128i subSums = zero, upSums = zero;
+    const auto magnitudes = [&](__m128i r) {
+        return _mm_sad_epu8(_mm_min_epu8(r, _mm_sub_epi8(zero, r)), zero);
+    };
+    for (; i + 16 <= n; i += 16) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cur + i));
+        const __m128i left = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cur + i - 4));
+        const __m128i above = _mm_loadu_si128(reinterpret_cast<const __m128i*>(prev + i));
+        subSums = _mm_add_epi64(subSums, magnitudes(_mm_sub_epi8(here, left)));
+        upSums = _mm_add_epi64(upSums, magnitudes(_mm_sub_epi8(here, above)));
+    }
+    const auto total = [](__m128i sums) {
+        return uint64_t(_mm_cvtsi128_si64(sums)) +
+               uint64_t(_mm_cvtsi128_si64(_mm_unpackhi_epi64(sums, sums)));
+    };
+    sub += total(subSums);
+    up += total(upSums);
+#endif
+    for (; i < n; ++i) {
+        sub += magnitude(uint8_t(cur[i] - cur[i - 4]));
+        up += magnitude(uint8_t(cur[i] - prev[i]));
+    }
+    return up < sub;
+}
+
 #if defined(__SSE2__) && Q_BYTE_ORDER == Q_LITTLE_ENDIAN
 // BGRX to RGB, four pixels per shuffle. Each 16-byte store runs 4 bytes into the next group,
 // which is written afterwards, so it stops two pixels short of the end.
@@ -136,17 +205,23 @@ void writeScanline(const PngPixels& pixels, int y, PngEncoder::Filter filter, ui
     const uint8_t* d = scratch;
     if (filter == PngEncoder::Filter::NoneOrAverage)
         filter = looksPhotographic(pixels, y) ? PngEncoder::Filter::Average : PngEncoder::Filter::None;
+    if (filter == PngEncoder::Filter::SubOrUpOrAverage) {
+        if (looksPhotographic(pixels, y))
+            filter = PngEncoder::Filter::Average;
+        else
+            filter =
+                prev && upPredictsBetter(cur, prev, n) ? PngEncoder::Filter::Up : PngEncoder::Filter::Sub;
+    }
     switch (filter) {
     case PngEncoder::Filter::None:
     case PngEncoder::Filter::NoneOrAverage:
+    case PngEncoder::Filter::SubOrUpOrAverage:
         out[0] = 0;
         d = cur;
         break;
     case PngEncoder::Filter::Sub:
         out[0] = 1;
-        std::memcpy(scratch, cur, 4);
-        for (size_t i = 4; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - cur[i - 4]);
+        subResidual(cur, n, scratch);
         break;
     case PngEncoder::Filter::Up:
         out[0] = 2;
@@ -154,8 +229,7 @@ void writeScanline(const PngPixels& pixels, int y, PngEncoder::Filter filter, ui
             d = cur;
             break;
         }
-        for (size_t i = 0; i < n; ++i)
-            scratch[i] = uint8_t(cur[i] - prev[i]);
+        upResidual(cur, prev, n, scratch);
         break;
     case PngEncoder::Filter::Average:
         out[0] = 3;
@@ -172,9 +246,7 @@ void writeScanline(const PngPixels& pixels, int y, PngEncoder::Filter filter, ui
     case PngEncoder::Filter::Paeth:
         out[0] = 4;
         if (!prev) { // with no row above, Paeth predicts from the left: Sub
-            std::memcpy(scratch, cur, 4);
-            for (size_t i = 4; i < n; ++i)
-                scratch[i] = uint8_t(cur[i] - cur[i - 4]);
+            subResidual(cur, n, scratch);
             break;
         }
         for (size_t i = 0; i < 4; ++i)

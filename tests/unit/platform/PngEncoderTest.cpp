@@ -162,12 +162,11 @@ INSTANTIATE_TEST_SUITE_P(
     FiltersAndThreads, PngEncoderFilters,
     ::testing::Combine(::testing::Values(PngEncoder::Filter::None, PngEncoder::Filter::Sub,
                                          PngEncoder::Filter::Up, PngEncoder::Filter::Average,
-                                         PngEncoder::Filter::Paeth, PngEncoder::Filter::NoneOrAverage),
+                                         PngEncoder::Filter::Paeth, PngEncoder::Filter::NoneOrAverage,
+                                         PngEncoder::Filter::SubOrUpOrAverage),
                        ::testing::Values(1, 3)));
 
-TEST(PngEncoder, EveryStrategyAndLevelRoundTrips) {
-    for (const auto strategy : {PngEncoder::Strategy::Rle, PngEncoder::Strategy::Filtered})
-        expectRoundTripsAtAwkwardSizes(PngEncoder({.strategy = strategy, .threads = 3}));
-    expectRoundTripsAtAwkwardSizes(PngEncoder({.level = 1, .threads = 3}));
-    expectRoundTripsAtAwkwardSizes(PngEncoder({.level = 9, .threads = 3}));
+TEST(PngEncoder, EveryLevelRoundTrips) {
+    for (const int level : {0, 1, 3})
+        expectRoundTripsAtAwkwardSizes(PngEncoder({.level = level, .threads = 3}));
 }
