@@ -244,12 +244,15 @@ for tool in tools:
     else:
         working.append(tool)
 
-# Rounds over all tools, so background load falls on every tool alike.
+# Rounds over all tools, so background load falls on every tool alike. Each round starts one
+# tool further on: the run right after flameshot, which leaves the X server and the bus busy
+# for a while after it exits (+30 ms), falls on a different tool each time.
 walls = {tool[0]: [] for tool in working}
 cpus = {tool[0]: [] for tool in working}
 sizes = {}
-for _ in range(runs):
-    for tool in list(working):
+for round_number in range(runs):
+    shift = round_number % len(working) if working else 0
+    for tool in working[shift:] + working[:shift]:
         measured, problem = run_measured(tool)
         if measured is None:
             notes.append(f"{tool[0]}: dropped mid-run, {problem}")
