@@ -337,6 +337,10 @@ int run(int argc, char** argv, const QStringList& arguments) {
     auto* prefsWatcher = new PrefsFileWatcher(&app);
     QObject::connect(prefsWatcher, &PrefsFileWatcher::changed, &app,
                      [] { HotkeyRegistry::shared().reload(); });
+    // What start-up wrote (the default keys) reaches the file now: a write left to the event
+    // loop could land in the same clock tick as someone's edit, and an edit of the same size
+    // and time would then never be read.
+    Prefs::sync();
     // Listening last: once the socket is there, every key and window is ready.
     InstanceChannel::Server server;
     if (const auto listening = server.listen(); !listening)
