@@ -1,13 +1,14 @@
 // Runs Pictavia's speech recogniser on sound files, for bench/captions.sh:
 //   caption_bench [--clean] [--suppress-below DB] [--no-adapt] [--adapt-posterior P] [--segments
 //   NAME=VALUE]...
-//                 [-OPTION VALUE]... [--second -OPTION VALUE]... FILE...
+//                 [-OPTION VALUE]... [--first -OPTION VALUE]... [--second -OPTION VALUE]... FILE...
 // --clean first takes the noise out with the voice cleaner; --suppress-below DB sets how
 // close (in dB) the pauses' noise must be to the speech for the recogniser to push it down; --no-adapt keeps
 // the first decoding (no adaptation to the speaker); --adapt-posterior adapts only to the words heard with at
 // least that posterior probability; --segments changes how the sound is split into utterances (pause,
 // padding, rise, share, shortest, longest); -OPTION VALUE pairs go to PocketSphinx after Pictavia's own,
-// --second ones to the decoding with the adapted model only. Prints one line per file: the file, the seconds
+// --first ones to the first decoding only when a second follows, --second ones to the decoding with the
+// adapted model only. Prints one line per file: the file, the seconds
 // of sound, the seconds recognition took on the clock (reading and cleaning included) and the words heard,
 // separated by tabs. "cleaning not available" replaces the words when the voice cleaner fails.
 #include "platform/Platform.h"
@@ -71,6 +72,9 @@ int main(int argc, char** argv) {
                 std::fprintf(stderr, "caption_bench: unknown segment setting %s\n", qPrintable(args[i]));
                 return 2;
             }
+        } else if (args[i] == QLatin1String("--first") && i + 2 < args.size()) {
+            const QByteArray name = args[++i].toUtf8();
+            setOption(tuning.firstPassOptions, name, args[++i].toUtf8());
         } else if (args[i] == QLatin1String("--second") && i + 2 < args.size()) {
             const QByteArray name = args[++i].toUtf8();
             setOption(tuning.secondPassOptions, name, args[++i].toUtf8());
@@ -85,7 +89,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr,
                      "usage: caption_bench [--clean] [--suppress-below DB] [--no-adapt] [--adapt-posterior "
                      "P] [--segments NAME=VALUE]... "
-                     "[-OPTION VALUE]... [--second -OPTION VALUE]... FILE...\n");
+                     "[-OPTION VALUE]... [--first -OPTION VALUE]... [--second -OPTION VALUE]... FILE...\n");
         return 2;
     }
     platform::Services services;

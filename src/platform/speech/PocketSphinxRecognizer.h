@@ -20,7 +20,9 @@ public:
         SegmenterSettings segments;
         // Decoder options as PocketSphinx spells them ("-beam", "1e-60", ...), after the defaults.
         QByteArrayList options;
-        // Options that differ in the second decoding, with the model adapted to the speaker.
+        // Options that differ in the first decoding when a second one follows (its words only
+        // guide the adaptation), and in the second decoding, with the model adapted to the speaker.
+        QByteArrayList firstPassOptions;
         QByteArrayList secondPassOptions;
         // Whether the model is adapted to the speaker between a first and a second decoding
         // (when the trainer's tools are installed), and how sure the first decoding must be of
