@@ -144,7 +144,7 @@ def main():
                 jobs.append((("ours", s, kind, voice), lambda b=base: ours(build, b + ".wav", options)))
                 if with_plain:
                     jobs.append((("plain", s, kind, voice), lambda b=base: plain(b + ".16k.wav")))
-                if with_clean and kind == "noisy" and s == "judging":
+                if with_clean and kind == "noisy":
                     jobs.append((("cleaned", s, kind, voice),
                                  lambda b=base: ours(build, b + ".wav", options, clean=True)))
     with ThreadPoolExecutor(max_workers=jobs_at_once) as pool:
@@ -186,19 +186,22 @@ def main():
                 else:
                     print("  %-18s %7.1f%% %8s %8s %9.3f %9s %9.3f" % (voice, 100 * o.wer(), "-", "-", o.rtf(), "-",
                                                                      o.clock()))
-    if with_clean and "judging" in sets:
-        print("\nNoisy judging set, before and after voice cleaning (Pictavia's recogniser):")
+    for s in sets:
+        if not with_clean or "noisy" not in kinds:
+            break
+        print("\nNoisy %s set, before and after voice cleaning (Pictavia's recogniser):" % s)
         if not cleaning_available:
             print("  cleaning not available")
-        else:
-            print("  %-18s %8s %8s" % ("voice", "before", "after"))
-            for voice in VOICES + ["all"]:
-                selected = VOICES if voice == "all" else [voice]
-                before, after = total("ours", "judging", "noisy", selected), total("cleaned", "judging", "noisy",
-                                                                                   selected)
-                print("  %-18s %7.1f%% %7.1f%%" % (voice, 100 * before.wer(), 100 * after.wer()))
+            continue
+        print("  %-18s %8s %8s" % ("voice", "before", "after"))
+        for voice in VOICES + ["all"]:
+            selected = VOICES if voice == "all" else [voice]
+            before, after = total("ours", s, "noisy", selected), total("cleaned", s, "noisy", selected)
+            print("  %-18s %7.1f%% %7.1f%%" % (voice, 100 * before.wer(), 100 * after.wer()))
     # One line for tuning scripts to read.
     summary = ["%s-%s=%.4f" % (s, kind, total("ours", s, kind).wer()) for s in sets for kind in kinds]
+    if with_clean and "noisy" in kinds and cleaning_available:
+        summary += ["%s-cleaned=%.4f" % (s, total("cleaned", s, "noisy").wer()) for s in sets]
     summary.append("hts-clean=%.4f" % total("ours", sets[0], "clean", ["festival-slt-hts"]).wer())
     summary.append("rtf=%.3f" % (sum(total("ours", s, k).cpu for s in sets for k in kinds) /
                                  sum(total("ours", s, k).sound for s in sets for k in kinds)))

@@ -60,10 +60,17 @@ trap 'exit 130' INT TERM
 
 source "$(dirname "$0")/desktop.sh"
 
-# A private session bus for the tools that want one (flameshot).
+# A private session bus for the tools that want one (flameshot). Only flameshot's own service
+# can be started on it: with the system's services, its "capture saved" notification started
+# whichever desktop's notification service is installed (KDE's waits 25 s for a name that never
+# comes), and flameshot waited for it.
 dbus_address=""
 if command -v dbus-daemon >/dev/null; then
-  dbus-daemon --session --nofork --nopidfile --print-address=5 5>"$work/bus" 2>"$work/dbus.log" &
+  mkdir -p "$work/bus-services"
+  cp /usr/share/dbus-1/services/org.flameshot.Flameshot.service "$work/bus-services/" 2>/dev/null || true
+  sed "s|<standard_session_servicedirs */>|<servicedir>$work/bus-services</servicedir>|" \
+    /usr/share/dbus-1/session.conf >"$work/bus.conf"
+  dbus-daemon --config-file="$work/bus.conf" --nofork --nopidfile --print-address=5 5>"$work/bus" 2>"$work/dbus.log" &
   bus_pid=$!
   wait_for_file "$work/bus" 10 && dbus_address=$(head -n1 "$work/bus")
 fi
