@@ -33,8 +33,8 @@ packages=(
   libswresample-dev
   # cameras (Video4Linux2 through its device input)
   libavdevice-dev
-  # cleaning voices: SpeexDSP's noise suppressor
-  libspeexdsp-dev
+  # cleaning voices: WebRTC's noise suppressor; the recogniser's own: SpeexDSP's
+  libwebrtc-audio-processing-dev libspeexdsp-dev
   # writing movies: the colour conversion of screen frames
   libyuv-dev
   # writing animated GIFs: palettes and the file

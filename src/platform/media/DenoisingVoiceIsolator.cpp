@@ -3,7 +3,7 @@
 #include "platform/media/FfmpegLog.h"
 #include "platform/media/FfmpegMovieSource.h"
 #include "platform/media/FfmpegSoundFile.h"
-#include "platform/media/SpeexDenoiser.h"
+#include "platform/media/WebRtcDenoiser.h"
 
 #include <QFile>
 
@@ -13,7 +13,7 @@ namespace platform::media {
 
 namespace {
 
-constexpr int sampleRate = 48'000;
+constexpr int sampleRate = WebRtcDenoiser::rate;
 
 // The length of `file` in seconds, 0 when unknown.
 double lengthOf(const QString& file) {
@@ -27,7 +27,7 @@ Result<bool> DenoisingVoiceIsolator::isolate(const QString& source, const QStrin
                                              const Progress& progress) {
     quietFfmpegLog();
     const auto outcome = [&]() -> Result<bool> {
-        SpeexDenoiser denoiser;
+        WebRtcDenoiser denoiser;
         SoundFileWriter file;
         if (auto opened = file.open(destination, sampleRate); !opened) return opened;
         std::vector<float> cleaned;
