@@ -3,9 +3,9 @@
 # spoken by festival's HTS voice and by flite, mixed with pink noise, brown noise and mains hum
 # at 10 dB SNR, cleaned by each candidate, and read back with the plain
 # pocketsphinx_continuous command. Prints the word error rate (and the SNR against the clean
-# speech) per candidate, noisy and cleaned: FFmpeg's afftdn at three settings and SpeexDSP's
-# noise suppressor (what the voice isolator uses, through voice_cleaning_bench) at three
-# strengths. Then the levelling of a quiet speech movie: the 90th percentile of its speech
+# speech) per candidate, noisy and cleaned: FFmpeg's afftdn at three settings, SpeexDSP's
+# noise suppressor at three strengths and WebRTC's (what the voice isolator uses) at three levels,
+# both through voice_cleaning_bench. Then the levelling of a quiet speech movie: the 90th percentile of its speech
 # blocks' RMS and its peak, before and after, and the time it took.
 #   bench/voice_cleaning.sh [BUILD_DIR]
 set -euo pipefail
@@ -70,9 +70,8 @@ done
 clean() { # candidate input output
     case "$1" in
     noisy) cp "$2" "$3" ;;
-    speex-15) "$cleaner" -15 <"$2" >"$3" ;;
-    speex-25) "$cleaner" -25 <"$2" >"$3" ;;
-    speex-35) "$cleaner" -35 <"$2" >"$3" ;;
+    speex-*) "$cleaner" speex "-${1#speex-}" <"$2" >"$3" ;;
+    webrtc-*) "$cleaner" webrtc "${1#webrtc-}" <"$2" >"$3" ;;
     # FFmpeg's afftdn lags by 1200 samples (25 ms): taken out, so that the SNR compares like
     # with like.
     afftdn*)
@@ -91,7 +90,7 @@ recognise() { # raw file -> words
     pocketsphinx_continuous -infile "$work/in16.wav" 2>/dev/null | tr '\n' ' '
 }
 
-candidates=(noisy afftdn afftdn-tracking afftdn-strong speex-15 speex-25 speex-35)
+candidates=(noisy afftdn afftdn-tracking afftdn-strong speex-15 speex-25 speex-35 webrtc-0 webrtc-1 webrtc-2)
 : >"$work/results"
 for candidate in "${candidates[@]}"; do
     for file in "$work"/*.noisy.f32; do
