@@ -16,8 +16,9 @@ constexpr qint64 lag = 334;
 
 } // namespace
 
-WebRtcDenoiser::WebRtcDenoiser(int level)
-    : FrameFilter(frameSize, lag), m_processing(webrtc::AudioProcessing::Create()) {
+WebRtcDenoiser::WebRtcDenoiser(int level, float originalShare)
+    : FrameFilter(frameSize, lag), m_processing(webrtc::AudioProcessing::Create()),
+      m_original(size_t(lag), 0.0f), m_originalShare(std::clamp(originalShare, 0.0f, 1.0f)) {
     auto* suppression = m_processing->noise_suppression();
     suppression->set_level(webrtc::NoiseSuppression::Level(std::clamp(level, 0, 3)));
     suppression->Enable(true);
@@ -27,12 +28,18 @@ WebRtcDenoiser::WebRtcDenoiser(int level)
 WebRtcDenoiser::~WebRtcDenoiser() = default;
 
 void WebRtcDenoiser::process(std::vector<float>& frame) {
+    m_original.insert(m_original.end(), frame.begin(), frame.end());
     const webrtc::StreamConfig mono(rate, 1, false);
     const float* const input[] = {frame.data()};
     float* const output[] = {m_result.data()};
     // A frame the module refuses passes through as it came.
-    if (m_processing->ProcessStream(input, mono, mono, output) == webrtc::AudioProcessing::kNoError)
-        std::copy(m_result.begin(), m_result.end(), frame.begin());
+    const bool cleaned =
+        m_processing->ProcessStream(input, mono, mono, output) == webrtc::AudioProcessing::kNoError;
+    for (size_t i = 0; i < frame.size(); ++i) {
+        const float original = m_original.front();
+        m_original.pop_front();
+        frame[i] = cleaned ? (1.0f - m_originalShare) * m_result[i] + m_originalShare * original : original;
+    }
 }
 
 } // namespace platform::media
