@@ -186,9 +186,8 @@ def main():
                 else:
                     print("  %-18s %7.1f%% %8s %8s %9.3f %9s %9.3f" % (voice, 100 * o.wer(), "-", "-", o.rtf(), "-",
                                                                      o.clock()))
-    for s in sets:
-        if not with_clean or "noisy" not in kinds:
-            break
+    cleaned_sets = sets if with_clean and "noisy" in kinds else []
+    for s in cleaned_sets:
         print("\nNoisy %s set, before and after voice cleaning (Pictavia's recogniser):" % s)
         if not cleaning_available:
             print("  cleaning not available")
@@ -200,8 +199,8 @@ def main():
             print("  %-18s %7.1f%% %7.1f%%" % (voice, 100 * before.wer(), 100 * after.wer()))
     # One line for tuning scripts to read.
     summary = ["%s-%s=%.4f" % (s, kind, total("ours", s, kind).wer()) for s in sets for kind in kinds]
-    if with_clean and "noisy" in kinds and cleaning_available:
-        summary += ["%s-cleaned=%.4f" % (s, total("cleaned", s, "noisy").wer()) for s in sets]
+    if cleaning_available:
+        summary += ["%s-cleaned=%.4f" % (s, total("cleaned", s, "noisy").wer()) for s in cleaned_sets]
     summary.append("hts-clean=%.4f" % total("ours", sets[0], "clean", ["festival-slt-hts"]).wer())
     summary.append("rtf=%.3f" % (sum(total("ours", s, k).cpu for s in sets for k in kinds) /
                                  sum(total("ours", s, k).sound for s in sets for k in kinds)))
