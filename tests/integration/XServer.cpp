@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -111,16 +112,48 @@ void XServer::startWindowManager() {
     options.err = ChildProcess::Stream::Discard;
     m_windowManager = ChildProcess::start("openbox", {"--sm-disable"}, options);
 
-    // openbox is ready once it has published its EWMH check window.
+    // openbox publishes its EWMH check window before it reaches its event loop.
     const Clock::time_point deadline = Clock::now() + kStartTimeout;
-    while (Clock::now() < deadline) {
-        const ProcessOutput check = run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"});
-        if (check.out.find("window id #") != std::string::npos) return;
-        if (!m_windowManager->isRunning())
-            throw std::runtime_error("openbox exited while starting; is openbox installed?");
-        std::this_thread::sleep_for(50ms);
-    }
-    throw std::runtime_error("openbox did not manage the screen within 30 s");
+    const auto waitFor = [&](const std::function<bool()>& ready, const char* what) {
+        while (Clock::now() < deadline) {
+            if (ready()) return;
+            if (!m_windowManager->isRunning())
+                throw std::runtime_error("openbox exited while starting; is openbox installed?");
+            std::this_thread::sleep_for(50ms);
+        }
+        throw std::runtime_error(std::string("openbox did not ") + what + " within 30 s");
+    };
+    waitFor(
+        [&] {
+            return run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).out.find("window id #") !=
+                   std::string::npos;
+        },
+        "manage the screen");
+
+    // A window mapped while openbox starts can have its request read into openbox's queue
+    // and left there until some later event wakes it: the window stays unmapped for good. A
+    // probe window that openbox manages shows it is past that point; the root property
+    // changed meanwhile is the event that wakes it if the probe's own request was caught so.
+    ChildProcess::Options probeOptions;
+    probeOptions.environment = environmentFor({});
+    probeOptions.out = ChildProcess::Stream::Discard;
+    probeOptions.err = ChildProcess::Stream::Discard;
+    std::unique_ptr<ChildProcess> probe = ChildProcess::start(
+        "xmessage", {"-title", "window-manager-probe", "-geometry", "+0+0", "probe"}, probeOptions);
+    waitFor(
+        [&] {
+            run("xprop", {"-root", "-f", "_TEST_WAKE_UP", "8s", "-set", "_TEST_WAKE_UP", "1"});
+            return run("xprop", {"-name", "window-manager-probe", "WM_STATE"}).out.find("window state") !=
+                   std::string::npos;
+        },
+        "manage a window");
+    run("xprop", {"-root", "-remove", "_TEST_WAKE_UP"});
+    probe.reset();
+    waitFor(
+        [&] {
+            return run("xprop", {"-root", "_NET_CLIENT_LIST"}).out.find("0x") == std::string::npos;
+        },
+        "let its probe window go");
 }
 
 ProcessOutput XServer::run(const std::string& program, const std::vector<std::string>& args,
