@@ -291,22 +291,30 @@ void WaylandSession::startGnomeShell(const Options& options) {
         if (set.exitCode != 0)
             throw std::runtime_error("gsettings could not set " + std::string(key) + ": " + set.err);
     }
-    m_compositor = startDaemon("gnome-shell", "gnome-shell",
-                               {"--headless", "--wayland", "--no-x11", "--virtual-monitor",
-                                std::to_string(output.width) + "x" + std::to_string(output.height)},
-                               {{"GTK_A11Y", "none"}});
     std::string display;
-    // The shell logs when its start is complete, overview and all.
-    const bool up = waitUntil(
-        [&] {
-            display = findEntry(directory(), QStringLiteral("wayland-"), QStringLiteral(".lock"));
-            return (!display.empty() &&
-                    logTail("gnome-shell").find("GNOME Shell started at") != std::string::npos) ||
-                   !m_compositor->isRunning();
-        },
-        60s);
-    if (!up || display.empty() || !m_compositor->isRunning())
-        throw std::runtime_error("gnome-shell did not come up: " + logTail("gnome-shell"));
+    // The shell logs when its start is complete, overview and all. Now and then, on a loaded
+    // machine, it stops for good halfway through its start: a second start is given, with
+    // the first one's log kept beside.
+    for (int attempt = 1;; ++attempt) {
+        m_compositor = startDaemon("gnome-shell", "gnome-shell",
+                                   {"--headless", "--wayland", "--no-x11", "--virtual-monitor",
+                                    std::to_string(output.width) + "x" + std::to_string(output.height)},
+                                   {{"GTK_A11Y", "none"}});
+        const bool up = waitUntil(
+            [&] {
+                display = findEntry(directory(), QStringLiteral("wayland-"), QStringLiteral(".lock"));
+                return (!display.empty() &&
+                        logTail("gnome-shell").find("GNOME Shell started at") != std::string::npos) ||
+                       !m_compositor->isRunning();
+            },
+            45s);
+        if (up && !display.empty() && m_compositor->isRunning()) break;
+        const std::string log = logTail("gnome-shell");
+        m_compositor.reset();
+        if (attempt == 2) throw std::runtime_error("gnome-shell did not come up, twice: " + log);
+        const QString path = QString::fromStdString(directory() + "/gnome-shell.log");
+        QFile::rename(path, path + QStringLiteral(".first"));
+    }
     m_environment.emplace_back("WAYLAND_DISPLAY", display);
     // The shell starts in its overview, where windows are small pictures of themselves.
     const auto overview = [&](const std::string& call, const std::vector<std::string>& args) {
