@@ -312,6 +312,9 @@ void WaylandSession::startGnomeShell(const Options& options) {
         const std::string log = logTail("gnome-shell");
         m_compositor.reset();
         if (attempt == 2) throw std::runtime_error("gnome-shell did not come up, twice: " + log);
+        // The second start gives up at once while the first one's bus name is still taken.
+        if (!waitUntil([&] { return !busNameOwned("org.gnome.Shell"); }))
+            throw std::runtime_error("gnome-shell did not come up, and did not stop: " + log);
         const QString path = QString::fromStdString(directory() + "/gnome-shell.log");
         QFile::rename(path, path + QStringLiteral(".first"));
     }
