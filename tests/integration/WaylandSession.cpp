@@ -9,6 +9,7 @@
 
 #include <grp.h>
 #include <pwd.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,6 +49,21 @@ std::string findEntry(const std::string& dir, const QString& prefix, const QStri
         if (name.startsWith(prefix) && (unless.isEmpty() || !name.endsWith(unless)))
             return name.toStdString();
     return {};
+}
+
+// Kills the processes whose parent is `parent`, found through /proc.
+void killChildrenOf(pid_t parent) {
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        bool numeric = false;
+        const pid_t pid = entry.toInt(&numeric);
+        if (!numeric) continue;
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
+        if (!stat.open(QIODevice::ReadOnly)) continue;
+        // "PID (COMMAND) STATE PPID ...": the command may hold spaces and parentheses.
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (fields.size() > 1 && fields[1].toInt() == parent) kill(pid, SIGKILL);
+    }
 }
 
 // The unprivileged user the session runs as under root, made the first time it is needed.
@@ -293,8 +309,11 @@ void WaylandSession::startGnomeShell(const Options& options) {
     }
     std::string display;
     // The shell logs when its start is complete, overview and all. Now and then, on a loaded
-    // machine, it stops for good halfway through its start: a second start is given, with
-    // the first one's log kept beside.
+    // machine, it stops for good halfway through its start: it starts ibus-daemon through a
+    // fork whose child runs script code before its exec and can deadlock on a lock another
+    // thread held at the fork. The shell waits for that child forever, and the child keeps
+    // the shell's bus connection, and so its name, alive. Both are stopped, and a second
+    // start is given, with the first one's log kept beside.
     for (int attempt = 1;; ++attempt) {
         m_compositor = startDaemon("gnome-shell", "gnome-shell",
                                    {"--headless", "--wayland", "--no-x11", "--virtual-monitor",
@@ -310,6 +329,7 @@ void WaylandSession::startGnomeShell(const Options& options) {
             45s);
         if (up && !display.empty() && m_compositor->isRunning()) break;
         const std::string log = logTail("gnome-shell");
+        killChildrenOf(m_compositor->pid());
         m_compositor.reset();
         if (attempt == 2) throw std::runtime_error("gnome-shell did not come up, twice: " + log);
         // The second start gives up at once while the first one's bus name is still taken.
