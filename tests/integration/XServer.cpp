@@ -134,12 +134,8 @@ void XServer::startWindowManager() {
     // and left there until some later event wakes it: the window stays unmapped for good. A
     // probe window that openbox manages shows it is past that point; the root property
     // changed meanwhile is the event that wakes it if the probe's own request was caught so.
-    ChildProcess::Options probeOptions;
-    probeOptions.environment = environmentFor({});
-    probeOptions.out = ChildProcess::Stream::Discard;
-    probeOptions.err = ChildProcess::Stream::Discard;
     std::unique_ptr<ChildProcess> probe = ChildProcess::start(
-        "xmessage", {"-title", "window-manager-probe", "-geometry", "+0+0", "probe"}, probeOptions);
+        "xmessage", {"-title", "window-manager-probe", "-geometry", "+0+0", "probe"}, options);
     waitFor(
         [&] {
             run("xprop", {"-root", "-f", "_TEST_WAKE_UP", "8s", "-set", "_TEST_WAKE_UP", "1"});
