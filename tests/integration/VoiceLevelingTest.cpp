@@ -164,9 +164,10 @@ TEST_F(VoiceLevelingTest, QuietSpeechComesOutAtTheTargetLoudnessWithoutClippingA
         // count, which pulls the percentile down a little; AAC coding moves it a little more.
         // The cleaning takes the quiet blocks away again.
         EXPECT_NEAR(after.speech, VoiceLeveler::targetLevel, 0.15 * VoiceLeveler::targetLevel);
-        // The limiter writes nothing above 0.99; AAC's ringing at the tone's edges may lift the
-        // decoded peak a little past that, but never to full scale as the unlimited gain would.
-        EXPECT_LT(after.peak, 1.0f);
+        // The limiter writes nothing above 0.99; AAC's ringing at the tone's edges lifts the
+        // decoded peak a little past that (up to 1.0006 in 16 runs of the cleaned voice, whose
+        // input sox dithers anew each time), but nowhere near the unlimited gain's 1.2.
+        EXPECT_LT(after.peak, 1.02f);
         EXPECT_GT(after.peak, 0.8f); // the tone limited, not cut down
         EXPECT_EQ(pictures(copy), packets);
         if (clean) {
