@@ -13,7 +13,7 @@
 
 namespace {
 
-template <typename Denoiser> void clean(Denoiser& denoiser) {
+void clean(platform::media::FrameFilter& denoiser) {
     std::vector<float> in(48'000);
     std::vector<float> out;
     size_t count = 0;

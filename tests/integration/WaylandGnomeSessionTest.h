@@ -63,13 +63,9 @@ protected:
         EXPECT_TRUE(asked) << "the portal did not ask before the first screenshot";
         if (asked) pressKeys({"0xff09", "0xff0d"});
         const ProcessOutput out = capture.get();
-        EXPECT_EQ(out.exitCode, 0) << out.err << "\nportal: " << tail(sessionLog("portal"))
-                                   << "\ngnome-shell: " << tail(sessionLog("gnome-shell"));
+        EXPECT_EQ(out.exitCode, 0) << out.err << "\nportal: " << session->logTail("portal")
+                                   << "\ngnome-shell: " << session->logTail("gnome-shell");
         return QImage(QString::fromStdString(out.out).trimmed());
-    }
-
-    static std::string tail(const std::string& log) {
-        return log.substr(log.size() - std::min<size_t>(log.size(), 3000));
     }
 
     void pressKeys(std::vector<std::string> args) {

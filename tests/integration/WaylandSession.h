@@ -106,6 +106,9 @@ public:
     // it loads from its own folder. Empty when neither works.
     std::string reachable(const std::string& program);
 
+    // The last part of what one of the session's programs logged ("portal", "gnome-shell", ...).
+    std::string logTail(const std::string& name) const;
+
 private:
     WaylandSession() = default;
     std::vector<std::string> asUser(const std::string& program, const std::vector<std::string>& args,
@@ -113,7 +116,6 @@ private:
     std::unique_ptr<ChildProcess> startDaemon(const std::string& name, const std::string& program,
                                               const std::vector<std::string>& args,
                                               const Environment& extra = {});
-    std::string logTail(const std::string& name) const;
     bool busNameOwned(const std::string& name);
     void startBus();
     void startSystemBus();

@@ -57,7 +57,7 @@ std::vector<float> noiseThenLoud(int rate, bool tone) {
 }
 
 // Fed in uneven chunks, as a reader hands them over.
-template <typename Denoiser> std::vector<float> cleaned(Denoiser& denoiser, const std::vector<float>& sound) {
+std::vector<float> cleaned(platform::media::FrameFilter& denoiser, const std::vector<float>& sound) {
     std::vector<float> out;
     for (size_t from = 0; from < sound.size(); from += 1000)
         denoiser.add(sound.data() + from, qsizetype(std::min<size_t>(1000, sound.size() - from)), out);
